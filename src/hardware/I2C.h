@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "daqmx/DaqmxApi.h"
+
+#include <QObject>
+#include <QString>
+#include <cstdint>
+#include <memory>
+
+namespace vt {
+
+/// Software I2C master on two output lines and one input line of the acquisition unit: one driver call per
+/// bus event. Output words are port-aligned (bit n is line n). The first driver error makes the object
+/// unusable: its tasks are cleared and every later transfer returns false without touching the driver; the
+/// owner makes a new one. Used from one thread only, the one that it was moved to.
+class I2C : public QObject
+{
+    Q_OBJECT
+public:
+    /// Default lines: port 0, read line 0, SDA line 1, SCL line 2. An empty name picks the first device.
+    I2C(DaqmxApi& driver, const QString& device);
+    I2C(DaqmxApi& driver, const QString& device, std::uint8_t port, std::uint8_t readLine,
+        std::uint8_t sdaLine, std::uint8_t sclLine);
+    ~I2C() override;
+
+    bool i2cInit(const QString& device, std::uint8_t port, std::uint8_t readLine, std::uint8_t sdaLine,
+                 std::uint8_t sclLine);
+    /// A null buffer or a length below 1 writes the register address alone.
+    bool i2cWrite(std::uint8_t deviceAddress8, std::uint8_t registerAddress, const std::uint8_t* data,
+                  int length);
+    bool i2cRead(std::uint8_t deviceAddress8, std::uint8_t registerAddress, std::uint8_t* buffer, int length);
+    void stopI2C();
+
+    [[nodiscard]] bool failed() const;
+    [[nodiscard]] QString errorText() const;
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};
+
+} // namespace vt

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "session/SessionTypes.h"
+
+#include <QObject>
+
+#include <functional>
+#include <memory>
+
+namespace vt {
+
+class DaqmxApi;
+class DataManager;
+class RecordingCompanion;
+class TimeSource;
+class UserInteraction;
+struct SessionPrivate;
+
+/// Prepares, starts, pauses, resumes and stops a recording. Interface thread only. No method waits for a
+/// device or the disk; long steps run elsewhere and end in stateChanged. The window and the headless mode
+/// drive the same object.
+///
+///     Idle -> Prepared -> Starting -> Recording -> (Paused -> Resuming -> Recording)* -> Stopping -> Idle
+class SessionController : public QObject
+{
+    Q_OBJECT
+public:
+    struct Options
+    {
+        bool autoResume = false; ///< "autoResumeOnDaqDisconnect" as read at launch
+    };
+    /// driver, time and user outlive the controller.
+    SessionController(DaqmxApi& driver, TimeSource& time, UserInteraction& user, Options options,
+                      QObject* parent = nullptr);
+    /// Ends a running recording first, waiting for it.
+    ~SessionController() override;
+
+    void addCompanion(std::unique_ptr<RecordingCompanion> companion);
+
+    /// Devices of the driver, as of the last refresh.
+    void refreshDevices();
+    [[nodiscard]] std::vector<DeviceEntry> devices() const;
+    /// Reads the device's microcontroller; deviceSelected(details) follows. An empty name selects none.
+    void selectDevice(const QString& name);
+
+    /// Checks the setup, reads the device, creates the files. prepared(ok) follows. On failure the user has
+    /// been told why and the state is Idle again.
+    void prepare(const RecordingSetup& setup);
+    /// From Prepared. Ends in Recording, or in Idle after a message.
+    void start();
+    /// Prepare and start in one go.
+    void record(const RecordingSetup& setup);
+
+    /// Asks "Are you sure you want to stop recording?" first.
+    void requestStop();
+    /// Stops without asking.
+    void stop(EndReason reason);
+    /// System shutdown, sleep or hibernation.
+    void forcedGracefulStop();
+    /// forcedGracefulStop for a caller that may not return before it is done: waits up to timeoutMs.
+    bool stopAndWait(EndReason reason, int timeoutMs);
+
+    /// Event number of the new marker, -1 when there is no marker file.
+    int addMarker(const QString& label);
+
+    [[nodiscard]] SessionState state() const;
+    [[nodiscard]] SessionStatus status() const;
+    /// The processing object of the running segment for displays, or null. Its display channels are safe to
+    /// read from the interface thread until segmentEnded.
+    [[nodiscard]] std::shared_ptr<const DataManager> processing() const;
+    [[nodiscard]] EndReason lastEndReason() const;
+    /// Text of the last recording's summary: files, steps, asleep, percent per channel, losses.
+    [[nodiscard]] QString lastSummary() const;
+
+    /// Frames that the device has queued and the processing has not pulled, and the writer's depth: what a
+    /// simulated unit that runs faster than real time waits for. Any thread.
+    [[nodiscard]] bool readyForMoreData() const;
+
+signals:
+    void stateChanged(vt::SessionState state);
+    void devicesChanged();
+    void deviceSelected(const vt::DeviceDetails& details);
+    void prepared(bool ok);
+    void segmentStarted(const QString& basePath, int segment);
+    void segmentEnded();
+    void recordingEnded(vt::EndReason reason);
+    void sleepDecision(const std::vector<bool>& sleeping, const std::vector<QDateTime>& sleepBeginTime,
+                       const std::vector<double>& decisionStats);
+
+private:
+    std::unique_ptr<SessionPrivate> d;
+};
+
+} // namespace vt

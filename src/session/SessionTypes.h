@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "recording/FileWriter.h"
+
+#include <QDateTime>
+#include <QString>
+#include <QStringList>
+#include <QTime>
+#include <vector>
+
+namespace vt {
+
+enum class SessionState {
+    Idle,     ///< nothing open
+    Prepared, ///< files created, writer running
+    Starting, ///< probing the unit, writing headers
+    Recording,
+    Paused,   ///< device gone, waiting for it to come back
+    Resuming, ///< device back, opening the next segment
+    Stopping  ///< draining, flushing and closing
+};
+
+/// "Idle", "Recording", ... for the window and the progress lines; translated there.
+[[nodiscard]] QString sessionStateName(SessionState state);
+
+/// One thing that can be recorded from.
+struct DeviceEntry
+{
+    QString name; ///< NI-DAQmx name
+    QString productType;
+    QString serial;
+    bool simulated = false;
+    bool inUse = false; ///< claimed by another instance
+};
+
+/// What is known about the selected device once its microcontroller has been read.
+struct DeviceDetails
+{
+    QString name;
+    QString productType;
+    QString serial;
+    int offeredChannels = 0;
+    int animalType = 0; ///< 1 mouse, 2 rat, as the unit reports
+    int gain = 0;
+    bool simulated = false;
+    bool usable = false; ///< microcontroller answered
+};
+
+/// What the user chose for the next recording.
+struct RecordingSetup
+{
+    QString basePath;      ///< with or without ".bin" / ".binfb"
+    int channelCount = 0;  ///< 1 .. the device's offered channels
+    QStringList animalIds; ///< one per channel; missing ones are filled with the channel number
+    QTime lightOnset{7, 0};
+    QTime darkOnset{19, 0};
+    bool activityOnly = false;
+    bool bandpass = false;
+    quint64 frameLimit = 0; ///< recorded frames over all segments after which the recording stops by itself
+};
+
+struct ChannelSummary
+{
+    QString animalId;
+    int steps = 0;
+    int asleep = 0;
+    bool sleeping = false;
+    bool noSignal = false;
+    double decisionStat = 0.0;
+    QDateTime sleepBeginTime;
+    [[nodiscard]] double percentSleep() const { return steps > 0 ? 100.0 * asleep / steps : 0.0; }
+};
+
+/// Everything that was lost so far, with numbers. All zero when nothing was.
+struct LossSummary
+{
+    quint64 framesDropped = 0;
+    quint64 writesDropped = 0;
+    quint64 writesFailed = 0;
+    quint64 bytesDropped = 0;
+    quint64 bytesFailed = 0;
+    quint64 flushTimeouts = 0;
+    quint64 writesReordered = 0; ///< written, but after a younger write to the same file
+    [[nodiscard]] bool any() const
+    {
+        return framesDropped || writesDropped || writesFailed || bytesDropped || bytesFailed || flushTimeouts;
+    }
+};
+
+/// A copy of the session's state for display; made on the interface thread, cheap enough for 10 Hz.
+struct SessionStatus
+{
+    SessionState state = SessionState::Idle;
+    DeviceDetails device;
+    QString basePath; ///< of the current segment
+    int segment = 0;  ///< 0 for the first
+    QDateTime startTime;
+    qint64 elapsedMs = 0; ///< since the start, pauses included
+    quint64 framesAcquired = 0;
+    quint64 framesProcessed = 0;
+    quint64 readErrors = 0;
+    quint64 restarts = 0;
+    FileWriter::Statistics writer; ///< current segment
+    LossSummary losses;            ///< whole recording
+    qint64 freeDiskBytes = -1;     ///< -1: unknown
+    qint64 bytesPerHour = 0;       ///< what a recording of this size writes
+    std::vector<ChannelSummary> channels;
+};
+
+/// How a recording ended.
+enum class EndReason {
+    None, ///< none has ended yet
+    UserStop,
+    DurationReached,
+    DeviceLost,
+    ForcedStop, ///< system shutdown or sleep
+    CouldNotStart
+};
+
+} // namespace vt
