@@ -2,9 +2,8 @@
 #include "daqmx/KeepAlive.h"
 
 #include "base/Mutex.h"
+#include "daqmx/NeverDestroyed.h"
 
-#include <cstddef>
-#include <new>
 #include <vector>
 
 namespace vt {
@@ -17,12 +16,10 @@ struct Kept
     std::vector<std::shared_ptr<void>> objects VT_GUARDED_BY(mutex);
 };
 
-/// Never destroyed: a thread that is still inside the driver at exit must find its objects.
 Kept& kept()
 {
-    alignas(Kept) static std::byte storage[sizeof(Kept)];
-    static Kept* const instance = ::new (static_cast<void*>(storage)) Kept;
-    return *instance;
+    static NeverDestroyed<Kept> instance;
+    return instance.get();
 }
 
 } // namespace

@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "acquisition/AcquisitionCore.h"
+
+#include "daqmx/DaqmxStatus.h"
+
+#include <QDateTime>
+#include <QDeadlineTimer>
+#include <QDebug>
+#include <QMetaObject>
+#include <algorithm>
+#include <array>
+
+namespace vt {
+
+namespace {
+
+constexpr qint64 CallbackDelayLimitMs = 60;
+constexpr std::array<int, 3> RetryDelaysMs{500, 1000, 2000};
+
+} // namespace
+
+AcquisitionCore::AcquisitionCore(DaqmxApi& driver, TimeSource& time,
+                                 const AnalogInputTask::ChannelList& channels, int channelCount)
+    : m_driver(driver), m_time(time), m_queue(channelCount * SamplesPerFrame),
+      m_task(driver, channels, channelCount * SamplesPerFrame),
+      m_readBuffer(static_cast<std::size_t>(channelCount) * SamplesPerFrame),
+      m_ownerGeneration(nextGeneration())
+{
+    m_thread.setObjectName(QStringLiteral("acquisition"));
+    m_anchor.moveToThread(&m_thread);
+}
+
+AcquisitionCore::~AcquisitionCore()
+{
+    if (m_started)
+        m_thread.wait();
+    if (m_slot)
+        returnCallbackSlot(m_slot);
+}
+
+bool AcquisitionCore::start(Owner owner)
+{
+    m_slot = takeCallbackSlot(this);
+    if (!m_slot)
+        return false;
+    m_owner = std::move(owner);
+    m_slot->delivery.open(m_ownerGeneration);
+    m_started = true;
+    m_thread.start();
+    post([this] { setUp(); });
+    return true;
+}
+
+void AcquisitionCore::post(std::function<void()> step)
+{
+    QMetaObject::invokeMethod(&m_anchor, std::move(step), Qt::QueuedConnection);
+}
+
+bool AcquisitionCore::stop(int timeoutMs)
+{
+    if (!m_started)
+        return true;
+    const QDeadlineTimer deadline(timeoutMs);
+    m_slot->delivery.close();
+    if (!m_stopping.exchange(true))
+        post([this] { finish(); });
+    if (!m_slot->delivery.waitQuietFor(timeoutMs))
+        return false;
+    std::unique_lock lock(m_finishedMutex);
+    return m_finishedChanged.wait_for(lock, std::chrono::milliseconds(deadline.remainingTime()),
+                                      [this]() VT_REQUIRES(m_finishedMutex) { return m_finished; });
+}
+
+void AcquisitionCore::forgetOwner()
+{
+    if (!m_started)
+        return;
+    m_slot->delivery.close();
+    m_slot->delivery.waitQuiet();
+}
+
+bool AcquisitionCore::isReleased() const
+{
+    if (!m_started)
+        return true;
+    MutexLock lock(m_finishedMutex);
+    return m_finished;
+}
+
+void AcquisitionCore::setPriority(QThread::Priority priority)
+{
+    if (m_thread.isRunning())
+        m_thread.setPriority(priority);
+}
+
+AcquisitionCounters AcquisitionCore::counters() const
+{
+    AcquisitionCounters counters = m_queue.counters();
+    counters.readErrors = m_readErrors.load();
+    counters.restarts = m_restarts.load();
+    return counters;
+}
+
+// ---- driver's thread ----
+
+std::int32_t VT_DAQMX_CALL AcquisitionCore::onEveryNSamples(daqmx::TaskHandle, std::int32_t, std::uint32_t,
+                                                            void* callbackData)
+{
+    const CallbackTicket ticket = decodeTicket(callbackData);
+    if (!ticket.slot->task.enter(ticket.generation))
+        return 0; // late: the task is being cleared or gone
+    ticket.slot->core->readBlock(ticket.generation);
+    ticket.slot->task.leave();
+    return 0;
+}
+
+void AcquisitionCore::readBlock(std::uint64_t generation)
+{
+    measureDelay();
+    if (m_stopping)
+        return;
+    std::int32_t samplesRead = 0;
+    std::fill(m_readBuffer.begin(), m_readBuffer.end(), 0.0); // a short read leaves no old samples behind
+    const std::int32_t status = m_task.read(m_readBuffer.data(), &samplesRead);
+    if (status < 0)
+        readFailed(status, samplesRead, generation);
+    else if (samplesRead >= 1)
+        deliver();
+}
+
+void AcquisitionCore::measureDelay()
+{
+    const qint64 nowUs = m_time.monotonicUs();
+    const qint64 lastUs = m_lastCallbackUs.exchange(nowUs);
+    const qint64 delayMs = (nowUs - lastUs) / 1000;
+    if (lastUs >= 0 && delayMs > CallbackDelayLimitMs)
+        qDebug().noquote() << "callback delay" << delayMs << "> 60";
+}
+
+void AcquisitionCore::readFailed(std::int32_t status, std::int32_t samplesRead, std::uint64_t generation)
+{
+    if (m_stopping)
+        return; // the task was stopped under the read, which is no fault
+    m_slot->task.close();
+    ++m_readErrors;
+    qWarning().noquote() << "DAQ read failed, error:" << status << "read:" << samplesRead;
+    std::ignore = daqmxSucceeded(m_driver, status, "DAQmxReadAnalogF64");
+    // Never inside the callback: the driver may wait for this very callback when its task is stopped.
+    post([this, generation, failedAt = m_time.now()] { recover(generation, failedAt); });
+}
+
+void AcquisitionCore::deliver()
+{
+    if (!m_slot->delivery.enter(m_ownerGeneration))
+        return;
+    const FrameQueue::PushResult result = m_queue.push(m_readBuffer.data());
+    const quint64 blocks = ++m_blocks;
+    m_dataFlowed = true;
+    if (result != FrameQueue::PushResult::SkippedBusy)
+        m_owner.frameQueued();
+    if (m_owner.frameLimit > 0 && blocks >= m_owner.frameLimit) {
+        m_slot->task.close();
+        m_owner.limitReached();
+        if (!m_stopping.exchange(true))
+            post([this] { finish(); });
+    }
+    m_slot->delivery.leave();
+}
+
+// ---- acquisition thread ----
+
+void AcquisitionCore::setUp()
+{
+    if (m_stopping)
+        return;
+    m_taskGeneration = nextGeneration();
+    m_dataFlowed = false;
+    // Open before the task starts: the first callback may come while DAQmxStartTask is still under way.
+    m_slot->task.open(m_taskGeneration);
+    if (!m_task.setUp(&onEveryNSamples, encodeTicket({m_slot, m_taskGeneration}), m_stopping)) {
+        takeDown();
+        m_isRestart = true;
+        if (!m_stopping)
+            scheduleRetry();
+        return;
+    }
+    if (m_isRestart)
+        ++m_restarts;
+}
+
+void AcquisitionCore::recover(std::uint64_t generation, const QDateTime& failedAt)
+{
+    if (m_stopping || generation != m_taskGeneration)
+        return;
+    qDebug().noquote() << "error time: " << failedAt.toString(u"dd/MM/yyyy h:mm:ss A");
+    qDebug("Restarting DAQ task.");
+    m_task.reportDone();
+    takeDown();
+    m_isRestart = true;
+    if (m_stopping)
+        return;
+    if (!m_dataFlowed) {
+        scheduleRetry();
+        return;
+    }
+    m_failedAttempts = 0;
+    setUp();
+}
+
+/// Stops and clears the task. The handle stays valid until the last callback has left it: stopping makes a
+/// read that is under way return.
+void AcquisitionCore::takeDown()
+{
+    m_slot->task.close();
+    m_task.stop();
+    m_slot->task.waitQuiet();
+    m_task.clear();
+}
+
+void AcquisitionCore::scheduleRetry()
+{
+    if (!m_retryTimer)
+        m_retryTimer = m_time.createTimer(&m_anchor, [this] { setUp(); });
+    const int delayMs = RetryDelaysMs[std::min(m_failedAttempts, RetryDelaysMs.size() - 1)];
+    ++m_failedAttempts;
+    m_retryTimer->start(delayMs, TimerMode::SingleShot);
+}
+
+void AcquisitionCore::finish()
+{
+    m_retryTimer.reset();
+    takeDown();
+    m_thread.quit();
+    MutexLock lock(m_finishedMutex);
+    m_finished = true;
+    m_finishedChanged.notify_all();
+}
+
+} // namespace vt

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "acquisition/AnalogInputTask.h"
+#include "acquisition/CallbackSlots.h"
+#include "acquisition/FrameQueue.h"
+#include "base/TimeSource.h"
+#include "daqmx/DaqmxApi.h"
+
+#include <QObject>
+#include <QThread>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace vt {
+
+/// What a NIDAQ_data_thread shares with its acquisition thread and with the driver's callbacks. It outlives
+/// the owner when the driver hangs in a call.
+///
+///   Idle --setUp--> Running --read failed--> [stop, clear] --at once or after a delay--> setUp
+///     |                |                          ^
+///     +--step failed---+---- after 0.5 s, 1 s, 2 s, 2 s ...
+///   any --finish--> [stop, clear] --> Finished (the thread ends)
+class AcquisitionCore
+{
+public:
+    AcquisitionCore(DaqmxApi& driver, TimeSource& time, const AnalogInputTask::ChannelList& channels,
+                    int channelCount);
+    ~AcquisitionCore();
+    AcquisitionCore(const AcquisitionCore&) = delete;
+    AcquisitionCore& operator=(const AcquisitionCore&) = delete;
+
+    struct Owner
+    {
+        std::function<void()> frameQueued;  ///< driver's thread
+        std::function<void()> limitReached; ///< driver's thread
+        quint64 frameLimit = 0;             ///< 0: none
+    };
+    /// Interface thread; once. False when no callback slot is free.
+    [[nodiscard]] bool start(Owner owner);
+    [[nodiscard]] bool isStarted() const { return m_started; }
+    /// Any thread but the driver's. True when no frame is being handed over and the driver is done with
+    /// the object; false when that took longer than timeoutMs. New frames are refused either way.
+    [[nodiscard]] bool stop(int timeoutMs);
+    /// Waits until the owner is not being called, and keeps it so. Never long: no driver call is awaited.
+    void forgetOwner();
+    [[nodiscard]] bool isReleased() const;
+    void setPriority(QThread::Priority priority);
+
+    [[nodiscard]] FrameQueue& queue() { return m_queue; }
+    [[nodiscard]] AcquisitionCounters counters() const;
+
+private:
+    static std::int32_t VT_DAQMX_CALL onEveryNSamples(daqmx::TaskHandle task, std::int32_t eventType,
+                                                      std::uint32_t sampleCount, void* callbackData);
+    // Driver's thread, inside the task gate.
+    void readBlock(std::uint64_t generation);
+    void measureDelay();
+    void readFailed(std::int32_t status, std::int32_t samplesRead, std::uint64_t generation);
+    void deliver();
+    // Acquisition thread.
+    void setUp();
+    void recover(std::uint64_t generation, const QDateTime& failedAt);
+    void takeDown();
+    void scheduleRetry();
+    void finish();
+    void post(std::function<void()> step);
+
+    DaqmxApi& m_driver;
+    TimeSource& m_time;
+    FrameQueue m_queue;
+    AnalogInputTask m_task;
+    std::vector<double> m_readBuffer; ///< written by the one callback that is inside
+    CallbackSlot* m_slot = nullptr;
+    Owner m_owner; ///< touched inside the delivery gate only
+
+    bool m_started = false;
+    const std::uint64_t m_ownerGeneration;
+    std::uint64_t m_taskGeneration = 0; ///< acquisition thread
+    std::size_t m_failedAttempts = 0;   ///< acquisition thread; since data flowed
+    bool m_isRestart = false;           ///< acquisition thread: the next successful set-up is a restart
+    std::unique_ptr<Timer> m_retryTimer;
+
+    std::atomic<bool> m_stopping{false};
+    std::atomic<bool> m_dataFlowed{false}; ///< since the last set-up
+    std::atomic<qint64> m_lastCallbackUs{-1};
+    std::atomic<quint64> m_blocks{0}; ///< handed to the queue
+    std::atomic<quint64> m_readErrors{0};
+    std::atomic<quint64> m_restarts{0};
+
+    mutable Mutex m_finishedMutex;
+    std::condition_variable_any m_finishedChanged;
+    bool m_finished VT_GUARDED_BY(m_finishedMutex) = false;
+
+    QThread m_thread;
+    QObject m_anchor; ///< lives on m_thread; steps are posted to it
+};
+
+} // namespace vt

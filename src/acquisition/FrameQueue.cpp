@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "acquisition/FrameQueue.h"
+
+#include <QDebug>
+#include <algorithm>
+
+namespace vt {
+
+FrameQueue::FrameQueue(int frameSize) : m_frameSize(frameSize)
+{
+    for (auto& slot : m_slots)
+        slot.resize(static_cast<std::size_t>(frameSize));
+    qDebug().noquote() << "Frame queue initialized: size=" << FrameQueueCapacity
+                       << "frames, buffer size=" << frameSize << "samples";
+}
+
+FrameQueue::PushResult FrameQueue::push(const double* frame)
+{
+    if (!m_mutex.tryLockFor(PushLockLimit)) {
+        m_skippedBusy.fetch_add(1);
+        qDebug("DAQ callback: buffer busy, skipping frame (queue unchanged)");
+        return PushResult::SkippedBusy;
+    }
+    std::uint64_t totalDrops = 0;
+    if (m_count == m_slots.size()) {
+        m_readIndex = (m_readIndex + 1) % m_slots.size();
+        --m_count;
+        totalDrops = ++m_droppedOldest;
+    }
+    std::copy_n(frame, m_frameSize, m_slots[(m_readIndex + m_count) % m_slots.size()].begin());
+    ++m_count;
+    ++m_queuedTotal;
+    m_mutex.unlock();
+
+    if (totalDrops == 0)
+        return PushResult::Queued;
+    qDebug().noquote() << "DAQ callback: Queue full, dropped oldest frame (total drops:" << totalDrops << ")";
+    return PushResult::DroppedOldest;
+}
+
+bool FrameQueue::getLatestData(double* buffer, int maxSize, int* samplesRead)
+{
+    std::uint64_t emptyPulls = 0;
+    {
+        MutexLock lock(m_mutex);
+        if (m_count == 0) {
+            emptyPulls = ++m_emptyPulls;
+        } else if (maxSize >= m_frameSize) {
+            std::copy_n(m_slots[m_readIndex].begin(), m_frameSize, buffer);
+            *samplesRead = m_frameSize;
+            m_readIndex = (m_readIndex + 1) % m_slots.size();
+            --m_count;
+            return true;
+        }
+    }
+    // Logging may wait for a file, so it happens without the lock.
+    if (emptyPulls > 0)
+        qWarning().noquote() << "getLatestData FAILED: Queue empty (queueCount=0, empty errors:" << emptyPulls
+                             << ")";
+    else
+        qCritical().noquote() << "getLatestData FAILED: Buffer too small! maxSize=" << maxSize
+                              << "required=" << m_frameSize;
+    return false;
+}
+
+AcquisitionCounters FrameQueue::counters() const
+{
+    MutexLock lock(m_mutex);
+    // Read once: a discard that happens meanwhile shows on both sides of the sum or on neither.
+    const std::uint64_t skipped = m_skippedBusy.load();
+    AcquisitionCounters counters;
+    counters.framesAcquired = m_queuedTotal + skipped;
+    counters.framesDropped = m_droppedOldest + skipped;
+    counters.framesQueued = m_count;
+    counters.emptyPulls = m_emptyPulls;
+    return counters;
+}
+
+} // namespace vt
