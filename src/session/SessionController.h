@@ -21,7 +21,8 @@ struct SessionPrivate;
 /// device or the disk; long steps run elsewhere and end in stateChanged. The window and the headless mode
 /// drive the same object.
 ///
-///     Idle -> Prepared -> Starting -> Recording -> (Paused -> Resuming -> Recording)* -> Stopping -> Idle
+///     Idle -> Preparing -> Prepared -> Starting -> Recording -> (Paused -> Resuming -> Recording)* ->
+///     Stopping -> Idle
 class SessionController : public QObject
 {
     Q_OBJECT
@@ -29,6 +30,8 @@ public:
     struct Options
     {
         bool autoResume = false; ///< "autoResumeOnDaqDisconnect" as read at launch
+        /// Called with the base path of each prepared recording, to be remembered for the next one.
+        std::function<void(const QString&)> rememberSaveName;
     };
     /// driver, time and user outlive the controller.
     SessionController(DaqmxApi& driver, TimeSource& time, UserInteraction& user, Options options,

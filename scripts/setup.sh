@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Installs what building, testing and running need, as Debian packages (Debian 12), where it is missing.
+set -euo pipefail
+
+packages=(
+    g++ cmake ninja-build pkg-config ccache git
+    qt6-base-dev libqt6serialport6-dev qt6-multimedia-dev libgl-dev
+    libqcustomplot-dev libfftw3-dev
+    libgtest-dev libgmock-dev libbenchmark-dev
+    fonts-dejavu-core xvfb
+)
+# What only the slower gates of .ci/run use.
+if [[ "${1:-}" == "--ci" ]]; then
+    packages+=(clang clang-tidy clang-format libclang-rt-14-dev g++-mingw-w64-x86-64-posix python3)
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+if ((${#missing[@]} == 0)); then
+    exit 0
+fi
+echo "Installing: ${missing[*]}"
+sudo=()
+if ((EUID != 0)); then
+    sudo=(sudo)
+fi
+"${sudo[@]}" apt-get update -q
+DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}"

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/Application.h"
+
+#include "app/ConsoleInteraction.h"
+#include "app/DriverSetup.h"
+#include "app/HeadlessRunner.h"
+#include "base/TimeSource.h"
+#include "platform/TerminationSignals.h"
+#include "session/AppSettings.h"
+#include "session/SessionController.h"
+#include "ui/MainWindow.h"
+#include "ui/WindowInteraction.h"
+
+#include <QCoreApplication>
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int badArguments = 2;
+
+void installMessagePattern()
+{
+    qSetMessagePattern(
+        u"[%{time yyyy/MM/dd h:mm:ss.zzz} UTC%{time tt} %{if-debug}D%{endif}%{if-info}I%{endif}"
+        "%{if-warning}W%{endif}%{if-critical}C%{endif}%{if-fatal}F%{endif}] %{file}:%{line} - "
+        "%{message}"_s);
+}
+
+/// Handles everything but an actual run; empty when a run is wanted.
+std::optional<int> answerAtOnce(const CommandLine& line)
+{
+    switch (line.action) {
+    case CommandLine::Action::Invalid:
+        printError(u"vellumtide: %1\nTry 'vellumtide --help'."_s.arg(line.message));
+        return badArguments;
+    case CommandLine::Action::ShowHelp:
+    case CommandLine::Action::ShowVersion:
+        printOutput(line.message);
+        return 0;
+    case CommandLine::Action::ListDevices:
+    case CommandLine::Action::Run:
+        break;
+    }
+    return std::nullopt;
+}
+
+int listDevices(SessionController& session)
+{
+    session.refreshDevices();
+    for (const DeviceEntry& device : session.devices())
+        printOutput(
+            QStringList{device.name, device.productType, device.serial, device.simulated ? u"yes"_s : u"no"_s}
+                .join(u'\t'));
+    return 0;
+}
+
+SessionController::Options sessionOptions()
+{
+    SessionController::Options options;
+    options.autoResume = AppSettings::autoResumeOnDaqDisconnect();
+    options.rememberSaveName = [](const QString& base) { AppSettings::setSaveFileName(base); };
+    return options;
+}
+
+} // namespace
+
+bool isConsoleRun(int argc, char** argv)
+{
+    static constexpr std::array<std::string_view, 6> console{"--headless", "--list-devices", "--help",
+                                                             "-h",         "--version",      "-v"};
+    return std::any_of(argv + 1, argv + argc, [](const char* argument) {
+        return std::find(console.begin(), console.end(), argument) != console.end();
+    });
+}
+
+int runConsole()
+{
+    installMessagePattern();
+    const CommandLine line = parseCommandLine(QCoreApplication::arguments().mid(1));
+    if (const auto status = answerAtOnce(line))
+        return *status;
+    DriverSetup drivers(line);
+    if (!drivers.error().isEmpty()) {
+        printError(u"vellumtide: %1"_s.arg(drivers.error()));
+        return 1;
+    }
+    SystemTimeSource time;
+    ConsoleInteraction user;
+    SessionController session(drivers.driver(), time, user, sessionOptions());
+    if (line.action == CommandLine::Action::ListDevices)
+        return listDevices(session);
+    drivers.setReadyForMore([&session] { return session.readyForMoreData(); });
+
+    HeadlessRunner runner(session, time, line);
+    const TerminationSignals termination;
+    QObject::connect(&termination, &TerminationSignals::requested, &runner, &HeadlessRunner::terminate);
+    QObject::connect(
+        &runner, &HeadlessRunner::finished, &runner, [](int status) { QCoreApplication::exit(status); },
+        Qt::QueuedConnection);
+    QMetaObject::invokeMethod(&runner, &HeadlessRunner::run, Qt::QueuedConnection);
+    return QCoreApplication::exec();
+}
+
+int runWindow()
+{
+    installMessagePattern();
+    const CommandLine line = parseCommandLine(QCoreApplication::arguments().mid(1));
+    if (const auto status = answerAtOnce(line))
+        return *status;
+    DriverSetup drivers(line);
+    if (!drivers.error().isEmpty()) {
+        printError(u"vellumtide: %1"_s.arg(drivers.error()));
+        return 1;
+    }
+    SystemTimeSource time;
+    WindowInteraction user;
+    SessionController session(drivers.driver(), time, user, sessionOptions());
+    drivers.setReadyForMore([&session] { return session.readyForMoreData(); });
+    MainWindow window(session, user);
+    window.setSaveFileName(line.output.isEmpty() ? AppSettings::saveFileName() : line.output);
+    const TerminationSignals termination;
+    QObject::connect(&termination, &TerminationSignals::requested, &window, &QWidget::close);
+    window.show();
+    return QCoreApplication::exec();
+}
+
+} // namespace vt

@@ -1,0 +1,288 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/DriverMux.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace vt {
+
+namespace {
+constexpr std::int32_t errorInvalidTask = -200088;
+}
+
+struct DriverMux::Task
+{
+    std::atomic<DaqmxApi*> side{nullptr}; ///< null before the first channel and after DAQmxClearTask
+    daqmx::TaskHandle inner = nullptr;
+    std::string name;
+    daqmx::EveryNSamplesCallback callback = nullptr;
+    void* callbackData = nullptr;
+    std::atomic<bool> cleared{false};
+};
+
+DriverMux::DriverMux(DaqmxApi& real, DaqmxApi& simulated, const QString& simulatedName)
+    : m_real(real), m_simulated(simulated), m_simulatedName(simulatedName.toStdString()), m_lastUsed(&real)
+{}
+
+DriverMux::~DriverMux() = default;
+
+DaqmxApi& DriverMux::ownerOf(const char* name)
+{
+    const std::string text = name ? name : "";
+    const std::string device = text.substr(0, text.find('/'));
+    DaqmxApi& owner = device == m_simulatedName ? m_simulated : m_real;
+    m_lastUsed = &owner;
+    return owner;
+}
+
+std::int32_t DriverMux::bind(Task& task, const char* channel)
+{
+    if (task.cleared)
+        return errorInvalidTask;
+    if (task.side)
+        return 0;
+    DaqmxApi& owner = ownerOf(channel);
+    const std::int32_t status = owner.DAQmxCreateTask(task.name.c_str(), &task.inner);
+    if (status >= 0)
+        task.side = &owner;
+    return status;
+}
+
+std::int32_t VT_DAQMX_CALL DriverMux::trampoline(daqmx::TaskHandle, std::int32_t eventType,
+                                                 std::uint32_t sampleCount, void* data)
+{
+    auto* task = static_cast<Task*>(data);
+    return task->callback(task, eventType, sampleCount, task->callbackData);
+}
+
+std::int32_t DriverMux::DAQmxCreateTask(const char* taskName, daqmx::TaskHandle* task)
+{
+    auto created = std::make_unique<Task>();
+    created->name = taskName ? taskName : "";
+    *task = created.get();
+    const MutexLock lock(m_mutex);
+    m_tasks.push_back(std::move(created));
+    return 0;
+}
+
+std::int32_t DriverMux::DAQmxClearTask(daqmx::TaskHandle task)
+{
+    auto* const entry = static_cast<Task*>(task);
+    if (!entry || entry->cleared.exchange(true))
+        return errorInvalidTask;
+    DaqmxApi* const side = entry->side.exchange(nullptr);
+    return side ? side->DAQmxClearTask(entry->inner) : 0;
+}
+
+std::int32_t DriverMux::DAQmxRegisterEveryNSamplesEvent(daqmx::TaskHandle task, std::int32_t eventType,
+                                                        std::uint32_t sampleCount, std::uint32_t options,
+                                                        daqmx::EveryNSamplesCallback callback,
+                                                        void* callbackData)
+{
+    auto* const entry = static_cast<Task*>(task);
+    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed = side;
+    entry->callback = callback;
+    entry->callbackData = callbackData;
+    return side->DAQmxRegisterEveryNSamplesEvent(entry->inner, eventType, sampleCount, options,
+                                                 callback ? &DriverMux::trampoline : nullptr, entry);
+}
+
+std::int32_t DriverMux::DAQmxGetSysDevNames(char* data, std::uint32_t bufferSize)
+{
+    std::string names;
+    std::int32_t status = 0;
+    for (DaqmxApi* side : {&m_real, &m_simulated}) {
+        std::string buffer(1024, '\0');
+        const std::int32_t result =
+            side->DAQmxGetSysDevNames(buffer.data(), static_cast<std::uint32_t>(buffer.size()));
+        if (result < 0) { // the other side's devices are there all the same
+            m_lastUsed = side;
+            status = status < 0 ? status : result;
+            continue;
+        }
+        buffer.resize(std::strlen(buffer.c_str()));
+        if (!buffer.empty())
+            names += (names.empty() ? "" : ", ") + buffer;
+    }
+    if (names.empty())
+        return status;
+    if (bufferSize > 0) {
+        const std::size_t length = std::min<std::size_t>(names.size(), bufferSize - 1);
+        std::memcpy(data, names.data(), length);
+        data[length] = '\0';
+    }
+    return 0;
+}
+
+std::int32_t DriverMux::DAQmxGetErrorString(std::int32_t errorCode, char* errorString,
+                                            std::uint32_t bufferSize)
+{
+    return m_lastUsed.load()->DAQmxGetErrorString(errorCode, errorString, bufferSize);
+}
+
+std::int32_t DriverMux::DAQmxGetExtendedErrorInfo(char* errorString, std::uint32_t bufferSize)
+{
+    return m_lastUsed.load()->DAQmxGetExtendedErrorInfo(errorString, bufferSize);
+}
+
+std::int32_t DriverMux::DAQmxStartTask(daqmx::TaskHandle task)
+{
+    auto* const entry = static_cast<Task*>(task);
+    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return side->DAQmxStartTask(entry->inner);
+}
+
+std::int32_t DriverMux::DAQmxStopTask(daqmx::TaskHandle task)
+{
+    auto* const entry = static_cast<Task*>(task);
+    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return side->DAQmxStopTask(entry->inner);
+}
+
+std::int32_t DriverMux::DAQmxIsTaskDone(daqmx::TaskHandle task, daqmx::Bool32* isTaskDone)
+{
+    auto* const entry = static_cast<Task*>(task);
+    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return side->DAQmxIsTaskDone(entry->inner, isTaskDone);
+}
+
+std::int32_t DriverMux::DAQmxCreateAIVoltageChan(daqmx::TaskHandle task, const char* physicalChannel,
+                                                 const char* nameToAssignToChannel,
+                                                 std::int32_t terminalConfig, double minVal, double maxVal,
+                                                 std::int32_t units, const char* customScaleName)
+{
+    auto* const entry = static_cast<Task*>(task);
+    if (!entry)
+        return errorInvalidTask;
+    if (const std::int32_t status = bind(*entry, physicalChannel); status < 0)
+        return status;
+    DaqmxApi* const side = entry->side.load();
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return side->DAQmxCreateAIVoltageChan(entry->inner, physicalChannel, nameToAssignToChannel,
+                                          terminalConfig, minVal, maxVal, units, customScaleName);
+}
+
+std::int32_t DriverMux::DAQmxCfgSampClkTiming(daqmx::TaskHandle task, const char* source, double rate,
+                                              std::int32_t activeEdge, std::int32_t sampleMode,
+                                              std::uint64_t samplesPerChannel)
+{
+    auto* const entry = static_cast<Task*>(task);
+    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return side->DAQmxCfgSampClkTiming(entry->inner, source, rate, activeEdge, sampleMode, samplesPerChannel);
+}
+
+std::int32_t DriverMux::DAQmxReadAnalogF64(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
+                                           double timeoutSeconds, daqmx::Bool32 fillMode, double* readArray,
+                                           std::uint32_t arraySizeInSamples,
+                                           std::int32_t* samplesPerChannelRead, daqmx::Bool32* reserved)
+{
+    auto* const entry = static_cast<Task*>(task);
+    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return side->DAQmxReadAnalogF64(entry->inner, samplesPerChannel, timeoutSeconds, fillMode, readArray,
+                                    arraySizeInSamples, samplesPerChannelRead, reserved);
+}
+
+std::int32_t DriverMux::DAQmxCreateDIChan(daqmx::TaskHandle task, const char* lines,
+                                          const char* nameToAssignToLines, std::int32_t lineGrouping)
+{
+    auto* const entry = static_cast<Task*>(task);
+    if (!entry)
+        return errorInvalidTask;
+    if (const std::int32_t status = bind(*entry, lines); status < 0)
+        return status;
+    DaqmxApi* const side = entry->side.load();
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return side->DAQmxCreateDIChan(entry->inner, lines, nameToAssignToLines, lineGrouping);
+}
+
+std::int32_t DriverMux::DAQmxCreateDOChan(daqmx::TaskHandle task, const char* lines,
+                                          const char* nameToAssignToLines, std::int32_t lineGrouping)
+{
+    auto* const entry = static_cast<Task*>(task);
+    if (!entry)
+        return errorInvalidTask;
+    if (const std::int32_t status = bind(*entry, lines); status < 0)
+        return status;
+    DaqmxApi* const side = entry->side.load();
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return side->DAQmxCreateDOChan(entry->inner, lines, nameToAssignToLines, lineGrouping);
+}
+
+std::int32_t DriverMux::DAQmxReadDigitalU32(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
+                                            double timeoutSeconds, daqmx::Bool32 fillMode,
+                                            std::uint32_t* readArray, std::uint32_t arraySizeInSamples,
+                                            std::int32_t* samplesPerChannelRead, daqmx::Bool32* reserved)
+{
+    auto* const entry = static_cast<Task*>(task);
+    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return side->DAQmxReadDigitalU32(entry->inner, samplesPerChannel, timeoutSeconds, fillMode, readArray,
+                                     arraySizeInSamples, samplesPerChannelRead, reserved);
+}
+
+std::int32_t DriverMux::DAQmxWriteDigitalU32(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
+                                             daqmx::Bool32 autoStart, double timeoutSeconds,
+                                             daqmx::Bool32 dataLayout, const std::uint32_t* writeArray,
+                                             std::int32_t* samplesPerChannelWritten, daqmx::Bool32* reserved)
+{
+    auto* const entry = static_cast<Task*>(task);
+    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return side->DAQmxWriteDigitalU32(entry->inner, samplesPerChannel, autoStart, timeoutSeconds, dataLayout,
+                                      writeArray, samplesPerChannelWritten, reserved);
+}
+
+std::int32_t DriverMux::DAQmxGetDevProductType(const char* device, char* data, std::uint32_t bufferSize)
+{
+    return ownerOf(device).DAQmxGetDevProductType(device, data, bufferSize);
+}
+
+std::int32_t DriverMux::DAQmxGetDevSerialNum(const char* device, std::uint32_t* data)
+{
+    return ownerOf(device).DAQmxGetDevSerialNum(device, data);
+}
+
+std::int32_t DriverMux::DAQmxGetDevIsSimulated(const char* device, daqmx::Bool32* data)
+{
+    return ownerOf(device).DAQmxGetDevIsSimulated(device, data);
+}
+
+std::int32_t DriverMux::DAQmxGetDevAIPhysicalChans(const char* device, char* data, std::uint32_t bufferSize)
+{
+    return ownerOf(device).DAQmxGetDevAIPhysicalChans(device, data, bufferSize);
+}
+
+std::int32_t DriverMux::DAQmxResetDevice(const char* device)
+{
+    return ownerOf(device).DAQmxResetDevice(device);
+}
+
+} // namespace vt

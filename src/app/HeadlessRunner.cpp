@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/HeadlessRunner.h"
+
+#include "app/ConsoleInteraction.h"
+#include "base/TimeSource.h"
+#include "session/SessionController.h"
+
+#include <QDebug>
+#include <algorithm>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int progressIntervalMs = 2000;
+
+QString kindName(int animalType)
+{
+    return animalType == 1 ? u"mouse"_s : animalType == 2 ? u"rat"_s : u"unknown animal"_s;
+}
+
+} // namespace
+
+QString progressLine(const SessionStatus& status)
+{
+    QString asleep;
+    for (const ChannelSummary& channel : status.channels)
+        asleep += channel.steps == 0 ? u'-' : channel.noSignal ? u'x' : channel.sleeping ? u'S' : u'W';
+    const QString disk =
+        status.freeDiskBytes < 0
+            ? u"?"_s
+            : QString::number(static_cast<double>(status.freeDiskBytes) / 1e9, 'f', 1) + u" GB"_s;
+    return u"%1 s  %2  segment %3  frames %4 (%5 dropped)  queue %6  disk %7  [%8]"_s
+        .arg(static_cast<double>(status.elapsedMs) / 1000.0, 0, 'f', 0)
+        .arg(sessionStateName(status.state))
+        .arg(status.segment)
+        .arg(status.framesProcessed)
+        .arg(status.losses.framesDropped)
+        .arg(status.writer.currentDepth + status.writer.emergencyDepth)
+        .arg(disk, asleep);
+}
+
+int exitStatusFor(EndReason reason, const LossSummary& losses)
+{
+    const bool wanted = reason == EndReason::UserStop || reason == EndReason::DurationReached;
+    return wanted && !losses.any() ? 0 : 1;
+}
+
+HeadlessRunner::HeadlessRunner(SessionController& session, TimeSource& time, const CommandLine& line,
+                               QObject* parent)
+    : QObject(parent), m_session(session), m_line(line),
+      m_progress(time.createTimer(this, [this] { printProgress(); }))
+{
+    connect(&session, &SessionController::deviceSelected, this, &HeadlessRunner::deviceSelected);
+    connect(&session, &SessionController::recordingEnded, this, &HeadlessRunner::recordingEnded);
+}
+
+HeadlessRunner::~HeadlessRunner() = default;
+
+QString HeadlessRunner::chooseDevice(QString* problem) const
+{
+    const std::vector<DeviceEntry> devices = m_session.devices();
+    QStringList names;
+    for (const DeviceEntry& device : devices)
+        names << device.name;
+    const QString listed =
+        names.isEmpty() ? u"none was found"_s : u"available: %1"_s.arg(names.join(u", "_s));
+    if (!m_line.device.isEmpty()) {
+        if (names.contains(m_line.device))
+            return m_line.device;
+        *problem = u"There is no device '%1' (%2)."_s.arg(m_line.device, listed);
+    } else if (m_line.simulate && names.contains(u"sim"_s)) {
+        return u"sim"_s;
+    } else if (names.size() == 1) {
+        return names.first();
+    } else {
+        *problem = u"Choose a device with --device (%1)."_s.arg(listed);
+    }
+    return {};
+}
+
+void HeadlessRunner::run()
+{
+    m_session.refreshDevices();
+    QString problem;
+    const QString name = chooseDevice(&problem);
+    if (name.isEmpty()) {
+        fail(problem);
+        return;
+    }
+    m_waitingForDevice = true;
+    m_session.selectDevice(name);
+}
+
+void HeadlessRunner::deviceSelected(const DeviceDetails& details)
+{
+    if (!m_waitingForDevice)
+        return;
+    m_waitingForDevice = false;
+    if (m_done)
+        return;
+    if (m_line.animalType > 0 && details.usable && !details.simulated &&
+        m_line.animalType != details.animalType)
+        printError(
+            u"--animal is ignored: %1 itself says %2."_s.arg(details.name, kindName(details.animalType)));
+    RecordingSetup setup;
+    setup.basePath = m_line.output;
+    setup.channelCount = m_line.channels > 0 ? m_line.channels : details.offeredChannels;
+    setup.animalIds = m_line.animalIds;
+    setup.activityOnly = m_line.activityOnly;
+    setup.bandpass = m_line.bandpass;
+    setup.frameLimit = m_line.frameLimit();
+    m_progress->start(progressIntervalMs, TimerMode::Repeating);
+    m_session.record(setup);
+}
+
+void HeadlessRunner::printProgress()
+{
+    if (m_session.state() != SessionState::Idle)
+        printError(progressLine(m_session.status()));
+}
+
+void HeadlessRunner::terminate()
+{
+    if (m_done)
+        return;
+    if (m_session.state() == SessionState::Idle)
+        fail(u"Ended before the recording began."_s);
+    else
+        m_session.stop(EndReason::UserStop);
+}
+
+void HeadlessRunner::recordingEnded(EndReason reason)
+{
+    if (m_done)
+        return;
+    m_done = true;
+    m_progress->stop();
+    if (!m_session.lastSummary().isEmpty())
+        printOutput(m_session.lastSummary().trimmed());
+    emit finished(exitStatusFor(reason, m_session.status().losses));
+}
+
+void HeadlessRunner::fail(const QString& message)
+{
+    m_done = true;
+    printError(message);
+    emit finished(1);
+}
+
+} // namespace vt

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "app/CommandLine.h"
+#include "session/SessionTypes.h"
+
+#include <QObject>
+#include <memory>
+
+namespace vt {
+
+class SessionController;
+class Timer;
+class TimeSource;
+
+/// Drives a session without a window: selects the device, records, prints a progress line every 2 s and the
+/// summary at the end. Interface thread.
+class HeadlessRunner : public QObject
+{
+    Q_OBJECT
+public:
+    HeadlessRunner(SessionController& session, TimeSource& time, const CommandLine& line,
+                   QObject* parent = nullptr);
+    ~HeadlessRunner() override;
+
+    void run();
+    /// Ctrl-C or SIGTERM: ends the recording gracefully, or the run when none has begun.
+    void terminate();
+
+signals:
+    /// 0 recorded and closed, nothing missing; 1 could not start, ended by a fault, or data is missing.
+    void finished(int exitStatus);
+
+private:
+    [[nodiscard]] QString chooseDevice(QString* problem) const;
+    void deviceSelected(const DeviceDetails& details);
+    void recordingEnded(EndReason reason);
+    void printProgress();
+    void fail(const QString& message);
+
+    SessionController& m_session;
+    const CommandLine m_line;
+    std::unique_ptr<Timer> m_progress;
+    bool m_waitingForDevice = false;
+    bool m_done = false;
+};
+
+/// "120 s  Recording  segment 0  frames 3600 (0 dropped)  ..." in one line.
+[[nodiscard]] QString progressLine(const SessionStatus& status);
+
+/// What the process returns for a recording that ended like this.
+[[nodiscard]] int exitStatusFor(EndReason reason, const LossSummary& losses);
+
+} // namespace vt

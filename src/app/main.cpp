@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/Application.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+
+namespace {
+
+void nameApplication()
+{
+    QCoreApplication::setOrganizationName(QStringLiteral("OrrinDale"));
+    QCoreApplication::setApplicationName(QStringLiteral("Vellumtide5"));
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    nameApplication();
+    if (vt::isConsoleRun(argc, argv)) {
+        const QCoreApplication application(argc, argv);
+        return vt::runConsole();
+    }
+    const QApplication application(argc, argv);
+    return vt::runWindow();
+}

@@ -1,0 +1,199 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "session/RecordingSegment.h"
+
+#include "processing/DataManager.h"
+#include "processing/ProcessingThread.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QEvent>
+#include <QFileInfo>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+RecordingSegment::RecordingSegment(const SegmentPaths& paths, int number) : m_paths(paths), m_number(number)
+{}
+
+RecordingSegment::~RecordingSegment() = default;
+
+std::array<VellumtideFile*, 4> RecordingSegment::binaryFiles()
+{
+    return {&m_raw, &m_featureVector, &m_activity, &m_breathRate};
+}
+
+RecordingSegment::CreateFailure RecordingSegment::createFiles()
+{
+    struct Item
+    {
+        CreateFailure::Which which;
+        QString path;
+        VellumtideFile* file;
+    };
+    const std::array<Item, 4> items{{{CreateFailure::Raw, m_paths.raw, &m_raw},
+                                     {CreateFailure::FeatureVector, m_paths.featureVector, &m_featureVector},
+                                     {CreateFailure::Activity, m_paths.activity, &m_activity},
+                                     {CreateFailure::BreathRate, m_paths.breathRate, &m_breathRate}}};
+    CreateFailure failure;
+    for (const Item& item : items) {
+        const bool existed = QFileInfo::exists(item.path);
+        if (item.file->openFile(item.path, true) != VellumtideFile::Opened) {
+            failure = {item.which, item.path, item.file->lastError()};
+            break;
+        }
+        if (!existed)
+            m_newPaths << item.path;
+    }
+    if (failure.which == CreateFailure::None) {
+        const bool existed = QFileInfo::exists(m_paths.timeStamps);
+        if (!m_timeStamps.open(m_paths.timeStamps))
+            failure = {CreateFailure::TimeStamps, m_paths.timeStamps, u"Could not open Tstamp file."_s};
+        else if (!existed)
+            m_newPaths << m_paths.timeStamps;
+    }
+    if (failure.which != CreateFailure::None) {
+        for (VellumtideFile* file : binaryFiles())
+            file->close();
+        m_timeStamps.close();
+        discardUnusedFiles();
+        return failure;
+    }
+    m_writer = std::make_unique<FileWriter>(FileWriter::MaxQueueSize);
+    m_writer->start(QThread::LowPriority);
+    qInfo("FileWriter created and started");
+    for (VellumtideFile* file : binaryFiles())
+        file->setFileWriter(m_writer.get());
+    qInfo("FileWriter attached to all VellumtideFiles");
+    return failure;
+}
+
+bool RecordingSegment::writeHeaders(const FileHeader& header, const QDateTime& start)
+{
+    for (VellumtideFile* file : binaryFiles()) {
+        file->header() = header;
+        file->header().start = start;
+    }
+    if (!m_raw.writeHeader())
+        return false;
+    const QByteArray bytes = m_raw.headerBytesOnDisk();
+    if (bytes.isEmpty())
+        return false;
+    for (VellumtideFile* file : {&m_featureVector, &m_activity, &m_breathRate})
+        if (!file->writeHeaderBytes(bytes))
+            return false;
+    m_timeStamps.setStartTime(start);
+    return true;
+}
+
+void RecordingSegment::launch(std::unique_ptr<DAQInterface> device, std::shared_ptr<DataManager> manager)
+{
+    m_device = std::move(device);
+    m_manager = std::move(manager);
+    m_manager->setFiles(&m_raw, &m_featureVector, &m_activity, &m_breathRate);
+    m_manager->beginSegment(m_device.get());
+    m_processing = std::make_unique<ProcessingThread>(*m_manager);
+    m_device->setDataNotifier([thread = m_processing.get()](int) { thread->notify(); });
+    m_processing->start();
+    m_device->start();
+    m_device->setThreadPriority(QThread::TimeCriticalPriority);
+    m_processing->setPriority(QThread::HighestPriority);
+    qInfo("Thread priorities set: DAQ=TimeCritical, DataManager=Highest");
+}
+
+TeardownReport RecordingSegment::tearDown(TeardownKind kind)
+{
+    TeardownReport report;
+    if (m_device) {
+        report.deviceReleased = m_device->stop(DeviceStopTimeoutMs);
+        if (!report.deviceReleased)
+            qCritical("Acquisition did not stop within %d ms: the driver does not return",
+                      DeviceStopTimeoutMs);
+    }
+    if (m_processing) {
+        qInfo("Stopping DataManager thread...");
+        report.processingFinished = m_processing->finish(ProcessingStopTimeoutMs);
+        if (report.processingFinished)
+            qInfo("DataManager thread stopped");
+        else
+            qCritical("DataManager thread did not stop within %d ms", ProcessingStopTimeoutMs);
+    }
+    if (m_device)
+        report.acquisition = m_device->counters();
+    if (m_manager)
+        report.framesProcessed = m_manager->segmentFramesProcessed();
+    flushWriter(kind, report);
+    for (VellumtideFile* file : binaryFiles())
+        file->close();
+    // Stamps of the last frames are still queued for this thread.
+    QCoreApplication::sendPostedEvents(&m_timeStamps, QEvent::MetaCall);
+    report.failedStamps = m_timeStamps.failedLines();
+    m_timeStamps.close();
+    if (m_device)
+        logAccounts(report);
+    return report;
+}
+
+bool RecordingSegment::released() const
+{
+    return (!m_device || m_device->released()) && (!m_processing || m_processing->isFinished());
+}
+
+void RecordingSegment::flushWriter(TeardownKind kind, TeardownReport& report)
+{
+    if (!m_writer)
+        return;
+    const bool pause = kind == TeardownKind::Pause;
+    const FileWriter::Statistics before = m_writer->statistics();
+    qInfo().noquote() << (pause ? "Flushing FileWriter queue (pause):" : "Flushing FileWriter queue:")
+                      << before.currentDepth << "main queue," << before.emergencyDepth << "emergency buffer";
+    report.flushed = m_writer->shutdown(FlushTimeoutMs);
+    report.writer = m_writer->statistics();
+    if (report.flushed) {
+        qInfo("All writes flushed successfully");
+    } else if (pause) {
+        qWarning("FileWriter flush timeout during pause — some data may be lost!");
+    } else {
+        qWarning("FileWriter flush timeout - some data may be lost!");
+    }
+    if (!report.flushed)
+        qWarning().noquote() << "Remaining: main=" << report.writer.currentDepth
+                             << "emergency=" << report.writer.emergencyDepth;
+    qInfo().noquote() << "FileWriter statistics: total=" << report.writer.totalWrites
+                      << "bytes=" << report.writer.bytesWritten << "dropped=" << report.writer.droppedWrites
+                      << "emergency_hits=" << report.writer.emergencyHits;
+    const auto files = binaryFiles();
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        report.files[i] = m_writer->targetBytes(files[i]->device());
+        files[i]->setFileWriter(nullptr);
+    }
+}
+
+void RecordingSegment::logAccounts(const TeardownReport& report) const
+{
+    const AcquisitionCounters& frames = report.acquisition;
+    qInfo().noquote() << "Frames: acquired" << frames.framesAcquired << "processed" << report.framesProcessed
+                      << "dropped" << frames.framesDropped;
+    if (frames.framesAcquired != report.framesProcessed + frames.framesDropped)
+        qCritical().noquote() << "Frame account does not balance: acquired" << frames.framesAcquired
+                              << "processed + dropped" << report.framesProcessed + frames.framesDropped;
+    const std::array<const QString*, 4> names{&m_paths.raw, &m_paths.featureVector, &m_paths.activity,
+                                              &m_paths.breathRate};
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const FileWriter::TargetBytes& bytes = report.files[i];
+        qInfo().noquote() << "Bytes:" << *names[i] << "queued" << bytes.queued << "written" << bytes.written
+                          << "dropped" << bytes.dropped << "failed" << bytes.failed;
+        if (bytes.queued != bytes.written + bytes.dropped + bytes.failed)
+            qCritical().noquote() << "Byte account does not balance:" << *names[i];
+    }
+}
+
+void RecordingSegment::discardUnusedFiles()
+{
+    for (const QString& path : std::as_const(m_newPaths))
+        if (QFileInfo(path).size() == 0 && !QFile::remove(path))
+            qWarning().noquote() << "Could not remove the unused file" << path;
+    m_newPaths.clear();
+}
+
+} // namespace vt

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "acquisition/DAQInterface.h"
+#include "recording/FileWriter.h"
+#include "recording/SegmentPaths.h"
+#include "recording/TimeStampFile.h"
+#include "recording/VellumtideFile.h"
+
+#include <QDateTime>
+#include <QStringList>
+#include <array>
+#include <memory>
+
+namespace vt {
+
+class DataManager;
+class ProcessingThread;
+
+inline constexpr int FlushTimeoutMs = 30000;
+inline constexpr int DeviceStopTimeoutMs = 15000; ///< a driver's read may take 10 s to give up
+inline constexpr int ProcessingStopTimeoutMs = 10000;
+
+/// Which wording a teardown's log lines take.
+enum class TeardownKind { Stop, Pause };
+
+/// What became of a segment.
+struct TeardownReport
+{
+    bool deviceReleased = true;
+    bool processingFinished = true;
+    bool flushed = true;
+    AcquisitionCounters acquisition;
+    quint64 framesProcessed = 0;
+    FileWriter::Statistics writer;
+    std::array<FileWriter::TargetBytes, 4> files{}; ///< raw, feature vectors, activity, breath rate
+    quint64 failedStamps = 0;
+};
+
+/// Everything that one segment of a recording owns: four binary files, the time-stamp file, the writer, the
+/// device and the processing thread. createFiles, writeHeaders and tearDown may wait for the disk and run on
+/// the session's file thread, one at a time; launch runs on the interface thread.
+class RecordingSegment
+{
+public:
+    RecordingSegment(const SegmentPaths& paths, int number);
+    /// Not before tearDown has run, unless no file was created.
+    ~RecordingSegment();
+    RecordingSegment(const RecordingSegment&) = delete;
+    RecordingSegment& operator=(const RecordingSegment&) = delete;
+
+    /// Which file could not be created, and why.
+    struct CreateFailure
+    {
+        enum Which { None, Raw, FeatureVector, Activity, BreathRate, TimeStamps } which = None;
+        QString path;
+        QString error;
+    };
+    /// Opens the files and attaches a writer. After a failure the files that this call brought into being
+    /// are removed again.
+    [[nodiscard]] CreateFailure createFiles();
+
+    /// Writes the raw file's header, reads it back and copies it to the three feature files; sets the
+    /// time-stamp file's start. False when the raw file could not be written.
+    [[nodiscard]] bool writeHeaders(const FileHeader& header, const QDateTime& start);
+
+    /// Starts processing, then the device, then raises their priorities.
+    void launch(std::unique_ptr<DAQInterface> device, std::shared_ptr<DataManager> manager);
+
+    /// Stops the device, lets the processing finish what is queued, flushes the writer, closes the files.
+    [[nodiscard]] TeardownReport tearDown(TeardownKind kind);
+    /// Removes files that nothing was written to and that did not exist before.
+    void discardUnusedFiles();
+
+    [[nodiscard]] const SegmentPaths& paths() const { return m_paths; }
+    [[nodiscard]] int number() const { return m_number; }
+    [[nodiscard]] FileWriter* writer() const { return m_writer.get(); }
+    [[nodiscard]] DAQInterface* device() const { return m_device.get(); }
+    [[nodiscard]] TimeStampFile& timeStamps() { return m_timeStamps; }
+    /// False while a hanging driver call or processing tick may still touch this object.
+    [[nodiscard]] bool released() const;
+
+private:
+    [[nodiscard]] std::array<VellumtideFile*, 4> binaryFiles();
+    void flushWriter(TeardownKind kind, TeardownReport& report);
+    void logAccounts(const TeardownReport& report) const;
+
+    const SegmentPaths m_paths;
+    const int m_number;
+    VellumtideFile m_raw;
+    VellumtideFile m_featureVector;
+    VellumtideFile m_activity;
+    VellumtideFile m_breathRate;
+    TimeStampFile m_timeStamps;
+    std::unique_ptr<FileWriter> m_writer;
+    std::unique_ptr<DAQInterface> m_device;
+    std::unique_ptr<ProcessingThread> m_processing;
+    std::shared_ptr<DataManager> m_manager;
+    QStringList m_newPaths; ///< did not exist before createFiles
+};
+
+} // namespace vt

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "session/RecordingSummary.h"
+
+#include "acquisition/AcquisitionFrame.h"
+
+#include <QTextStream>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+void writeLosses(QTextStream& out, const RecordingResult& result)
+{
+    const LossSummary& lost = result.losses;
+    if (!lost.any()) {
+        out << "Lost: nothing\n";
+    } else {
+        out << "Lost: " << lost.framesDropped << " frames dropped, " << lost.writesDropped
+            << " writes dropped (" << lost.bytesDropped << " bytes), " << lost.writesFailed
+            << " writes failed (" << lost.bytesFailed << " bytes), " << lost.flushTimeouts
+            << " flush timeouts\n";
+    }
+    if (lost.writesReordered > 0)
+        out << "Out of order: " << lost.writesReordered
+            << " writes stand after a younger one in their file (the disk stalled)\n";
+    if (result.failedStamps > 0)
+        out << "Time stamps: " << result.failedStamps << " lines could not be written\n";
+    if (result.readErrors > 0)
+        out << "Device: " << result.readErrors << " read errors, " << result.restarts
+            << " restarts; samples between a read error and its restart were never acquired\n";
+}
+
+// Line breaks in an animal ID would break the table; the recording's header keeps them.
+QString oneLine(QString id)
+{
+    return id.replace(QChar(u'\n'), QChar(u' '))
+        .replace(QChar(u'\r'), QChar(u' '))
+        .replace(QChar(u'\t'), QChar(u' '));
+}
+
+} // namespace
+
+QString endReasonText(EndReason reason)
+{
+    switch (reason) {
+    case EndReason::None:
+        return u"not ended"_s;
+    case EndReason::UserStop:
+        return u"stopped by the user"_s;
+    case EndReason::DurationReached:
+        return u"duration reached"_s;
+    case EndReason::DeviceLost:
+        return u"device stopped responding"_s;
+    case EndReason::ForcedStop:
+        return u"stopped by the system"_s;
+    case EndReason::CouldNotStart:
+        return u"could not start"_s;
+    }
+    return {};
+}
+
+QString summaryText(const RecordingResult& result)
+{
+    QString text;
+    QTextStream out(&text);
+    out << "Recording summary\n";
+    for (qsizetype i = 0; i < result.segmentBases.size(); ++i)
+        out << "Segment " << i << ": " << result.segmentBases.at(i) << "\n";
+    out << "Device: " << result.deviceName << ", serial " << result.deviceSerial << "\n";
+    out << "Ended: " << endReasonText(result.reason) << " after "
+        << QString::number(static_cast<double>(result.elapsedMs) / 1000.0, 'f', 1) << " s\n";
+    out << "Signal: "
+        << QString::number(static_cast<double>(result.framesProcessed) / FramesPerSecond, 'f', 1)
+        << " s recorded, frames acquired " << result.framesAcquired << ", processed "
+        << result.framesProcessed << ", dropped " << result.losses.framesDropped << "\n";
+    out << "Files: " << result.bytesWritten << " bytes in " << result.writesTotal << " writes\n";
+    writeLosses(out, result);
+    out << "Channel  Steps  Asleep  Percent  Animal ID\n";
+    for (std::size_t i = 0; i < result.channels.size(); ++i) {
+        const ChannelSummary& channel = result.channels[i];
+        out << u"%1  %2  %3  %4  %5\n"_s.arg(i + 1, 7)
+                   .arg(channel.steps, 5)
+                   .arg(channel.asleep, 6)
+                   .arg(channel.percentSleep(), 7, 'f', 1)
+                   .arg(oneLine(channel.animalId));
+    }
+    return text;
+}
+
+} // namespace vt

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "session/SessionTypes.h"
+
+namespace vt {
+
+/// Facts of a recording that has ended.
+struct RecordingResult
+{
+    EndReason reason = EndReason::None;
+    QStringList segmentBases; ///< in order
+    QString deviceName;
+    QString deviceSerial;
+    qint64 elapsedMs = 0;
+    quint64 framesAcquired = 0;
+    quint64 framesProcessed = 0;
+    quint64 readErrors = 0;
+    quint64 restarts = 0;
+    quint64 writesTotal = 0;
+    quint64 bytesWritten = 0;
+    quint64 failedStamps = 0;
+    LossSummary losses;
+    std::vector<ChannelSummary> channels;
+};
+
+[[nodiscard]] QString endReasonText(EndReason reason);
+
+/// The summary that a recording ends with, as lines of text: where it is, how long, what is missing (with
+/// numbers, or that nothing is), and one row per channel: channel, animal ID, steps, asleep, percent.
+[[nodiscard]] QString summaryText(const RecordingResult& result);
+
+} // namespace vt

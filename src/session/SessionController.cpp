@@ -1,0 +1,327 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "session/SessionController.h"
+
+#include "session/SessionPrivate.h"
+
+#include "acquisition/AcquisitionFrame.h"
+#include "session/HeaderBuilder.h"
+#include "session/UserInteraction.h"
+
+#include <QDebug>
+#include <QFileInfo>
+#include <QStorageInfo>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int destructionTimeoutMs = 60000;
+constexpr int fileThreadStopTimeoutMs = 10000;
+constexpr int diskSampleIntervalMs = 2000;
+
+// What a simulated unit that runs faster than real time leaves room for: neither the frame queue nor one
+// batch of the writer's main queue may fill up.
+constexpr quint64 readyFrameLimit = FrameQueueCapacity - 3;
+constexpr quint32 readyWriterDepth = FileWriter::BatchSize - 10;
+
+} // namespace
+
+QString sessionStateName(SessionState state)
+{
+    switch (state) {
+    case SessionState::Idle:
+        return u"Idle"_s;
+    case SessionState::Preparing:
+        return u"Preparing"_s;
+    case SessionState::Prepared:
+        return u"Prepared"_s;
+    case SessionState::Starting:
+        return u"Starting"_s;
+    case SessionState::Recording:
+        return u"Recording"_s;
+    case SessionState::Paused:
+        return u"Paused"_s;
+    case SessionState::Resuming:
+        return u"Resuming"_s;
+    case SessionState::Stopping:
+        return u"Stopping"_s;
+    }
+    return {};
+}
+
+SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverApi, TimeSource& timeSource,
+                               UserInteraction& interaction, SessionController::Options sessionOptions)
+    : q(controller), driver(driverApi), time(timeSource), user(interaction),
+      options(std::move(sessionOptions)), daqInfo(driverApi, timeSource),
+      fileThread(std::make_unique<QThread>()), fileWorker(std::make_unique<QObject>())
+{
+    fileThread->setObjectName(u"SessionFiles"_s);
+    fileWorker->moveToThread(fileThread.get());
+    fileThread->start();
+    watchdog = time.createTimer(q, [this] { watchdogFired(); });
+    reconnectPoll = time.createTimer(q, [this] { pollReconnect(); });
+    diskTimer = time.createTimer(q, [this] { sampleDisk(); });
+    QObject::connect(&daqInfo, &DAQInfo::deviceListChanged, q, &SessionController::devicesChanged);
+    QObject::connect(&daqInfo, &DAQInfo::waitingForDevice, q, [this](const QString& name) {
+        user.showNotice(u"reconnecting"_s, u"DAQ Reconnecting"_s,
+                        u"Waiting for DAQ \"%1\" to reconnect..."_s.arg(name), QString(), {});
+    });
+    QObject::connect(&daqInfo, &DAQInfo::waitingEnded, q, [this] { user.closeNotice(u"reconnecting"_s); });
+}
+
+SessionPrivate::~SessionPrivate()
+{
+    if (segment || state != SessionState::Idle) {
+        if (segment && segment->writer())
+            qInfo("Destructor: Flushing FileWriter (defensive cleanup)");
+        if (!stopAndWait(EndReason::ForcedStop, destructionTimeoutMs))
+            qWarning("Destructor: FileWriter flush timeout");
+        qInfo("Destructor: FileWriter deleted");
+    }
+    fileThread->quit();
+    if (!fileThread->wait(fileThreadStopTimeoutMs)) {
+        // A thread that hangs in the disk cannot be ended; what it uses is left to the end of the process.
+        qCritical("The session's file thread does not return from the disk");
+        [[maybe_unused]] const auto* abandonedThread = fileThread.release();
+        [[maybe_unused]] const auto* abandonedWorker = fileWorker.release();
+    }
+    std::erase_if(stuckSegments, [](const auto& stuck) { return stuck->released(); });
+    for (auto& stuck : stuckSegments) {
+        qCritical("A device that does not return from the driver is left to the end of the process");
+        [[maybe_unused]] const auto* abandoned = new std::shared_ptr<RecordingSegment>(std::move(stuck));
+    }
+}
+
+void SessionPrivate::setState(SessionState next)
+{
+    if (state == next)
+        return;
+    state = next;
+    emit q->stateChanged(next);
+}
+
+QString SessionPrivate::basePath() const
+{
+    return segment ? segment->paths().base : firstBase;
+}
+
+RecordingContext SessionPrivate::context() const
+{
+    return {basePath(),
+            segmentNumber,
+            setup.channelCount,
+            mcu.animalType,
+            completeAnimalIds(setup.animalIds, setup.channelCount),
+            device.simulated};
+}
+
+std::vector<ChannelSummary> SessionPrivate::channelSummaries() const
+{
+    std::vector<ChannelSummary> channels;
+    const QStringList ids = completeAnimalIds(setup.animalIds, setup.channelCount);
+    for (int i = 0; i < setup.channelCount; ++i) {
+        ChannelSummary channel;
+        channel.animalId = ids.at(i);
+        if (manager) {
+            const DataManager::SleepCounts counts = manager->sleepCounts(i);
+            channel.steps = counts.steps;
+            channel.asleep = counts.asleep;
+            channel.noSignal = manager->noSignal(i);
+        }
+        const auto index = static_cast<std::size_t>(i);
+        if (index < sleeping.size()) {
+            channel.sleeping = sleeping[index];
+            channel.decisionStat = decisionStats[index];
+            channel.sleepBeginTime = sleepBeginTime[index];
+        }
+        channels.push_back(std::move(channel));
+    }
+    return channels;
+}
+
+void SessionPrivate::makeSegment(const QString& base, int number)
+{
+    auto created = std::make_shared<RecordingSegment>(segmentPaths(base, mcu.animalType), number);
+    created->timeStamps().moveToThread(fileThread.get());
+    const MutexLock lock(segmentMutex);
+    segment = std::move(created);
+}
+
+void SessionPrivate::connectWriter()
+{
+    const FileWriter* writer = segment->writer();
+    QObject::connect(writer, &FileWriter::queueOverflowWarning, q, [](int depth) {
+        qWarning().noquote() << "FileWriter queue overflow warning: depth=" << depth;
+    });
+    QObject::connect(writer, &FileWriter::criticalOverflow, q,
+                     [] { qCritical("FileWriter CRITICAL OVERFLOW - both buffers full!"); });
+    QObject::connect(writer, &FileWriter::writeError, q,
+                     [](const QString& text) { qWarning().noquote() << "FileWriter error:" << text; });
+}
+
+void SessionPrivate::sampleDisk()
+{
+    if (diskSamplePending)
+        return;
+    diskSamplePending = true;
+    callAsync(
+        fileWorker.get(), q,
+        [folder = QFileInfo(firstBase).absolutePath()] { return QStorageInfo(folder).bytesAvailable(); },
+        [this](qint64 bytes) {
+            diskSamplePending = false;
+            freeDiskBytes = bytes;
+            if (state != SessionState::Idle)
+                diskTimer->start(diskSampleIntervalMs, TimerMode::SingleShot);
+        });
+}
+
+SessionController::SessionController(DaqmxApi& driver, TimeSource& time, UserInteraction& user,
+                                     Options options, QObject* parent)
+    : QObject(parent)
+{
+    qRegisterMetaType<std::vector<bool>>("std::vector<bool>");
+    qRegisterMetaType<std::vector<QDateTime>>("std::vector<QDateTime>");
+    qRegisterMetaType<std::vector<double>>("std::vector<double>");
+    qRegisterMetaType<FileWriter::Statistics>("FileWriter::Statistics");
+    d = std::make_unique<SessionPrivate>(this, driver, time, user, std::move(options));
+}
+
+SessionController::~SessionController() = default;
+
+void SessionController::addCompanion(std::unique_ptr<RecordingCompanion> companion)
+{
+    d->companions.push_back(std::move(companion));
+}
+
+void SessionController::refreshDevices()
+{
+    d->daqInfo.refreshDAQList();
+}
+
+std::vector<DeviceEntry> SessionController::devices() const
+{
+    std::vector<DeviceEntry> entries;
+    for (const DAQDevice& device : d->daqInfo.devices())
+        entries.push_back({device.name, device.productType, device.serial, device.simulated, false});
+    return entries;
+}
+
+void SessionController::selectDevice(const QString& name)
+{
+    d->selectDevice(name);
+}
+
+void SessionController::prepare(const RecordingSetup& setup)
+{
+    d->startAfterPrepare = false;
+    d->prepare(setup);
+}
+
+void SessionController::record(const RecordingSetup& setup)
+{
+    d->startAfterPrepare = true;
+    d->prepare(setup);
+}
+
+void SessionController::start()
+{
+    d->start();
+}
+
+void SessionController::requestStop()
+{
+    const Question question{
+        tr("Stop Recording"), tr("Are you sure you want to stop recording?"), {tr("&Yes"), tr("&No")}, 0};
+    d->user.ask(question, [guard = QPointer<SessionController>(this)](int answer) {
+        if (guard && answer == 0)
+            guard->stop(EndReason::UserStop);
+    });
+}
+
+void SessionController::stop(EndReason reason)
+{
+    d->stop(reason);
+}
+
+bool SessionController::stopAndWait(EndReason reason, int timeoutMs)
+{
+    return d->stopAndWait(reason, timeoutMs);
+}
+
+int SessionController::addMarker(const QString& label)
+{
+    if (!d->markers)
+        return -1;
+    return d->markers->addMarker(d->segmentNumber, d->time.now(), label);
+}
+
+SessionState SessionController::state() const
+{
+    return d->state;
+}
+
+SessionStatus SessionController::status() const
+{
+    SessionStatus status;
+    status.state = d->state;
+    status.device = d->device;
+    status.basePath = d->basePath();
+    status.segment = d->segmentNumber;
+    status.startTime = d->recordingStart;
+    if (d->recordingStart.isValid())
+        status.elapsedMs = d->time.monotonicMs() - d->recordingStartMs;
+    status.framesAcquired = d->result.framesAcquired;
+    status.framesProcessed = d->result.framesProcessed;
+    status.readErrors = d->result.readErrors;
+    status.restarts = d->result.restarts;
+    status.losses = d->result.losses;
+    if (d->segment && d->segment->device()) {
+        const AcquisitionCounters counters = d->segment->device()->counters();
+        status.framesAcquired += counters.framesAcquired;
+        status.framesProcessed += d->manager->segmentFramesProcessed();
+        status.readErrors += counters.readErrors;
+        status.restarts += counters.restarts;
+        status.losses.framesDropped += counters.framesDropped;
+        status.writer = d->segment->writer()->statistics();
+        status.losses.writesDropped += status.writer.droppedWrites;
+        status.losses.writesFailed += status.writer.errors;
+        status.losses.bytesDropped += status.writer.bytesDropped;
+        status.losses.bytesFailed += status.writer.bytesFailed;
+        status.losses.writesReordered += status.writer.reorderedWrites;
+    }
+    status.freeDiskBytes = d->freeDiskBytes;
+    const qint64 valuesPerStep = (d->mcu.animalType == AnimalMouse ? 4 : 6) + 2;
+    status.bytesPerHour =
+        qint64{d->setup.channelCount} * 3600 * (2 * DecimatedRateHz + valuesPerStep * 8 / 2);
+    status.channels = d->channelSummaries();
+    return status;
+}
+
+std::shared_ptr<const DataManager> SessionController::processing() const
+{
+    return d->manager;
+}
+
+EndReason SessionController::lastEndReason() const
+{
+    return d->endReason;
+}
+
+QString SessionController::lastSummary() const
+{
+    return d->summary;
+}
+
+bool SessionController::readyForMoreData() const
+{
+    const MutexLock lock(d->segmentMutex);
+    if (!d->segment || !d->segment->device() || !d->segment->writer())
+        return true;
+    const FileWriter::Statistics writer = d->segment->writer()->statistics();
+    return d->segment->device()->counters().framesQueued < readyFrameLimit &&
+           writer.currentDepth < readyWriterDepth && writer.emergencyDepth == 0;
+}
+
+} // namespace vt

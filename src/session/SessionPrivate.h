@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "base/Mutex.h"
+#include "base/ThreadCall.h"
+#include "base/TimeSource.h"
+#include "hardware/DAQInfo.h"
+#include "processing/DataManager.h"
+#include "recording/MarkerFile.h"
+#include "session/RecordingSegment.h"
+#include "session/RecordingSummary.h"
+#include "session/SessionController.h"
+#include "session/SessionExtensions.h"
+
+#include <QThread>
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace vt {
+
+class UserInteraction;
+
+/// State and steps of the session controller. Interface thread, but for noteData and readyForMoreData.
+///
+/// Long steps are handed to the hardware thread (by DAQInfo) or to the session's file thread; each comes
+/// back with a callback. A callback of an operation that has been given up meanwhile is recognised by
+/// m_operation. File work cannot be given up: m_fileWork says that some is under way, and a stop that arrives
+/// then is carried out when it comes back (m_pendingStop).
+struct SessionPrivate
+{
+    SessionPrivate(SessionController* controller, DaqmxApi& driverApi, TimeSource& timeSource,
+                   UserInteraction& interaction, SessionController::Options sessionOptions);
+    ~SessionPrivate();
+
+    // Preparing (SessionPrepare.cpp)
+    void selectDevice(const QString& name);
+    void deviceRead(const std::optional<MCUHeader>& header);
+    void prepare(const RecordingSetup& wanted);
+    void createFiles();
+    struct PreparedFiles
+    {
+        QString problem; ///< for the user; empty when all is well
+        bool markersFailed = false;
+        QString newMarkerPath; ///< set when the marker file did not exist before
+    };
+    void filesCreated(const PreparedFiles& result);
+    void prepareFailed(const QString& problem);
+
+    // Starting, watching, pausing, resuming (SessionRun.cpp)
+    void start();
+    void startRecovered(bool ok);
+    void writeHeaders(std::function<void(bool)> done);
+    void launchSegment();
+    void headersWritten(bool ok);
+    void armWatchdog();
+    void watchdogFired();
+    void watchdogTimeout();
+    void pause();
+    void pollReconnect();
+    void attemptResume();
+    void resumeRecovered(bool ok);
+    void resumeFilesCreated(const RecordingSegment::CreateFailure& failure);
+    void resumeFinished();
+    void resumeFailed();
+    void noteData();
+
+    // Stopping (SessionStop.cpp)
+    void stop(EndReason reason);
+    void tearDown(TeardownKind kind);
+    void teardownDone();
+    bool stopAndWait(EndReason reason, int timeoutMs);
+    void finish();
+    void absorb(const TeardownReport& report);
+    void retireSegment();
+    /// True when a stop arrived during the file work that has just come back; it is carried out.
+    [[nodiscard]] bool stopPending();
+
+    // Small shared pieces (SessionController.cpp)
+    void setState(SessionState next);
+    [[nodiscard]] QString basePath() const;
+    [[nodiscard]] RecordingContext context() const;
+    [[nodiscard]] std::vector<ChannelSummary> channelSummaries() const;
+    void makeSegment(const QString& base, int number);
+    void connectWriter();
+    void sampleDisk();
+    template <typename Work, typename Done>
+    void onFileThread(Work work, Done done);
+
+    SessionController* const q;
+    DaqmxApi& driver;
+    TimeSource& time;
+    UserInteraction& user;
+    const SessionController::Options options;
+    DAQInfo daqInfo;
+
+    std::unique_ptr<QThread> fileThread;
+    std::unique_ptr<QObject> fileWorker; ///< lives on fileThread
+
+    SessionState state = SessionState::Idle;
+    EndReason endReason = EndReason::None;
+    QString summary;
+
+    DeviceDetails device;
+    MCUHeader mcu;
+    RecordingSetup setup;
+    bool startAfterPrepare = false;
+    quint64 operation = 0;
+    bool fileWork = false;
+    quint64 fileGeneration = 0; ///< callbacks of older file work are void
+    std::optional<EndReason> pendingStop;
+    bool tearingDown = false;
+
+    QString firstBase;
+    QStringList segmentBases;
+    int segmentNumber = 0;
+    QDateTime recordingStart;
+    qint64 recordingStartMs = 0;
+    QDateTime pausedAt;
+    bool recordingRan = false; ///< Recording was reached
+
+    std::shared_ptr<DataManager> manager;
+    Mutex segmentMutex; ///< guards the pointer for readyForMoreData
+    std::shared_ptr<RecordingSegment> segment;
+    std::vector<std::shared_ptr<RecordingSegment>> stuckSegments; ///< a hanging driver still holds them
+    std::shared_ptr<TeardownReport> teardownReport;
+    std::shared_ptr<MarkerFile> markers;
+    QString newMarkerPath; ///< marker file that this recording brought into being
+
+    std::unique_ptr<Timer> watchdog;
+    std::unique_ptr<Timer> reconnectPoll;
+    std::unique_ptr<Timer> diskTimer;
+    std::atomic<qint64> lastDataMs{-1};
+    qint64 watchdogStartedMs = 0;
+
+    RecordingResult result;
+    std::vector<bool> sleeping;
+    std::vector<QDateTime> sleepBeginTime;
+    std::vector<double> decisionStats;
+    qint64 freeDiskBytes = -1;
+    bool diskSamplePending = false;
+    std::vector<std::unique_ptr<RecordingCompanion>> companions;
+};
+
+template <typename Work, typename Done>
+void SessionPrivate::onFileThread(Work work, Done done)
+{
+    fileWork = true;
+    callAsync(fileWorker.get(), q, std::move(work),
+              [this, mine = fileGeneration, done = std::move(done)](auto value) mutable {
+                  if (mine != fileGeneration)
+                      return;
+                  fileWork = false;
+                  done(std::move(value));
+              });
+}
+
+} // namespace vt

@@ -1,0 +1,312 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Starting a prepared recording, watching the device, pausing and resuming.
+#include "session/SessionPrivate.h"
+
+#include "acquisition/AcquisitionFrame.h"
+#include "acquisition/NIDAQ_data_thread.h"
+#include "acquisition/PhysicalChannels.h"
+#include "hardware/DAQInfo.h"
+#include "session/HeaderBuilder.h"
+#include "session/UserInteraction.h"
+#include "session/WatchdogVerdict.h"
+
+#include <QDebug>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const auto timeFormat = u"h:mm:ss AP"_s;
+
+QString banner()
+{
+    return QString(60, QChar(u'='));
+}
+
+} // namespace
+
+void SessionPrivate::start()
+{
+    if (state != SessionState::Prepared) {
+        qWarning().noquote() << "SessionController::start - refused while" << sessionStateName(state);
+        return;
+    }
+    qInfo("Starting Data Acquisition");
+    setState(SessionState::Starting);
+    const quint64 mine = ++operation;
+    daqInfo.probeI2C([this, mine](bool answered) {
+        if (mine != operation)
+            return;
+        if (answered) {
+            startRecovered(true);
+            return;
+        }
+        qWarning("DAQ I2C probe failed pre-acquisition; attempting recovery");
+        daqInfo.recoverI2CSession([this, mine](bool recovered) {
+            if (mine == operation)
+                startRecovered(recovered);
+        });
+    });
+}
+
+void SessionPrivate::startRecovered(bool ok)
+{
+    if (!ok) {
+        user.notify(
+            Severity::Critical, u"DAQ Communication Failed"_s,
+            u"DAQ not responding.\nMake sure the DAQ is connected and powered, then re-select it from the "
+            u"device list."_s);
+        stop(EndReason::CouldNotStart);
+        return;
+    }
+    user.setRecordingIndicator(u"Vellumtide is recording"_s);
+    writeHeaders([this](bool written) { headersWritten(written); });
+}
+
+void SessionPrivate::writeHeaders(std::function<void(bool)> done)
+{
+    const QDateTime now = time.now();
+    if (!recordingStart.isValid()) {
+        recordingStart = now;
+        recordingStartMs = time.monotonicMs();
+    }
+    onFileThread([files = segment, header = buildHeader(setup, device, mcu),
+                  now] { return files->writeHeaders(header, now); },
+                 [callback = std::move(done)](bool written) { callback(written); });
+}
+
+void SessionPrivate::headersWritten(bool ok)
+{
+    if (!ok) {
+        const QString path = segment->paths().raw;
+        qCritical().noquote() << "Could not open data file:" << path;
+        user.fatalError(u"Fatal Error"_s,
+                        u"Could not open data file:\n%1\n\nThe application will now close."_s.arg(path));
+        pendingStop.reset();
+        stop(EndReason::CouldNotStart);
+        return;
+    }
+    if (stopPending())
+        return;
+    manager = std::make_shared<DataManager>(DataManager::Config{setup.channelCount, mcu.animalType, 0,
+                                                                setup.activityOnly, setup.bandpass,
+                                                                inputOffsetVolts(mcu.gain)},
+                                            time);
+    QObject::connect(manager.get(), &DataManager::newSleepDecision, q,
+                     [this](const std::vector<bool>& asleep, const std::vector<QDateTime>& since,
+                            const std::vector<double>& stats) {
+                         sleeping = asleep;
+                         sleepBeginTime = since;
+                         decisionStats = stats;
+                         for (const auto& companion : companions)
+                             companion->sleepDecision(asleep, since, stats);
+                         emit q->sleepDecision(asleep, since, stats);
+                     });
+    recordingRan = true;
+    launchSegment();
+    qInfo("DAQ watchdog timer started (5 second timeout)");
+    const ConfigSummary configuration = buildConfigSummary(segment->paths().base, setup, device);
+    onFileThread([configuration,
+                  path = segment->paths().configuration] { return writeConfigSummary(path, configuration); },
+                 [this](bool) { static_cast<void>(stopPending()); });
+    for (const auto& companion : companions)
+        companion->recordingStarted(context());
+    setState(SessionState::Recording);
+    emit q->segmentStarted(segment->paths().base, segmentNumber);
+}
+
+void SessionPrivate::launchSegment()
+{
+    lastDataMs = -1;
+    auto acquisition = std::make_unique<NIDAQ_data_thread>(
+        driver, time, physicalChannels(device.name, setup.channelCount), setup.channelCount);
+    if (setup.frameLimit > 0) {
+        const quint64 done = manager->framesProcessed();
+        acquisition->setFrameLimit(setup.frameLimit > done ? setup.frameLimit - done : 1);
+    }
+    QObject::connect(
+        acquisition.get(), &DAQInterface::newDAQDataReady, q, [this](int) { noteData(); },
+        Qt::DirectConnection);
+    QObject::connect(
+        acquisition.get(), &DAQInterface::frameLimitReached, q,
+        [this] {
+            if (state == SessionState::Recording)
+                stop(EndReason::DurationReached);
+        },
+        Qt::QueuedConnection);
+    QObject::connect(manager.get(), &DataManager::sig_writeTstamp, &segment->timeStamps(),
+                     &TimeStampFile::writeStamp, Qt::QueuedConnection);
+    daqInfo.setAcquisitionStarted(true);
+    {
+        const MutexLock lock(segmentMutex);
+        segment->launch(std::move(acquisition), manager);
+    }
+    for (const auto& companion : companions)
+        companion->segmentStarted(context());
+    armWatchdog();
+}
+
+void SessionPrivate::noteData()
+{
+    lastDataMs.store(time.monotonicMs(), std::memory_order_relaxed);
+}
+
+void SessionPrivate::armWatchdog()
+{
+    watchdogStartedMs = time.monotonicMs();
+    watchdog->start(WatchdogIntervalMs, TimerMode::SingleShot);
+}
+
+void SessionPrivate::watchdogFired()
+{
+    if (state != SessionState::Recording)
+        return;
+    const WatchdogVerdict verdict = watchdogVerdict(watchdogStartedMs, lastDataMs, time.monotonicMs());
+    if (verdict.timedOut)
+        watchdogTimeout();
+    else
+        watchdog->start(verdict.sleepMs, TimerMode::SingleShot);
+}
+
+void SessionPrivate::watchdogTimeout()
+{
+    const qint64 alive = std::max(lastDataMs.load(), watchdogStartedMs);
+    const QDateTime lastData = time.now().addMSecs(alive - time.monotonicMs());
+    qCritical().noquote() << banner();
+    qCritical("DAQ WATCHDOG TIMEOUT - DEVICE STOPPED RESPONDING");
+    qCritical().noquote() << "Last data received approximately:"
+                          << lastData.toString(u"yyyy-MM-dd HH:mm:ss"_s);
+    if (options.autoResume) {
+        qInfo("Auto-resume enabled — entering pause state");
+        pause();
+        return;
+    }
+    qInfo().noquote()
+        << "Auto-resume NOT active for this run (m_autoResumeEnabled =" << options.autoResume
+        << ", DAQ running =" << true
+        << ") — the opt-in is only read at launch, so enabling it mid-session requires a restart to "
+           "take effect.";
+    qInfo("Initiating graceful shutdown...");
+    pausedAt = lastData;
+    stop(EndReason::DeviceLost);
+}
+
+void SessionPrivate::pause()
+{
+    qInfo().noquote() << banner();
+    qInfo("DAQ disconnect detected — entering auto-resume PAUSE state");
+    pausedAt = time.now();
+    setState(SessionState::Paused);
+    tearDown(TeardownKind::Pause);
+}
+
+void SessionPrivate::pollReconnect()
+{
+    if (state != SessionState::Paused || tearingDown)
+        return;
+    // A recording of limited length ends by the clock while there is no signal to count.
+    if (setup.frameLimit > 0 && time.monotonicMs() - recordingStartMs >=
+                                    static_cast<qint64>(setup.frameLimit * 1000 / FramesPerSecond)) {
+        stop(EndReason::DurationReached);
+        return;
+    }
+    if (!daqInfo.isDevicePresent())
+        return;
+    qInfo("Reconnect poll: DAQ has re-enumerated — attempting resume");
+    reconnectPoll->stop();
+    attemptResume();
+}
+
+void SessionPrivate::attemptResume()
+{
+    qInfo("attemptResume: starting recovery + new segment");
+    setState(SessionState::Resuming);
+    const quint64 mine = ++operation;
+    daqInfo.recoverI2CSession([this, mine](bool ok) {
+        if (mine == operation)
+            resumeRecovered(ok);
+    });
+}
+
+void SessionPrivate::resumeRecovered(bool ok)
+{
+    if (!ok) {
+        qWarning("attemptResume: recoverI2CSession failed");
+        resumeFailed();
+        return;
+    }
+    onFileThread(
+        [base = firstBase, animal = int{mcu.animalType}] { return nextAvailableSegmentPath(base, animal); },
+        [this](const QString& base) {
+            if (stopPending())
+                return;
+            qInfo().noquote() << "attemptResume: new segment base =" << base;
+            makeSegment(base, segmentNumber + 1);
+            onFileThread(
+                [files = segment] { return files->createFiles(); },
+                [this](const RecordingSegment::CreateFailure& failure) { resumeFilesCreated(failure); });
+        });
+}
+
+void SessionPrivate::resumeFilesCreated(const RecordingSegment::CreateFailure& failure)
+{
+    using Failure = RecordingSegment::CreateFailure;
+    if (failure.which != Failure::None) {
+        static constexpr std::array texts{"",
+                                          "attemptResume: vtFile createFile failed:",
+                                          "attemptResume: vtFileFv createFile failed:",
+                                          "attemptResume: vtFileAt createFile failed:",
+                                          "attemptResume: vtFileBr createFile failed:",
+                                          "attemptResume: tsFile open failed for"};
+        const QString detail = failure.which == Failure::TimeStamps ? failure.path : failure.error;
+        qCritical().noquote() << texts.at(static_cast<std::size_t>(failure.which)) << detail;
+        retireSegment();
+        if (!stopPending())
+            resumeFailed();
+        return;
+    }
+    connectWriter();
+    if (stopPending())
+        return;
+    writeHeaders([this](bool written) {
+        if (!written)
+            qCritical("attemptResume: initSegmentHeaders failed");
+        if (stopPending())
+            return;
+        if (written) {
+            resumeFinished();
+            return;
+        }
+        tearDown(TeardownKind::Pause);
+    });
+}
+
+void SessionPrivate::resumeFinished()
+{
+    ++segmentNumber;
+    const QString base = segment->paths().base;
+    segmentBases << base;
+    launchSegment();
+    user.closeNotice(u"paused"_s);
+    const QDateTime now = time.now();
+    user.notify(
+        Severity::Information, u"Recording Resumed"_s,
+        u"Recording paused at %1 and resumed at %2.\nApproximate gap: %3 seconds.\n\nContinuing in: %4"_s
+            .arg(pausedAt.toString(timeFormat), now.toString(timeFormat))
+            .arg(pausedAt.secsTo(now))
+            .arg(base));
+    qInfo().noquote() << "attemptResume: success — segment base now" << base;
+    setState(SessionState::Recording);
+    emit q->segmentStarted(base, segmentNumber);
+}
+
+void SessionPrivate::resumeFailed()
+{
+    qWarning("attemptResume failed; remaining in pause state");
+    setState(SessionState::Paused);
+    reconnectPoll->start(ReconnectPollIntervalMs, TimerMode::Repeating);
+}
+
+} // namespace vt

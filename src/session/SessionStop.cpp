@@ -1,0 +1,245 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Ending a segment and a recording.
+#include "session/SessionPrivate.h"
+
+#include "session/UserInteraction.h"
+#include "session/WatchdogVerdict.h"
+
+#include <QDebug>
+#include <QFile>
+#include <utility>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const auto timeFormat = u"h:mm:ss AP"_s;
+
+QString banner()
+{
+    return QString(60, QChar(u'='));
+}
+
+} // namespace
+
+bool SessionPrivate::stopPending()
+{
+    if (!pendingStop)
+        return false;
+    const EndReason reason = *std::exchange(pendingStop, std::nullopt);
+    stop(reason);
+    return true;
+}
+
+void SessionPrivate::stop(EndReason reason)
+{
+    if (state == SessionState::Idle) {
+        qInfo("Stop requested but no recording is active — nothing to tear down.");
+        return;
+    }
+    if (state == SessionState::Stopping)
+        return;
+    if (fileWork || tearingDown) {
+        if (!pendingStop)
+            pendingStop = reason;
+        return;
+    }
+    ++operation; // callbacks of probes and recoveries under way find that they are no longer wanted
+    endReason = reason;
+    if (state == SessionState::Preparing) {
+        prepareFailed(QString());
+        return;
+    }
+    reconnectPoll->stop();
+    setState(SessionState::Stopping);
+    if (segment)
+        tearDown(TeardownKind::Stop);
+    else
+        finish();
+}
+
+void SessionPrivate::tearDown(TeardownKind kind)
+{
+    tearingDown = true;
+    watchdog->stop();
+    if (segment->device()) {
+        for (const auto& companion : companions)
+            companion->segmentStopping();
+        qInfo("DAQ watchdog timer stopped and deleted");
+    }
+    teardownReport = std::make_shared<TeardownReport>();
+    fileWork = true;
+    callAsync(
+        fileWorker.get(), q,
+        [files = segment, report = teardownReport, kind, keep = recordingRan] {
+            *report = files->tearDown(kind);
+            if (!keep)
+                files->discardUnusedFiles();
+            return true;
+        },
+        [this, mine = teardownReport](bool) {
+            if (mine == teardownReport) // else stopAndWait has dealt with it
+                teardownDone();
+        });
+}
+
+void SessionPrivate::teardownDone()
+{
+    fileWork = false;
+    tearingDown = false;
+    const bool wasRunning = segment->device() != nullptr;
+    absorb(*std::exchange(teardownReport, nullptr));
+    daqInfo.setAcquisitionStarted(false);
+    retireSegment();
+    qInfo().noquote() << (state == SessionState::Stopping ? "FileWriter deleted"
+                                                          : "FileWriter deleted (pause)");
+    emit q->segmentEnded();
+    if (state == SessionState::Stopping) {
+        finish();
+        return;
+    }
+    if (stopPending())
+        return;
+    if (!wasRunning) { // the new segment of a resume could not be used
+        resumeFailed();
+        return;
+    }
+    user.showNotice(
+        u"paused"_s, u"DAQ Disconnected"_s,
+        u"Recording paused at %1.\n\nThe recording will resume automatically when the DAQ is "
+        u"reconnected.\nA new file with a numbered suffix will be created for the resumed segment."_s.arg(
+            pausedAt.toString(timeFormat)),
+        u"Stop Recording"_s, [guard = QPointer<SessionController>(q)] {
+            if (guard)
+                guard->stop(EndReason::UserStop);
+        });
+    reconnectPoll->start(ReconnectPollIntervalMs, TimerMode::Repeating);
+}
+
+void SessionPrivate::absorb(const TeardownReport& report)
+{
+    result.framesAcquired += report.acquisition.framesAcquired;
+    result.framesProcessed += report.framesProcessed;
+    result.readErrors += report.acquisition.readErrors;
+    result.restarts += report.acquisition.restarts;
+    result.writesTotal += report.writer.totalWrites;
+    result.bytesWritten += report.writer.bytesWritten;
+    result.failedStamps += report.failedStamps;
+    LossSummary& lost = result.losses;
+    lost.framesDropped += report.acquisition.framesDropped;
+    lost.writesDropped += report.writer.droppedWrites;
+    lost.writesFailed += report.writer.errors;
+    lost.bytesDropped += report.writer.bytesDropped;
+    lost.bytesFailed += report.writer.bytesFailed;
+    lost.writesReordered += report.writer.reorderedWrites;
+    lost.flushTimeouts += report.flushed ? 0U : 1U;
+}
+
+void SessionPrivate::retireSegment()
+{
+    std::shared_ptr<RecordingSegment> ended;
+    {
+        const MutexLock lock(segmentMutex);
+        ended = std::move(segment);
+        segment = nullptr;
+    }
+    std::erase_if(stuckSegments, [](const auto& stuck) { return stuck->released(); });
+    if (!ended)
+        return;
+    if (!ended->released()) {
+        stuckSegments.push_back(std::move(ended));
+        return;
+    }
+    // Its time-stamp file belongs to the file thread and goes there.
+    QMetaObject::invokeMethod(
+        fileWorker.get(), [last = std::move(ended)]() mutable { last.reset(); }, Qt::QueuedConnection);
+}
+
+void SessionPrivate::finish()
+{
+    if (markers)
+        markers->close();
+    markers.reset();
+    if (!recordingRan && !newMarkerPath.isEmpty() && !QFile::remove(newMarkerPath))
+        qWarning().noquote() << "Could not remove the unused file" << newMarkerPath;
+    newMarkerPath.clear();
+    user.closeNotice(u"paused"_s);
+    user.closeNotice(u"reconnecting"_s);
+    user.setRecordingIndicator(QString());
+    if (recordingRan) {
+        for (const auto& companion : companions)
+            companion->recordingStopped();
+        result.reason = endReason;
+        result.segmentBases = segmentBases;
+        result.deviceName = device.name;
+        result.deviceSerial = device.serial;
+        result.elapsedMs = time.monotonicMs() - recordingStartMs;
+        result.channels = channelSummaries();
+        summary = summaryText(result);
+        if (result.losses.any())
+            qWarning().noquote() << summary;
+        else
+            qInfo().noquote() << summary;
+    }
+    recordingStart = QDateTime();
+    diskTimer->stop();
+    setState(SessionState::Idle);
+    if (endReason == EndReason::DeviceLost) {
+        qInfo("DAQ watchdog shutdown completed");
+        user.notify(
+            Severity::Critical, u"DAQ Disconnected"_s,
+            u"The DAQ device stopped responding at approximately %1.\n\nData acquisition has been stopped "
+            u"and files have been closed."_s.arg(pausedAt.toString(timeFormat)));
+    } else if (endReason == EndReason::ForcedStop) {
+        qInfo("Forced graceful stop completed - application ready for system event");
+    }
+    emit q->recordingEnded(endReason);
+}
+
+bool SessionPrivate::stopAndWait(EndReason reason, int timeoutMs)
+{
+    if (state == SessionState::Idle)
+        return true;
+    if (!tearingDown)
+        stop(reason);
+    if (state == SessionState::Idle)
+        return true;
+    // Work on the file thread runs in order: once an empty job has run there, all that was queued has.
+    const auto drained = callOn(fileWorker.get(), timeoutMs, [] { return true; });
+    if (!drained)
+        return false;
+    pendingStop.reset();
+    fileWork = false;
+    ++fileGeneration;
+    ++operation;
+    endReason = reason;
+    if (tearingDown) {
+        setState(SessionState::Stopping);
+        teardownDone();
+        return true;
+    }
+    // A stop that came during other file work: its callback will find nothing left to do.
+    setState(SessionState::Stopping);
+    if (!segment) {
+        finish();
+        return true;
+    }
+    tearDown(TeardownKind::Stop);
+    if (!callOn(fileWorker.get(), timeoutMs, [] { return true; }))
+        return false;
+    teardownDone();
+    return true;
+}
+
+void SessionController::forcedGracefulStop()
+{
+    qInfo().noquote() << banner();
+    qInfo("FORCED GRACEFUL STOP INITIATED");
+    qInfo("System shutdown/sleep/hibernate event detected");
+    qInfo("Stopping DAQ acquisition and flushing all data...");
+    d->stop(EndReason::ForcedStop);
+}
+
+} // namespace vt

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "session/SessionTypes.h"
+
+namespace vt {
+
+/// Why this setup cannot be recorded on this device, or empty. Looks at values only.
+[[nodiscard]] QString checkSetupValues(const RecordingSetup& setup, const DeviceDetails& device);
+
+/// Why the files of this base path cannot be written, or empty. Looks at folder and existing files without
+/// changing any of them; may block on the disk. animalType decides on the names.
+[[nodiscard]] QString checkRecordingPath(const QString& basePath, int animalType);
+
+} // namespace vt
