@@ -12,9 +12,10 @@
 namespace vt {
 
 enum class SessionState {
-    Idle,     ///< nothing open
-    Prepared, ///< files created, writer running
-    Starting, ///< probing the unit, writing headers
+    Idle,      ///< nothing open
+    Preparing, ///< reading the unit, creating files
+    Prepared,  ///< files created, writer running
+    Starting,  ///< probing the unit, writing headers
     Recording,
     Paused,   ///< device gone, waiting for it to come back
     Resuming, ///< device back, opening the next segment
