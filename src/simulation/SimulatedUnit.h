@@ -20,7 +20,8 @@ public:
     /// How analog blocks are paced.
     enum class Clock {
         RealTime, ///< speed x real time, from an own thread
-        AsReady,  ///< as fast as readyForMore allows, from an own thread, at most speed x real time
+        AsReady,  ///< as fast as readyForMore allows, from an own thread, at most speed x real time (0: no
+                  ///< limit)
         Manual    ///< only advanceFrames delivers, on the caller's thread
     };
     struct Config
@@ -48,7 +49,7 @@ public:
     /// Clock::Manual: runs the every-N callback for each of n blocks. Returns how many were delivered
     /// (fewer when no task runs or the unit is unplugged).
     int advanceFrames(int n);
-    /// Analog blocks delivered so far over the unit's life.
+    /// Analog blocks delivered so far over the unit's life, counted when their callback starts.
     [[nodiscard]] std::uint64_t framesDelivered() const;
     /// Tasks created and not yet cleared.
     [[nodiscard]] int openTaskCount() const;
@@ -64,10 +65,14 @@ public:
     void stallCallbacks(bool stalled);
     void delayCallbacks(int milliseconds);
     void hangNextRead(int milliseconds);
-    /// The n-th driver call from now (0: the next) and, with forEver, all later ones, fail with code.
+    /// The n-th driver call from now (0: the next) and, with forEver, all later ones, fail with code; 0 ends
+    /// it. A failing stop or clear still stops or clears, as with the driver; other failing calls do nothing.
     void failCall(std::uint64_t n, std::int32_t code, bool forEver);
     [[nodiscard]] std::uint64_t callCount() const;
-    /// Applies one line of the control file's language; false and *error for one that is not understood.
+    /// Sets a byte of the microcontroller's register file, e.g. status register 0x0A.
+    void setMcuRegister(std::uint8_t address, std::uint8_t value);
+    /// Applies one line of the control file's language (FaultCommand.h); false and *error for one that is not
+    /// understood.
     bool applyFaultCommand(const QString& line, QString* error = nullptr);
 
     /// Names of the C functions called so far, in order; recorded only after recordCalls(true).
