@@ -18,7 +18,7 @@ struct FileHeader
 {
     int version = 4;
     QString softwareVersion; ///< "VellumtideQT<major>.<minor>.<build>"
-    QString envSensorInfo;
+    QString envSensorInfo = QStringLiteral("envsensplaceholder");
     int channelCount = 0;
     int featuresPerEpoch = 0; ///< 4 when animalType is 1, else 6
     int animalType = 0;
@@ -39,13 +39,15 @@ struct FileHeader
     qint64 sampleCount = 0; ///< (file size - dataStart) / 2
     qint64 samplesPerChannel = 0;
 
-    /// Version 4 bytes, length word included. Empty for a version other than 3 or 4
-    /// (logged: "Unknown file header version: ").
+    /// The bytes of a header of this version, length word included. Empty, and logged, for a version other
+    /// than 3 or 4 ("Unknown file header version: ") and for values that its version cannot hold: labels
+    /// beyond a megabyte, in version 3 a full scale other than 1 to 5 whole volts.
     [[nodiscard]] QByteArray encode() const;
     /// Writes encode() in one piece at the device's position.
     [[nodiscard]] bool writeHeader(QIODevice& file) const;
-    /// Rewinds, reads and checks the header. On failure false, *error says what is wrong, and nothing but a
-    /// bounded amount has been read.
+    /// Rewinds, reads and checks the header; the device then stands at dataStart. On failure false, *error
+    /// says what is wrong and at which byte, and this header is unchanged. Every length in the file is
+    /// checked against what is there before anything is allocated for it; at most a megabyte is read.
     [[nodiscard]] bool readHeader(QIODevice& file, QString* error = nullptr);
 };
 

@@ -29,6 +29,7 @@ public:
     [[nodiscard]] int openFile(const QString& path, bool forWriting);
     void close();
 
+    /// The whole header in one write straight to the disk, before anything goes through a writer.
     [[nodiscard]] bool writeHeader();
     /// Writes another file's header bytes unchanged.
     [[nodiscard]] bool writeHeaderBytes(const QByteArray& bytes);
@@ -42,6 +43,8 @@ public:
     /// All values as one write: they are recorded together or not at all. At most 256 values.
     bool writeValues(std::span<const double> values);
 
+    /// Routes later samples and values through writer, which outlives the recording into this file; null
+    /// writes straight to the disk. close() forgets the writer.
     void setFileWriter(FileWriter* writer);
     [[nodiscard]] QIODevice* device();
     /// The open path, or "NONE".
@@ -55,7 +58,8 @@ private:
     std::unique_ptr<Private> d;
 };
 
-/// v * 32768 / maxAmplitude truncated toward zero, low 16 bits: values at or beyond full scale wrap.
+/// volts * 32768 / maxAmplitude truncated toward zero, low 16 bits: values at or beyond full scale wrap.
+/// A result that is not finite (NaN, infinity, overflow) is stored as 0. Any thread.
 [[nodiscard]] std::int16_t encodeSample(double volts, double maxAmplitude);
 
 } // namespace vt

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "recording/BlockWrite.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QStorageInfo>
+#include <algorithm>
+
+namespace vt {
+
+namespace {
+
+/// Takes a file back to the length and position start. False for devices that have neither.
+bool cutBack(QIODevice& device, qint64 start)
+{
+    auto* file = qobject_cast<QFileDevice*>(&device);
+    return file && !file->isSequential() && file->resize(start) && file->seek(start);
+}
+
+} // namespace
+
+BlockWriteResult writeBlock(QIODevice& device, std::span<const std::byte> bytes)
+{
+    const auto size = static_cast<qint64>(bytes.size());
+    const qint64 start = device.pos();
+    const qint64 taken = device.write(reinterpret_cast<const char*>(bytes.data()), size);
+    BlockWriteResult result;
+    result.written = std::max<qint64>(taken, 0);
+    result.complete = taken == size;
+    if (result.written > 0 && !result.complete)
+        result.remnant = !cutBack(device, start);
+    return result;
+}
+
+BlockWriteResult writeBlock(QIODevice& device, const QByteArray& bytes)
+{
+    return writeBlock(device,
+                      std::as_bytes(std::span(bytes.constData(), static_cast<std::size_t>(bytes.size()))));
+}
+
+bool isDiskFull(const QIODevice& device, qint64 size)
+{
+    const auto* file = qobject_cast<const QFileDevice*>(&device);
+    if (!file)
+        return false;
+    if (file->error() == QFileDevice::ResourceError)
+        return true;
+    if (file->fileName().isEmpty() || file->isSequential())
+        return false;
+    const QStorageInfo disk(QFileInfo(file->fileName()).absolutePath());
+    return disk.isValid() && disk.bytesAvailable() < size;
+}
+
+} // namespace vt

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "recording/FileUtils.h"
+
+#include "platform/ExclusiveOpen.h"
+
+#include <QDebug>
+
+namespace vt::FileUtils {
+
+OpenResult openExclusiveWrite(QFile& file, const QString& path)
+{
+    using Outcome = platform::ExclusiveOpenResult::Outcome;
+    file.close();
+    if (path.isEmpty()) {
+        qWarning().noquote() << "FileUtils::openExclusiveWrite: empty file name";
+        return OpenResult::Failed;
+    }
+    const platform::ExclusiveOpenResult opened = platform::openExclusive(path);
+    if (opened.outcome == Outcome::InUse) {
+        qWarning().noquote() << "FileUtils::openExclusiveWrite:" << path
+                             << "is held by another process (ERROR_SHARING_VIOLATION)";
+        return OpenResult::InUse;
+    }
+    if (opened.outcome == Outcome::Failed) {
+        qWarning().noquote() << "FileUtils::openExclusiveWrite:" << opened.failedCall << "failed for" << path
+                             << "with" << opened.errorKind << opened.errorCode << "-" << opened.errorText;
+        return OpenResult::Failed;
+    }
+    file.setFileName(path);
+    if (!file.open(opened.descriptor, QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered,
+                   QFileDevice::AutoCloseHandle)) {
+        qWarning().noquote() << "FileUtils::openExclusiveWrite: QFile::open failed for" << path << "-"
+                             << file.errorString();
+        QFile closer; // takes the descriptor only to close it: there is no portable close
+        if (!closer.open(opened.descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
+            qWarning().noquote() << "FileUtils::openExclusiveWrite: descriptor of" << path << "not closed";
+        return OpenResult::Failed;
+    }
+    return OpenResult::Opened;
+}
+
+} // namespace vt::FileUtils

@@ -1,0 +1,337 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "recording/FileWriterCore.h"
+
+#include "recording/BlockWrite.h"
+#include "recording/WriterThread.h"
+
+#include <QDebug>
+#include <QThread>
+#include <algorithm>
+#include <chrono>
+
+namespace vt {
+
+namespace {
+
+constexpr std::chrono::milliseconds IdleWait{100};
+constexpr quint64 StatisticsEvery = 1000;
+constexpr quint32 WarningPercent = 80;
+constexpr quint64 BatchGivenUp = ~quint64{0};
+
+constexpr quint64 batchState(int next, int size)
+{
+    return (static_cast<quint64>(next) << 32U) | static_cast<quint64>(size);
+}
+
+void fill(WriteOperation& slot, const FileWriterCore::Request& request, TargetAccount& account,
+          quint64 sequence)
+{
+    slot.type = request.type;
+    slot.target = request.target;
+    slot.account = &account;
+    slot.sequence = sequence;
+    if (!request.large.isEmpty()) {
+        slot.large = request.large;
+        slot.inlineSize = 0;
+        return;
+    }
+    slot.inlineSize = static_cast<quint32>(request.bytes.size());
+    std::copy(request.bytes.begin(), request.bytes.end(), slot.inlineBytes.begin());
+}
+
+quint64 payloadSize(const FileWriterCore::Request& request)
+{
+    return request.large.isEmpty() ? request.bytes.size() : static_cast<quint64>(request.large.size());
+}
+
+} // namespace
+
+FileWriterCore::FileWriterCore(FileWriter* owner, int maxQueueSize)
+    : m_warningDepth(static_cast<quint32>(maxQueueSize) * WarningPercent / 100), m_mainQueue(maxQueueSize),
+      m_emergencyQueue(FileWriter::EmergencyQueueSize), m_owner(owner)
+{}
+
+// ---- producers
+
+FileWriterCore::Answer FileWriterCore::enqueue(const Request& request)
+{
+    if (!m_running || m_shutdownRequested) {
+        qWarning().noquote() << "FileWriter: Cannot queue write - not running or shutdown requested";
+        return Answer::NotRunning;
+    }
+    m_totalWrites.fetch_add(1, std::memory_order_relaxed);
+    TargetAccount& account = m_accounts.of(request.target);
+    account.queued.fetch_add(payloadSize(request), std::memory_order_relaxed);
+    const quint64 sequence = account.nextSequence.fetch_add(1, std::memory_order_relaxed);
+
+    const std::optional<Answer> answer = tryMainQueue(request, account, sequence);
+    const Answer final = answer ? *answer : tryEmergencyQueue(request, account, sequence);
+    if (final == Answer::Accepted) {
+        m_wake.notify_one();
+        return final;
+    }
+    countDropped(account, payloadSize(request));
+    if (final == Answer::Overflow) {
+        qCritical().noquote() << "FileWriter: CRITICAL - Both buffers full! Dropped write.";
+        qCritical().noquote() << "FileWriter: Main queue:" << m_currentDepth
+                              << "Emergency:" << m_emergencyDepth;
+    } else {
+        qWarning().noquote() << "FileWriter: Cannot queue write - not running or shutdown requested";
+    }
+    return final;
+}
+
+/// Empty when the queue is busy or full.
+std::optional<FileWriterCore::Answer> FileWriterCore::tryMainQueue(const Request& request,
+                                                                   TargetAccount& account, quint64 sequence)
+{
+    if (!m_mainMutex.try_lock())
+        return std::nullopt;
+    std::optional<Answer> answer;
+    if (m_mainClosed) {
+        answer = Answer::NotRunning;
+    } else if (!m_mainQueue.full()) {
+        fill(m_mainQueue.append(), request, account, sequence);
+        const quint32 depth = m_mainQueue.depth();
+        m_currentDepth = depth;
+        quint32 peak = m_peakDepth;
+        while (depth > peak && !m_peakDepth.compare_exchange_weak(peak, depth)) {
+        }
+        answer = Answer::Accepted;
+    }
+    m_mainMutex.unlock();
+    return answer;
+}
+
+FileWriterCore::Answer FileWriterCore::tryEmergencyQueue(const Request& request, TargetAccount& account,
+                                                         quint64 sequence)
+{
+    MutexLock lock(m_emergencyMutex);
+    if (m_emergencyClosed)
+        return Answer::NotRunning;
+    if (m_emergencyQueue.full())
+        return Answer::Overflow;
+    fill(m_emergencyQueue.append(), request, account, sequence);
+    m_emergencyHits.fetch_add(1, std::memory_order_relaxed);
+    m_emergencyDepth = m_emergencyQueue.depth();
+    return Answer::Accepted;
+}
+
+void FileWriterCore::countDropped(TargetAccount& account, quint64 bytes)
+{
+    m_droppedWrites.fetch_add(1, std::memory_order_relaxed);
+    account.dropped.fetch_add(bytes, std::memory_order_relaxed);
+}
+
+// ---- worker
+
+void FileWriterCore::run()
+{
+    WriterThread::forbidTermination();
+    qDebug().noquote() << "FileWriter: Processing loop started on thread" << QThread::currentThread();
+    while (m_running && !m_stopPerforming) {
+        if (closeWhenDrained()) {
+            qDebug().noquote() << "FileWriter: Shutdown requested with empty queues - exiting";
+            break;
+        }
+        const int emergencyCount = takeEmergency();
+        const Next next = takeMain(emergencyCount);
+        if (next == Next::Leave)
+            break;
+        if (next == Next::Perform)
+            performBatch(static_cast<int>(m_batchState & 0xFFFFFFFFU));
+    }
+    qDebug().noquote() << "FileWriter: Processing loop exited, stopping thread event loop";
+    QThread::currentThread()->quit();
+}
+
+/// When shutdown was requested and nothing is queued, closes both queues, so that no late write is left in
+/// one that nobody drains any more.
+bool FileWriterCore::closeWhenDrained()
+{
+    MutexLock mainLock(m_mainMutex);
+    MutexLock emergencyLock(m_emergencyMutex);
+    if (!m_shutdownRequested || !m_mainQueue.empty() || !m_emergencyQueue.empty())
+        return false;
+    m_mainClosed = true;
+    m_emergencyClosed = true;
+    return true;
+}
+
+int FileWriterCore::takeEmergency()
+{
+    MutexLock lock(m_emergencyMutex);
+    if (m_stopPerforming)
+        return 0;
+    const int taken = m_emergencyQueue.take(FileWriter::BatchSize, m_batch.data());
+    m_emergencyDepth = m_emergencyQueue.depth();
+    m_batchState = batchState(0, taken);
+    return taken;
+}
+
+/// Fills the batch up from the main queue, waiting when there is nothing at all to do.
+FileWriterCore::Next FileWriterCore::takeMain(int emergencyCount)
+{
+    quint32 remaining = 0;
+    {
+        MutexLock lock(m_mainMutex);
+        // An emergency operation that arrives meanwhile ends the wait: it must not lie there until the next
+        // one for the main queue, and it goes before what came after it.
+        while (m_mainQueue.empty() && !m_shutdownRequested && emergencyCount == 0 && m_emergencyDepth == 0)
+            m_wake.wait_for(m_mainMutex, IdleWait);
+        if (m_stopPerforming)
+            return Next::Leave;
+        if (emergencyCount == 0 && m_emergencyDepth > 0)
+            return Next::TakeAgain;
+        if (m_shutdownRequested && m_mainQueue.empty() && emergencyCount == 0) {
+            MutexLock emergencyLock(m_emergencyMutex);
+            if (!m_emergencyQueue.empty())
+                return Next::TakeAgain;
+            m_mainClosed = true;
+            m_emergencyClosed = true;
+            qDebug().noquote() << "FileWriter: Shutdown requested with empty queue - exiting";
+            return Next::Leave;
+        }
+        const int taken = m_mainQueue.take(FileWriter::BatchSize - emergencyCount,
+                                           &m_batch[static_cast<std::size_t>(emergencyCount)]);
+        remaining = m_mainQueue.depth();
+        m_currentDepth = remaining;
+        m_batchState = batchState(0, emergencyCount + taken);
+    }
+    if (remaining > m_warningDepth)
+        withOwner(
+            [remaining](FileWriter& owner) { emit owner.queueOverflowWarning(static_cast<int>(remaining)); });
+    return Next::Perform;
+}
+
+void FileWriterCore::performBatch(int size)
+{
+    for (int i = 0; i < size; ++i) {
+        const WriteOperation& operation = *m_batch[static_cast<std::size_t>(i)];
+        WriterThread::allowTermination();
+        const WriteOperationResult result = performOperation(operation);
+        WriterThread::forbidTermination();
+        // Fails when the operation has been counted as dropped meanwhile; its target may be gone.
+        quint64 expected = batchState(i, size);
+        if (!m_batchState.compare_exchange_strong(expected, batchState(i + 1, size)))
+            return;
+        countPerformed(operation, result);
+        if (result.kind != WriteOperationResult::Kind::Done)
+            reportFailure(operation, result);
+        if (m_totalWrites.load(std::memory_order_relaxed) % StatisticsEvery == 0)
+            withOwner([this](FileWriter& owner) { emit owner.statisticsUpdated(statistics()); });
+    }
+    for (int i = 0; i < size; ++i)
+        m_batch[static_cast<std::size_t>(i)]->large.clear();
+}
+
+void FileWriterCore::countPerformed(const WriteOperation& operation, const WriteOperationResult& result)
+{
+    TargetAccount& account = *operation.account;
+    const quint64 bytes = operation.payload().size();
+    if (result.kind == WriteOperationResult::Kind::Done) {
+        account.written.fetch_add(bytes, std::memory_order_relaxed);
+    } else {
+        account.failed.fetch_add(bytes, std::memory_order_relaxed);
+        m_errors.fetch_add(1, std::memory_order_relaxed);
+    }
+    if (operation.sequence < account.youngestPerformed)
+        m_reorderedWrites.fetch_add(1, std::memory_order_relaxed);
+    else
+        account.youngestPerformed = operation.sequence;
+}
+
+void FileWriterCore::reportFailure(const WriteOperation& operation, const WriteOperationResult& result)
+{
+    using Kind = WriteOperationResult::Kind;
+    const QString text = operationErrorText(operation, result);
+    withOwner([&text](FileWriter& owner) { emit owner.writeError(text); });
+    if (result.remnant)
+        qWarning().noquote() << "FileWriter: Part of a block could not be cut off again:" << result.written
+                             << "bytes";
+    const bool fromDevice = result.kind == Kind::Incomplete || result.kind == Kind::FlushFailed;
+    if (!fromDevice || !isDiskFull(*operation.target, static_cast<qint64>(operation.payload().size())))
+        return;
+    qCritical().noquote() << "FileWriter: DISK FULL - Data loss imminent!";
+    withOwner([](FileWriter& owner) { emit owner.writeError(QStringLiteral("CRITICAL: Disk full")); });
+}
+
+template <typename Call>
+void FileWriterCore::withOwner(Call call)
+{
+    MutexLock lock(m_ownerMutex);
+    if (m_owner && !m_stopPerforming)
+        call(*m_owner);
+}
+
+// ---- life
+
+void FileWriterCore::markStarted()
+{
+    m_running = true;
+    m_shutdownRequested = false;
+}
+
+void FileWriterCore::requestShutdown()
+{
+    {
+        MutexLock lock(m_mainMutex);
+        m_shutdownRequested = true;
+    }
+    m_wake.notify_all();
+}
+
+void FileWriterCore::countLeftovers()
+{
+    MutexLock mainLock(m_mainMutex);
+    MutexLock emergencyLock(m_emergencyMutex);
+    m_mainClosed = true;
+    m_emergencyClosed = true;
+    for (OperationRing* queue : {&m_mainQueue, &m_emergencyQueue})
+        for (quint32 place = 0; place < queue->depth(); ++place) {
+            const WriteOperation& operation = queue->at(place);
+            countDropped(*operation.account, operation.payload().size());
+        }
+    const quint64 state = m_batchState.exchange(BatchGivenUp);
+    if (state == BatchGivenUp)
+        return;
+    const auto size = static_cast<std::size_t>(state & 0xFFFFFFFFU);
+    for (auto i = static_cast<std::size_t>(state >> 32U); i < size; ++i)
+        countDropped(*m_batch[i]->account, m_batch[i]->payload().size());
+}
+
+void FileWriterCore::disown()
+{
+    MutexLock lock(m_ownerMutex);
+    m_owner = nullptr;
+}
+
+FileWriter::Statistics FileWriterCore::statistics() const
+{
+    FileWriter::Statistics all;
+    all.totalWrites = m_totalWrites;
+    all.droppedWrites = m_droppedWrites;
+    all.errors = m_errors;
+    all.emergencyHits = m_emergencyHits;
+    all.reorderedWrites = m_reorderedWrites;
+    all.currentDepth = m_currentDepth;
+    all.peakDepth = m_peakDepth;
+    all.emergencyDepth = m_emergencyDepth;
+    for (const TargetAccount& account : m_accounts.all()) {
+        all.bytesQueued += account.queued;
+        all.bytesWritten += account.written;
+        all.bytesDropped += account.dropped;
+        all.bytesFailed += account.failed;
+    }
+    return all;
+}
+
+FileWriter::TargetBytes FileWriterCore::targetBytes(const QIODevice* target) const
+{
+    const TargetAccount* account = m_accounts.find(target);
+    if (!account)
+        return {};
+    return {account->queued, account->written, account->dropped, account->failed};
+}
+
+} // namespace vt
