@@ -23,8 +23,8 @@ struct AcquisitionCounters
 /// Life of one object (one per segment of a recording; never restarted):
 ///   1. construction on the interface thread, with channel list and count;
 ///   2. start(): returns at once. Set-up runs on the device's own thread. A set-up step or a read that fails
-///      is logged by name and tried again (after 0.5 s, 1 s, 2 s, then every 2 s); the consumer only sees
-///      that no data comes, which is what the session's watchdog is for;
+///      is logged by name and tried again: at once when data had flowed, else after 0.5 s, 1 s, 2 s, then
+///      every 2 s. The consumer only sees that no data comes, which is what the session's watchdog is for;
 ///   3. for every block: one frame is pushed into the queue (10 frames; a full queue drops its oldest frame,
 ///      a queue lock that stays busy for 1 ms drops the new one), then newDAQDataReady(20) is emitted on the
 ///      driver's thread and dataNotifier, if set, is called. Neither allocates;

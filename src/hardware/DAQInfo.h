@@ -2,6 +2,7 @@
 #pragma once
 
 #include "daqmx/DaqmxApi.h"
+#include "hardware/DeviceList.h"
 #include "recording/McuHeader.h"
 
 #include <QObject>
@@ -15,19 +16,13 @@ namespace vt {
 
 class TimeSource;
 
-/// One NI-DAQmx device as enumerated.
-struct DAQDevice
-{
-    QString name;
-    QString productType;
-    QString serial; ///< decimal
-    bool simulated = false;
-};
-
 /// Knows the NI-DAQmx devices, which one is selected, and owns what hangs on its digital lines: the hardware
-/// thread and the I2C buses. Interface thread; bus transfers run on the hardware thread. Calls that take a
+/// thread and the I2C buses. Interface thread; driver calls run on the hardware thread. Calls that take a
 /// callback return at once and call back on the interface thread; a callback is dropped when the object
 /// has been destroyed or another device has been selected meanwhile.
+///
+/// driver must stay alive until the process ends when a driver call hangs longer than the destructor waits
+/// (5 s), else as long as the object.
 class DAQInfo : public QObject
 {
     Q_OBJECT
@@ -36,11 +31,15 @@ public:
     ~DAQInfo() override;
 
     [[nodiscard]] std::vector<DAQDevice> devices() const;
+    /// Stays selected while it is unplugged, until deselect() or another selection.
     [[nodiscard]] std::optional<DAQDevice> selectedDevice() const;
-    /// Analog inputs that the selected device has, at most 16; 0 when the driver cannot tell.
+    /// Analog inputs that the selected device has, at most 16; 0 when the driver cannot tell. Known when
+    /// selectDevice has called back.
     [[nodiscard]] int analogInputCount() const;
 
-    /// Resets the device and builds its I2C session; done(ok) when the buses exist.
+    /// Resets the device and builds its I2C session; done(ok) when the buses exist, ok when the
+    /// microcontroller's bus can be used. A device that is not listed, or whose serial number the driver
+    /// does not tell, is not selected.
     void selectDevice(const QString& name, std::function<void(bool)> done);
     void deselect();
 
@@ -50,17 +49,22 @@ public:
     void getMCUHeader(std::function<void(std::optional<MCUHeader>)> done);
 
     /// Polls the driver's device list every 200 ms until the selected device is there with the serial number
-    /// that it had when selected; done(false) after timeoutMs.
+    /// that it had when selected; done(false) after timeoutMs. A wait that is under way ends with
+    /// done(false) when another one begins.
     void waitForDeviceReady(int timeoutMs, std::function<void(bool)> done);
     /// Waits up to 10000 ms for the device, rebuilds its I2C session and probes the microcontroller.
-    /// Refused while acquisition runs. cancel() of a running recovery: select another device or deselect.
+    /// Refused while acquisition or another recovery runs. cancel() of a running recovery: select another
+    /// device or deselect.
     void recoverI2CSession(std::function<void(bool)> done);
-    /// One look at the driver's list: is the selected device there, with its serial number?
+    /// One look at the driver's list: is the selected device there, with its serial number? Waits 1 s at
+    /// most; a driver that does not answer by then counts as no.
     [[nodiscard]] bool isDevicePresent();
 
+    /// While true the I2C session is left alone, whatever the device list says.
     void setAcquisitionStarted(bool started);
 
 public slots:
+    /// Waits 5 s at most for the driver; a list that comes later still arrives, with deviceListChanged.
     void refreshDAQList();
 
 signals:
@@ -72,17 +76,6 @@ signals:
 private:
     struct Private;
     std::unique_ptr<Private> d;
-};
-
-/// The microcontroller's 127 registers, little-endian, as one image.
-class MCUBufferMap
-{
-public:
-    explicit MCUBufferMap(std::span<const std::uint8_t, McuRegisterCount> bytes);
-    [[nodiscard]] MCUHeader header() const;
-
-private:
-    std::array<std::uint8_t, McuRegisterCount> m_bytes;
 };
 
 } // namespace vt

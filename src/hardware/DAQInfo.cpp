@@ -1,0 +1,375 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "hardware/DAQInfo.h"
+
+#include "base/TimeSource.h"
+#include "daqmx/KeepAlive.h"
+#include "hardware/HardwareThread.h"
+
+#include <QDebug>
+#include <algorithm>
+
+namespace vt {
+
+namespace {
+
+constexpr int RefreshWaitMs = 5000;
+constexpr int LookWaitMs = 1000;
+constexpr int ShutDownWaitMs = 5000;
+constexpr int ReadyPollMs = 200;
+constexpr int RecoveryWaitMs = 10000;
+
+using Answer = std::function<void(bool)>;
+using DeviceVector = std::vector<DAQDevice>;
+
+} // namespace
+
+struct DAQInfo::Private
+{
+    Private(DAQInfo* owner, DaqmxApi& api, TimeSource& timeSource)
+        : q(owner), driver(api), time(timeSource), hardware(std::make_shared<HardwareThread>(api, owner)),
+          pollTimer(timeSource.createTimer(owner, [this] { poll(); }))
+    {}
+
+    DAQInfo* const q;
+    DaqmxApi& driver;
+    TimeSource& time;
+    DeviceVector devices;
+    std::optional<DAQDevice> selected;
+    int analogInputs = 0;
+    bool isSessionOpen = false;
+    bool isAcquisitionStarted = false;
+    bool isRecovering = false;
+    quint64 selection = 0; ///< counts selections; answers to an older one are dropped
+    quint64 refreshes = 0; ///< lists applied or given up for a newer one
+    bool isLookPending = false;
+
+    struct Wait
+    {
+        qint64 startedMs;
+        int timeoutMs;
+        Answer done;
+        bool isLookPending;
+    };
+    std::optional<Wait> wait;
+    quint64 waits = 0;
+
+    std::shared_ptr<HardwareThread> hardware;
+    std::unique_ptr<Timer> pollTimer;
+
+    /// Runs work(session) on the hardware thread and done(value) here, unless the selection has changed.
+    template <typename Work, typename Done>
+    void ask(Work work, Done done)
+    {
+        hardware->run(std::move(work), [this, asked = selection, done = std::move(done)](auto value) mutable {
+            if (asked == selection)
+                done(std::move(value));
+        });
+    }
+    /// The same for an answer that is known: later, so that every callback comes after the call.
+    void answerLater(Answer done, bool value);
+
+    void changeSelection(std::optional<DAQDevice> device);
+    void closeSession();
+    [[nodiscard]] const DAQDevice* listed(const QString& name) const;
+    void applyList(DeviceVector list);
+    [[nodiscard]] bool isSelectedListed() const;
+
+    void poll();
+    void lookAnswered(bool isPresent);
+    void endWait(bool isReady);
+    void recoverNow(Answer done);
+};
+
+void DAQInfo::Private::answerLater(Answer done, bool value)
+{
+    QMetaObject::invokeMethod(
+        q,
+        [this, asked = selection, done = std::move(done), value] {
+            if (asked == selection && done)
+                done(value);
+        },
+        Qt::QueuedConnection);
+}
+
+// ---- selection ----
+
+void DAQInfo::Private::changeSelection(std::optional<DAQDevice> device)
+{
+    ++selection;
+    selected = std::move(device);
+    analogInputs = 0;
+    isRecovering = false;
+    if (!wait)
+        return;
+    wait.reset();
+    pollTimer->stop();
+    emit q->waitingEnded();
+}
+
+void DAQInfo::Private::closeSession()
+{
+    isSessionOpen = false;
+    hardware->run(
+        [](HardwareSession& session) {
+            session.close();
+            return true;
+        },
+        [](bool) {});
+}
+
+const DAQDevice* DAQInfo::Private::listed(const QString& name) const
+{
+    const auto found = std::find_if(devices.begin(), devices.end(),
+                                    [&name](const DAQDevice& device) { return device.name == name; });
+    return found == devices.end() ? nullptr : &*found;
+}
+
+bool DAQInfo::Private::isSelectedListed() const
+{
+    const DAQDevice* device = listed(selected->name);
+    return device && device->serial == selected->serial;
+}
+
+void DAQInfo::Private::applyList(DeviceVector list)
+{
+    const bool isChanged = list != devices;
+    devices = std::move(list);
+    if (isSessionOpen && !isSelectedListed()) {
+        if (isAcquisitionStarted) {
+            qWarning().noquote() << "DAQInfo::refreshDAQList: selected device" << selected->name
+                                 << "no longer enumerated - kept while acquisition runs";
+        } else {
+            qWarning().noquote() << "DAQInfo::refreshDAQList: selected device" << selected->name
+                                 << "no longer enumerated — tearing down stale I2C session";
+            closeSession();
+        }
+    }
+    if (isChanged)
+        emit q->deviceListChanged();
+}
+
+// ---- waiting for the device ----
+
+void DAQInfo::Private::poll()
+{
+    if (!wait || wait->isLookPending)
+        return; // a look that is under way decides, also when the time has run out meanwhile
+    if (time.monotonicMs() - wait->startedMs >= wait->timeoutMs) {
+        endWait(false);
+        return;
+    }
+    wait->isLookPending = true;
+    ask([api = &driver, device = *selected](HardwareSession&) { return lookForDevice(*api, device); },
+        [this, waitId = waits](DevicePresence presence) {
+            if (wait && waitId == waits)
+                lookAnswered(presence == DevicePresence::Present);
+        });
+}
+
+void DAQInfo::Private::lookAnswered(bool isPresent)
+{
+    wait->isLookPending = false;
+    if (isPresent || time.monotonicMs() - wait->startedMs >= wait->timeoutMs)
+        endWait(isPresent);
+}
+
+void DAQInfo::Private::endWait(bool isReady)
+{
+    pollTimer->stop();
+    const Wait ended = *std::exchange(wait, std::nullopt);
+    qDebug().noquote() << "DAQInfo::waitForDeviceReady:" << (isReady ? "ready" : "timeout") << "after"
+                       << time.monotonicMs() - ended.startedMs << "ms";
+    emit q->waitingEnded();
+    if (ended.done)
+        ended.done(isReady);
+}
+
+void DAQInfo::Private::recoverNow(Answer done)
+{
+    if (isAcquisitionStarted) {
+        qWarning("DAQInfo::recoverI2CSession refused: acquisition already started");
+        isRecovering = false;
+        done(false);
+        return;
+    }
+    isSessionOpen = true;
+    ask([device = *selected](HardwareSession& session) { return session.rebuild(device); },
+        [this, done = std::move(done)](bool isRecovered) {
+            isRecovering = false;
+            done(isRecovered);
+        });
+}
+
+// ---- interface ----
+
+DAQInfo::DAQInfo(DaqmxApi& driver, TimeSource& time, QObject* parent)
+    : QObject(parent), d(std::make_unique<Private>(this, driver, time))
+{}
+
+DAQInfo::~DAQInfo()
+{
+    d->pollTimer.reset();
+    if (d->hardware->shutDown(ShutDownWaitMs))
+        return;
+    qCritical("DAQInfo::~DAQInfo - the driver does not return, hardware thread abandoned");
+    keepAliveForever(d->hardware);
+}
+
+std::vector<DAQDevice> DAQInfo::devices() const
+{
+    return d->devices;
+}
+
+std::optional<DAQDevice> DAQInfo::selectedDevice() const
+{
+    return d->selected;
+}
+
+int DAQInfo::analogInputCount() const
+{
+    return d->analogInputs;
+}
+
+void DAQInfo::refreshDAQList()
+{
+    using List = std::optional<DeviceVector>;
+    auto promise = std::make_shared<std::promise<List>>();
+    std::future<List> future = promise->get_future();
+    const quint64 refresh = ++d->refreshes;
+    d->hardware->run(
+        [api = &d->driver, promise](HardwareSession&) {
+            List list = enumerateDevices(*api);
+            promise->set_value(list);
+            return list;
+        },
+        [this, refresh](List list) {
+            if (list && refresh == d->refreshes)
+                d->applyList(std::move(*list));
+        });
+    if (future.wait_for(std::chrono::milliseconds(RefreshWaitMs)) != std::future_status::ready) {
+        qWarning("DAQInfo::refreshDAQList: the driver does not answer yet");
+        return;
+    }
+    ++d->refreshes; // the queued copy of this list is of no use any more
+    if (List list = future.get())
+        d->applyList(std::move(*list));
+}
+
+void DAQInfo::selectDevice(const QString& name, std::function<void(bool)> done)
+{
+    if (!d->listed(name))
+        refreshDAQList();
+    const DAQDevice* device = d->listed(name);
+    if (!device || device->serial.isEmpty()) {
+        qWarning().noquote() << "DAQInfo::selectDevice - no device" << name << "that tells its serial number";
+        d->answerLater(std::move(done), false);
+        return;
+    }
+    d->changeSelection(*device);
+    d->isSessionOpen = true;
+    struct Opened
+    {
+        bool isUsable;
+        int analogInputs;
+    };
+    d->ask(
+        [api = &d->driver, name](HardwareSession& session) {
+            return Opened{session.open(name), countAnalogInputs(*api, name)};
+        },
+        [this, done = std::move(done)](const Opened& opened) {
+            d->analogInputs = opened.analogInputs;
+            if (done)
+                done(opened.isUsable);
+        });
+}
+
+void DAQInfo::deselect()
+{
+    d->changeSelection(std::nullopt);
+    if (d->isSessionOpen)
+        d->closeSession();
+}
+
+void DAQInfo::probeI2C(std::function<void(bool)> done)
+{
+    d->ask([](HardwareSession& session) { return session.probe(); }, std::move(done));
+}
+
+void DAQInfo::getMCUHeader(std::function<void(std::optional<MCUHeader>)> done)
+{
+    d->ask([](HardwareSession& session) { return session.readHeader(); }, std::move(done));
+}
+
+void DAQInfo::waitForDeviceReady(int timeoutMs, std::function<void(bool)> done)
+{
+    if (d->wait)
+        d->endWait(false);
+    if (!d->selected) {
+        d->answerLater(std::move(done), false);
+        return;
+    }
+    const QString name = d->selected->name;
+    qDebug().noquote() << "DAQInfo::waitForDeviceReady: waiting up to" << timeoutMs << "ms for" << name
+                       << "to re-enumerate";
+    ++d->waits;
+    d->wait = Private::Wait{d->time.monotonicMs(), timeoutMs, std::move(done), false};
+    emit waitingForDevice(name);
+    d->pollTimer->start(ReadyPollMs, TimerMode::Repeating);
+    d->poll();
+}
+
+void DAQInfo::recoverI2CSession(std::function<void(bool)> done)
+{
+    if (d->isAcquisitionStarted) {
+        qWarning("DAQInfo::recoverI2CSession refused: acquisition already started");
+        d->answerLater(std::move(done), false);
+        return;
+    }
+    if (!d->selected) {
+        qWarning("DAQInfo::recoverI2CSession: no device selected");
+        d->answerLater(std::move(done), false);
+        return;
+    }
+    if (d->isRecovering) {
+        qWarning("DAQInfo::recoverI2CSession refused: recovery already running");
+        d->answerLater(std::move(done), false);
+        return;
+    }
+    d->isRecovering = true;
+    waitForDeviceReady(RecoveryWaitMs, [this, done = std::move(done)](bool isReady) mutable {
+        if (isReady) {
+            d->recoverNow(std::move(done));
+            return;
+        }
+        qWarning().noquote() << "DAQInfo::recoverI2CSession: device" << d->selected->name
+                             << "did not re-enumerate within" << RecoveryWaitMs;
+        d->isRecovering = false;
+        done(false);
+    });
+}
+
+bool DAQInfo::isDevicePresent()
+{
+    if (!d->selected || d->isLookPending)
+        return false; // the driver still owes the answer to the last look
+    auto promise = std::make_shared<std::promise<bool>>();
+    std::future<bool> future = promise->get_future();
+    d->isLookPending = true;
+    d->hardware->run(
+        [api = &d->driver, device = *d->selected, promise](HardwareSession&) {
+            promise->set_value(lookForDevice(*api, device) == DevicePresence::Present);
+            return true;
+        },
+        [this](bool) { d->isLookPending = false; });
+    if (future.wait_for(std::chrono::milliseconds(LookWaitMs)) != std::future_status::ready)
+        return false;
+    d->isLookPending = false;
+    return future.get();
+}
+
+void DAQInfo::setAcquisitionStarted(bool started)
+{
+    d->isAcquisitionStarted = started;
+}
+
+} // namespace vt
