@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "session/SessionController.h"
+#include "ui/StatusText.h"
+
+#include <QByteArray>
+#include <QMainWindow>
+#include <QTimer>
+
+class QAction;
+class QLabel;
+class QPlainTextEdit;
+class QTabWidget;
+
+namespace vt {
+
+class ControlBar;
+class DevicePanel;
+class LiveTraces;
+class SetupPanel;
+class SleepTable;
+class StatusStrip;
+class WindowInteraction;
+
+/// What the window takes from the settings at its start. It writes no settings itself: changes leave it as
+/// signals.
+struct WindowPreferences
+{
+    QString saveFileName;                   ///< "saveFileName"
+    QByteArray geometry;                    ///< "geometry"
+    bool autoResumeOnDaqDisconnect = false; ///< "autoResumeOnDaqDisconnect", as stored
+};
+
+/// The session's face: shows its state, passes on what the user wants. Never waits. Interface thread.
+/// controller and user outlive the window.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+public:
+    MainWindow(SessionController& controller, WindowInteraction& user,
+               const WindowPreferences& preferences = {}, QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    /// Where the file dialog starts; chooses no name by itself.
+    void setSaveFileName(const QString& basePath);
+    /// For a setup that comes from elsewhere: the command line, a setup file.
+    [[nodiscard]] SetupPanel* setupPanel() const { return m_setup; }
+    [[nodiscard]] LiveTraces* liveTraces() const { return m_traces; }
+
+signals:
+    /// The name of the next recording was chosen in the dialog: store it.
+    void saveFileNameChosen(const QString& basePath);
+    /// The menu entry was used: store it for the next start.
+    void autoResumeChosen(bool enabled);
+    /// The window closes for good: store its geometry.
+    void geometryToKeep(const QByteArray& geometry);
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    void buildCentral();
+    [[nodiscard]] QWidget* buildConfigPage();
+    [[nodiscard]] QWidget* buildSleepPage();
+    void buildStatusBar();
+    void buildMenus(const WindowPreferences& preferences);
+    void connectPanels();
+    void connectSession();
+    void applyTheme();
+
+    void handleState(SessionState state);
+    void handleSegmentStarted(int segment);
+    void handleRecordingEnded(EndReason reason);
+    void handleMarker();
+    void handleAutoResume(bool enabled);
+    void handleQuestionAnswered(int index);
+    void refreshStatus();
+    void updateSteps();
+    void startRecording();
+
+    SessionController& m_controller;
+    WindowInteraction& m_user;
+    ControlBar* m_controls = nullptr;
+    StatusStrip* m_strip = nullptr;
+    DevicePanel* m_devices = nullptr;
+    SetupPanel* m_setup = nullptr;
+    SleepTable* m_sleep = nullptr;
+    LiveTraces* m_traces = nullptr;
+    QTabWidget* m_side = nullptr;
+    QWidget* m_reportCard = nullptr;
+    QPlainTextEdit* m_report = nullptr;
+    QLabel* m_indicator = nullptr;
+    QLabel* m_simulated = nullptr;
+    QAction* m_startAction = nullptr;
+    QAction* m_stopAction = nullptr;
+    QAction* m_markerAction = nullptr;
+    QTimer m_statusTimer;
+    DeviceDetails m_device;
+    statustext::Scoring m_scoring = statustext::Scoring::SleepWake;
+    bool m_closeWhenIdle = false;
+    bool m_applyingTheme = false;
+};
+
+} // namespace vt

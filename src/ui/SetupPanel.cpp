@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/SetupPanel.h"
+
+#include "ui/ElidedLabel.h"
+#include "ui/StatusText.h"
+#include "ui/Theme.h"
+
+#include <QCheckBox>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QGridLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QSignalBlocker>
+#include <QSpinBox>
+#include <QTableWidget>
+#include <QTimeEdit>
+#include <QVBoxLayout>
+
+namespace vt {
+
+namespace {
+
+constexpr int MaxChannels = 16;
+constexpr int VisibleAnimalRows = 5;
+
+template <typename Field>
+Field* describe(Field* field, const QString& name, const QString& toolTip)
+{
+    field->setAccessibleName(name);
+    field->setToolTip(toolTip);
+    return field;
+}
+
+/// Caption above its field; the caption's mnemonic leads into the field.
+void addField(QGridLayout* grid, int column, const QString& caption, QWidget* field)
+{
+    auto* label = new QLabel(caption, field->parentWidget());
+    label->setBuddy(field);
+    setTextRole(label, TextRole::Caption);
+    grid->addWidget(label, 0, column);
+    grid->addWidget(field, 1, column);
+    grid->setColumnStretch(column, 1);
+}
+
+} // namespace
+
+SetupPanel::SetupPanel(QWidget* parent)
+    : QWidget(parent), m_channelCount(new QSpinBox(this)), m_animals(new QTableWidget(this)),
+      m_lightOn(new QTimeEdit(this)), m_darkOn(new QTimeEdit(this)), m_activityOnly(new QCheckBox(this)),
+      m_bandpass(new QCheckBox(this)), m_fileName(new ElidedLabel(this)), m_folder(new ElidedLabel(this)),
+      m_selectFile(new QPushButton(tr("Select &File..."), this))
+{
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(spacing::Small);
+    m_animalsCard = buildAnimals();
+    m_fileCard = buildFile();
+    layout->addWidget(m_animalsCard, 1);
+    layout->addWidget(m_fileCard);
+    setSetup({});
+    setDevice({});
+}
+
+Card* SetupPanel::buildAnimals()
+{
+    auto* card = new Card(tr("Animals"), this);
+    describe(m_channelCount, tr("Number of channels"),
+             tr("How many channels are recorded, beginning with the first"));
+    describe(m_lightOn, tr("Light on"), tr("Time of day at which the light goes on"));
+    describe(m_darkOn, tr("Dark on"), tr("Time of day at which the light goes off"));
+    for (QTimeEdit* edit : {m_lightOn, m_darkOn})
+        edit->setDisplayFormat(QStringLiteral("HH:mm"));
+    auto* grid = new QGridLayout;
+    grid->setHorizontalSpacing(spacing::Small);
+    grid->setVerticalSpacing(2);
+    addField(grid, 0, tr("&Channels"), m_channelCount);
+    addField(grid, 1, tr("&Light on"), m_lightOn);
+    addField(grid, 2, tr("&Dark on"), m_darkOn);
+    card->body()->addLayout(grid);
+
+    describe(m_animals, tr("Animal IDs"),
+             tr("The animal on each channel. Empty: the channel's number is used."));
+    m_animals->setObjectName(QStringLiteral("animalTable"));
+    m_animals->setColumnCount(2);
+    m_animals->setHorizontalHeaderLabels({tr("Channel"), tr("Animal ID")});
+    m_animals->horizontalHeader()->setStretchLastSection(true);
+    m_animals->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    m_animals->horizontalHeader()->setHighlightSections(false);
+    m_animals->verticalHeader()->hide();
+    m_animals->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + spacing::Small);
+    m_animals->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_animals->setEditTriggers(QAbstractItemView::AllEditTriggers);
+    m_animals->setTabKeyNavigation(false);
+    m_animals->setMinimumHeight((VisibleAnimalRows + 1) * (fontMetrics().height() + spacing::Small));
+    card->body()->addWidget(m_animals, 1);
+
+    connect(m_channelCount, &QSpinBox::valueChanged, this, [this](int count) {
+        m_wantedChannels = count;
+        setChannelCount(count);
+        emit setupChanged();
+    });
+    connect(m_animals, &QTableWidget::itemChanged, this, [this](QTableWidgetItem* item) {
+        if (item->column() != 1)
+            return;
+        m_ids[item->row()] = item->text().trimmed();
+        emit setupChanged();
+    });
+    for (QTimeEdit* edit : {m_lightOn, m_darkOn})
+        connect(edit, &QTimeEdit::timeChanged, this, &SetupPanel::setupChanged);
+    return card;
+}
+
+Card* SetupPanel::buildFile()
+{
+    auto* card = new Card(tr("Recording"), this);
+    m_activityOnly->setText(tr("Activity &only"));
+    describe(m_activityOnly, tr("Activity only"), tr("Record activity without scoring sleep and wake"));
+    m_bandpass->setText(tr("&Band-pass"));
+    describe(m_bandpass, tr("Band-pass"),
+             tr("Band-pass the signals on the screen. What is recorded stays the same."));
+    auto* options = new QHBoxLayout;
+    options->addWidget(m_activityOnly);
+    options->addWidget(m_bandpass);
+    options->addStretch();
+
+    m_fileName->setObjectName(QStringLiteral("fileName"));
+    m_fileName->setAccessibleName(tr("Name of the recording"));
+    setTextRole(m_folder, TextRole::Caption);
+    m_folder->setAccessibleName(tr("Folder of the recording"));
+    describe(m_selectFile, tr("Select the recording file"), tr("Choose where the recording is saved"));
+    auto* names = new QVBoxLayout;
+    names->setSpacing(0);
+    names->addWidget(m_fileName);
+    names->addWidget(m_folder);
+    auto* file = new QHBoxLayout;
+    file->setSpacing(spacing::Small);
+    file->addLayout(names, 1);
+    file->addWidget(m_selectFile);
+    card->body()->addLayout(file);
+    card->body()->addLayout(options);
+
+    connect(m_selectFile, &QPushButton::clicked, this, &SetupPanel::selectFile);
+    for (QCheckBox* box : {m_activityOnly, m_bandpass})
+        connect(box, &QCheckBox::toggled, this, &SetupPanel::setupChanged);
+    return card;
+}
+
+void SetupPanel::setDevice(const DeviceDetails& details)
+{
+    m_offeredChannels = details.usable ? std::min(details.offeredChannels, MaxChannels) : 0;
+    m_animalType = details.animalType;
+    const bool hadNone = m_channelCount->value() == 0;
+    {
+        const QSignalBlocker block(m_channelCount);
+        m_channelCount->setRange(m_offeredChannels > 0 ? 1 : 0, m_offeredChannels);
+        if (hadNone)
+            m_channelCount->setValue(m_wantedChannels > 0 ? m_wantedChannels : m_offeredChannels);
+    }
+    setChannelCount(m_channelCount->value());
+    setLocked(m_locked);
+    emit setupChanged();
+}
+
+void SetupPanel::setSetup(const RecordingSetup& setup)
+{
+    m_ids = setup.animalIds;
+    m_wantedChannels = setup.channelCount;
+    m_channelCount->setValue(setup.channelCount);
+    setChannelCount(m_channelCount->value());
+    m_lightOn->setTime(setup.lightOnset);
+    m_darkOn->setTime(setup.darkOnset);
+    m_activityOnly->setChecked(setup.activityOnly);
+    m_bandpass->setChecked(setup.bandpass);
+    setBasePath(setup.basePath);
+}
+
+RecordingSetup SetupPanel::setup() const
+{
+    RecordingSetup setup;
+    setup.basePath = m_basePath;
+    setup.channelCount = m_channelCount->value();
+    setup.animalIds = enteredAnimalIds();
+    setup.lightOnset = m_lightOn->time();
+    setup.darkOnset = m_darkOn->time();
+    setup.activityOnly = m_activityOnly->isChecked();
+    setup.bandpass = m_bandpass->isChecked();
+    return setup;
+}
+
+QStringList SetupPanel::enteredAnimalIds() const
+{
+    QStringList ids;
+    for (int channel = 0; channel < m_channelCount->value(); ++channel)
+        ids << (m_ids.value(channel).isEmpty() ? QString::number(channel + 1) : m_ids.value(channel));
+    return ids;
+}
+
+void SetupPanel::setChannelCount(int count)
+{
+    const QSignalBlocker block(m_animals);
+    while (m_ids.size() < count)
+        m_ids.append(QString());
+    m_animals->setRowCount(count);
+    for (int row = 0; row < count; ++row) {
+        auto number = std::make_unique<QTableWidgetItem>(QString::number(row + 1));
+        number->setFlags(Qt::ItemIsEnabled);
+        number->setForeground(Theme::current().mutedText);
+        m_animals->setItem(row, 0, number.release());
+        auto id = std::make_unique<QTableWidgetItem>(m_ids[row]);
+        id->setData(Qt::AccessibleDescriptionRole, tr("Animal ID of channel %1").arg(row + 1));
+        m_animals->setItem(row, 1, id.release());
+    }
+}
+
+void SetupPanel::setSuggestedPath(const QString& basePath)
+{
+    m_suggestedPath = basePath;
+}
+
+void SetupPanel::setBasePath(const QString& basePath)
+{
+    m_basePath = basePath;
+    showBasePath();
+    emit setupChanged();
+}
+
+void SetupPanel::showBasePath()
+{
+    const QFileInfo info(m_basePath);
+    const bool named = !m_basePath.isEmpty();
+    m_fileName->setText(named ? info.fileName() : tr("No file chosen"));
+    setEmphasis(m_fileName, named ? Emphasis::Normal : Emphasis::Muted);
+    m_folder->setText(named ? QDir::toNativeSeparators(info.path()) : tr("Every recording needs a name"));
+}
+
+void SetupPanel::selectFile()
+{
+    const QString extension = statustext::extensionFor(m_animalType);
+    auto* dialog = new QFileDialog(this, tr("Select new %0 file").arg(extension));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setNameFilter(tr("Vellumtide data files (*.%0)").arg(extension));
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setFileMode(QFileDialog::AnyFile);
+    dialog->setDefaultSuffix(extension);
+    const QString start = m_basePath.isEmpty() ? m_suggestedPath : m_basePath;
+    if (!start.isEmpty()) {
+        dialog->setDirectory(QFileInfo(start).path());
+        dialog->selectFile(QFileInfo(start).fileName());
+    }
+    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
+        static const QRegularExpression suffix(QStringLiteral("\\.bin(fb)?$"));
+        setBasePath(QString(path).remove(suffix));
+        m_suggestedPath = m_basePath;
+        emit basePathChosen(m_basePath);
+    });
+    dialog->open();
+}
+
+void SetupPanel::setLocked(bool locked)
+{
+    m_locked = locked;
+    m_animalsCard->setEnabled(!locked && m_offeredChannels > 0);
+    m_fileCard->setEnabled(!locked);
+}
+
+} // namespace vt

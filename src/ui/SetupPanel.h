@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "session/SessionTypes.h"
+#include "ui/Card.h"
+
+#include <QString>
+#include <QStringList>
+
+class QCheckBox;
+class QLabel;
+class QPushButton;
+class QSpinBox;
+class QTableWidget;
+class QTimeEdit;
+class QVBoxLayout;
+
+namespace vt {
+
+class ElidedLabel;
+
+/// What the user chooses for the next recording: channels and animals, light cycle, options, file name.
+/// Gives and takes plain values; stores nothing. Interface thread.
+class SetupPanel : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit SetupPanel(QWidget* parent = nullptr);
+
+    /// Limits the channel count to what the unit offers and fixes the file name's extension. A unit that is
+    /// not usable leaves nothing to set up.
+    void setDevice(const DeviceDetails& details);
+    /// The channel count is limited to what the unit offers, now or once one is chosen.
+    void setSetup(const RecordingSetup& setup);
+    [[nodiscard]] RecordingSetup setup() const;
+
+    /// Where the file dialog starts: the base path of the last recording. Does not choose that name, or the
+    /// next recording would replace the last one.
+    void setSuggestedPath(const QString& basePath);
+    void setBasePath(const QString& basePath);
+    [[nodiscard]] QString basePath() const { return m_basePath; }
+
+    /// While a recording runs nothing can be changed.
+    void setLocked(bool locked);
+
+public slots:
+    /// Opens the file dialog and returns at once; basePathChosen follows when a name was accepted.
+    void selectFile();
+
+signals:
+    /// The user chose a name in the dialog; to be remembered for the next start of the program.
+    void basePathChosen(const QString& basePath);
+    void setupChanged();
+
+private:
+    [[nodiscard]] Card* buildAnimals();
+    [[nodiscard]] Card* buildFile();
+    void setChannelCount(int count);
+    [[nodiscard]] QStringList enteredAnimalIds() const;
+    void showBasePath();
+
+    QSpinBox* m_channelCount;
+    QTableWidget* m_animals;
+    QTimeEdit* m_lightOn;
+    QTimeEdit* m_darkOn;
+    QCheckBox* m_activityOnly;
+    QCheckBox* m_bandpass;
+    ElidedLabel* m_fileName;
+    ElidedLabel* m_folder;
+    QPushButton* m_selectFile;
+    Card* m_animalsCard;
+    Card* m_fileCard;
+    QStringList m_ids; ///< also those of rows that the channel count hides
+    QString m_basePath;
+    QString m_suggestedPath;
+    int m_offeredChannels = 0;
+    int m_wantedChannels = 0; ///< asked for before a unit was chosen; 0: all
+    int m_animalType = 0;
+    bool m_locked = false;
+};
+
+} // namespace vt

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/StatusStrip.h"
+
+#include "ui/ElidedLabel.h"
+#include "ui/StatusText.h"
+
+#include <QDir>
+#include <QHBoxLayout>
+#include <QLocale>
+#include <QVBoxLayout>
+
+namespace vt {
+
+namespace {
+
+constexpr double LowDiskHours = 24;
+
+Emphasis stateEmphasis(SessionState state)
+{
+    switch (state) {
+    case SessionState::Recording:
+        return Emphasis::Danger; // the red of a recording light
+    case SessionState::Paused:
+    case SessionState::Resuming:
+        return Emphasis::Warning;
+    case SessionState::Idle:
+        return Emphasis::Muted;
+    default:
+        return Emphasis::Normal;
+    }
+}
+
+QString dash()
+{
+    return QStringLiteral("–");
+}
+
+} // namespace
+
+MetricCell::MetricCell(const QString& caption, const QString& objectName, QWidget* parent)
+    : QWidget(parent), m_caption(caption), m_value(new ElidedLabel(this))
+{
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(2);
+    auto* captionLabel = new ElidedLabel(this, Qt::ElideRight);
+    captionLabel->setText(caption);
+    setTextRole(captionLabel, TextRole::Caption);
+    setTextRole(m_value, TextRole::Value);
+    m_value->setObjectName(objectName);
+    layout->addStretch();
+    layout->addWidget(captionLabel);
+    layout->addWidget(m_value);
+    layout->addStretch();
+    show(dash(), QString(), Emphasis::Muted);
+}
+
+void MetricCell::show(const QString& value, const QString& toolTip, Emphasis emphasis)
+{
+    setEmphasis(m_value, emphasis);
+    if (m_value->text() == value && this->toolTip() == toolTip)
+        return;
+    m_value->setText(value);
+    m_value->setAccessibleName(m_caption + QStringLiteral(": ") + value);
+    setToolTip(toolTip);
+}
+
+QString MetricCell::value() const
+{
+    return m_value->text();
+}
+
+StatusStrip::StatusStrip(QWidget* parent)
+    : QFrame(parent), m_state(new MetricCell(tr("State"), QStringLiteral("state"), this)),
+      m_elapsed(new MetricCell(tr("Elapsed"), QStringLiteral("elapsed"), this)),
+      m_name(new MetricCell(tr("Recording"), QStringLiteral("name"), this)),
+      m_segment(new MetricCell(tr("Segment"), QStringLiteral("segment"), this)),
+      m_acquired(new MetricCell(tr("Frames acquired"), QStringLiteral("acquired"), this)),
+      m_dropped(new MetricCell(tr("Dropped"), QStringLiteral("dropped"), this)),
+      m_queue(new MetricCell(tr("Writer queue"), QStringLiteral("queue"), this)),
+      m_disk(new MetricCell(tr("Disk space left"), QStringLiteral("disk"), this))
+{
+    setKind(this, QStringLiteral("card"));
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(spacing::Large, 0, spacing::Large, 0);
+    layout->setSpacing(spacing::Large);
+    layout->addWidget(m_state, 11);
+    layout->addWidget(m_elapsed, 11);
+    layout->addWidget(m_name, 17);
+    layout->addWidget(m_segment, 8);
+    layout->addWidget(m_acquired, 13);
+    layout->addWidget(m_dropped, 9);
+    layout->addWidget(m_queue, 11);
+    layout->addWidget(m_disk, 18);
+    setStatus({});
+}
+
+void StatusStrip::setStatus(const SessionStatus& status)
+{
+    const bool running = status.state != SessionState::Idle;
+    m_state->show(statustext::stateText(status.state), tr("What the session is doing"),
+                  stateEmphasis(status.state));
+    const bool known = running && status.startTime.isValid();
+    const Emphasis emphasis = known ? Emphasis::Normal : Emphasis::Muted;
+    m_elapsed->show(known ? statustext::elapsedText(status.elapsedMs) : dash(),
+                    status.startTime.isValid()
+                        ? tr("Recording since %1, pauses included")
+                              .arg(QLocale().toString(status.startTime, QLocale::ShortFormat))
+                        : tr("Time since the start of the recording"),
+                    emphasis);
+    const bool named = running && !status.basePath.isEmpty();
+    m_name->show(named ? statustext::recordingName(status.basePath) : dash(),
+                 named ? QDir::toNativeSeparators(status.basePath) : tr("Name of the recording"),
+                 named ? Emphasis::Normal : Emphasis::Muted);
+    m_segment->show(named ? statustext::segmentText(status.segment) : dash(),
+                    tr("A recording goes on in a numbered segment after the unit was disconnected"),
+                    named ? Emphasis::Normal : Emphasis::Muted);
+    m_acquired->show(
+        known ? QLocale().toString(status.framesAcquired) : dash(),
+        tr("Frames of 20 samples per channel that the unit delivered\nProcessed: %1\nRead errors: "
+           "%2\nAcquisition restarts: %3")
+            .arg(QLocale().toString(status.framesProcessed), QLocale().toString(status.readErrors),
+                 QLocale().toString(status.restarts)),
+        emphasis);
+    m_dropped->show(known ? QLocale().toString(status.losses.framesDropped) : dash(),
+                    statustext::lossText(status.losses),
+                    status.losses.framesDropped > 0 ? Emphasis::Danger : emphasis);
+    showQueue(status);
+    showDisk(status);
+}
+
+void StatusStrip::showQueue(const SessionStatus& status)
+{
+    if (status.state == SessionState::Idle) {
+        m_queue->show(dash(), tr("Writes that wait for the disk"), Emphasis::Muted);
+        return;
+    }
+    const bool lost = status.losses.writesDropped || status.losses.writesFailed ||
+                      status.losses.bytesDropped || status.losses.bytesFailed || status.losses.flushTimeouts;
+    const bool filling = status.writer.currentDepth > FileWriter::MaxQueueSize / 2;
+    const QString depth = QLocale().toString(status.writer.currentDepth);
+    const QString value = lost      ? tr("%1, data lost").arg(depth)
+                          : filling ? tr("%1, filling").arg(depth)
+                                    : depth;
+    m_queue->show(value,
+                  tr("Writes that wait for the disk, at most %1 in this segment\n%2")
+                      .arg(QLocale().toString(status.writer.peakDepth), statustext::lossText(status.losses)),
+                  lost      ? Emphasis::Danger
+                  : filling ? Emphasis::Warning
+                            : Emphasis::Normal);
+}
+
+void StatusStrip::showDisk(const SessionStatus& status)
+{
+    if (status.freeDiskBytes < 0) {
+        m_disk->show(dash(), tr("Free space where the recording is saved; measured while a recording runs"),
+                     Emphasis::Muted);
+        return;
+    }
+    const QString lasts = statustext::lastsText(status.freeDiskBytes, status.bytesPerHour);
+    const QString free = statustext::bytesText(status.freeDiskBytes);
+    const bool low = status.bytesPerHour > 0 && static_cast<double>(status.freeDiskBytes) <
+                                                    LowDiskHours * static_cast<double>(status.bytesPerHour);
+    const QString value = lasts.isEmpty() ? free
+                          : low           ? tr("%1, only %2").arg(free, lasts)
+                                          : tr("%1, %2").arg(free, lasts);
+    const QString toolTip = lasts.isEmpty()
+                                ? tr("Free space where the recording is saved")
+                                : tr("Free space where the recording is saved; lasts %1 at %2 per hour")
+                                      .arg(lasts, statustext::bytesText(status.bytesPerHour));
+    m_disk->show(value, toolTip, low ? Emphasis::Danger : Emphasis::Normal);
+}
+
+} // namespace vt

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "session/SessionTypes.h"
+#include "ui/Theme.h"
+
+#include <QFrame>
+
+class QLabel;
+
+namespace vt {
+
+class ElidedLabel;
+
+/// One value with its name above it.
+class MetricCell : public QWidget
+{
+    Q_OBJECT
+public:
+    MetricCell(const QString& caption, const QString& objectName, QWidget* parent);
+    void show(const QString& value, const QString& toolTip, Emphasis emphasis = Emphasis::Normal);
+    [[nodiscard]] QString value() const;
+
+private:
+    QString m_caption;
+    ElidedLabel* m_value;
+};
+
+/// The line that tells at a glance whether the recording is well: state, elapsed time, name, segment, frames,
+/// writer queue, disk space. Losses change the words as well as the colour. Interface thread.
+class StatusStrip : public QFrame
+{
+    Q_OBJECT
+public:
+    explicit StatusStrip(QWidget* parent = nullptr);
+    void setStatus(const SessionStatus& status);
+
+private:
+    void showDisk(const SessionStatus& status);
+    void showQueue(const SessionStatus& status);
+
+    MetricCell* m_state;
+    MetricCell* m_elapsed;
+    MetricCell* m_name;
+    MetricCell* m_segment;
+    MetricCell* m_acquired;
+    MetricCell* m_dropped;
+    MetricCell* m_queue;
+    MetricCell* m_disk;
+};
+
+} // namespace vt

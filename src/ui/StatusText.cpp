@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/StatusText.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QLocale>
+
+namespace vt::statustext {
+
+namespace {
+
+QString text(const char* source, int n = -1)
+{
+    return QCoreApplication::translate("StatusText", source, nullptr, n);
+}
+
+} // namespace
+
+SleepDisplay sleepDisplay(const ChannelSummary& channel, Scoring scoring)
+{
+    if (channel.noSignal)
+        return SleepDisplay::NoSignal;
+    if (scoring == Scoring::ActivityOnly)
+        return SleepDisplay::NotScored;
+    if (channel.steps == 0)
+        return SleepDisplay::Waiting;
+    return channel.sleeping ? SleepDisplay::Asleep : SleepDisplay::Awake;
+}
+
+QString sleepText(SleepDisplay display)
+{
+    switch (display) {
+    case SleepDisplay::Waiting:
+        return text("Waiting");
+    case SleepDisplay::Awake:
+        return text("Awake");
+    case SleepDisplay::Asleep:
+        return text("Asleep");
+    case SleepDisplay::NoSignal:
+        return text("No signal");
+    case SleepDisplay::NotScored:
+        return text("Not scored");
+    }
+    return {};
+}
+
+QString stateText(SessionState state)
+{
+    switch (state) {
+    case SessionState::Idle:
+        return text("Idle");
+    case SessionState::Preparing:
+        return text("Preparing");
+    case SessionState::Prepared:
+        return text("Prepared");
+    case SessionState::Starting:
+        return text("Starting");
+    case SessionState::Recording:
+        return text("Recording");
+    case SessionState::Paused:
+        return text("Paused");
+    case SessionState::Resuming:
+        return text("Resuming");
+    case SessionState::Stopping:
+        return text("Stopping");
+    }
+    return {};
+}
+
+QString elapsedText(qint64 elapsedMs)
+{
+    const qint64 seconds = std::max<qint64>(elapsedMs, 0) / 1000;
+    const qint64 days = seconds / 86400;
+    const auto two = [](qint64 value) { return QStringLiteral("%1").arg(value, 2, 10, QLatin1Char('0')); };
+    const QString minutesSeconds = two(seconds / 60 % 60) + QLatin1Char(':') + two(seconds % 60);
+    const qint64 hours = seconds / 3600 % 24;
+    if (days == 0)
+        return QString::number(hours) + QLatin1Char(':') + minutesSeconds;
+    return text("%1 d %2").arg(days).arg(two(hours) + QLatin1Char(':') + minutesSeconds);
+}
+
+QString recordingName(const QString& basePath)
+{
+    return QFileInfo(basePath).fileName();
+}
+
+QString segmentText(int segment)
+{
+    return segment == 0 ? text("First") : QStringLiteral("(%1)").arg(segment);
+}
+
+QString bytesText(qint64 bytes)
+{
+    return QLocale().formattedDataSize(bytes, bytes < 10'000'000'000 ? 1 : 0, QLocale::DataSizeSIFormat);
+}
+
+QString lastsText(qint64 freeBytes, qint64 bytesPerHour)
+{
+    if (freeBytes < 0 || bytesPerHour <= 0)
+        return {};
+    const double hours = static_cast<double>(freeBytes) / static_cast<double>(bytesPerHour);
+    // More than ten years is no information, and the number would only be long.
+    if (hours >= 24.0 * 3650)
+        return text("over 10 years");
+    if (hours >= 48)
+        return text("%1 days").arg(static_cast<int>(hours / 24));
+    if (hours >= 1)
+        return text("%1 h").arg(static_cast<int>(hours));
+    return text("%1 min").arg(static_cast<int>(hours * 60));
+}
+
+QString animalTypeText(int animalType)
+{
+    switch (animalType) {
+    case 1:
+        return text("Mouse");
+    case 2:
+        return text("Rat");
+    default:
+        return text("Unknown (%1)").arg(animalType);
+    }
+}
+
+QString lossText(const LossSummary& losses)
+{
+    QStringList lines;
+    const auto add = [&lines](const QString& name, quint64 count) {
+        if (count > 0)
+            lines << name.arg(QLocale().toString(count));
+    };
+    add(text("Frames dropped: %1"), losses.framesDropped);
+    add(text("Writes dropped: %1"), losses.writesDropped);
+    add(text("Writes failed: %1"), losses.writesFailed);
+    add(text("Bytes dropped: %1"), losses.bytesDropped);
+    add(text("Bytes failed: %1"), losses.bytesFailed);
+    add(text("Flush time-outs: %1"), losses.flushTimeouts);
+    add(text("Writes out of order: %1"), losses.writesReordered);
+    return lines.isEmpty() ? text("Nothing was lost.") : lines.join(QLatin1Char('\n'));
+}
+
+QString extensionFor(int animalType)
+{
+    return animalType == 1 ? QStringLiteral("binfb") : QStringLiteral("bin");
+}
+
+} // namespace vt::statustext
