@@ -87,6 +87,7 @@ void AnalogInput::stop(daqmx::TaskHandle handle)
 void AnalogInput::abort()
 {
     MutexLock lock(m_mutex);
+    ++m_aborts;
     endRun();
 }
 
@@ -238,8 +239,9 @@ std::int32_t AnalogInput::applyReadFaults()
 {
     if (m_hangMs > 0) {
         const std::int64_t untilUs = m_time.monotonicUs() + std::int64_t{m_hangMs} * 1000;
+        const std::uint64_t aborts = m_aborts;
         m_hangMs = 0;
-        while (m_active && !m_quit && m_time.monotonicUs() < untilUs)
+        while (m_aborts == aborts && !m_quit && m_time.monotonicUs() < untilUs)
             waitUs(untilUs - m_time.monotonicUs());
     }
     if (m_readFailCount == 0)

@@ -69,7 +69,8 @@ public:
     void setStalled(bool stalled);
     /// Each callback is held back by this time. No effect with Pacing::Manual.
     void setCallbackDelayMs(int delayMs);
-    /// The next read blocks for this long before it does its work; an abort ends it early.
+    /// The next read blocks for this long before it does its work, and a stop waits for it all that time;
+    /// only an abort ends it early.
     void hangNextRead(int hangMs);
 
 private:
@@ -104,6 +105,7 @@ private:
     bool m_overflow VT_GUARDED_BY(m_mutex) = false;
     bool m_quit VT_GUARDED_BY(m_mutex) = false;
     std::uint64_t m_generation VT_GUARDED_BY(m_mutex) = 0; ///< changes with every start, stop and abort
+    std::uint64_t m_aborts VT_GUARDED_BY(m_mutex) = 0;
     std::int64_t m_startUs VT_GUARDED_BY(m_mutex) = 0;
     std::int64_t m_acquired VT_GUARDED_BY(m_mutex) = 0;  ///< samples per channel since the start
     std::int64_t m_signalled VT_GUARDED_BY(m_mutex) = 0; ///< of these, announced by callbacks

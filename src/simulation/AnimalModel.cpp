@@ -35,9 +35,8 @@ AnimalModel::AnimalModel(int animalType, std::uint64_t seed)
     const double humPhase = m_random.uniform(0.0, 2.0 * std::numbers::pi);
     for (std::size_t i = 0; i < m_hum.size(); ++i)
         m_hum[i] = humVolts * std::sin(2.0 * std::numbers::pi * double(i) / double(m_hum.size()) + humPhase);
-    m_lastState = m_schedule.current().state;
-    m_active = m_lastState == AnimalState::ActiveWake ? 1.0 : 0.0;
-    m_quiet = m_lastState == AnimalState::QuietWake ? 1.0 : 0.0;
+    enterSegment(m_schedule.current());
+    m_rampPerTick = 1.0;
 }
 
 AnimalModel::Traits AnimalModel::drawTraits(int animalType, Random& random)
@@ -50,6 +49,13 @@ AnimalModel::Traits AnimalModel::drawTraits(int animalType, Random& random)
     traits.breathVolts = isRat ? random.uniform(0.06, 0.14) : random.uniform(0.03, 0.08);
     traits.harmonic2 = random.uniform(0.25, 0.4);
     traits.harmonic3 = random.uniform(0.05, 0.12);
+    traits.rateSpread = isRat ? 0.04 : 0.05;
+    traits.depthSpread = isRat ? 0.055 : 0.10;
+    traits.twitchGain = isRat ? 0.9 : 1.5;
+    traits.heartRateHz = isRat ? random.uniform(5.3, 6.6) : random.uniform(7.6, 9.6);
+    traits.heartGain = isRat ? random.uniform(0.07, 0.12) : random.uniform(0.04, 0.1);
+    traits.moveLowPass = isRat ? 0.061 : 0.118; // 6 Hz, 12 Hz
+    traits.moveScale = isRat ? 7.2 : 5.0;
     traits.activeGain = random.uniform(6.0, 12.0);
     traits.quietGain = random.uniform(1.2, 2.0);
     traits.noiseVolts = random.uniform(0.0008, 0.002);
@@ -61,19 +67,34 @@ bool AnimalModel::isAsleep(std::uint64_t sample)
     return m_groundTruth.at(sample).state == AnimalState::Sleep;
 }
 
+void AnimalModel::enterSegment(const StateSegment& segment)
+{
+    constexpr std::uint64_t LongBoutSamples = 100 * 600;
+    m_state = segment.state;
+    m_segmentEnd = segment.end();
+    const bool dreams = m_state == AnimalState::Sleep && segment.length >= LongBoutSamples;
+    m_dreamStart = dreams ? segment.end() - segment.length / 5 : segment.end();
+    const bool abrupt = m_random.chance(0.5);
+    m_rampPerTick = abrupt ? 1.0 : TickSeconds / m_random.uniform(0.3, 1.2);
+}
+
 void AnimalModel::updateWeights()
 {
-    const AnimalState state = m_schedule.at(m_tickStart).state;
-    if (state != m_lastState) {
-        m_lastState = state;
-        const bool abrupt = m_random.chance(0.5);
-        m_rampPerTick = abrupt ? 1.0 : TickSeconds / m_random.uniform(0.3, 1.2);
-    }
+    if (m_tickStart == m_segmentEnd)
+        enterSegment(m_schedule.at(m_tickStart));
     const auto approach = [this](double& share, bool on) {
         share = on ? std::min(1.0, share + m_rampPerTick) : std::max(0.0, share - m_rampPerTick);
     };
-    approach(m_active, state == AnimalState::ActiveWake);
-    approach(m_quiet, state == AnimalState::QuietWake);
+    approach(m_active, m_state == AnimalState::ActiveWake);
+    approach(m_quiet, m_state == AnimalState::QuietWake);
+}
+
+void AnimalModel::beginBreath()
+{
+    const double unrest = m_tickStart >= m_dreamStart ? 1.8 : 1.0;
+    m_breathRate = unrest * m_traits.rateSpread * m_random.normal();
+    m_breathDepth = unrest * m_traits.depthSpread * m_random.normal();
+    m_sigh = m_random.chance(1.0 / 200.0) ? 1.6 : 1.0;
 }
 
 void AnimalModel::updateBreathing()
@@ -82,31 +103,35 @@ void AnimalModel::updateBreathing()
     drift(m_depthDrift, 20.0, m_random);
     drift(m_fitfulRate, 0.7, m_random);
     drift(m_fitfulDepth, 0.6, m_random);
+    const bool exhaling = m_sine < 0.0;
+    if (m_exhaling && !exhaling)
+        beginBreath();
+    m_exhaling = exhaling;
+
     const double asleep = std::max(0.0, 1.0 - m_active - m_quiet);
     const double awake = 1.0 - asleep;
-
-    const double sleepRate = m_traits.sleepRateHz * (1.0 + 0.06 * m_rateDrift + 0.01 * m_fitfulRate);
+    const double sleepRate = m_traits.sleepRateHz * (1.0 + 0.06 * m_rateDrift + m_breathRate);
     const double wakeRate = m_traits.sleepRateHz * (1.5 + 0.45 * m_fitfulRate);
     const double rateHz = asleep * std::clamp(sleepRate, m_traits.lowestRateHz, m_traits.highestRateHz) +
                           awake * std::clamp(wakeRate, 0.5 * m_traits.lowestRateHz, 9.0);
     m_stepRadians = 2.0 * std::numbers::pi * rateHz / SampleRateHz;
 
-    if (m_sighTicks == 0 && m_random.chance(TickSeconds / 150.0))
-        m_sighTicks = toTicks(1.0 / rateHz);
-    const double sigh = m_sighTicks > 0 ? 1.5 : 1.0;
-    m_sighTicks = std::max(0, m_sighTicks - 1);
-    const double sleepDepth = std::clamp(1.0 + 0.1 * m_depthDrift, 0.6, 1.5) * sigh;
+    const double sleepDepth = std::clamp(1.0 + 0.1 * m_depthDrift + m_breathDepth, 0.4, 1.8) * m_sigh;
     const double wakeDepth = 0.6 * std::exp(0.5 * m_fitfulDepth);
     m_breathTarget = m_traits.breathVolts * (asleep * sleepDepth + awake * wakeDepth);
+
+    const double heartRateHz = m_traits.heartRateHz * (1.0 + 0.02 * m_rateDrift + 0.1 * awake);
+    m_heartStepRadians = 2.0 * std::numbers::pi * heartRateHz / SampleRateHz;
+    m_heartVolts = m_traits.breathVolts * m_traits.heartGain;
 }
 
 void AnimalModel::updateMovement()
 {
     drift(m_vigour, 0.5, m_random);
     const double asleep = std::max(0.0, 1.0 - m_active - m_quiet);
-    if (m_twitchTicks == 0 && m_random.chance(TickSeconds / 90.0)) {
+    if (m_twitchTicks == 0 && m_random.chance(TickSeconds / (m_tickStart >= m_dreamStart ? 30.0 : 90.0))) {
         m_twitchTicks = toTicks(m_random.uniform(0.1, 0.35));
-        m_twitchGain = m_random.uniform(0.4, 1.5);
+        m_twitchGain = m_random.uniform(0.3, 1.0) * m_traits.twitchGain;
     }
     if (m_gestureTicks == 0 && m_random.chance(TickSeconds / 1.2)) {
         m_gestureTicks = toTicks(m_random.uniform(0.2, 0.8));
@@ -136,42 +161,66 @@ void AnimalModel::tick()
     m_tickStart += TickSamples;
 }
 
+namespace {
+
+/// A sine made by turning a pointer by a fixed angle per sample.
+struct Rotation
+{
+    Rotation(double sineNow, double cosineNow, double stepRadians)
+        : sine(sineNow), cosine(cosineNow), stepSine(std::sin(stepRadians)), stepCosine(std::cos(stepRadians))
+    {}
+    void turn()
+    {
+        const double turned = sine * stepCosine + cosine * stepSine;
+        cosine = cosine * stepCosine - sine * stepSine;
+        sine = turned;
+    }
+    /// Undoes the rounding that changes the pointer's length.
+    void store(double& sineOut, double& cosineOut) const
+    {
+        const double length = std::sqrt(sine * sine + cosine * cosine);
+        sineOut = sine / length;
+        cosineOut = cosine / length;
+    }
+    double sine, cosine;
+    const double stepSine, stepCosine;
+};
+
+} // namespace
+
 void AnimalModel::renderTick()
 {
-    // Movement: white noise through two low-passes at 12 Hz and a high-pass at 0.8 Hz, scaled to about 1 rms.
-    constexpr double LowPass = 0.118;
-    constexpr double HighPass = 0.0083;
-    constexpr double MoveScale = 5.0;
+    constexpr double HighPass = 0.0083; // 0.8 Hz
     // The sum of two 16-bit integers has variance (2^32 - 1) / 6.
     constexpr double UnitNoise = 3.737e-5;
-    const double stepSine = std::sin(m_stepRadians);
-    const double stepCosine = std::cos(m_stepRadians);
+    Rotation breath(m_sine, m_cosine, m_stepRadians);
+    Rotation heart(m_heartSine, m_heartCosine, m_heartStepRadians);
     const double breathSlope = (m_breathTarget - m_breathVolts) / double(TickSamples);
     const double moveSlope = (m_moveTarget - m_moveVolts) / double(TickSamples);
     const double noiseScale = m_traits.noiseVolts * UnitNoise;
+    const double lowPass = m_traits.moveLowPass;
     for (double& sample : m_rendered) {
         m_breathVolts += breathSlope;
         m_moveVolts += moveSlope;
-        const double sine = m_sine * stepCosine + m_cosine * stepSine;
-        m_cosine = m_cosine * stepCosine - m_sine * stepSine;
-        m_sine = sine;
-        const double wave = m_sine + m_traits.harmonic2 * 2.0 * m_sine * m_cosine +
-                            m_traits.harmonic3 * m_sine * (3.0 - 4.0 * m_sine * m_sine);
+        breath.turn();
+        heart.turn();
+        const double wave = breath.sine + m_traits.harmonic2 * 2.0 * breath.sine * breath.cosine +
+                            m_traits.harmonic3 * breath.sine * (3.0 - 4.0 * breath.sine * breath.sine);
         const std::uint64_t bits = m_random.next();
         const int white = static_cast<std::int16_t>(bits) + static_cast<std::int16_t>(bits >> 16);
         const int noise = static_cast<std::int16_t>(bits >> 32) + static_cast<std::int16_t>(bits >> 48);
-        m_lowPass1 += LowPass * (UnitNoise * white - m_lowPass1);
-        m_lowPass2 += LowPass * (m_lowPass1 - m_lowPass2);
+        m_lowPass1 += lowPass * (UnitNoise * white - m_lowPass1);
+        m_lowPass2 += lowPass * (m_lowPass1 - m_lowPass2);
         m_baseline += HighPass * (m_lowPass2 - m_baseline);
-        const double move = MoveScale * (m_lowPass2 - m_baseline);
-        sample = m_breathVolts * wave + m_moveVolts * move + noiseScale * noise + m_hum[m_humIndex];
-        sample = std::clamp(sample, -LimitVolts, LimitVolts);
+        const double move = m_traits.moveScale * (m_lowPass2 - m_baseline);
+        const double volts = m_breathVolts * wave + m_heartVolts * heart.sine + m_moveVolts * move +
+                             noiseScale * noise + m_hum[m_humIndex];
+        sample = std::clamp(volts, -LimitVolts, LimitVolts);
         if (++m_humIndex == m_hum.size())
             m_humIndex = 0;
     }
-    const double length = std::sqrt(m_sine * m_sine + m_cosine * m_cosine);
-    m_sine /= length;
-    m_cosine /= length;
+    breath.store(m_sine, m_cosine);
+    heart.store(m_heartSine, m_heartCosine);
     m_breathVolts = m_breathTarget;
     m_moveVolts = m_moveTarget;
 }

@@ -10,10 +10,11 @@
 
 namespace vt {
 
-/// The floor-sensor signal of one animal in volts at 600 Hz: regular breathing whose rate and depth drift
-/// while it sleeps, with sighs and twitches; fitful breathing and small movements in quiet wake; strong
-/// irregular movement when active; sensor noise and mains hum throughout. Deterministic for a seed,
-/// whatever the sizes of the blocks that are asked for. Not thread-safe; generate allocates nothing.
+/// The floor-sensor signal of one animal in volts at 600 Hz. Asleep: regular breathing whose rate and depth
+/// drift and vary from breath to breath, with a faint heart beat, sighs and twitches, less regular in the
+/// last fifth of a long bout (dreaming). Quiet wake: fitful breathing and small movements. Active: strong
+/// irregular movement. Sensor noise and mains hum throughout. Deterministic for a seed, whatever the sizes of
+/// the blocks that are asked for. Not thread-safe; generate allocates nothing.
 class AnimalModel
 {
 public:
@@ -32,12 +33,19 @@ private:
         double sleepRateHz, lowestRateHz, highestRateHz;
         double breathVolts;
         double harmonic2, harmonic3;
+        double rateSpread, depthSpread; ///< from breath to breath, relative
+        double twitchGain;
+        double heartRateHz, heartGain; ///< gain relative to breathVolts
+        double moveLowPass;            ///< share per sample of the movement's low-passes
+        double moveScale;              ///< makes the movement about 1 rms
         double activeGain, quietGain;
         double noiseVolts;
     };
     static Traits drawTraits(int animalType, Random& random);
     void tick();
     void updateWeights();
+    void enterSegment(const StateSegment& segment);
+    void beginBreath();
     void updateBreathing();
     void updateMovement();
     void renderTick();
@@ -55,7 +63,9 @@ private:
     double m_active = 0.0;
     double m_quiet = 0.0;
     double m_rampPerTick = 1.0;
-    AnimalState m_lastState = AnimalState::Sleep;
+    std::uint64_t m_segmentEnd = 0;
+    std::uint64_t m_dreamStart = 0;
+    AnimalState m_state = AnimalState::Sleep;
 
     // Slow processes, one step per tick.
     double m_rateDrift = 0.0;
@@ -63,7 +73,11 @@ private:
     double m_fitfulRate = 0.0;
     double m_fitfulDepth = 0.0;
     double m_vigour = 0.0;
-    int m_sighTicks = 0;
+    // This breath's deviation from the drift.
+    double m_breathRate = 0.0;
+    double m_breathDepth = 0.0;
+    bool m_exhaling = false;
+    double m_sigh = 1.0;
     int m_twitchTicks = 0;
     double m_twitchGain = 0.0;
     int m_gestureTicks = 0;
@@ -74,6 +88,10 @@ private:
     double m_sine = 0.0;
     double m_cosine = 1.0;
     double m_stepRadians = 0.0;
+    double m_heartSine = 0.0;
+    double m_heartCosine = 1.0;
+    double m_heartStepRadians = 0.0;
+    double m_heartVolts = 0.0;
     double m_breathVolts = 0.0;
     double m_breathTarget = 0.0;
     double m_moveVolts = 0.0;

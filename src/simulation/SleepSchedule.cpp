@@ -50,9 +50,9 @@ double SleepSchedule::drawSleepSeconds()
 double SleepSchedule::drawWakeSeconds()
 {
     const double pressure = sleepPressure();
-    if (m_random.chance(0.3 + 0.4 * pressure))
+    if (m_random.chance(0.3 + 0.25 * pressure))
         return m_random.uniform(4.0, 15.0);
-    const double median = 90.0 + 330.0 * (1.0 - pressure);
+    const double median = 120.0 + 360.0 * (1.0 - pressure);
     return std::clamp(m_random.logNormal(median, 0.8), 20.0, 3600.0);
 }
 
