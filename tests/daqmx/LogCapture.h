@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "base/Mutex.h"
+
+#include <QString>
+#include <QStringList>
+#include <QtGlobal>
+
+namespace vt::test {
+
+/// Collects log lines of all threads while it exists. One at a time.
+class LogCapture
+{
+public:
+    LogCapture()
+    {
+        active() = this;
+        m_previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& line) {
+            LogCapture& self = *active();
+            MutexLock lock(self.m_mutex);
+            self.m_lines << line;
+        });
+    }
+    ~LogCapture() { qInstallMessageHandler(m_previous); }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    [[nodiscard]] QStringList lines() const
+    {
+        MutexLock lock(m_mutex);
+        return m_lines;
+    }
+    [[nodiscard]] qsizetype count(const QString& line) const { return lines().count(line); }
+    [[nodiscard]] bool has(const QString& line) const { return lines().contains(line); }
+    [[nodiscard]] bool hasPart(const QString& part) const
+    {
+        for (const QString& line : lines())
+            if (line.contains(part))
+                return true;
+        return false;
+    }
+    /// Are these lines there in this order, others in between allowed?
+    [[nodiscard]] bool hasInOrder(const QStringList& wanted) const
+    {
+        qsizetype next = 0;
+        for (const QString& line : lines())
+            if (next < wanted.size() && line == wanted[next])
+                ++next;
+        return next == wanted.size();
+    }
+
+private:
+    static LogCapture*& active()
+    {
+        static LogCapture* capture = nullptr;
+        return capture;
+    }
+
+    QtMessageHandler m_previous = nullptr;
+    mutable Mutex m_mutex;
+    QStringList m_lines VT_GUARDED_BY(m_mutex);
+};
+
+} // namespace vt::test
