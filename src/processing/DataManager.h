@@ -2,6 +2,7 @@
 #pragma once
 
 #include "processing/FeatureSet.h"
+#include "processing/SleepDecision.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -59,7 +60,8 @@ public:
     [[nodiscard]] quint64 segmentFramesProcessed() const; ///< since beginSegment; any thread
 
     // Displays: any thread, lock-free. Each copies the newest out.size() values, oldest first, and returns
-    // the running number of values ever pushed to that trace (the last value copied is number n - 1).
+    // the running number of values ever pushed to that trace (the last value copied is number n - 1). Entries
+    // for which there is no value (not yet, or no longer) come first and are NaN.
     quint64 copyRawTrace(int channel, std::span<float> out) const;        ///< volts at 120 Hz
     quint64 copyBreathRateTrace(int channel, std::span<float> out) const; ///< Hz per 2-s step, NaN when awake
     quint64 copyPowerTrace(int channel, std::span<float> out) const;      ///< per 2-s step
@@ -69,6 +71,7 @@ public:
     /// Histogram of the decision statistic (200 bins of 0.1 from -10), the 144 x (sum, count) day profile
     /// and the features of the last step are read on the processing thread or after it has ended.
     [[nodiscard]] std::span<const double> histogram(int channel) const;
+    [[nodiscard]] std::span<const DayProfileBin> dayProfile(int channel) const;
     [[nodiscard]] FeatureSet lastFeatures(int channel) const;
     [[nodiscard]] SleepCounts sleepCounts(int channel) const; ///< any thread (atomics)
     [[nodiscard]] bool noSignal(int channel) const;           ///< any thread
@@ -88,6 +91,15 @@ signals:
     void sig_writeTstamp(QDateTime sampleDateTime, uint sampleCount);
 
 private:
+    [[nodiscard]] bool fetchFrame(int samplesRead);
+    void filterFrame();
+    void runStep(const QDateTime& now);
+    void runChannelStep(std::size_t channel, const QDateTime& now);
+    void queueFeatures(const FeatureSet& features);
+    void writeRaw();
+    void publishStep(const QDateTime& now);
+    void countFrame();
+
     std::unique_ptr<ProcessingState> m_state;
 };
 

@@ -3,14 +3,13 @@
 
 #include <QThread>
 #include <atomic>
-#include <semaphore>
 
 namespace vt {
 
 class DataManager;
 
-/// Runs a DataManager's ticks: one per notification of the device. A plain loop on a semaphore instead of an
-/// event loop, because posting an event would allocate and lock once per frame.
+/// Runs a DataManager's ticks: one per notification of the device. A plain loop on a counter that it waits
+/// for, instead of an event loop, because posting an event would allocate and lock once per frame.
 /// Owner: session. One per segment.
 class ProcessingThread : public QThread
 {
@@ -31,8 +30,11 @@ protected:
     void run() override;
 
 private:
+    void requestFinish();
+
     DataManager& m_manager;
-    std::counting_semaphore<> m_ticks{0};
+    std::atomic<quint32> m_ticks{0};  ///< notified so far
+    std::atomic<quint32> m_events{0}; ///< ticks and the request to finish: what the loop waits on
     std::atomic<bool> m_finishing{false};
 };
 
