@@ -295,7 +295,7 @@ bool readFields(QIODevice& file, FileHeader& header, QString& error)
 QByteArray FileHeader::encode() const
 {
     if (version != 3 && version != 4) {
-        qWarning().noquote() << "Unknown file header version: " << version;
+        qWarning().nospace() << "Unknown file header version: " << version;
         return {};
     }
     const QByteArray bytes = version == 4 ? encodeVersion4(*this) : encodeVersion3(*this);

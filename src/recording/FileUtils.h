@@ -9,7 +9,9 @@ namespace vt::FileUtils {
 enum class OpenResult { Opened = 0, InUse = 1, Failed = 2 };
 
 /// Opens path for writing (read access too, truncated, unbuffered) so that other processes may read but not
-/// write it. A file that another process writes is left untouched and gives InUse.
+/// write it. A file that another writer has, of this process or another, is left untouched and gives InUse.
+/// Only regular files can be opened. The file's own fileName() is empty afterwards, as for every file that
+/// was opened by descriptor; a DataFile keeps its name. Failures are logged.
 /// Any thread; may block on the disk.
 [[nodiscard]] OpenResult openExclusiveWrite(QFile& file, const QString& path);
 

@@ -2,7 +2,6 @@
 #include "recording/MarkerFile.h"
 
 #include "recording/BlockWrite.h"
-#include "recording/FileUtils.h"
 
 #include <QDebug>
 #include <algorithm>
@@ -37,7 +36,7 @@ QByteArray row(const MarkerFile::Marker& marker)
 bool MarkerFile::open(const QString& path)
 {
     m_markers.clear();
-    if (FileUtils::openExclusiveWrite(m_file, path) != FileUtils::OpenResult::Opened)
+    if (m_file.openForWriting(path) != FileUtils::OpenResult::Opened)
         return false;
     if (writeAll(headerLine()))
         return true;

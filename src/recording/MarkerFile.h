@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "recording/DataFile.h"
+
 #include <QDateTime>
-#include <QFile>
 #include <QString>
 #include <vector>
 
@@ -32,7 +33,7 @@ public:
 
 private:
     [[nodiscard]] bool writeAll(const QByteArray& bytes);
-    QFile m_file;
+    DataFile m_file;
     std::vector<Marker> m_markers;
 };
 

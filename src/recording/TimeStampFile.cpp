@@ -2,7 +2,6 @@
 #include "recording/TimeStampFile.h"
 
 #include "recording/BlockWrite.h"
-#include "recording/FileUtils.h"
 
 #include <QDebug>
 
@@ -11,7 +10,7 @@ namespace vt {
 bool TimeStampFile::open(const QString& path)
 {
     m_failedLines = 0;
-    return FileUtils::openExclusiveWrite(m_file, path) == FileUtils::OpenResult::Opened;
+    return m_file.openForWriting(path) == FileUtils::OpenResult::Opened;
 }
 
 void TimeStampFile::setStartTime(const QDateTime& start)

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "recording/DataFile.h"
+
 #include <QDateTime>
-#include <QFile>
 #include <QObject>
 
 namespace vt {
@@ -23,7 +24,7 @@ public slots:
     void writeStamp(const QDateTime& when, uint sampleCount);
 
 private:
-    QFile m_file;
+    DataFile m_file;
     QDateTime m_start;
     quint64 m_failedLines = 0;
 };
