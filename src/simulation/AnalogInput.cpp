@@ -37,12 +37,6 @@ AnalogInput::~AnalogInput()
         m_thread.join();
 }
 
-void AnalogInput::setReadyForMore(std::function<bool()> ready)
-{
-    MutexLock lock(m_mutex);
-    m_ready = std::move(ready);
-}
-
 bool AnalogInput::ownsRun(daqmx::TaskHandle handle) const
 {
     return m_active && m_run.handle == handle;
@@ -202,9 +196,8 @@ void AnalogInput::stepAsReady()
     }
     const std::uint64_t generation = m_generation;
     if (m_ready) {
-        const std::function<bool()>& readyForMore = m_ready; // set once, before the first task starts
         m_mutex.unlock();
-        const bool ready = readyForMore();
+        const bool ready = m_ready();
         m_mutex.lock();
         if (!ready && generation == m_generation)
             waitUs(ReadyPollUs);

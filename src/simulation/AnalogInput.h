@@ -46,7 +46,8 @@ public:
     AnalogInput(Pacing pacing, double speed, std::unique_ptr<AnalogSource> source);
     ~AnalogInput();
 
-    void setReadyForMore(std::function<bool()> ready);
+    /// Pacing::AsReady: asked before each block, on the clock's thread. Set before the first start.
+    void setReadyForMore(std::function<bool()> ready) { m_ready = std::move(ready); }
 
     [[nodiscard]] std::int32_t start(const Run& run);
     void stop(daqmx::TaskHandle handle);
@@ -95,11 +96,11 @@ private:
     const double m_speed;
     SystemTimeSource m_time;
     std::atomic<std::uint64_t> m_blocksDelivered{0};
+    std::function<bool()> m_ready; ///< set once, before the first start
 
     Mutex m_mutex;
     std::condition_variable_any m_changed;
     std::unique_ptr<AnalogSource> m_source VT_GUARDED_BY(m_mutex);
-    std::function<bool()> m_ready VT_GUARDED_BY(m_mutex);
     Run m_run VT_GUARDED_BY(m_mutex);
     bool m_active VT_GUARDED_BY(m_mutex) = false;
     bool m_overflow VT_GUARDED_BY(m_mutex) = false;

@@ -17,8 +17,7 @@ constexpr std::uint64_t MinimumInstants = 20;  // one block of the driver
 } // namespace
 
 FilePlayback::FilePlayback(const QString& path, int channelCount)
-    : m_file(path), m_channelCount(channelCount),
-      m_instantBytes(sizeof(double) * static_cast<std::size_t>(channelCount)),
+    : m_file(path), m_instantBytes(sizeof(double) * static_cast<std::size_t>(channelCount)),
       m_buffer(BufferInstants * m_instantBytes)
 {}
 

@@ -36,7 +36,6 @@ private:
     void refill();
 
     QFile m_file;
-    const int m_channelCount;
     const std::size_t m_instantBytes;
     std::uint64_t m_instantCount = 0;
     std::uint64_t m_position = 0;    ///< next instant to hand out, within the file

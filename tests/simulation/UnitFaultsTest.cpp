@@ -201,13 +201,13 @@ public:
         qInstallMessageHandler(m_previous);
         s_this = nullptr;
     }
-    std::promise<QString> warning;
+    std::promise<std::string> warning;
 
 private:
     static void message(QtMsgType type, const QMessageLogContext&, const QString& text)
     {
         if (type == QtWarningMsg && s_this)
-            s_this->warning.set_value(text);
+            s_this->warning.set_value(text.toStdString());
     }
     static LogCapture* s_this;
     QtMessageHandler m_previous = nullptr;
@@ -232,7 +232,7 @@ TEST(UnitFaultControl, FollowsTheFileAndReportsUnknownLines)
     append("g\nmake coffee\n");
     auto warning = log.warning.get_future();
     ASSERT_EQ(warning.wait_for(Patience), std::future_status::ready);
-    EXPECT_THAT(warning.get().toStdString(), HasSubstr("\"make coffee\""));
+    EXPECT_THAT(warning.get(), HasSubstr("\"make coffee\""));
     std::uint32_t serial = 0;
     EXPECT_EQ(unit.DAQmxGetDevSerialNum("sim", &serial), -88709) << "a line written in two parts";
     unit.replug();

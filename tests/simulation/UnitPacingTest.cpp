@@ -114,8 +114,8 @@ TEST(UnitPacing, AsReadyAsksBeforeEachBlock)
     ASSERT_EQ(task.start(), 0);
     ASSERT_EQ(refused.get_future().wait_for(Patience), std::future_status::ready);
     EXPECT_EQ(unit.framesDelivered(), 50U);
-    permits = 7;
     Countdown more(task, 7);
+    permits = 7;
     ASSERT_TRUE(more.wait());
     EXPECT_EQ(unit.DAQmxStopTask(task.handle), 0);
     EXPECT_EQ(unit.framesDelivered(), 57U);
@@ -133,6 +133,7 @@ TEST(UnitPacing, AsReadyIsNotFasterThanItsSpeed)
     ASSERT_EQ(task.start(), 0);
     ASSERT_TRUE(blocks.wait());
     EXPECT_GE(time.monotonicUs() - startUs, 99'900) << "10 s at 100 times real time";
+    EXPECT_EQ(unit.DAQmxClearTask(task.handle), 0);
 }
 
 TEST(UnitPacing, StopOnAnotherThreadWaitsForTheCallback)
