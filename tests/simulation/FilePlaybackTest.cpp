@@ -16,10 +16,11 @@ constexpr int Channels = 3;
 class FilePlaybackFiles : public testing::Test
 {
 protected:
-    /// The value of a channel at an instant; no two are alike.
+    /// The value of a channel at an instant, about 0.5 V; no two are alike, and all eight bytes matter.
     static double value(std::size_t instant, int channel)
     {
-        return (double(instant) + 0.25 * channel) * 1e-4 - 1.0 / 3.0;
+        return std::bit_cast<double>(0x3FE0'1122'3344'5566U + instant * 0x0000'0001'0203'0507U +
+                                     static_cast<std::uint64_t>(channel) * 0x0000'0300'0000'0001U);
     }
     /// Written byte by byte, lowest first.
     QString write(std::size_t instants, const QByteArray& tail = {})
