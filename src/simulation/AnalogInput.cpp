@@ -49,7 +49,7 @@ std::int32_t AnalogInput::start(const Run& run)
         return drivererror::ResourceReserved;
     m_run = run;
     m_active = true;
-    m_overflow = false;
+    m_overflow = m_stopping = false;
     m_acquired = m_signalled = m_read = 0;
     m_startUs = m_time.monotonicUs();
     ++m_generation;
@@ -69,13 +69,15 @@ void AnalogInput::endRun()
 void AnalogInput::stop(daqmx::TaskHandle handle)
 {
     MutexLock lock(m_mutex);
-    if (ownsRun(handle)) {
-        if (m_pacing == Pacing::RealTime)
-            acquireUntilNow();
-        endRun();
-    }
+    if (ownsRun(handle))
+        m_stopping = true; // no further callback; the one under way may still read
     while (m_callbackHandle == handle && m_callbackThread != std::this_thread::get_id() && !m_quit)
         m_changed.wait(m_mutex);
+    if (!ownsRun(handle))
+        return;
+    if (m_pacing == Pacing::RealTime)
+        acquireUntilNow();
+    endRun();
 }
 
 void AnalogInput::abort()
@@ -122,7 +124,7 @@ void AnalogInput::acquireUntilNow()
 
 bool AnalogInput::callbackDue() const
 {
-    return m_active && !m_stalled && m_run.callback && m_run.blockSamples > 0 &&
+    return m_active && !m_stopping && !m_stalled && m_run.callback && m_run.blockSamples > 0 &&
            m_acquired - m_signalled >= std::int64_t{m_run.blockSamples};
 }
 
@@ -153,7 +155,9 @@ void AnalogInput::runClock()
 {
     MutexLock lock(m_mutex);
     while (!m_quit) {
-        if (!m_active || m_overflow || (m_stalled && m_pacing == Pacing::AsReady))
+        const bool paused = m_stalled && m_pacing == Pacing::AsReady;
+        const bool ended = m_overflow && !callbackDue();
+        if (!m_active || m_stopping || paused || ended)
             waitUs(IdleWaitUs);
         else if (m_pacing == Pacing::RealTime)
             stepRealTime();

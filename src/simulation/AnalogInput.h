@@ -22,8 +22,9 @@ namespace vt {
 /// than BufferSamples per channel are unread, acquisition stops, and reads answer SamplesOverwritten until
 /// the task is stopped. Samples left unread at a stop are passed over.
 ///
-/// stop() waits for a callback of the acquisition that is under way on another thread, as the driver does; on
-/// the callback's own thread it does not wait. Faults delay or suppress callbacks; see the members.
+/// stop() waits for a callback of the acquisition that is under way on another thread, as the driver does,
+/// and lets it read its block; on the callback's own thread it does not wait. Faults delay or suppress
+/// callbacks; see the members.
 class AnalogInput
 {
 public:
@@ -103,6 +104,7 @@ private:
     std::unique_ptr<AnalogSource> m_source VT_GUARDED_BY(m_mutex);
     Run m_run VT_GUARDED_BY(m_mutex);
     bool m_active VT_GUARDED_BY(m_mutex) = false;
+    bool m_stopping VT_GUARDED_BY(m_mutex) = false;
     bool m_overflow VT_GUARDED_BY(m_mutex) = false;
     bool m_quit VT_GUARDED_BY(m_mutex) = false;
     std::uint64_t m_generation VT_GUARDED_BY(m_mutex) = 0; ///< changes with every start, stop and abort

@@ -64,7 +64,7 @@ AnimalModel::Traits AnimalModel::drawTraits(int animalType, Random& random)
 
 bool AnimalModel::isAsleep(std::uint64_t sample)
 {
-    return m_groundTruth.at(sample).state == AnimalState::Sleep;
+    return m_groundTruth.at(sample).state == Behaviour::Sleep;
 }
 
 void AnimalModel::enterSegment(const StateSegment& segment)
@@ -72,7 +72,7 @@ void AnimalModel::enterSegment(const StateSegment& segment)
     constexpr std::uint64_t LongBoutSamples = 100 * 600;
     m_state = segment.state;
     m_segmentEnd = segment.end();
-    const bool dreams = m_state == AnimalState::Sleep && segment.length >= LongBoutSamples;
+    const bool dreams = m_state == Behaviour::Sleep && segment.length >= LongBoutSamples;
     m_dreamStart = dreams ? segment.end() - segment.length / 5 : segment.end();
     const bool abrupt = m_random.chance(0.5);
     m_rampPerTick = abrupt ? 1.0 : TickSeconds / m_random.uniform(0.3, 1.2);
@@ -85,8 +85,8 @@ void AnimalModel::updateWeights()
     const auto approach = [this](double& share, bool on) {
         share = on ? std::min(1.0, share + m_rampPerTick) : std::max(0.0, share - m_rampPerTick);
     };
-    approach(m_active, m_state == AnimalState::ActiveWake);
-    approach(m_quiet, m_state == AnimalState::QuietWake);
+    approach(m_active, m_state == Behaviour::ActiveWake);
+    approach(m_quiet, m_state == Behaviour::QuietWake);
 }
 
 void AnimalModel::beginBreath()

@@ -65,7 +65,7 @@ private:
     double m_rampPerTick = 1.0;
     std::uint64_t m_segmentEnd = 0;
     std::uint64_t m_dreamStart = 0;
-    AnimalState m_state = AnimalState::Sleep;
+    Behaviour m_state = Behaviour::Sleep;
 
     // Slow processes, one step per tick.
     double m_rateDrift = 0.0;

@@ -69,12 +69,12 @@ void SleepSchedule::advance()
         beginBout();
     const std::uint64_t left = m_boutEnd - m_segment.start;
     if (m_boutIsSleep) {
-        m_segment.state = AnimalState::Sleep;
+        m_segment.state = Behaviour::Sleep;
         m_segment.length = left;
         return;
     }
-    const bool wasActive = m_segment.state == AnimalState::ActiveWake;
-    m_segment.state = wasActive ? AnimalState::QuietWake : AnimalState::ActiveWake;
+    const bool wasActive = m_segment.state == Behaviour::ActiveWake;
+    m_segment.state = wasActive ? Behaviour::QuietWake : Behaviour::ActiveWake;
     const double seconds = wasActive ? m_random.logNormal(8.0, 0.6) : m_random.logNormal(15.0, 0.8);
     m_segment.length = std::min(left, toSamples(std::clamp(seconds, 2.0, 120.0)));
 }

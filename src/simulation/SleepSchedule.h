@@ -7,13 +7,13 @@
 
 namespace vt {
 
-enum class AnimalState { Sleep, QuietWake, ActiveWake };
+enum class Behaviour { Sleep, QuietWake, ActiveWake };
 
 /// A stretch of one state; times in samples at 600 Hz since the start, multiples of
 /// SleepSchedule::TickSamples.
 struct StateSegment
 {
-    AnimalState state = AnimalState::Sleep;
+    Behaviour state = Behaviour::Sleep;
     std::uint64_t start = 0;
     std::uint64_t length = 0;
     [[nodiscard]] std::uint64_t end() const { return start + length; }

@@ -59,7 +59,7 @@ TEST(AnimalModel, LivesAPlausibleDay)
                 const StateSegment& segment = schedule.current();
                 EXPECT_EQ(segment.start % 20, 0U);
                 EXPECT_GT(segment.length, 0U);
-                if (segment.state != AnimalState::Sleep)
+                if (segment.state != Behaviour::Sleep)
                     continue;
                 const std::uint64_t hour = (10 + segment.start / Hour) % 24;
                 (hour >= 7 && hour < 19 ? asleepByDay : asleepByNight) += segment.length;
