@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The session's plain decisions: watchdog verdict, header contents, summary text.
+#include "session/HeaderBuilder.h"
+#include "session/RecordingSummary.h"
+#include "session/WatchdogVerdict.h"
+
+#include <gtest/gtest.h>
+
+using namespace vt;
+using namespace Qt::StringLiterals;
+
+TEST(WatchdogVerdict, CountsFromTheNewestBlockOrFromArming)
+{
+    struct Case
+    {
+        qint64 startedMs, lastDataMs, nowMs;
+        bool timedOut;
+        int sleepMs;
+    };
+    for (const Case& c : {Case{1000, -1, 6000, true, 0}, Case{1000, -1, 5999, false, 1},
+                          Case{1000, 5900, 6000, false, 4900}, Case{1000, 1500, 6500, true, 0},
+                          Case{1000, 500, 6000, true, 0}, // data of an earlier segment does not count
+                          Case{1000, 7000, 6000, false, 5000}}) {
+        const WatchdogVerdict verdict = watchdogVerdict(c.startedMs, c.lastDataMs, c.nowMs);
+        EXPECT_EQ(verdict.timedOut, c.timedOut) << c.lastDataMs;
+        EXPECT_EQ(verdict.sleepMs, c.sleepMs) << c.lastDataMs;
+    }
+}
+
+TEST(HeaderBuilder, TakesTypeGainAndOffsetFromTheUnit)
+{
+    RecordingSetup setup;
+    setup.channelCount = 3;
+    setup.animalIds = {u"A"_s, u"  "_s};
+    DeviceDetails device;
+    device.productType = u"USB-6218"_s;
+    device.serial = u"4711"_s;
+    MCUHeader mcu;
+    mcu.animalType = 1;
+    mcu.gain = 0;
+    FileHeader mouse = buildHeader(setup, device, mcu);
+    EXPECT_EQ(mouse.featuresPerEpoch, 4);
+    EXPECT_EQ(mouse.offsetSubtracted, 2.5);
+    EXPECT_EQ(mouse.maxAmplitude, 5.0);
+    EXPECT_EQ(mouse.channelLabels, (QStringList{u"A"_s, u"2"_s, u"3"_s}));
+    EXPECT_EQ(mouse.deviceDescription, u"USB-6218"_s);
+    mcu.animalType = 2;
+    mcu.gain = 40;
+    FileHeader rat = buildHeader(setup, device, mcu);
+    EXPECT_EQ(rat.featuresPerEpoch, 6);
+    EXPECT_EQ(rat.offsetSubtracted, 0.0);
+    EXPECT_EQ(rat.mcuGain, 40);
+}
+
+TEST(RecordingSummary, NamesEveryLossWithItsNumberAndEveryChannel)
+{
+    RecordingResult result;
+    result.reason = EndReason::UserStop;
+    result.segmentBases = {u"base"_s, u"base (1)"_s};
+    result.channels.resize(2);
+    result.channels[0].animalId = u"M\n1"_s;
+    result.channels[0].steps = 72;
+    result.channels[0].asleep = 22;
+    EXPECT_TRUE(summaryText(result).contains(u"Lost: nothing\n"_s));
+    EXPECT_TRUE(summaryText(result).contains(u"Segment 1: base (1)\n"_s));
+    EXPECT_TRUE(summaryText(result).contains(u"      1     72      22     30.6  M 1\n"_s))
+        << qPrintable(summaryText(result));
+    EXPECT_TRUE(summaryText(result).contains(u"      2      0       0      0.0  \n"_s));
+    result.losses = {.framesDropped = 3,
+                     .writesDropped = 5,
+                     .writesFailed = 7,
+                     .bytesDropped = 640,
+                     .bytesFailed = 896,
+                     .flushTimeouts = 1,
+                     .writesReordered = 2};
+    const QString text = summaryText(result);
+    EXPECT_TRUE(
+        text.contains(u"Lost: 3 frames dropped, 5 writes dropped (640 bytes), 7 writes failed (896 bytes), 1 "
+                      "flush timeouts"_s))
+        << qPrintable(text);
+    EXPECT_TRUE(text.contains(u"Out of order: 2 writes"_s));
+}
