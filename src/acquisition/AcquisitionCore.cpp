@@ -6,7 +6,6 @@
 #include <QDateTime>
 #include <QDeadlineTimer>
 #include <QDebug>
-#include <QMetaObject>
 #include <algorithm>
 #include <array>
 
@@ -27,7 +26,7 @@ AcquisitionCore::AcquisitionCore(DaqmxApi& driver, TimeSource& time,
       m_ownerGeneration(nextGeneration())
 {
     m_thread.setObjectName(QStringLiteral("acquisition"));
-    m_anchor.moveToThread(&m_thread);
+    m_inbox.moveToThread(&m_thread);
 }
 
 AcquisitionCore::~AcquisitionCore()
@@ -53,7 +52,7 @@ bool AcquisitionCore::start(Owner owner)
 
 void AcquisitionCore::post(std::function<void()> step)
 {
-    QMetaObject::invokeMethod(&m_anchor, std::move(step), Qt::QueuedConnection);
+    m_inbox.post(std::move(step));
 }
 
 bool AcquisitionCore::stop(int timeoutMs)
@@ -220,7 +219,7 @@ void AcquisitionCore::takeDown()
 void AcquisitionCore::scheduleRetry()
 {
     if (!m_retryTimer)
-        m_retryTimer = m_time.createTimer(&m_anchor, [this] { setUp(); });
+        m_retryTimer = m_time.createTimer(&m_inbox, [this] { setUp(); });
     const int delayMs = RetryDelaysMs[std::min(m_failedAttempts, RetryDelaysMs.size() - 1)];
     ++m_failedAttempts;
     m_retryTimer->start(delayMs, TimerMode::SingleShot);

@@ -6,8 +6,8 @@
 #include "acquisition/FrameQueue.h"
 #include "base/TimeSource.h"
 #include "daqmx/DaqmxApi.h"
+#include "daqmx/Inbox.h"
 
-#include <QObject>
 #include <QThread>
 #include <atomic>
 #include <functional>
@@ -95,7 +95,7 @@ private:
     bool m_finished VT_GUARDED_BY(m_finishedMutex) = false;
 
     QThread m_thread;
-    QObject m_anchor; ///< lives on m_thread; steps are posted to it
+    Inbox m_inbox; ///< lives on m_thread
 };
 
 } // namespace vt

@@ -26,7 +26,7 @@ using DeviceVector = std::vector<DAQDevice>;
 struct DAQInfo::Private
 {
     Private(DAQInfo* owner, DaqmxApi& api, TimeSource& timeSource)
-        : q(owner), driver(api), time(timeSource), hardware(std::make_shared<HardwareThread>(api, owner)),
+        : q(owner), driver(api), time(timeSource), hardware(std::make_shared<HardwareThread>(api, &answers)),
           pollTimer(timeSource.createTimer(owner, [this] { poll(); }))
     {}
 
@@ -53,6 +53,7 @@ struct DAQInfo::Private
     std::optional<Wait> wait;
     quint64 waits = 0;
 
+    Inbox answers;
     std::shared_ptr<HardwareThread> hardware;
     std::unique_ptr<Timer> pollTimer;
 
@@ -82,13 +83,10 @@ struct DAQInfo::Private
 
 void DAQInfo::Private::answerLater(Answer done, bool value)
 {
-    QMetaObject::invokeMethod(
-        q,
-        [this, asked = selection, done = std::move(done), value] {
-            if (asked == selection && done)
-                done(value);
-        },
-        Qt::QueuedConnection);
+    answers.post([this, asked = selection, done = std::move(done), value] {
+        if (asked == selection && done)
+            done(value);
+    });
 }
 
 // ---- selection ----

@@ -2,12 +2,12 @@
 #pragma once
 
 #include "base/Mutex.h"
+#include "daqmx/Inbox.h"
 #include "hardware/HardwareSession.h"
 
-#include <QMetaObject>
-#include <QObject>
 #include <QThread>
 #include <atomic>
+#include <chrono>
 #include <future>
 #include <memory>
 #include <type_traits>
@@ -20,67 +20,59 @@ namespace vt {
 class HardwareThread
 {
 public:
-    /// Values come back on receiver's thread.
-    HardwareThread(DaqmxApi& driver, QObject* receiver) : m_session(driver), m_receiver(receiver)
+    /// Values come back through answers, on the thread where that lives.
+    HardwareThread(DaqmxApi& driver, Inbox* answers) : m_session(driver), m_answers(answers)
     {
         m_thread.setObjectName(QStringLiteral("hardware"));
-        m_anchor.moveToThread(&m_thread);
+        m_inbox.moveToThread(&m_thread);
         m_thread.start(QThread::InheritPriority);
     }
     ~HardwareThread() { m_thread.wait(); }
     HardwareThread(const HardwareThread&) = delete;
     HardwareThread& operator=(const HardwareThread&) = delete;
 
-    /// Runs work(session) on the hardware thread after all work that was posted before, then done(value) on
-    /// the receiver's thread. Dropped after shutDown().
+    /// Runs work(session) on the hardware thread after all work that was posted before, then done(value)
+    /// where the answers go. Dropped after shutDown().
     template <typename Work, typename Done>
     void run(Work work, Done done)
     {
-        QMetaObject::invokeMethod(
-            &m_anchor,
-            [this, work = std::move(work), done = std::move(done)]() mutable {
-                if (m_isShuttingDown)
-                    return;
-                using Value = std::invoke_result_t<Work, HardwareSession&>;
-                auto value = std::make_shared<Value>(work(m_session));
-                MutexLock lock(m_receiverMutex);
-                if (m_receiver)
-                    QMetaObject::invokeMethod(
-                        m_receiver, [value, done = std::move(done)]() mutable { done(std::move(*value)); },
-                        Qt::QueuedConnection);
-            },
-            Qt::QueuedConnection);
+        m_inbox.post([this, work = std::move(work), done = std::move(done)]() mutable {
+            if (m_isShuttingDown)
+                return;
+            using Value = std::invoke_result_t<Work, HardwareSession&>;
+            auto value = std::make_shared<Value>(work(m_session));
+            MutexLock lock(m_answersMutex);
+            if (m_answers)
+                m_answers->post([value, done = std::move(done)]() mutable { done(std::move(*value)); });
+        });
     }
 
-    /// Receiver's thread; once. From here on nothing is delivered. True when the session is closed and the
-    /// thread has ended; false when a driver call held it up for longer than timeoutMs: keep the object.
+    /// Once. From here on nothing is delivered. True when the session is closed and the thread ends; false
+    /// when a driver call held it up for longer than timeoutMs: keep the object.
     [[nodiscard]] bool shutDown(int timeoutMs)
     {
         {
-            MutexLock lock(m_receiverMutex);
-            m_receiver = nullptr;
+            MutexLock lock(m_answersMutex);
+            m_answers = nullptr;
         }
         m_isShuttingDown = true;
         auto closed = std::make_shared<std::promise<void>>();
         const std::future<void> whenClosed = closed->get_future();
-        QMetaObject::invokeMethod(
-            &m_anchor,
-            [this, closed] {
-                m_session.close();
-                m_thread.quit();
-                closed->set_value();
-            },
-            Qt::QueuedConnection);
+        m_inbox.post([this, closed] {
+            m_session.close();
+            m_thread.quit();
+            closed->set_value();
+        });
         return whenClosed.wait_for(std::chrono::milliseconds(timeoutMs)) == std::future_status::ready;
     }
 
 private:
     HardwareSession m_session;
-    Mutex m_receiverMutex;
-    QObject* m_receiver VT_GUARDED_BY(m_receiverMutex);
+    Mutex m_answersMutex;
+    Inbox* m_answers VT_GUARDED_BY(m_answersMutex);
     std::atomic<bool> m_isShuttingDown{false};
     QThread m_thread;
-    QObject m_anchor; ///< lives on m_thread; work is posted to it
+    Inbox m_inbox; ///< lives on m_thread
 };
 
 } // namespace vt

@@ -65,11 +65,24 @@ std::vector<std::string> FakeUnit::calls() const
     return m_calls;
 }
 
+std::size_t FakeUnit::countLocked(const std::string& name) const
+{
+    return static_cast<std::size_t>(
+        std::count_if(m_calls.begin(), m_calls.end(),
+                      [&name](const std::string& call) { return call.starts_with(name + '('); }));
+}
+
 std::size_t FakeUnit::count(const std::string& name) const
 {
-    const std::vector<std::string> all = calls();
-    return static_cast<std::size_t>(std::count_if(
-        all.begin(), all.end(), [&name](const std::string& call) { return call.starts_with(name + '('); }));
+    MutexLock lock(m_mutex);
+    return countLocked(name);
+}
+
+bool FakeUnit::waitForCount(const std::string& name, std::size_t n) const
+{
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, std::chrono::seconds(10),
+                              [&]() VT_NO_THREAD_SAFETY_ANALYSIS { return countLocked(name) >= n; });
 }
 
 void FakeUnit::forgetCalls()
@@ -94,6 +107,7 @@ std::int32_t FakeUnit::book(const std::string& function, const std::string& argu
 {
     const std::size_t index = m_calls.size();
     m_calls.push_back(function + '(' + arguments + ')');
+    m_changed.notify_all();
     while (function == m_hangFunction) {
         ++m_hanging;
         m_changed.notify_all();

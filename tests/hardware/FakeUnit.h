@@ -47,6 +47,8 @@ public:
     void hangFunction(const std::string& name);
     void release();
     [[nodiscard]] bool waitForHang() const;
+    /// Waits until name was called n times in all; false after 10 s.
+    [[nodiscard]] bool waitForCount(const std::string& name, std::size_t n) const;
 
     [[nodiscard]] std::vector<std::string> calls() const;
     [[nodiscard]] std::size_t count(const std::string& name) const;
@@ -77,6 +79,7 @@ public:
     std::int32_t DAQmxResetDevice(const char* device) override;
 
 private:
+    [[nodiscard]] std::size_t countLocked(const std::string& name) const VT_REQUIRES(m_mutex);
     /// Books a call; 0 when it may go on.
     std::int32_t book(const std::string& function, const std::string& arguments) VT_REQUIRES(m_mutex);
     std::int32_t bookTask(const std::string& function, daqmx::TaskHandle task,

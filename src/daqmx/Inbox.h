@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "base/Mutex.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QObject>
+#include <deque>
+#include <functional>
+#include <memory>
+
+namespace vt {
+
+/// Runs functions on the thread that it lives on, in the order in which they were posted. What a function
+/// carries is handed over under a lock of ours, so that ThreadSanitizer sees the hand-over, which it cannot
+/// with Qt's queued calls. Functions that have not run when it is destroyed never do.
+class Inbox : public QObject
+{
+public:
+    /// Any thread; does not wait.
+    void post(std::function<void()> step)
+    {
+        auto wake = std::make_unique<QEvent>(WakeType);
+        {
+            MutexLock lock(m_mutex);
+            m_steps.push_back(std::move(step));
+        }
+        QCoreApplication::postEvent(this, wake.release());
+    }
+
+protected:
+    bool event(QEvent* event) override
+    {
+        std::function<void()> step;
+        {
+            MutexLock lock(m_mutex); // before the event is looked at: it comes from the other thread, too
+            if (event->type() == WakeType && !m_steps.empty()) {
+                step = std::move(m_steps.front());
+                m_steps.pop_front();
+            }
+        }
+        if (!step)
+            return QObject::event(event);
+        step();
+        return true;
+    }
+
+private:
+    static constexpr QEvent::Type WakeType = QEvent::User;
+
+    Mutex m_mutex;
+    std::deque<std::function<void()>> m_steps VT_GUARDED_BY(m_mutex);
+};
+
+} // namespace vt

@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "hardware/DAQInfo.h"
+#include "FakeTimeSource.h"
+#include "FakeUnit.h"
+#include "LogCapture.h"
+#include "McuImage.h"
+#include "hardware/MCUBufferMap.h"
+
+#include <QEventLoop>
+#include <QSignalSpy>
+#include <QTimer>
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <memory>
+
+namespace vt::test {
+
+namespace {
+
+const FakeUnit::Device Dev1{"Dev1", "USB-6210", 42, false, 16};
+const FakeUnit::Device Dev1Other{"Dev1", "USB-6210", 43, false, 16};
+const FakeUnit::Device Dev2{"Dev2", "USB-6218", 7, true, 32};
+
+class DAQInfoTest : public testing::Test
+{
+protected:
+    DAQInfoTest()
+    {
+        unit.setDevices({Dev1, Dev2});
+        unit.withMcu([](I2cSlave& mcu) {
+            const auto image = ratUnitRegisters();
+            std::copy(image.begin(), image.end(), mcu.registers.begin());
+        });
+        info = std::make_unique<DAQInfo>(unit, time);
+    }
+
+    /// Runs call(answer) and the event loop until the answer is there; empty after 10 s.
+    template <typename Value, typename Call>
+    std::optional<Value> answerOf(Call call)
+    {
+        std::optional<Value> answer;
+        QEventLoop loop;
+        QTimer::singleShot(10'000, &loop, &QEventLoop::quit);
+        call([&](Value value) {
+            answer = std::move(value);
+            loop.quit();
+        });
+        if (!answer)
+            loop.exec();
+        return answer;
+    }
+    bool select(const QString& name)
+    {
+        return answerOf<bool>([&](auto done) { info->selectDevice(name, done); }).value_or(false);
+    }
+    /// Waits until everything that was posted to the hardware thread has been done.
+    void settle()
+    {
+        std::ignore = answerOf<bool>([&](auto done) { info->probeI2C(done); });
+    }
+    /// Lets fake time pass in polling steps, waiting for each look at the device list, until stop() holds.
+    template <typename Stop>
+    void stepUntil(Stop stop)
+    {
+        for (int step = 0; step < 100 && !stop(); ++step) {
+            settle();
+            if (!stop())
+                time.advance(200);
+        }
+    }
+
+    LogCapture log;
+    FakeUnit unit;
+    FakeTimeSource time;
+    std::unique_ptr<DAQInfo> info;
+};
+
+} // namespace
+
+TEST(MCUBufferMap, ReadsLittleEndianFields)
+{
+    EXPECT_EQ(MCUBufferMap(ratUnitRegisters()).header(), ratUnitHeader());
+}
+
+TEST_F(DAQInfoTest, EnumeratesDevices)
+{
+    QSignalSpy changed(info.get(), &DAQInfo::deviceListChanged);
+    info->refreshDAQList();
+    EXPECT_THAT(info->devices(), testing::ElementsAre(DAQDevice{u"Dev1"_qs, u"USB-6210"_qs, u"42"_qs, false},
+                                                      DAQDevice{u"Dev2"_qs, u"USB-6218"_qs, u"7"_qs, true}));
+    EXPECT_TRUE(log.hasInOrder(
+        {u"Device is Sim: False"_qs, u"Device is Sim: True"_qs,
+         u"DAQInfo::refreshDAQList: enumerated 2 device(s): Dev1 type USB-6210 Dev2 type USB-6218"_qs}));
+    info->refreshDAQList();
+    EXPECT_EQ(changed.count(), 1) << "the same list again is no change";
+}
+
+TEST_F(DAQInfoTest, EnumerationErrorsAreNamed)
+{
+    for (const char* function : {"GetSysDevNames", "GetDevProductType", "GetDevSerialNum"}) {
+        unit.failFunction(function);
+        info->refreshDAQList();
+        EXPECT_TRUE(log.has(QStringLiteral("DAQmx%1 error code: -88709").arg(QLatin1String(function))));
+    }
+    ASSERT_EQ(info->devices().size(), 2U);
+    EXPECT_TRUE(info->devices()[0].serial.isEmpty());
+    EXPECT_FALSE(select(u"Dev1"_qs)) << "a unit that does not tell its serial number cannot be recognised";
+    EXPECT_FALSE(info->selectedDevice().has_value());
+}
+
+TEST_F(DAQInfoTest, SelectionResetsTheDeviceAndOpensThreeBuses)
+{
+    EXPECT_TRUE(select(u"Dev1"_qs)) << "not refreshed before: the list is fetched";
+    EXPECT_EQ(info->selectedDevice()->serial, u"42"_qs);
+    EXPECT_EQ(info->analogInputCount(), 16);
+    EXPECT_TRUE(log.hasInOrder({u"Dev1/port0/line0"_qs, u"Dev1/port0/line1:2"_qs, u"Dev1/port0/line4"_qs,
+                                u"Dev1/port0/line5:6"_qs, u"Dev1/port1/line0"_qs, u"Dev1/port1/line1:2"_qs}));
+    EXPECT_EQ(unit.count("ResetDevice"), 1U);
+    EXPECT_EQ(unit.openTasks(), 6);
+    EXPECT_EQ(answerOf<bool>([&](auto done) { info->probeI2C(done); }), true);
+    const auto header = answerOf<std::optional<MCUHeader>>([&](auto done) { info->getMCUHeader(done); });
+    ASSERT_TRUE(header.has_value() && header->has_value());
+    EXPECT_EQ(**header, ratUnitHeader());
+
+    EXPECT_TRUE(select(u"Dev2"_qs));
+    EXPECT_EQ(info->analogInputCount(), 16) << "32 inputs, 16 of them usable";
+    EXPECT_EQ(unit.openTasks(), 6) << "the first device's buses are closed";
+    info.reset();
+    EXPECT_EQ(unit.openTasks(), 0);
+    EXPECT_EQ(unit.deadHandleCalls(), 0);
+}
+
+TEST_F(DAQInfoTest, ResetThatFailsIsOnlyLogged)
+{
+    unit.failFunction("ResetDevice");
+    EXPECT_TRUE(select(u"Dev1"_qs));
+    EXPECT_TRUE(log.has(u"DAQmxResetDevice failed for Dev1 err= -88709"_qs));
+}
+
+TEST_F(DAQInfoTest, SilentMicrocontrollerIsReported)
+{
+    ASSERT_TRUE(select(u"Dev1"_qs));
+    unit.withMcu([](I2cSlave& mcu) { mcu.isSilent = true; });
+    EXPECT_EQ(answerOf<bool>([&](auto done) { info->probeI2C(done); }), false);
+    EXPECT_TRUE(log.has(u"DAQInfo::probeI2C - MCU 0x10 read failed (i2c NAK / no response)"_qs));
+    const auto header = answerOf<std::optional<MCUHeader>>([&](auto done) { info->getMCUHeader(done); });
+    ASSERT_TRUE(header.has_value());
+    EXPECT_FALSE(header->has_value());
+    EXPECT_TRUE(log.has(u"DAQInfo::getMCUHeader - i2cRead failed"_qs));
+}
+
+TEST_F(DAQInfoTest, VanishedSelectionIsTornDownUnlessAcquiring)
+{
+    const QString tornDown =
+        u"DAQInfo::refreshDAQList: selected device Dev1 no longer enumerated — tearing down stale I2C session"_qs;
+    for (const auto& devices : {std::vector{Dev2}, std::vector{Dev1Other}}) {
+        unit.setDevices({Dev1, Dev2});
+        info->refreshDAQList();
+        ASSERT_TRUE(select(u"Dev1"_qs));
+        info->setAcquisitionStarted(true);
+        const qsizetype before = log.count(tornDown);
+        unit.setDevices(devices);
+        info->refreshDAQList();
+        EXPECT_EQ(unit.openTasks(), 6);
+        EXPECT_EQ(log.count(tornDown), before);
+        info->setAcquisitionStarted(false);
+        info->refreshDAQList();
+        info->refreshDAQList();
+        settle();
+        EXPECT_EQ(unit.openTasks(), 0);
+        EXPECT_EQ(log.count(tornDown), before + 1) << "once";
+        EXPECT_EQ(info->selectedDevice()->serial, u"42"_qs) << "recovery still knows what to wait for";
+    }
+}
+
+TEST_F(DAQInfoTest, PresenceMeansTheVeryUnit)
+{
+    EXPECT_FALSE(info->isDevicePresent()) << "nothing selected";
+    ASSERT_TRUE(select(u"Dev1"_qs));
+    EXPECT_TRUE(info->isDevicePresent());
+    unit.setDevices({Dev1Other, Dev2});
+    EXPECT_FALSE(info->isDevicePresent());
+    unit.setDevices({Dev2});
+    EXPECT_FALSE(info->isDevicePresent());
+    unit.setDevices({Dev2, Dev1});
+    EXPECT_TRUE(info->isDevicePresent());
+    info->deselect();
+    EXPECT_FALSE(info->isDevicePresent());
+}
+
+TEST_F(DAQInfoTest, WaitEndsWhenTheUnitIsBack)
+{
+    ASSERT_TRUE(select(u"Dev1"_qs));
+    QSignalSpy waiting(info.get(), &DAQInfo::waitingForDevice);
+    QSignalSpy ended(info.get(), &DAQInfo::waitingEnded);
+    unit.setDevices({Dev1Other});
+    std::optional<bool> ready;
+    info->waitForDeviceReady(3000, [&](bool isReady) { ready = isReady; });
+    EXPECT_EQ(waiting.count(), 1);
+    for (int i = 0; i < 5; ++i) {
+        settle();
+        time.advance(200);
+    }
+    EXPECT_FALSE(ready.has_value()) << "a unit with another serial number does not count";
+    unit.setDevices({Dev1});
+    stepUntil([&] { return ready.has_value(); });
+    EXPECT_EQ(ready, true);
+    EXPECT_EQ(ended.count(), 1);
+    EXPECT_TRUE(
+        log.hasInOrder({u"DAQInfo::waitForDeviceReady: waiting up to 3000 ms for Dev1 to re-enumerate"_qs,
+                        u"DAQInfo::waitForDeviceReady: ready after 1000 ms"_qs}));
+    EXPECT_EQ(time.activeTimers(), 0);
+}
+
+TEST_F(DAQInfoTest, WaitRunsOut)
+{
+    ASSERT_TRUE(select(u"Dev1"_qs));
+    unit.setDevices({});
+    unit.forgetCalls();
+    std::optional<bool> ready;
+    info->waitForDeviceReady(1000, [&](bool isReady) { ready = isReady; });
+    stepUntil([&] { return ready.has_value(); });
+    EXPECT_EQ(ready, false);
+    EXPECT_TRUE(log.has(u"DAQInfo::waitForDeviceReady: timeout after 1000 ms"_qs));
+    EXPECT_EQ(unit.count("GetSysDevNames"), 5U) << "at 0, 200, 400, 600 and 800 ms";
+}
+
+TEST_F(DAQInfoTest, RecoveryRebuildsTheSession)
+{
+    ASSERT_TRUE(select(u"Dev1"_qs));
+    unit.failFunction("WriteDigitalU32"); // the unit was unplugged: the buses fail for good
+    EXPECT_EQ(answerOf<bool>([&](auto done) { info->probeI2C(done); }), false);
+    unit.failFunction("");
+    EXPECT_EQ(answerOf<bool>([&](auto done) { info->probeI2C(done); }), false) << "no way back but a new bus";
+    EXPECT_EQ(answerOf<bool>([&](auto done) { info->recoverI2CSession(done); }), true);
+    EXPECT_EQ(unit.count("ResetDevice"), 2U);
+    EXPECT_EQ(unit.openTasks(), 6);
+    EXPECT_EQ(unit.deadHandleCalls(), 0);
+    EXPECT_EQ(answerOf<bool>([&](auto done) { info->probeI2C(done); }), true);
+}
+
+TEST_F(DAQInfoTest, RecoveryIsRefusedOrGivenUp)
+{
+    EXPECT_EQ(answerOf<bool>([&](auto done) { info->recoverI2CSession(done); }), false);
+    EXPECT_TRUE(log.has(u"DAQInfo::recoverI2CSession: no device selected"_qs));
+    ASSERT_TRUE(select(u"Dev1"_qs));
+
+    info->setAcquisitionStarted(true);
+    EXPECT_EQ(answerOf<bool>([&](auto done) { info->recoverI2CSession(done); }), false);
+    EXPECT_TRUE(log.has(u"DAQInfo::recoverI2CSession refused: acquisition already started"_qs));
+    info->setAcquisitionStarted(false);
+    EXPECT_EQ(unit.count("ResetDevice"), 1U);
+
+    unit.setDevices({Dev1Other});
+    std::optional<bool> recovered;
+    info->recoverI2CSession([&](bool isRecovered) { recovered = isRecovered; });
+    EXPECT_EQ(answerOf<bool>([&](auto done) { info->recoverI2CSession(done); }), false) << "one at a time";
+    stepUntil([&] { return recovered.has_value(); });
+    EXPECT_EQ(recovered, false);
+    EXPECT_TRUE(log.has(u"DAQInfo::recoverI2CSession: device Dev1 did not re-enumerate within 10000"_qs));
+    EXPECT_EQ(unit.count("ResetDevice"), 1U) << "the other unit is left alone";
+}
+
+TEST_F(DAQInfoTest, UnitThatLeavesDuringTheRebuildEndsTheRecovery)
+{
+    ASSERT_TRUE(select(u"Dev1"_qs));
+    unit.forgetCalls();
+    // The wait's look: list and serial number. Then the six tasks are closed with two calls each, and the
+    // look after that fails.
+    unit.failCall(2 + 12);
+    EXPECT_EQ(answerOf<bool>([&](auto done) { info->recoverI2CSession(done); }), false);
+    EXPECT_TRUE(
+        log.has(u"DAQInfo::recoverI2CSession: device went unready after deinitI2C; aborting recovery"_qs));
+    EXPECT_EQ(unit.openTasks(), 0);
+}
+
+TEST_F(DAQInfoTest, AnswersToAnOlderSelectionAreDropped)
+{
+    ASSERT_TRUE(select(u"Dev1"_qs));
+    bool isOldAnswered = false;
+    info->probeI2C([&](bool) { isOldAnswered = true; });
+    info->getMCUHeader([&](const std::optional<MCUHeader>&) { isOldAnswered = true; });
+    info->waitForDeviceReady(5000, [&](bool) { isOldAnswered = true; });
+    QSignalSpy ended(info.get(), &DAQInfo::waitingEnded);
+    EXPECT_TRUE(select(u"Dev2"_qs));
+    settle();
+    EXPECT_FALSE(isOldAnswered);
+    EXPECT_EQ(ended.count(), 1);
+    EXPECT_EQ(time.activeTimers(), 0);
+}
+
+TEST_F(DAQInfoTest, HangingDriverHoldsUpNobodyButItself)
+{
+    ASSERT_TRUE(select(u"Dev1"_qs));
+    unit.hangFunction("ReadDigitalU32");
+    std::optional<bool> answered;
+    info->probeI2C([&](bool hasAnswered) { answered = hasAnswered; });
+    ASSERT_TRUE(unit.waitForHang());
+    EXPECT_FALSE(info->isDevicePresent()) << "gives up after a second";
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_FALSE(info->isDevicePresent()) << "at once: the last look is still owed";
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(500));
+    EXPECT_FALSE(answered.has_value());
+    unit.release();
+    settle();
+    EXPECT_EQ(answered, true) << "late, but it comes";
+    EXPECT_TRUE(info->isDevicePresent());
+}
+
+} // namespace vt::test
