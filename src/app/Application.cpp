@@ -68,15 +68,29 @@ SessionController::Options sessionOptions()
     return options;
 }
 
+/// True for arguments that only lead to an error message. Single-dash words ("-platform") may be the window
+/// toolkit's, which takes them out itself.
+bool isMistaken(int argc, char** argv)
+{
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i) {
+        if (argv[i][0] == '-' && argv[i][1] != '-' && argv[i][1] != '\0')
+            return false;
+        arguments << QString::fromLocal8Bit(argv[i]);
+    }
+    return parseCommandLine(arguments).action == CommandLine::Action::Invalid;
+}
+
 } // namespace
 
 bool isConsoleRun(int argc, char** argv)
 {
     static constexpr std::array<std::string_view, 6> console{"--headless", "--list-devices", "--help",
                                                              "-h",         "--version",      "-v"};
-    return std::any_of(argv + 1, argv + argc, [](const char* argument) {
+    const auto isConsoleOption = [](const char* argument) {
         return std::find(console.begin(), console.end(), argument) != console.end();
-    });
+    };
+    return std::any_of(argv + 1, argv + argc, isConsoleOption) || isMistaken(argc, argv);
 }
 
 int runConsole()
