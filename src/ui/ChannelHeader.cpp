@@ -49,8 +49,11 @@ ChannelHeader::ChannelHeader(QWidget* parent)
 
 void ChannelHeader::setChannel(int channel, const QString& animalId)
 {
-    m_number->setText(QString::number(channel));
-    m_animal->setText(animalId);
+    const QString number = QString::number(channel);
+    const bool unnamed = animalId.isEmpty() || animalId == number;
+    m_number->setText(number);
+    m_number->setVisible(!unnamed);
+    m_animal->setText(unnamed ? tr("Channel %1").arg(number) : animalId);
     updateAccessibleName();
 }
 
@@ -70,10 +73,15 @@ void ChannelHeader::setSleep(SleepDisplay display)
     updateAccessibleName();
 }
 
+QString ChannelHeader::rangeText(double rangeVolts)
+{
+    return rangeVolts < 0.1 ? tr("±%1 mV").arg(QLocale().toString(rangeVolts * 1000, 'g', 3))
+                            : tr("±%1 V").arg(QLocale().toString(rangeVolts, 'g', 3));
+}
+
 void ChannelHeader::setRange(double rangeVolts)
 {
-    m_range->setText(rangeVolts < 0.1 ? tr("±%1 mV").arg(QLocale().toString(rangeVolts * 1000, 'g', 3))
-                                      : tr("±%1 V").arg(QLocale().toString(rangeVolts, 'g', 3)));
+    m_range->setText(rangeText(rangeVolts));
 }
 
 QString ChannelHeader::stateText() const

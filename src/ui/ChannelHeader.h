@@ -21,6 +21,8 @@ public:
     void setChannel(int channel, const QString& animalId);
     void setSleep(statustext::SleepDisplay display);
     void setRange(double rangeVolts);
+    /// "±0.2 V", "±50 mV".
+    [[nodiscard]] static QString rangeText(double rangeVolts);
     [[nodiscard]] QString stateText() const;
 
 private:

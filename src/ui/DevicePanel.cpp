@@ -12,6 +12,8 @@
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace vt {
 
 namespace {
@@ -37,7 +39,7 @@ QString spokenText(const DeviceEntry& device)
 
 DevicePanel::DevicePanel(QWidget* parent)
     : Card(tr("Unit"), parent), m_list(new QListWidget(this)), m_noDevices(new QLabel(this)),
-      m_listOrHint(new QStackedWidget(this)), m_refresh(new QPushButton(tr("&Refresh"), this)),
+      m_listOrHint(new QStackedWidget(this)), m_refresh(new QPushButton(tr("Refres&h"), this)),
       m_message(new QLabel(this)), m_details(new QWidget(this)), m_channels(valueLabel(m_details)),
       m_animal(valueLabel(m_details)), m_gain(valueLabel(m_details))
 {
@@ -46,6 +48,7 @@ DevicePanel::DevicePanel(QWidget* parent)
     m_refresh->setShortcut(QKeySequence(Qt::Key_F5));
     addHeaderWidget(m_refresh);
 
+    setFocusProxy(m_list);
     m_list->setObjectName(QStringLiteral("deviceList"));
     m_list->setAccessibleName(tr("Acquisition units"));
     m_list->setToolTip(tr("The unit to record from"));
@@ -58,8 +61,7 @@ DevicePanel::DevicePanel(QWidget* parent)
     setTextRole(m_noDevices, TextRole::Hint);
     m_listOrHint->addWidget(m_noDevices);
     m_listOrHint->addWidget(m_list);
-    const int rowHeight = m_list->fontMetrics().height() * 2 + 3 * spacing::Tiny;
-    m_listOrHint->setFixedHeight(2 * rowHeight + 4);
+    fitList(0);
 
     m_message->setWordWrap(true);
     setTextRole(m_message, TextRole::Hint);
@@ -110,9 +112,18 @@ void DevicePanel::setDevices(const std::vector<DeviceEntry>& devices)
         }
     }
     m_listOrHint->setCurrentIndex(devices.empty() ? 0 : 1);
+    fitList(static_cast<int>(devices.size()));
     m_filling = false;
     if (!stillThere && !m_chosen.isEmpty())
         handleSelection();
+}
+
+void DevicePanel::fitList(int devices)
+{
+    constexpr int FewestRows = 2;
+    constexpr int MostRows = 4;
+    const int rowHeight = m_list->fontMetrics().height() * 2 + 3 * spacing::Tiny;
+    m_listOrHint->setFixedHeight(std::clamp(devices, FewestRows, MostRows) * rowHeight + 4);
 }
 
 void DevicePanel::handleSelection()

@@ -41,6 +41,7 @@ private:
     void showDetails(const QString& channels, const QString& animal, const QString& gain);
     void showMessage(const QString& text);
     void handleSelection();
+    void fitList(int devices);
 
     QListWidget* m_list;
     QLabel* m_noDevices;

@@ -15,12 +15,13 @@ EmptyState::EmptyState(QWidget* parent) : QWidget(parent)
     auto* sentence = new QLabel(tr("Choose a unit, name the file, press Start."), this);
     setTextRole(sentence, TextRole::Body);
     setEmphasis(sentence, Emphasis::Muted);
-    sentence->setContentsMargins(0, 0, 0, spacing::Large);
 
     auto* grid = new QGridLayout(this);
     grid->setHorizontalSpacing(spacing::Medium);
     grid->setVerticalSpacing(spacing::Small);
-    grid->setRowStretch(0, 1);
+    // A little above the middle, where the eye looks first.
+    grid->setRowStretch(0, 2);
+    grid->setRowMinimumHeight(3, spacing::Large);
     grid->setColumnStretch(0, 1);
     grid->setColumnStretch(3, 1);
     grid->addWidget(headline, 1, 1, 1, 2);
@@ -34,11 +35,11 @@ EmptyState::EmptyState(QWidget* parent) : QWidget(parent)
         m_marks[step] = new QLabel(this);
         m_marks[step]->setMinimumWidth(spacing::Large);
         m_texts[step] = new QLabel(texts[step], this);
-        grid->addWidget(m_marks[step], static_cast<int>(step) + 3, 1);
-        grid->addWidget(m_texts[step], static_cast<int>(step) + 3, 2);
+        grid->addWidget(m_marks[step], static_cast<int>(step) + 4, 1);
+        grid->addWidget(m_texts[step], static_cast<int>(step) + 4, 2);
     }
     grid->setColumnStretch(2, 0);
-    grid->setRowStretch(StepCount + 3, 1);
+    grid->setRowStretch(StepCount + 4, 3);
     showSteps();
 }
 

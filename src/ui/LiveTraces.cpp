@@ -25,14 +25,16 @@ namespace {
 
 constexpr int TimeBases[] = {4, 8, 16, 30};
 constexpr int DefaultTimeBase = 8;
+constexpr double ScalesVolts[] = {0.05, 0.1, 0.2, 0.5, 1.0, 2.0, 5.0};
 constexpr int HeaderColumnWidth = 172;
 
 } // namespace
 
 LiveTraces::LiveTraces(QWidget* parent)
     : QFrame(parent), m_toolBar(new QHBoxLayout), m_note(new QLabel(this)), m_pages(new QButtonGroup(this)),
-      m_pageButtons(new QHBoxLayout), m_timeBase(new QComboBox(this)), m_stack(new QStackedWidget(this)),
-      m_empty(new EmptyState(this)), m_headerColumn(new QWidget(this)), m_plot(new TracePlot(this))
+      m_pageButtons(new QHBoxLayout), m_timeBase(new QComboBox(this)), m_scale(new QComboBox(this)),
+      m_stack(new QStackedWidget(this)), m_empty(new EmptyState(this)), m_headerColumn(new QWidget(this)),
+      m_plot(new TracePlot(this))
 {
     setKind(this, QStringLiteral("card"));
     setAccessibleName(tr("Live signals"));
@@ -59,7 +61,8 @@ LiveTraces::LiveTraces(QWidget* parent)
     connect(&m_timer, &QTimer::timeout, this, &LiveTraces::refresh);
     connect(m_plot, &TracePlot::rowsLaidOut, this, &LiveTraces::placeHeaders);
     connect(m_plot, &TracePlot::rangeChanged, this, [this](int index, double rangeVolts) {
-        m_headers.at(static_cast<std::size_t>(index))->setRange(rangeVolts);
+        if (index < static_cast<int>(m_headers.size())) // rows come before their headers
+            m_headers[static_cast<std::size_t>(index)]->setRange(rangeVolts);
     });
     setTimeBase(DefaultTimeBase);
     buildPages();
@@ -78,24 +81,39 @@ void LiveTraces::buildToolBar()
     m_timeBase->setAccessibleName(tr("Time base"));
     m_timeBase->setToolTip(tr("How many seconds of signal are shown"));
     m_timeBase->setObjectName(QStringLiteral("timeBase"));
-    auto* timeBaseLabel = new QLabel(tr("Time &base"), this);
-    timeBaseLabel->setBuddy(m_timeBase);
-    setTextRole(timeBaseLabel, TextRole::Caption);
+    m_scale->addItem(tr("Auto"), 0.0);
+    for (const double volts : ScalesVolts)
+        m_scale->addItem(ChannelHeader::rangeText(volts), volts);
+    m_scale->setAccessibleName(tr("Scale"));
+    m_scale->setToolTip(
+        tr("Height of the traces; Auto: each trace finds its own. What is recorded stays the same."));
+    m_scale->setObjectName(QStringLiteral("scale"));
 
     m_toolBar->setContentsMargins(spacing::Medium, 0, spacing::Medium, 0);
     m_toolBar->setSpacing(spacing::Small);
+    m_toolBar->addStrut(m_timeBase->sizeHint().height() + spacing::Tiny); // with and without page buttons
     m_toolBar->addWidget(title);
     m_toolBar->addWidget(m_note);
     m_toolBar->addStretch();
     m_toolBar->addLayout(m_pageButtons);
-    m_toolBar->addSpacing(spacing::Medium);
-    m_toolBar->addWidget(timeBaseLabel);
-    m_toolBar->addWidget(m_timeBase);
+    for (const auto& [caption, box] :
+         {std::pair{tr("Scal&e"), m_scale}, std::pair{tr("T&ime base"), m_timeBase}}) {
+        auto* label = new QLabel(caption, this);
+        label->setBuddy(box);
+        setTextRole(label, TextRole::Caption);
+        m_toolBar->addSpacing(spacing::Small);
+        m_toolBar->addWidget(label);
+        m_toolBar->addWidget(box);
+    }
 
     connect(m_pages, &QButtonGroup::idClicked, this, &LiveTraces::setPage);
     connect(m_timeBase, &QComboBox::currentIndexChanged, this, [this] {
         m_plot->setTimeBase(timeBaseSeconds());
         m_samples.assign(static_cast<std::size_t>(m_plot->samplesPerRow()), 0.0F);
+        refresh();
+    });
+    connect(m_scale, &QComboBox::currentIndexChanged, this, [this] {
+        m_plot->setFixedRange(m_scale->currentData().toDouble());
         refresh();
     });
     const auto turn = [this](int key, int by) {

@@ -75,6 +75,7 @@ private:
     QButtonGroup* m_pages;
     QHBoxLayout* m_pageButtons;
     QComboBox* m_timeBase;
+    QComboBox* m_scale;
     QStackedWidget* m_stack;
     EmptyState* m_empty;
     QWidget* m_headerColumn;

@@ -14,6 +14,7 @@
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QFontDatabase>
 #include <QGridLayout>
 #include <QLabel>
 #include <QLocale>
@@ -82,6 +83,7 @@ void MainWindow::buildCentral()
         wide->setFixedWidth(spacing::SideColumnWidth);
     m_controls->setFixedHeight(spacing::HeaderHeight);
     m_strip->setFixedHeight(spacing::HeaderHeight);
+    m_devices->setFocus();
 
     auto* grid = new QGridLayout(central);
     grid->setContentsMargins(spacing::Medium, spacing::Small, spacing::Medium, spacing::Small);
@@ -121,6 +123,8 @@ QWidget* MainWindow::buildSleepPage()
     auto* card = new Card(tr("Last recording"), page);
     m_report = new QPlainTextEdit(card);
     m_report->setReadOnly(true);
+    m_report->setFont(Theme::font(TextRole::Caption, QFontDatabase::systemFont(QFontDatabase::FixedFont)));
+    m_report->setFrameShape(QFrame::NoFrame);
     m_report->setAccessibleName(tr("Report of the last recording"));
     m_report->setToolTip(tr("Files, sleep and losses of the last recording"));
     m_report->setTabChangesFocus(true);
@@ -139,10 +143,9 @@ void MainWindow::buildStatusBar()
 {
     m_indicator = new QLabel(this);
     m_indicator->setObjectName(QStringLiteral("recordingIndicator"));
-    m_indicator->setContentsMargins(spacing::Medium, 0, 0, 0);
+    m_indicator->setContentsMargins(spacing::Medium, 0, spacing::Medium, 0);
     setEmphasis(m_indicator, Emphasis::Danger);
     m_simulated = new QLabel(tr("Simulated unit: the signals do not come from animals"), this);
-    m_simulated->setContentsMargins(0, 0, spacing::Medium, 0);
     setEmphasis(m_simulated, Emphasis::Warning);
     m_simulated->hide();
     statusBar()->setSizeGripEnabled(false);
@@ -211,8 +214,7 @@ void MainWindow::connectSession()
     });
     connect(&m_controller, &SessionController::segmentStarted, this,
             [this](const QString&, int segment) { handleSegmentStarted(segment); });
-    connect(&m_controller, &SessionController::segmentEnded, this,
-            [this] { m_traces->clearSource(tr("Signals stopped")); });
+    connect(&m_controller, &SessionController::segmentEnded, this, &MainWindow::freezeTraces);
     connect(&m_controller, &SessionController::recordingEnded, this, &MainWindow::handleRecordingEnded);
     connect(&m_statusTimer, &QTimer::timeout, this, &MainWindow::refreshStatus);
 }
@@ -231,6 +233,8 @@ void MainWindow::handleState(SessionState state)
     m_startAction->setEnabled(idle);
     m_stopAction->setEnabled(!idle && state != SessionState::Stopping);
     m_markerAction->setEnabled(state == SessionState::Recording);
+    if (state == SessionState::Paused)
+        freezeTraces();
     refreshStatus();
     if (idle && m_closeWhenIdle)
         close();
@@ -256,6 +260,12 @@ void MainWindow::handleSegmentStarted(int segment)
         m_side->setCurrentIndex(SleepTab);
     }
     refreshStatus();
+}
+
+void MainWindow::freezeTraces()
+{
+    m_traces->clearSource(m_controller.state() == SessionState::Paused ? tr("Paused, waiting for the unit")
+                                                                       : tr("Signals stopped"));
 }
 
 void MainWindow::handleRecordingEnded(EndReason reason)
@@ -293,7 +303,9 @@ void MainWindow::refreshStatus()
     const SessionStatus status = m_controller.status();
     m_strip->setStatus(status);
     if (!status.channels.empty() || status.state != SessionState::Idle) {
-        m_sleep->setChannels(status.channels, m_scoring);
+        m_sleep->setChannels(status.channels, m_scoring,
+                             status.state == SessionState::Idle ? SleepTable::Phase::Ended
+                                                                : SleepTable::Phase::Running);
         m_traces->setChannels(status.channels, m_scoring);
     }
     const bool named = status.state != SessionState::Idle && !status.basePath.isEmpty();

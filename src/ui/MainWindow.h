@@ -72,6 +72,7 @@ private:
 
     void handleState(SessionState state);
     void handleSegmentStarted(int segment);
+    void freezeTraces();
     void handleRecordingEnded(EndReason reason);
     void handleMarker();
     void handleAutoResume(bool enabled);

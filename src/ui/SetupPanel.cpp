@@ -16,6 +16,7 @@
 #include <QRegularExpression>
 #include <QSignalBlocker>
 #include <QSpinBox>
+#include <QStackedWidget>
 #include <QTableWidget>
 #include <QTimeEdit>
 #include <QVBoxLayout>
@@ -50,8 +51,9 @@ void addField(QGridLayout* grid, int column, const QString& caption, QWidget* fi
 
 SetupPanel::SetupPanel(QWidget* parent)
     : QWidget(parent), m_channelCount(new QSpinBox(this)), m_animals(new QTableWidget(this)),
-      m_lightOn(new QTimeEdit(this)), m_darkOn(new QTimeEdit(this)), m_activityOnly(new QCheckBox(this)),
-      m_bandpass(new QCheckBox(this)), m_fileName(new ElidedLabel(this)), m_folder(new ElidedLabel(this)),
+      m_animalsOrHint(new QStackedWidget(this)), m_lightOn(new QTimeEdit(this)),
+      m_darkOn(new QTimeEdit(this)), m_activityOnly(new QCheckBox(this)), m_bandpass(new QCheckBox(this)),
+      m_fileName(new ElidedLabel(this)), m_folder(new ElidedLabel(this)),
       m_selectFile(new QPushButton(tr("Select &File..."), this))
 {
     auto* layout = new QVBoxLayout(this);
@@ -96,7 +98,13 @@ Card* SetupPanel::buildAnimals()
     m_animals->setEditTriggers(QAbstractItemView::AllEditTriggers);
     m_animals->setTabKeyNavigation(false);
     m_animals->setMinimumHeight((VisibleAnimalRows + 1) * (fontMetrics().height() + spacing::Small));
-    card->body()->addWidget(m_animals, 1);
+    auto* hint = new QLabel(tr("The channels of the chosen unit appear here."), m_animalsOrHint);
+    hint->setAlignment(Qt::AlignCenter);
+    hint->setWordWrap(true);
+    setTextRole(hint, TextRole::Hint);
+    m_animalsOrHint->addWidget(hint);
+    m_animalsOrHint->addWidget(m_animals);
+    card->body()->addWidget(m_animalsOrHint, 1);
 
     connect(m_channelCount, &QSpinBox::valueChanged, this, [this](int count) {
         m_wantedChannels = count;
@@ -117,7 +125,7 @@ Card* SetupPanel::buildAnimals()
 Card* SetupPanel::buildFile()
 {
     auto* card = new Card(tr("Recording"), this);
-    m_activityOnly->setText(tr("Activity &only"));
+    m_activityOnly->setText(tr("&Activity only"));
     describe(m_activityOnly, tr("Activity only"), tr("Record activity without scoring sleep and wake"));
     m_bandpass->setText(tr("&Band-pass"));
     describe(m_bandpass, tr("Band-pass"),
@@ -205,6 +213,7 @@ void SetupPanel::setChannelCount(int count)
     while (m_ids.size() < count)
         m_ids.append(QString());
     m_animals->setRowCount(count);
+    m_animalsOrHint->setCurrentIndex(count > 0 ? 1 : 0);
     for (int row = 0; row < count; ++row) {
         auto number = std::make_unique<QTableWidgetItem>(QString::number(row + 1));
         number->setFlags(Qt::ItemIsEnabled);

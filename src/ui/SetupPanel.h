@@ -11,6 +11,7 @@ class QCheckBox;
 class QLabel;
 class QPushButton;
 class QSpinBox;
+class QStackedWidget;
 class QTableWidget;
 class QTimeEdit;
 class QVBoxLayout;
@@ -61,6 +62,7 @@ private:
 
     QSpinBox* m_channelCount;
     QTableWidget* m_animals;
+    QStackedWidget* m_animalsOrHint;
     QTimeEdit* m_lightOn;
     QTimeEdit* m_darkOn;
     QCheckBox* m_activityOnly;

@@ -166,10 +166,10 @@ SleepTable::SleepTable(QWidget* parent)
     layout->setSpacing(spacing::Small);
     layout->addWidget(m_summary);
     layout->addWidget(m_view, 1);
-    setChannels({}, Scoring::SleepWake);
+    setChannels({}, Scoring::SleepWake, Phase::Ended);
 }
 
-void SleepTable::setChannels(const std::vector<ChannelSummary>& channels, Scoring scoring)
+void SleepTable::setChannels(const std::vector<ChannelSummary>& channels, Scoring scoring, Phase phase)
 {
     m_model->setChannels(channels, scoring);
     if (channels.empty())
@@ -177,7 +177,10 @@ void SleepTable::setChannels(const std::vector<ChannelSummary>& channels, Scorin
     else if (scoring == Scoring::ActivityOnly)
         m_summary->setText(tr("Activity only: sleep is not scored."));
     else
-        m_summary->setText(tr("Asleep now: %1 of %2").arg(m_model->asleepCount()).arg(channels.size()));
+        m_summary->setText((phase == Phase::Running ? tr("Asleep now: %1 of %2")
+                                                    : tr("Recording ended; asleep at the end: %1 of %2"))
+                               .arg(m_model->asleepCount())
+                               .arg(channels.size()));
 }
 
 } // namespace vt

@@ -41,7 +41,8 @@ class SleepTable : public QWidget
     Q_OBJECT
 public:
     explicit SleepTable(QWidget* parent = nullptr);
-    void setChannels(const std::vector<ChannelSummary>& channels, statustext::Scoring scoring);
+    enum class Phase { Running, Ended };
+    void setChannels(const std::vector<ChannelSummary>& channels, statustext::Scoring scoring, Phase phase);
 
 private:
     SleepModel* m_model;

@@ -9,6 +9,8 @@
 #include <QLocale>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace vt {
 
 namespace {
@@ -37,9 +39,14 @@ QString dash()
 
 } // namespace
 
-MetricCell::MetricCell(const QString& caption, const QString& objectName, QWidget* parent)
+MetricCell::MetricCell(const QString& caption, const QString& objectName, const QString& widest,
+                       QWidget* parent)
     : QWidget(parent), m_caption(caption), m_value(new ElidedLabel(this))
 {
+    const QFontMetrics captionMetrics(Theme::font(TextRole::Caption, font()));
+    const QFontMetrics valueMetrics(Theme::font(TextRole::Value, font()));
+    setMinimumWidth(
+        std::max(captionMetrics.horizontalAdvance(caption), valueMetrics.horizontalAdvance(widest)) + 2);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(2);
@@ -70,28 +77,27 @@ QString MetricCell::value() const
     return m_value->text();
 }
 
-StatusStrip::StatusStrip(QWidget* parent)
-    : QFrame(parent), m_state(new MetricCell(tr("State"), QStringLiteral("state"), this)),
-      m_elapsed(new MetricCell(tr("Elapsed"), QStringLiteral("elapsed"), this)),
-      m_name(new MetricCell(tr("Recording"), QStringLiteral("name"), this)),
-      m_segment(new MetricCell(tr("Segment"), QStringLiteral("segment"), this)),
-      m_acquired(new MetricCell(tr("Frames acquired"), QStringLiteral("acquired"), this)),
-      m_dropped(new MetricCell(tr("Dropped"), QStringLiteral("dropped"), this)),
-      m_queue(new MetricCell(tr("Writer queue"), QStringLiteral("queue"), this)),
-      m_disk(new MetricCell(tr("Disk space left"), QStringLiteral("disk"), this))
+StatusStrip::StatusStrip(QWidget* parent) : QFrame(parent)
 {
     setKind(this, QStringLiteral("card"));
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(spacing::Large, 0, spacing::Large, 0);
-    layout->setSpacing(spacing::Large);
-    layout->addWidget(m_state, 11);
-    layout->addWidget(m_elapsed, 11);
-    layout->addWidget(m_name, 17);
-    layout->addWidget(m_segment, 8);
-    layout->addWidget(m_acquired, 13);
-    layout->addWidget(m_dropped, 9);
-    layout->addWidget(m_queue, 11);
-    layout->addWidget(m_disk, 18);
+    layout->setSpacing(spacing::Medium);
+    const auto add = [&](const QString& caption, const char* name, const QString& widest, int stretch) {
+        auto* cell = new MetricCell(caption, QLatin1String(name), widest, this);
+        layout->addWidget(cell, stretch);
+        return cell;
+    };
+    m_state = add(tr("State"), "state", statustext::stateText(SessionState::Recording), 1);
+    m_elapsed = add(tr("Elapsed"), "elapsed", statustext::elapsedText(qint64{10} * 86400 * 1000), 1);
+    // The name takes what the others leave.
+    m_name = add(tr("Recording"), "name", QString(), 4);
+    m_segment = add(tr("Segment"), "segment", statustext::segmentText(0), 1);
+    m_acquired = add(tr("Frames acquired"), "acquired", QLocale().toString(88888888), 1);
+    m_dropped = add(tr("Dropped"), "dropped", QLocale().toString(8888), 1);
+    m_queue = add(tr("Writer queue"), "queue", tr("%1, data lost").arg(8), 1);
+    m_disk =
+        add(tr("Disk space left"), "disk", QStringLiteral("888 GB, ") + statustext::lastsText(888, 1), 1);
     setStatus({});
 }
 
@@ -168,7 +174,8 @@ void StatusStrip::showDisk(const SessionStatus& status)
                                 ? tr("Free space where the recording is saved")
                                 : tr("Free space where the recording is saved; lasts %1 at %2 per hour")
                                       .arg(lasts, statustext::bytesText(status.bytesPerHour));
-    m_disk->show(value, toolTip, low ? Emphasis::Danger : Emphasis::Normal);
+    const bool idle = status.state == SessionState::Idle;
+    m_disk->show(value, toolTip, low ? Emphasis::Danger : idle ? Emphasis::Muted : Emphasis::Normal);
 }
 
 } // namespace vt

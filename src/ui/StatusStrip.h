@@ -17,7 +17,8 @@ class MetricCell : public QWidget
 {
     Q_OBJECT
 public:
-    MetricCell(const QString& caption, const QString& objectName, QWidget* parent);
+    /// widest: what usually has to fit without being shortened.
+    MetricCell(const QString& caption, const QString& objectName, const QString& widest, QWidget* parent);
     void show(const QString& value, const QString& toolTip, Emphasis emphasis = Emphasis::Normal);
     [[nodiscard]] QString value() const;
 
@@ -39,14 +40,14 @@ private:
     void showDisk(const SessionStatus& status);
     void showQueue(const SessionStatus& status);
 
-    MetricCell* m_state;
-    MetricCell* m_elapsed;
-    MetricCell* m_name;
-    MetricCell* m_segment;
-    MetricCell* m_acquired;
-    MetricCell* m_dropped;
-    MetricCell* m_queue;
-    MetricCell* m_disk;
+    MetricCell* m_state = nullptr;
+    MetricCell* m_elapsed = nullptr;
+    MetricCell* m_name = nullptr;
+    MetricCell* m_segment = nullptr;
+    MetricCell* m_acquired = nullptr;
+    MetricCell* m_dropped = nullptr;
+    MetricCell* m_queue = nullptr;
+    MetricCell* m_disk = nullptr;
 };
 
 } // namespace vt

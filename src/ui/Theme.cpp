@@ -133,6 +133,7 @@ QLabel[emphasis="good"] { color: @good; }
 QLabel[emphasis="warning"] { color: @warning; }
 QLabel[emphasis="danger"] { color: @danger; }
 QLabel[emphasis="muted"] { color: @muted; }
+QLabel:disabled { color: @disabled; }
 
 QLabel[kind="chip"] { border: 1px solid @border; border-radius: 4px; padding: 1px 6px; color: @muted;
     font-size: @captionpt; font-weight: 600; }
@@ -159,7 +160,7 @@ QPushButton[kind="plain"]:focus { padding: 8px 11px; }
 QTabWidget::pane { border: none; }
 QTabBar { qproperty-drawBase: 0; }
 QTabBar::tab { background: transparent; color: @muted; padding: 7px 12px; border: none;
-    border-bottom: 2px solid @border; }
+    border-bottom: 2px solid transparent; }
 QTabBar::tab:selected { color: @text; border-bottom: 2px solid @accent; font-weight: 600; }
 QTabBar::tab:hover:!selected { color: @text; }
 QTabBar::tab:focus { color: @accent; }
@@ -167,10 +168,11 @@ QTabBar::tab:focus { color: @accent; }
 QTableView, QListView, QPlainTextEdit { background: @surface; border: 1px solid @border; gridline-color: @grid;
     border-radius: 4px; outline: 0; }
 QTableView:focus, QListView:focus, QPlainTextEdit:focus { border: 1px solid @accent; }
-QTableView::item { padding: 0 6px; }
+QTableView::item { padding: 0 6px; border: none; }
+QTableView::item:selected { background: @highlight; color: @onHighlight; }
 QHeaderView { background: transparent; }
 QHeaderView::section { background: @window; color: @muted; border: none; border-bottom: 1px solid @border;
-    padding: 4px 6px; font-size: @captionpt; }
+    padding: 4px 9px; font-size: @captionpt; }
 QStatusBar { background: @window; border-top: 1px solid @border; }
 QStatusBar::item { border: none; }
 )";
@@ -310,6 +312,8 @@ QString Theme::styleSheet(const QFont& base) const
         {QLatin1String("@asleep"), asleep.name()},
         {QLatin1String("@awake"), awake.name()},
         {QLatin1String("@grid"), grid.name()},
+        {QLatin1String("@highlight"), palette.color(QPalette::Active, QPalette::Highlight).name()},
+        {QLatin1String("@onHighlight"), palette.color(QPalette::Active, QPalette::HighlightedText).name()},
         {QLatin1String("@button"), palette.color(QPalette::Active, QPalette::Button).name()},
         {QLatin1String("@disabled"), palette.color(QPalette::Disabled, QPalette::ButtonText).name()},
     };

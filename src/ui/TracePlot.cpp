@@ -13,7 +13,8 @@ namespace vt {
 
 namespace {
 
-constexpr int SideMargin = spacing::Medium;
+constexpr int SideMargin = spacing::Large + spacing::Tiny; ///< half of the outermost time label fits in
+constexpr double Headroom = 1.1; ///< keeps a trace at full range off the neighbouring rows
 
 } // namespace
 
@@ -24,8 +25,9 @@ TracePlot::TracePlot(QWidget* parent) : QWidget(parent), m_plot(new QCustomPlot(
     layout->addWidget(m_plot);
     m_plot->setAccessibleName(tr("Live traces"));
     m_plot->setFocusPolicy(Qt::NoFocus);
+    m_plot->setMinimumSize(100, 100); // nothing can be painted on an empty picture
     m_plot->setInteractions(QCP::Interactions());
-    m_plot->setNotAntialiasedElements(QCP::aeAll);
+    m_plot->setNotAntialiasedElements(QCP::AntialiasedElements(QCP::aeAll) & ~QCP::aePlottables);
     m_plot->setNoAntialiasingOnDrag(true);
     m_plot->setPlottingHints(QCP::phFastPolylines | QCP::phCacheLabels);
     m_plot->setAutoAddPlottableToLegend(false);
@@ -80,11 +82,10 @@ void TracePlot::addRow(int index)
     const QSharedPointer<QCPAxisTickerText> zeroOnly(new QCPAxisTickerText);
     zeroOnly->addTick(0.0, QString());
     value->setTicker(zeroOnly);
-    value->setRange(-row.range.range(), row.range.range());
     row.graph = m_plot->addGraph(row.rect->axis(QCPAxis::atBottom), value);
     row.graph->setLayer(m_traceLayer);
     row.graph->setAdaptiveSampling(false); // the points are already reduced to what pixels can show
-    row.graph->setAntialiased(false);
+    row.graph->setAntialiased(true);
     row.mark = new QCPItemText(m_plot);
     row.mark->setLayer(m_traceLayer);
     row.mark->setClipAxisRect(row.rect);
@@ -95,6 +96,7 @@ void TracePlot::addRow(int index)
     row.mark->setVisible(false);
     row.mark->setPadding(QMargins(spacing::Small, 2, spacing::Small, 2));
     m_rows.push_back(row);
+    applyRange(index);
 }
 
 void TracePlot::addTimeAxis()
@@ -147,8 +149,11 @@ int TracePlot::samplesPerRow() const
 void TracePlot::setSamples(int row, std::span<const float> samples, quint64 endNumber)
 {
     Row& target = m_rows.at(static_cast<std::size_t>(row));
-    const int columns = std::max(target.rect->width(), 1);
-    const int perBin = std::max(1, static_cast<int>(samples.size()) / columns);
+    // Two points for two pixel columns: as many as the eye can tell apart, half of what a line through every
+    // column would cost. A trace with fewer samples than that keeps all of them.
+    const int bins = std::max(target.rect->width() / 2, 1);
+    const int count = static_cast<int>(samples.size());
+    const int perBin = count > 2 * bins ? (count + bins - 1) / bins : 1;
     decimateTrace(samples, endNumber, perBin, SampleRateHz, m_points);
     QVector<QCPGraphData> line;
     line.reserve(static_cast<qsizetype>(m_points.size()));
@@ -158,12 +163,26 @@ void TracePlot::setSamples(int row, std::span<const float> samples, quint64 endN
         peak = std::max(peak, std::abs(point.value));
     }
     target.graph->data()->set(line, true);
-    const double before = target.range.range();
-    const double range = target.range.update(peak);
-    if (range != before || target.rect->axis(QCPAxis::atLeft)->range().upper != range) {
-        target.rect->axis(QCPAxis::atLeft)->setRange(-range, range);
-        emit rangeChanged(row, range);
-    }
+    target.range.update(peak);
+    applyRange(row);
+}
+
+void TracePlot::applyRange(int row)
+{
+    Row& target = m_rows.at(static_cast<std::size_t>(row));
+    const double range = rangeVolts(row);
+    if (range == target.shownVolts)
+        return;
+    target.shownVolts = range;
+    target.rect->axis(QCPAxis::atLeft)->setRange(-range * Headroom, range * Headroom);
+    emit rangeChanged(row, range);
+}
+
+void TracePlot::setFixedRange(double volts)
+{
+    m_fixedVolts = volts;
+    for (int row = 0; row < rowCount(); ++row)
+        applyRange(row);
 }
 
 void TracePlot::setNoSignal(int row, bool noSignal)
@@ -185,6 +204,10 @@ void TracePlot::clearSamples()
 
 void TracePlot::redraw()
 {
+    if (!isVisible() || m_plot->size().isEmpty()) {
+        m_staticChanged = true; // there is nothing to paint on yet
+        return;
+    }
     if (m_staticChanged) {
         m_staticChanged = false;
         m_plot->replot();
@@ -200,7 +223,7 @@ QRect TracePlot::rowRect(int row) const
 
 double TracePlot::rangeVolts(int row) const
 {
-    return m_rows.at(static_cast<std::size_t>(row)).range.range();
+    return m_fixedVolts > 0 ? m_fixedVolts : m_rows.at(static_cast<std::size_t>(row)).range.range();
 }
 
 int TracePlot::pointCount(int row) const

@@ -29,6 +29,8 @@ public:
     void setRowCount(int rows);
     [[nodiscard]] int rowCount() const { return static_cast<int>(m_rows.size()); }
     void setTimeBase(int seconds);
+    /// The same range for all rows; 0: each row finds its own.
+    void setFixedRange(double volts);
     /// Samples that a row shows at the current time base.
     [[nodiscard]] int samplesPerRow() const;
 
@@ -61,12 +63,14 @@ private:
         QCPGraph* graph = nullptr;
         QCPItemText* mark = nullptr;
         AutoRange range;
+        double shownVolts = 0.0;
         bool noSignal = false;
     };
     void addRow(int index);
     void addTimeAxis();
     void applyTheme();
     void applyTimeTicks();
+    void applyRange(int row);
 
     QCustomPlot* m_plot;
     QCPLayer* m_traceLayer = nullptr;
@@ -74,6 +78,7 @@ private:
     std::vector<Row> m_rows;
     std::vector<TracePoint> m_points;
     int m_seconds = 8;
+    double m_fixedVolts = 0.0;
     bool m_staticChanged = true;
 };
 

@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// vt_screenshots FOLDER: runs the window on the simulated unit, without a display, and saves pictures of what
+// a user sees from the first look to the end of a recording: light and dark, small and large. Prints what a
+// refresh of the traces costs. Exit status 1 when a step did not come about.
+#include "base/TimeSource.h"
+#include "session/SessionController.h"
+#include "simulation/SimulatedUnit.h"
+#include "ui/LiveTraces.h"
+#include "ui/MainWindow.h"
+#include "ui/SetupPanel.h"
+#include "ui/Theme.h"
+#include "ui/WindowInteraction.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QTimer>
+#include <ctime>
+#include <functional>
+
+using namespace vt;
+
+namespace {
+
+constexpr int StepTimeoutMs = 30000;
+constexpr int PollMs = 20;
+constexpr int MeasuredRefreshes = 100;
+
+struct Look
+{
+    QString name;
+    QPalette palette;
+    QSize size;
+};
+
+/// Lets the program run until the condition holds.
+bool runUntil(const std::function<bool()>& condition, int timeoutMs = StepTimeoutMs)
+{
+    QEventLoop loop;
+    QElapsedTimer elapsed;
+    elapsed.start();
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+        if (condition() || elapsed.elapsed() > timeoutMs)
+            loop.quit();
+    });
+    poll.start(PollMs);
+    loop.exec();
+    return condition();
+}
+
+void runFor(int milliseconds)
+{
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+/// Processor time, so that the figure does not depend on what else the machine does.
+double processorMs()
+{
+    return 1000.0 * static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+}
+
+/// One window on one simulated unit, taken through a recording.
+class Tour
+{
+public:
+    Tour(const Look& look, int channels, const QString& folder)
+        : m_look(look), m_channels(channels), m_folder(folder), m_unit(unitConfig(channels)),
+          m_session(m_unit, m_time, m_user, {.autoResume = true, .rememberSaveName = {}}),
+          m_window(m_session, m_user)
+    {
+        m_unit.setReadyForMore([this] { return m_session.readyForMoreData(); });
+        m_window.resize(look.size);
+        m_window.show();
+    }
+
+    bool run()
+    {
+        runFor(300);
+        save(QStringLiteral("1-idle"));
+        auto* list = m_window.findChild<QListWidget*>(QStringLiteral("deviceList"));
+        if (!runUntil([list] { return list->count() > 0; }))
+            return failed("no device is offered");
+        list->setCurrentRow(0);
+        if (!runUntil([this] { return m_session.status().device.usable; }))
+            return failed("the device does not answer");
+        RecordingSetup setup = m_window.setupPanel()->setup();
+        setup.basePath = m_recordings.filePath(QStringLiteral("cohort7_night2"));
+        setup.animalIds.clear();
+        for (int channel = 0; channel < m_channels - 1; ++channel)
+            setup.animalIds << QStringLiteral("M-%1").arg(101 + channel);
+        m_window.setupPanel()->setSetup(setup);
+        runFor(100);
+        save(QStringLiteral("2-ready"));
+
+        button("startButton")->click();
+        const auto scored = [this] {
+            const SessionStatus status = m_session.status();
+            return status.framesProcessed > 30 * 60 * 12 && status.freeDiskBytes >= 0;
+        };
+        if (!runUntil(scored))
+            return failed("the recording does not get going");
+        save(QStringLiteral("3-recording"));
+        m_window.findChild<QTabWidget*>()->setCurrentIndex(0);
+        m_window.liveTraces()->setTimeBase(30);
+        m_window.liveTraces()->setPage(1);
+        button("markerButton")->click();
+        runFor(300);
+        save(QStringLiteral("4-recording-30s"));
+        measure();
+        return endRecording();
+    }
+
+private:
+    static SimulatedUnit::Config unitConfig(int channels)
+    {
+        SimulatedUnit::Config config;
+        config.channels = channels;
+        config.clock = SimulatedUnit::Clock::AsReady;
+        config.speed = 200.0; // animals take minutes to fall asleep
+        return config;
+    }
+
+    bool endRecording()
+    {
+        m_unit.unplug();
+        if (!runUntil([this] { return notice(QStringLiteral("DAQ Disconnected")) != nullptr; }))
+            return failed("the disconnect is not noticed");
+        runFor(100);
+        save(QStringLiteral("5-paused"));
+        saveWidget(notice(QStringLiteral("DAQ Disconnected")), QStringLiteral("6-notice"));
+        m_unit.replug();
+        if (!runUntil([this] { return m_session.state() == SessionState::Recording; }))
+            return failed("the recording does not go on");
+        runFor(500);
+        button("stopButton")->click();
+        runFor(100);
+        QMessageBox* question = notice(QStringLiteral("Stop Recording"));
+        if (!question)
+            return failed("the stop question is not asked");
+        saveWidget(question, QStringLiteral("7-question"));
+        question->defaultButton()->click();
+        if (!runUntil([this] { return m_session.state() == SessionState::Idle; }))
+            return failed("the recording does not end");
+        m_window.findChild<QTabWidget*>()->setCurrentIndex(1);
+        runFor(100);
+        save(QStringLiteral("8-ended"));
+        return true;
+    }
+
+    QAbstractButton* button(const char* name) const
+    {
+        return m_window.findChild<QAbstractButton*>(QLatin1String(name));
+    }
+
+    QMessageBox* notice(const QString& title) const
+    {
+        for (QMessageBox* box : m_window.findChildren<QMessageBox*>())
+            if (box->isVisible() && box->windowTitle() == title)
+                return box;
+        return nullptr;
+    }
+
+    void measure()
+    {
+        const double before = processorMs();
+        for (int i = 0; i < MeasuredRefreshes; ++i) {
+            m_window.liveTraces()->refresh();
+            m_window.liveTraces()->repaint();
+        }
+        QTextStream(stdout) << m_look.name << ", " << m_channels
+                            << " channels: " << (processorMs() - before) / MeasuredRefreshes
+                            << " ms of processor time for a refresh of the visible page (all threads)\n";
+    }
+
+    void save(const QString& step) { saveWidget(&m_window, step); }
+
+    void saveWidget(QWidget* widget, const QString& step)
+    {
+        const QString name = QStringLiteral("%1-%2ch-%3.png").arg(m_look.name).arg(m_channels).arg(step);
+        if (!widget->grab().save(QDir(m_folder).filePath(name)))
+            QTextStream(stderr) << "Could not save " << name << '\n';
+    }
+
+    bool failed(const char* what)
+    {
+        QTextStream(stderr) << m_look.name << ": " << what << '\n';
+        return false;
+    }
+
+    const Look m_look;
+    const int m_channels;
+    const QString m_folder;
+    QTemporaryDir m_recordings;
+    SystemTimeSource m_time;
+    WindowInteraction m_user;
+    SimulatedUnit m_unit;
+    SessionController m_session;
+    MainWindow m_window;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    applyApplicationStyle(application);
+    const QStringList arguments = QApplication::arguments();
+    if (arguments.size() != 2 || !QDir().mkpath(arguments[1])) {
+        QTextStream(stderr) << "usage: vt_screenshots FOLDER\n";
+        return 2;
+    }
+    const QSize small(1280, 800);
+    const QSize large(1920, 1080);
+    bool complete = true;
+    for (const auto& [look, channels] :
+         {std::pair{Look{QStringLiteral("light-1280"), Theme::lightPalette(), small}, 8},
+          std::pair{Look{QStringLiteral("dark-1280"), Theme::darkPalette(), small}, 16},
+          std::pair{Look{QStringLiteral("light-1920"), Theme::lightPalette(), large}, 16},
+          std::pair{Look{QStringLiteral("dark-1920"), Theme::darkPalette(), large}, 8}}) {
+        QApplication::setPalette(look.palette);
+        complete = Tour(look, channels, arguments[1]).run() && complete;
+    }
+    return complete ? 0 : 1;
+}
