@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Source of the kernels: included once by each Kernels*.cpp, which is compiled for one instruction set and
-// defines VT_KERNELS, the name of the table, before. Everything here has internal linkage, and nothing from
-// the standard library is called: an inline function compiled for a newer instruction set could otherwise be
-// picked by the linker for the whole program.
+// defines VT_KERNELS, the name of the table, and VT_LANES, doubles per vector, before. Everything here has
+// internal linkage, and nothing from the standard library is called: an inline function compiled for a newer
+// instruction set could otherwise be picked by the linker for the whole program.
 
 #include "processing/kernels/Kernels.h"
 
@@ -11,77 +11,74 @@
 namespace vt {
 namespace {
 
-constexpr std::size_t Lanes = 4;
+constexpr std::size_t Lanes = VT_LANES;
 using Vector = double __attribute__((vector_size(Lanes * sizeof(double))));
 using Bits = std::int64_t __attribute__((vector_size(Lanes * sizeof(double))));
 using UnsignedBits = std::uint64_t __attribute__((vector_size(Lanes * sizeof(double))));
-using Unaligned = double __attribute__((vector_size(Lanes * sizeof(double)), aligned(8), may_alias));
 using Pair = double __attribute__((vector_size(2 * sizeof(double))));
 
 #define VT_INLINE static inline __attribute__((always_inline))
 
 VT_INLINE Vector load(const double* p)
 {
-    return *reinterpret_cast<const Unaligned*>(p);
+    Vector v;
+    __builtin_memcpy(&v, p, sizeof(v));
+    return v;
 }
 
 VT_INLINE void store(double* p, Vector v)
 {
-    *reinterpret_cast<Unaligned*>(p) = v;
+    __builtin_memcpy(p, &v, sizeof(v));
 }
 
 VT_INLINE Vector all(double value)
 {
-    return Vector{value, value, value, value};
+    return value - Vector{};
 }
 
 VT_INLINE UnsignedBits allBits(std::uint64_t value)
 {
-    return UnsignedBits{value, value, value, value};
+    return value - UnsignedBits{};
 }
 
 // Adding 1.5 x 2^52 to a number rounds it to the nearest integer, which then stands in the lowest bits.
 constexpr double SmallInteger = 6755399441055744.0;
 constexpr std::uint64_t SmallIntegerBits = 0x4338000000000000;
 
-VT_INLINE Vector select(Bits mask, Vector yes, Vector no)
+VT_INLINE Vector larger(Vector a, Vector b)
 {
-    return reinterpret_cast<Vector>((mask & reinterpret_cast<Bits>(yes)) |
-                                    (~mask & reinterpret_cast<Bits>(no)));
+    return a > b ? a : b;
+}
+
+VT_INLINE Vector smaller(Vector a, Vector b)
+{
+    return a < b ? a : b;
 }
 
 VT_INLINE double sumOf(Vector v)
 {
-    return (v[0] + v[2]) + (v[1] + v[3]);
+    double sum = v[0];
+    for (std::size_t l = 1; l < Lanes; ++l)
+        sum += v[l];
+    return sum;
 }
 
 // Filters ------------------------------------------------------------------------------------------------
 
+/// Vectors that hold the four outputs of a frame.
+constexpr std::size_t Parts = 4 / Lanes;
+
 static void decimate(const double* phaseTaps, const double* streams, std::size_t stride, double* out)
 {
-    const double* s0 = streams;
-    const double* s1 = s0 + stride;
-    const double* s2 = s1 + stride;
-    const double* s3 = s2 + stride;
-    const double* s4 = s3 + stride;
-    const double* h0 = phaseTaps;
-    const double* h1 = h0 + DecimatorPhaseTaps;
-    const double* h2 = h1 + DecimatorPhaseTaps;
-    const double* h3 = h2 + DecimatorPhaseTaps;
-    const double* h4 = h3 + DecimatorPhaseTaps;
-    Vector a0{};
-    Vector a1{};
-    Vector a2{};
-    Vector a3{};
-    Vector a4{};
-    for (std::size_t j = 0; j < DecimatorPhaseTaps; ++j) {
-        a0 += h0[j] * load(s0 - j);
-        a1 += h1[j] * load(s1 - j);
-        a2 += h2[j] * load(s2 - j);
-        a3 += h3[j] * load(s3 - j);
-        a4 += h4[j] * load(s4 - j);
-    }
-    store(out, ((a0 + a1) + (a2 + a3)) + a4);
+    Vector sums[DecimatorPhases][Parts] = {};
+    for (std::size_t j = 0; j < DecimatorPhaseTaps; ++j)
+        for (std::size_t p = 0; p < DecimatorPhases; ++p)
+            for (std::size_t part = 0; part < Parts; ++part)
+                sums[p][part] +=
+                    phaseTaps[p * DecimatorPhaseTaps + j] * load(streams + p * stride + part * Lanes - j);
+    for (std::size_t part = 0; part < Parts; ++part)
+        store(out + part * Lanes,
+              ((sums[0][part] + sums[1][part]) + (sums[2][part] + sums[3][part])) + sums[4][part]);
 }
 
 static void bandPair(const double* halfTapsBr, const double* halfTapsAct, const double* newest, double* outBr,
@@ -91,18 +88,22 @@ static void bandPair(const double* halfTapsBr, const double* halfTapsAct, const 
     // samples.
     const double* late = newest;
     const double* early = newest - (BandTapCount - 1);
-    Vector br[2] = {};
-    Vector act[2] = {};
+    Vector br[2][Parts] = {};
+    Vector act[2][Parts] = {};
     for (std::size_t k = 0; k < BandTapCount / 2; k += 2) {
-        const Vector even = load(late - k) + load(early + k);
-        const Vector odd = load(late - k - 1) + load(early + k + 1);
-        br[0] += halfTapsBr[k] * even;
-        act[0] += halfTapsAct[k] * even;
-        br[1] += halfTapsBr[k + 1] * odd;
-        act[1] += halfTapsAct[k + 1] * odd;
+        for (std::size_t odd = 0; odd < 2; ++odd) {
+            for (std::size_t part = 0; part < Parts; ++part) {
+                const Vector both =
+                    load(late + part * Lanes - k - odd) + load(early + part * Lanes + k + odd);
+                br[odd][part] += halfTapsBr[k + odd] * both;
+                act[odd][part] += halfTapsAct[k + odd] * both;
+            }
+        }
     }
-    store(outBr, br[0] + br[1]);
-    store(outAct, act[0] + act[1]);
+    for (std::size_t part = 0; part < Parts; ++part) {
+        store(outBr + part * Lanes, br[0][part] + br[1][part]);
+        store(outAct + part * Lanes, act[0][part] + act[1][part]);
+    }
 }
 
 // Analytic signal and compression --------------------------------------------------------------------------
@@ -139,14 +140,13 @@ static SumAndMaximum sumAndMaximum(const double* x, std::size_t count)
     Vector sum[2] = {};
     Vector top[2] = {load(x), load(x)};
     for (std::size_t i = 0; i < count; i += 2 * Lanes) {
-        const Vector a = load(x + i);
-        const Vector b = load(x + i + Lanes);
-        sum[0] += a;
-        sum[1] += b;
-        top[0] = select(a > top[0], a, top[0]);
-        top[1] = select(b > top[1], b, top[1]);
+        for (std::size_t u = 0; u < 2; ++u) {
+            const Vector v = load(x + i + u * Lanes);
+            sum[u] += v;
+            top[u] = larger(v, top[u]);
+        }
     }
-    const Vector best = select(top[0] > top[1], top[0], top[1]);
+    const Vector best = larger(top[0], top[1]);
     double maximum = best[0];
     for (std::size_t l = 1; l < Lanes; ++l)
         maximum = best[l] > maximum ? best[l] : maximum;
@@ -162,25 +162,32 @@ static std::size_t countBelow(const double* x, std::size_t count, double limit)
         below[1] -= load(x + i + Lanes) < bound;
     }
     const Bits total = below[0] + below[1];
-    return static_cast<std::size_t>(total[0] + total[1] + total[2] + total[3]);
+    std::int64_t sum = 0;
+    for (std::size_t l = 0; l < Lanes; ++l)
+        sum += total[l];
+    return static_cast<std::size_t>(sum);
 }
 
 static void aroundLimit(const double* x, std::size_t count, double limit, double* below, double* from)
 {
     const Vector bound = all(limit);
-    Vector low = all(-__builtin_inf());
-    Vector high = all(__builtin_inf());
-    for (std::size_t i = 0; i < count; i += Lanes) {
-        const Vector v = load(x + i);
-        const Bits isBelow = v < bound;
-        low = select(isBelow & (v > low), v, low);
-        high = select(~isBelow & (v < high), v, high);
+    const Vector infinite = all(__builtin_inf());
+    Vector low[2] = {-infinite, -infinite};
+    Vector high[2] = {infinite, infinite};
+    for (std::size_t i = 0; i < count; i += 2 * Lanes) {
+        for (std::size_t u = 0; u < 2; ++u) {
+            const Vector v = load(x + i + u * Lanes);
+            low[u] = larger(v < bound ? v : -infinite, low[u]);
+            high[u] = smaller(v < bound ? infinite : v, high[u]);
+        }
     }
-    *below = low[0];
-    *from = high[0];
+    const Vector lows = larger(low[0], low[1]);
+    const Vector highs = smaller(high[0], high[1]);
+    *below = lows[0];
+    *from = highs[0];
     for (std::size_t l = 1; l < Lanes; ++l) {
-        *below = low[l] > *below ? low[l] : *below;
-        *from = high[l] < *from ? high[l] : *from;
+        *below = lows[l] > *below ? lows[l] : *below;
+        *from = highs[l] < *from ? highs[l] : *from;
     }
 }
 
@@ -231,18 +238,35 @@ VT_INLINE Vector minusTenthPower(Vector r)
     return y + y * d * (0.1 + d * (0.055 + d * 0.0385));
 }
 
+VT_INLINE bool anyAbove(const double* x, double limit)
+{
+    const Vector best = Lanes == 4 ? larger(load(x), load(x + 4))
+                                   : larger(larger(load(x), load(x + 2)), larger(load(x + 4), load(x + 6)));
+    bool found = false;
+    for (std::size_t l = 0; l < Lanes; ++l)
+        found |= best[l] > limit;
+    return found;
+}
+
 static void compress(const double* x, const double* squares, double middle, double* out, std::size_t count)
 {
+    constexpr std::size_t Block = 8;
     const double inverse = 1.0 / middle;
-    const Vector largest = all(1e300);
-    for (std::size_t i = 0; i < count; i += Lanes) {
-        const Vector signal = load(x + i);
-        const Vector square = load(squares + i);
-        const Bits above = square > middle;
-        Vector ratio = square * inverse;
-        ratio = select(ratio < largest, ratio, largest);
-        ratio = select(ratio > 1.0, ratio, all(1.0));
-        store(out + i, select(above, signal * minusTenthPower(ratio), signal));
+    const Vector least = all(1.0);
+    const Vector most = all(1e300);
+    for (std::size_t i = 0; i < count; i += Block) {
+        // Envelopes are slow: whole blocks lie below the median.
+        const bool untouched = !anyAbove(squares + i, middle);
+        for (std::size_t j = i; j < i + Block; j += Lanes) {
+            const Vector signal = load(x + j);
+            if (untouched) {
+                store(out + j, signal);
+                continue;
+            }
+            const Vector square = load(squares + j);
+            const Vector factor = minusTenthPower(larger(smaller(square * inverse, most), least));
+            store(out + j, square > all(middle) ? signal * factor : signal);
+        }
     }
 }
 
@@ -326,14 +350,14 @@ static void decibel(double* x, std::size_t count, double scale)
     const UnsignedBits octaveStart = allBits(0x3fe6a09e667f3bcd);
     for (std::size_t i = 0; i < count; i += Lanes) {
         const Vector value = load(x + i) * scale;
-        const Vector normal = select(value > SmallestNormal, value, all(SmallestNormal));
+        const Vector normal = larger(value, all(SmallestNormal));
         const auto bits = reinterpret_cast<UnsignedBits>(normal);
         const UnsignedBits octavesPlus1024 = (bits - octaveStart + allBits(0x4000000000000000)) >> 52;
         const Vector octaves =
             reinterpret_cast<Vector>(octavesPlus1024 + allBits(SmallIntegerBits)) - SmallInteger - 1024.0;
         const Vector m = reinterpret_cast<Vector>(bits - ((octavesPlus1024 - allBits(1024)) << 52));
         const Vector result = DecibelPerLn * (octaves * Ln2 + logarithmNearOne(m));
-        store(x + i, select(value > 0.0, result, all(-__builtin_inf())));
+        store(x + i, value > Vector{} ? result : all(-__builtin_inf()));
     }
 }
 
