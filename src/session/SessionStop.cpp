@@ -49,8 +49,11 @@ void SessionPrivate::stop(EndReason reason)
     ++operation; // callbacks of probes and recoveries under way find that they are no longer wanted
     endReason = reason;
     if (state == SessionState::Preparing) {
-        prepareFailed(QString());
-        return;
+        if (!segment) {
+            prepareFailed(QString());
+            return;
+        }
+        emit q->prepared(false);
     }
     reconnectPoll->stop();
     setState(SessionState::Stopping);
@@ -73,9 +76,9 @@ void SessionPrivate::tearDown(TeardownKind kind)
     fileWork = true;
     callAsync(
         fileWorker.get(), q,
-        [files = segment, report = teardownReport, kind, keep = recordingRan] {
+        [files = segment, report = teardownReport, kind] {
             *report = files->tearDown(kind);
-            if (!keep)
+            if (!files->device())
                 files->discardUnusedFiles();
             return true;
         },
