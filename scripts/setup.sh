@@ -7,11 +7,11 @@ packages=(
     qt6-base-dev libqt6serialport6-dev qt6-multimedia-dev libgl-dev
     libqcustomplot-dev libfftw3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
-    fonts-dejavu-core xvfb
+    fonts-dejavu-core python3 python3-numpy python3-scipy
 )
 # What only the slower gates of .ci/run use.
 if [[ "${1:-}" == "--ci" ]]; then
-    packages+=(clang clang-tidy clang-format libclang-rt-14-dev g++-mingw-w64-x86-64-posix python3)
+    packages+=(clang clang-tidy clang-format libclang-rt-14-dev g++-mingw-w64-x86-64-posix)
 fi
 
 missing=()
