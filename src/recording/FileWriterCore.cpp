@@ -222,7 +222,7 @@ void FileWriterCore::performBatch(int size)
             withOwner([this](FileWriter& owner) { emit owner.statisticsUpdated(statistics()); });
     }
     for (int i = 0; i < size; ++i)
-        m_batch[static_cast<std::size_t>(i)]->large.clear();
+        QByteArray().swap(m_batch[static_cast<std::size_t>(i)]->large);
 }
 
 void FileWriterCore::countPerformed(const WriteOperation& operation, const WriteOperationResult& result)

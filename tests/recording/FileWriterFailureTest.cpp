@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "FailDevice.h"
+#include "HeldWriter.h"
 #include "LogCapture.h"
 #include "recording/BlockWrite.h"
-#include "recording/FileWriter.h"
 #include "recording/RawFileReader.h"
 
 #include <QTemporaryDir>
@@ -69,10 +69,11 @@ TEST(WriterFailures, WhateverByteADiskFailsAtBlocksStayWhole)
             ASSERT_TRUE(disk.open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered));
             ASSERT_TRUE(smallHeader().writeHeader(disk));
             disk.failAfter(goodBytes, failure);
-            FileWriter writer;
-            writer.start();
+            test::HeldWriter held;
+            FileWriter& writer = held.writer;
             for (int number = 0; number < Blocks; ++number)
                 ASSERT_TRUE(writer.queueWrite(&disk, block(number)));
+            held.release();
             ASSERT_TRUE(writer.shutdown(1000));
             disk.close();
 
@@ -99,12 +100,13 @@ TEST(WriterFailures, NamesWhatWasWritten)
     ASSERT_TRUE(disk.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
     disk.failAfter(5, FailDevice::Failure::Once);
     QStringList errors;
-    FileWriter writer;
+    test::HeldWriter held;
+    FileWriter& writer = held.writer;
     QObject::connect(
         &writer, &FileWriter::writeError, &writer, [&](const QString& text) { errors << text; },
         Qt::DirectConnection);
-    writer.start();
     EXPECT_TRUE(writer.queueWrite(&disk, QByteArray("12345678")));
+    held.release();
     EXPECT_TRUE(writer.shutdown(1000));
     ASSERT_EQ(errors.size(), 1);
     EXPECT_TRUE(errors.first().startsWith(QStringLiteral("Partial buffer write: 5/8 bytes, error: ")))
@@ -118,13 +120,14 @@ TEST(WriterFailures, AFullDiskIsCritical)
     QFile full(QStringLiteral("/dev/full"));
     ASSERT_TRUE(full.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
     QStringList errors;
-    FileWriter writer;
+    test::HeldWriter held;
+    FileWriter& writer = held.writer;
     QObject::connect(
         &writer, &FileWriter::writeError, &writer, [&](const QString& text) { errors << text; },
         Qt::DirectConnection);
-    writer.start();
     EXPECT_TRUE(writer.queueWrite(&full, QByteArray("1234")));
     EXPECT_TRUE(writer.queueWrite(&full, 1.0));
+    held.release();
     EXPECT_TRUE(writer.shutdown(1000));
     const QString reason = full.errorString();
     EXPECT_EQ(errors, QStringList({QStringLiteral("Partial buffer write: 0/4 bytes, error: ") + reason,

@@ -123,15 +123,17 @@ TEST(WriterThreads, AShutdownUnderFireLosesNothingAccepted)
         FileWriter writer;
         writer.start();
         std::atomic<int> accepted = 0;
+        std::atomic<bool> stopped = false;
         std::vector<std::thread> producers;
         for (int i = 0; i < 2; ++i)
             producers.emplace_back([&] {
-                while (writer.queueWrite(&file, block(1)))
-                    ++accepted;
+                while (!stopped)
+                    accepted += writer.queueWrite(&file, block(1)) ? 1 : 0;
             });
         while (accepted < 200)
             std::this_thread::yield();
         EXPECT_TRUE(writer.shutdown(1000));
+        stopped = true;
         for (std::thread& producer : producers)
             producer.join();
         EXPECT_EQ(file.size(), qint64{accepted} * BlockBytes);
