@@ -108,8 +108,8 @@ BENCHMARK(tickWithoutFeatures)->ArgName("channels")->Arg(1)->Arg(8)->Arg(16)->Us
 /// The last 8 s of both bands of one channel.
 struct Windows
 {
-    AlignedArray br{WindowLength};
-    AlignedArray act{WindowLength};
+    std::vector<double> br;
+    std::vector<double> act;
 
     explicit Windows(int animalType)
     {
@@ -127,8 +127,8 @@ struct Windows
             brBand.insert(brBand.end(), outBr.begin(), outBr.end());
             actBand.insert(actBand.end(), outAct.begin(), outAct.end());
         }
-        std::copy(brBand.end() - WindowLength, brBand.end(), br.data());
-        std::copy(actBand.end() - WindowLength, actBand.end(), act.data());
+        br.assign(brBand.end() - WindowLength, brBand.end());
+        act.assign(actBand.end() - WindowLength, actBand.end());
     }
 };
 
@@ -206,8 +206,8 @@ void featuresAndDecision(benchmark::State& state)
             transforms.run();
         const double middle = processorSeconds();
         for (int i = 0; i < Batch; ++i) {
-            extractor.extract(FeatureExtractor::Window(windows.br.data(), WindowLength),
-                              FeatureExtractor::Window(windows.act.data(), WindowLength), result);
+            extractor.extract(FeatureExtractor::Window(windows.br), FeatureExtractor::Window(windows.act),
+                              result);
             decision.step(0, result, now);
         }
         const double end = processorSeconds();

@@ -217,10 +217,7 @@ void DataManager::runChannelStep(std::size_t c, const QDateTime& now)
     ProcessingState& s = *m_state;
     const int index = static_cast<int>(c);
     ProcessingChannel& channel = s.channels[c];
-    std::ranges::copy(channel.br.window(), s.brWindow.data());
-    std::ranges::copy(channel.act.window(), s.actWindow.data());
-    s.extractor.extract(FeatureExtractor::Window(s.brWindow.data(), WindowLength),
-                        FeatureExtractor::Window(s.actWindow.data(), WindowLength), channel.result);
+    s.extractor.extract(channel.br.window(), channel.act.window(), channel.result);
     queueFeatures(channel.result.features);
 
     s.decision.step(index, channel.result, now);

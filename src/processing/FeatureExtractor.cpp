@@ -40,8 +40,10 @@ EnvelopeParameters scaled(const EnvelopeParameters& envelope, double factor)
 FeatureExtractor::FeatureExtractor(int animalType, const Kernels& kernels)
     : m_animalType(animalType), m_blocks(kernels)
 {
-    m_usable = m_tapWinK8.valid() && m_tapWinK3.valid() && m_compressedBr.valid() &&
-               m_compressedAct.valid() && m_tapered.valid();
+    m_usable = true;
+    for (const AlignedArray* array :
+         {&m_br, &m_act, &m_tapWinK8, &m_tapWinK3, &m_compressedBr, &m_compressedAct, &m_tapered})
+        m_usable = m_usable && array->valid();
     const SignalStatus status = m_usable ? m_blocks.status() : SignalStatus::OutOfMemory;
     m_usable = status == SignalStatus::Ok;
     if (!m_usable) {
@@ -57,10 +59,12 @@ void FeatureExtractor::extract(Window br, Window act, FeatureResult& result)
 {
     if (!m_usable)
         return;
+    std::ranges::copy(br, m_br.data());
+    std::ranges::copy(act, m_act.data());
     if (m_animalType == AnimalMouse)
-        extractMouse(br.data(), act.data(), result);
+        extractMouse(m_br.data(), m_act.data(), result);
     else if (m_animalType == AnimalRat)
-        extractRat(br.data(), act.data(), result);
+        extractRat(m_br.data(), m_act.data(), result);
 }
 
 bool FeatureExtractor::measurePower(const double* br, FeatureResult& result) const

@@ -5,7 +5,6 @@
 #include "processing/FeatureResult.h"
 
 #include <span>
-#include <string_view>
 
 namespace vt {
 
@@ -24,7 +23,7 @@ public:
     /// animalType other than 1 (mouse) or 2 (rat): all features stay 0 and there is no spectrum.
     explicit FeatureExtractor(int animalType, const Kernels& kernels = bestKernels());
 
-    /// br, act: the windows, oldest sample first, starting on 64 bytes (AlignedArray).
+    /// br, act: the windows, oldest sample first.
     void extract(Window br, Window act, FeatureResult& result);
 
 private:
@@ -36,6 +35,8 @@ private:
 
     const int m_animalType;
     FeatureBlocks m_blocks;
+    AlignedArray m_br{WindowLength}; ///< copies, aligned for the transforms
+    AlignedArray m_act{WindowLength};
     AlignedArray m_tapWinK8{WindowLength};
     AlignedArray m_tapWinK3{WindowLength};
     AlignedArray m_compressedBr{WindowLength};

@@ -24,6 +24,7 @@ struct FourierTransform::Plans
 {
     fftw_plan forward = nullptr;
     fftw_plan backward = nullptr;
+    SignalStatus status = SignalStatus::OutOfMemory;
 
     explicit Plans(int length)
     {
@@ -35,6 +36,7 @@ struct FourierTransform::Plans
         MutexLock lock(plannerMutex);
         forward = fftw_plan_dft_r2c_1d(length, signal.data(), asComplex(bins.data()), FFTW_ESTIMATE);
         backward = fftw_plan_dft_c2r_1d(length, asComplex(bins.data()), signal.data(), FFTW_ESTIMATE);
+        status = forward && backward ? SignalStatus::Ok : SignalStatus::PlanFailed;
     }
     ~Plans()
     {
@@ -52,7 +54,7 @@ FourierTransform::FourierTransform(FourierTransform&&) noexcept = default;
 
 SignalStatus FourierTransform::status() const
 {
-    return m_plans->forward && m_plans->backward ? SignalStatus::Ok : SignalStatus::PlanFailed;
+    return m_plans->status;
 }
 
 void FourierTransform::forward(const double* signal, double* bins) const

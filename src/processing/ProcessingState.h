@@ -62,9 +62,6 @@ struct ProcessingState
     std::vector<double> bandpassed;
     std::vector<double> brOutput;
     std::vector<double> actOutput;
-    // A channel's windows during feature extraction.
-    AlignedArray brWindow{WindowLength};
-    AlignedArray actWindow{WindowLength};
     // Values of one step, channels in order.
     std::vector<double> featureVectors;
     std::vector<double> activities;

@@ -31,9 +31,9 @@ public:
 
     [[nodiscard]] bool isFull() const { return m_end >= WindowLength; }
     /// The newest 960 samples; only when isFull().
-    [[nodiscard]] std::span<const double> window() const
+    [[nodiscard]] std::span<const double, WindowLength> window() const
     {
-        return {m_samples.data() + (m_end - WindowLength), WindowLength};
+        return std::span<const double, WindowLength>(m_samples.data() + (m_end - WindowLength), WindowLength);
     }
     void clear() { m_end = 0; }
 

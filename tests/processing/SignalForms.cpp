@@ -104,29 +104,29 @@ public:
     }
     [[nodiscard]] double rmsPower(std::span<const double> x) override
     {
-        return m_blocks.rmsPower(aligned(x, m_br));
+        return m_blocks.rmsPower(aligned(x, m_window));
     }
     [[nodiscard]] std::vector<double> compress(std::span<const double> x) override
     {
-        EXPECT_EQ(m_blocks.compress(aligned(x, m_br), m_out.data()), SignalStatus::Ok);
+        EXPECT_EQ(m_blocks.compress(aligned(x, m_window), m_out.data()), SignalStatus::Ok);
         return {m_out.data(), m_out.data() + WindowLength};
     }
     [[nodiscard]] EnvelopeParameters envelopeParameters(std::span<const double> x,
                                                         std::span<const Biquad> smoother) override
     {
-        EXPECT_EQ(m_blocks.compress(aligned(x, m_br), m_out.data()), SignalStatus::Ok);
+        EXPECT_EQ(m_blocks.compress(aligned(x, m_window), m_out.data()), SignalStatus::Ok);
         return m_blocks.envelopeParameters(m_out.data(), smoother);
     }
     [[nodiscard]] AutocorrelationPeak peak(std::span<const double> x, const LagSearch& search,
                                            int animalType) override
     {
-        return m_blocks.autocorrelationPeak(aligned(x, m_br), search, animalType);
+        return m_blocks.autocorrelationPeak(aligned(x, m_window), search, animalType);
     }
     [[nodiscard]] std::pair<double, std::vector<double>> spectrum(std::span<const double> x,
                                                                   const SpectrumBands& bands) override
     {
         std::array<double, HalfWindow> decibel{};
-        const double contrast = m_blocks.spectralContrast(aligned(x, m_br), bands, decibel);
+        const double contrast = m_blocks.spectralContrast(aligned(x, m_window), bands, decibel);
         return {contrast, {decibel.begin(), decibel.end()}};
     }
     [[nodiscard]] FeatureValues features(std::span<const double> br, std::span<const double> act,
@@ -134,8 +134,7 @@ public:
     {
         FeatureExtractor extractor(animalType, m_kernels);
         FeatureResult result;
-        extractor.extract(FeatureExtractor::Window(aligned(br, m_br), WindowLength),
-                          FeatureExtractor::Window(aligned(act, m_act), WindowLength), result);
+        extractor.extract(FeatureExtractor::Window(br), FeatureExtractor::Window(act), result);
         return asValues(result.features, result.brPower2);
     }
 
@@ -158,8 +157,7 @@ private:
 
     const Kernels& m_kernels;
     FeatureBlocks m_blocks;
-    AlignedArray m_br{WindowLength};
-    AlignedArray m_act{WindowLength};
+    AlignedArray m_window{WindowLength};
     AlignedArray m_out{WindowLength};
 };
 

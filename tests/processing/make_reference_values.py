@@ -67,6 +67,8 @@ SIGNALS = {
     "fast beat": (8.3, 0.03, 0.3, 0.8, 0.006, 5, 0, 99999),
     "tone": (2.0, 0.1, 0.0, 0.0, 0.0, 1, 0, 99999),
     "burst": (5.0, 0.3, 0.0, 0.0, 0.0005, 3, 300, 470),
+    # Ends before the second half, where only the smoother's undershoot is left.
+    "undershoot": (6.0, 1.0, 0.0, 0.0, 0.0, 1, 200, 435),
     "zero": (0.0, 0.0, 0.0, 0.0, 0.0, 1, 0, 99999),
 }
 
@@ -249,7 +251,7 @@ def main():
     out.extend(block_case(name) for name in SIGNALS)
     out.append("};\n\ninline const std::vector<FeatureCase> FeatureCases = {")
     for br, act in (("breathing", "fast beat"), ("slow breathing", "noise"), ("noise", "breathing"),
-                    ("tone", "burst"), ("zero", "zero")):
+                    ("tone", "burst"), ("breathing", "undershoot"), ("zero", "zero")):
         out.extend(feature_case(br, act, animal) for animal in (MOUSE, RAT))
     out.append("};\n\ninline const std::vector<RecordingCase> RecordingCases = {")
     for animal in (MOUSE, RAT):
