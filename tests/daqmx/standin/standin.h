@@ -16,6 +16,8 @@
 //                     unplugged (no device), stalled (no callbacks), nak (silent microcontroller),
 //                     serial=N (another unit)
 //   STANDIN_REPORT    a file written when the process ends: "name value" lines
+//   STANDIN_LOG       a file that gets one line per call on a task as it comes: task (from 1), function,
+//                     arguments; transfers on digital lines are left out
 //
 // Analog input: sample n of channel c is
 //   offset + 0.8 sin(2 pi (2 + c/4) n/600) + 0.1 sin(2 pi 37 n/600) volts, offset 2.5 for gain 0, else 0;
@@ -90,6 +92,8 @@ double standinNowSeconds(void);
 int32 standinBook(const char* function);
 int32 standinError(const char* function, int32 status);
 void standinCount(const char* what);
+/// Adds a line to STANDIN_LOG.
+void standinNote(TaskHandle task, const char* format, ...) __attribute__((format(printf, 2, 3)));
 bool standinIsUnplugged(void);
 bool standinIsStalled(void);
 bool standinIsSilent(void);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "standin.h"
 
+#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -36,6 +37,7 @@ static char callLog[CallLogSize];
 static size_t callLogLength;
 static char controlText[256];
 static double controlReadAt = -1;
+static FILE* logFile;
 static _Thread_local char lastError[256];
 
 double standinNowSeconds(void)
@@ -96,6 +98,8 @@ void standinLoadSettings(void)
     standinUnit.speed = speed && *speed ? strtod(speed, NULL) : 1.0;
     failureCount = parseRules("STANDIN_FAIL", failures);
     hangCount = parseRules("STANDIN_HANG", hangs);
+    const char* log = getenv("STANDIN_LOG");
+    logFile = log && *log ? fopen(log, "w") : NULL;
 }
 
 // ---- books ----
@@ -112,6 +116,19 @@ void standinCount(const char* what)
         return;
     snprintf(books[bookCount].name, sizeof books[bookCount].name, "%s", what);
     books[bookCount++].count = 1;
+}
+
+void standinNote(TaskHandle task, const char* format, ...)
+{
+    if (!logFile)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    fprintf(logFile, "%lu ", (unsigned long)(uintptr_t)task);
+    vfprintf(logFile, format, arguments);
+    fputc('\n', logFile);
+    va_end(arguments);
+    fflush(logFile);
 }
 
 int32 standinError(const char* function, int32 status)

@@ -30,6 +30,14 @@ static int32 begin(const char* function, TaskHandle handle, StandinTask** task)
     return status;
 }
 
+/// The same for a call without further arguments, which is noted.
+static int32 beginNoted(const char* function, TaskHandle handle, StandinTask** task)
+{
+    const int32 status = begin(function, handle, task);
+    standinNote(handle, "%s", function);
+    return status;
+}
+
 static int32 end(int32 status)
 {
     pthread_mutex_unlock(&standinLock);
@@ -46,6 +54,7 @@ static int32 addLines(const char* function, TaskHandle handle, const char* lines
 {
     StandinTask* task;
     int32 status = begin(function, handle, &task);
+    standinNote(handle, "%s %s", function, lines);
     if (status == 0 && (standinIsUnplugged() || !isOwnDevice(lines)))
         status = standinError(function, ErrorInvalidDevice);
     if (status == 0) {
@@ -59,9 +68,9 @@ static int32 addLines(const char* function, TaskHandle handle, const char* lines
 
 STANDIN_EXPORT int32 DAQmxCreateTask(const char taskName[], TaskHandle* handle)
 {
-    (void)taskName;
     pthread_mutex_lock(&standinLock);
     const int32 status = standinBook(__func__);
+    standinNote(status < 0 ? NULL : (TaskHandle)(lastId + 1), "%s \"%s\"", __func__, taskName);
     if (status < 0)
         return end(status);
     for (int i = 0; i < MaxTasks; ++i) {
@@ -107,7 +116,7 @@ static void* acquire(void* argument)
 STANDIN_EXPORT int32 DAQmxStartTask(TaskHandle handle)
 {
     StandinTask* task;
-    int32 status = begin(__func__, handle, &task);
+    int32 status = beginNoted(__func__, handle, &task);
     if (status == 0 && standinIsUnplugged())
         status = standinError(__func__, ErrorDeviceGone);
     if (status < 0 || task->isStarted)
@@ -145,7 +154,7 @@ static int32 halt(const char* function, StandinTask* task)
 STANDIN_EXPORT int32 DAQmxStopTask(TaskHandle handle)
 {
     StandinTask* task;
-    int32 status = begin(__func__, handle, &task);
+    int32 status = beginNoted(__func__, handle, &task);
     if (status == 0)
         status = halt(__func__, task);
     return end(status);
@@ -155,7 +164,7 @@ STANDIN_EXPORT int32 DAQmxStopTask(TaskHandle handle)
 STANDIN_EXPORT int32 DAQmxClearTask(TaskHandle handle)
 {
     StandinTask* task;
-    int32 status = begin(__func__, handle, &task);
+    int32 status = beginNoted(__func__, handle, &task);
     if (!task)
         return end(status);
     const int32 halted = halt(__func__, task);
@@ -167,7 +176,7 @@ STANDIN_EXPORT int32 DAQmxClearTask(TaskHandle handle)
 STANDIN_EXPORT int32 DAQmxIsTaskDone(TaskHandle handle, bool32* isTaskDone)
 {
     StandinTask* task;
-    const int32 status = begin(__func__, handle, &task);
+    const int32 status = beginNoted(__func__, handle, &task);
     if (status == 0)
         *isTaskDone = !task->isStarted || standinIsUnplugged();
     return end(status);
@@ -180,12 +189,12 @@ STANDIN_EXPORT int32 DAQmxCreateAIVoltageChan(TaskHandle handle, const char phys
                                               float64 minVal, float64 maxVal, int32 units,
                                               const char customScaleName[])
 {
-    (void)nameToAssignToChannel;
-    (void)customScaleName;
     StandinTask* task;
     int first = 0;
     int last = 0;
     int32 status = begin(__func__, handle, &task);
+    standinNote(handle, "%s %s \"%s\" %d %g %g %d %s", __func__, physicalChannel, nameToAssignToChannel,
+                terminalConfig, minVal, maxVal, units, customScaleName ? customScaleName : "NULL");
     if (status < 0)
         return end(status);
     if (standinIsUnplugged() || !isOwnDevice(physicalChannel))
@@ -207,6 +216,8 @@ STANDIN_EXPORT int32 DAQmxCfgSampClkTiming(TaskHandle handle, const char source[
 {
     StandinTask* task;
     int32 status = begin(__func__, handle, &task);
+    standinNote(handle, "%s \"%s\" %g %d %d %llu", __func__, source, rate, activeEdge, sampleMode,
+                (unsigned long long)sampsPerChan);
     if (status == 0 && (task->kind != TaskAnalogInput || source[0] != '\0' || rate <= 0 ||
                         activeEdge != 10280 || sampleMode != 10123 || sampsPerChan == 0))
         status = standinError(__func__, ErrorInvalidValue);
@@ -222,6 +233,8 @@ STANDIN_EXPORT int32 DAQmxRegisterEveryNSamplesEvent(TaskHandle handle, int32 ev
 {
     StandinTask* task;
     int32 status = begin(__func__, handle, &task);
+    standinNote(handle, "%s %d %u %u %s", __func__, everyNsamplesEventType, nSamples, options,
+                callbackFunction ? "callback" : "NULL");
     if (status == 0 &&
         (task->kind != TaskAnalogInput || everyNsamplesEventType != 1 || nSamples == 0 || options != 0))
         status = standinError(__func__, ErrorInvalidValue);
@@ -246,6 +259,7 @@ STANDIN_EXPORT int32 DAQmxReadAnalogF64(TaskHandle handle, int32 numSampsPerChan
     (void)reserved;
     StandinTask* task;
     int32 status = begin(__func__, handle, &task);
+    standinNote(handle, "%s %d %g %u %u", __func__, numSampsPerChan, timeout, fillMode, arraySizeInSamps);
     *sampsPerChanRead = 0;
     if (status == 0 && standinIsUnplugged())
         status = standinError(__func__, ErrorDeviceGone);
