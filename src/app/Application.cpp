@@ -99,6 +99,7 @@ int runConsole()
     const CommandLine line = parseCommandLine(QCoreApplication::arguments().mid(1));
     if (const auto status = answerAtOnce(line))
         return *status;
+    const TerminationSignals termination; // before and longer than all that takes time
     DriverSetup drivers(line);
     if (!drivers.error().isEmpty()) {
         printError(u"vellumtide: %1"_s.arg(drivers.error()));
@@ -112,7 +113,6 @@ int runConsole()
     drivers.setReadyForMore([&session] { return session.readyForMoreData(); });
 
     HeadlessRunner runner(session, time, line);
-    const TerminationSignals termination;
     QObject::connect(&termination, &TerminationSignals::requested, &runner, &HeadlessRunner::terminate);
     QObject::connect(
         &runner, &HeadlessRunner::finished, &runner, [](int status) { QCoreApplication::exit(status); },
@@ -127,6 +127,7 @@ int runWindow()
     const CommandLine line = parseCommandLine(QCoreApplication::arguments().mid(1));
     if (const auto status = answerAtOnce(line))
         return *status;
+    const TerminationSignals termination; // before and longer than all that takes time
     DriverSetup drivers(line);
     if (!drivers.error().isEmpty()) {
         printError(u"vellumtide: %1"_s.arg(drivers.error()));
@@ -138,7 +139,6 @@ int runWindow()
     drivers.setReadyForMore([&session] { return session.readyForMoreData(); });
     MainWindow window(session, user);
     window.setSaveFileName(line.output.isEmpty() ? AppSettings::saveFileName() : line.output);
-    const TerminationSignals termination;
     QObject::connect(&termination, &TerminationSignals::requested, &window, &QWidget::close);
     window.show();
     return QCoreApplication::exec();

@@ -7,7 +7,9 @@
 namespace vt {
 
 /// Turns Ctrl-C and a polite request to end (SIGINT, SIGTERM; on Windows the console's control events) into
-/// a signal on the thread that made the object. One object at a time.
+/// a signal on the thread that made the object; requests from before its event loop runs wait for it. One
+/// object at a time. On Linux the signals stay without effect after the object's end: make it first and let
+/// it go last, and a second request does not kill a program that is on its way out.
 class TerminationSignals : public QObject
 {
     Q_OBJECT

@@ -3,7 +3,6 @@
 
 #include <QDebug>
 #include <QSocketNotifier>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -33,7 +32,6 @@ struct TerminationSignals::Private
 {
     int descriptor = -1;
     std::unique_ptr<QSocketNotifier> notifier;
-    std::array<struct sigaction, 2> previous{};
 };
 
 TerminationSignals::TerminationSignals(QObject* parent) : QObject(parent), d(std::make_unique<Private>())
@@ -55,16 +53,15 @@ TerminationSignals::TerminationSignals(QObject* parent) : QObject(parent), d(std
     action.sa_handler = handleSignal;
     action.sa_flags = SA_RESTART;
     sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, &d->previous[0]);
-    sigaction(SIGTERM, &action, &d->previous[1]);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
 }
 
 TerminationSignals::~TerminationSignals()
 {
     if (d->descriptor < 0)
         return;
-    sigaction(SIGINT, &d->previous[0], nullptr);
-    sigaction(SIGTERM, &d->previous[1], nullptr);
+    // The handler stays: a second Ctrl-C while the program is already on its way out must not kill it there.
     wakeDescriptor = -1;
     d->notifier.reset();
     close(d->descriptor);
