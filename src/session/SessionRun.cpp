@@ -106,7 +106,6 @@ void SessionPrivate::headersWritten(bool ok)
                      });
     recordingRan = true;
     launchSegment();
-    qInfo("DAQ watchdog timer started (5 second timeout)");
     const ConfigSummary configuration = buildConfigSummary(segment->paths().base, setup, device);
     onFileThread([configuration,
                   path = segment->paths().configuration] { return writeConfigSummary(path, configuration); },
@@ -146,6 +145,7 @@ void SessionPrivate::launchSegment()
     for (const auto& companion : companions)
         companion->segmentStarted(context());
     armWatchdog();
+    qInfo("DAQ watchdog timer started (5 second timeout)");
 }
 
 void SessionPrivate::noteData()
