@@ -83,7 +83,6 @@ void MainWindow::buildCentral()
         wide->setFixedWidth(spacing::SideColumnWidth);
     m_controls->setFixedHeight(spacing::HeaderHeight);
     m_strip->setFixedHeight(spacing::HeaderHeight);
-    m_devices->setFocus();
 
     auto* grid = new QGridLayout(central);
     grid->setContentsMargins(spacing::Medium, spacing::Small, spacing::Medium, spacing::Small);
@@ -205,6 +204,9 @@ void MainWindow::connectSession()
     connect(&m_controller, &SessionController::stateChanged, this, &MainWindow::handleState);
     connect(&m_controller, &SessionController::devicesChanged, this,
             [this] { m_devices->setDevices(m_controller.devices()); });
+    // The first thing to do is to choose a unit, so the keyboard starts there.
+    connect(&m_controller, &SessionController::devicesChanged, m_devices, qOverload<>(&QWidget::setFocus),
+            Qt::SingleShotConnection);
     connect(&m_controller, &SessionController::deviceSelected, this, [this](const DeviceDetails& details) {
         m_device = details;
         m_devices->setDetails(details);
@@ -221,6 +223,7 @@ void MainWindow::connectSession()
 
 void MainWindow::startRecording()
 {
+    m_setup->finishEditing();
     m_controller.record(m_setup->setup());
 }
 

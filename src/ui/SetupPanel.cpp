@@ -5,6 +5,7 @@
 #include "ui/StatusText.h"
 #include "ui/Theme.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QDir>
 #include <QFileDialog>
@@ -59,10 +60,8 @@ SetupPanel::SetupPanel(QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(spacing::Small);
-    m_animalsCard = buildAnimals();
-    m_fileCard = buildFile();
-    layout->addWidget(m_animalsCard, 1);
-    layout->addWidget(m_fileCard);
+    layout->addWidget(buildAnimals(), 1);
+    layout->addWidget(buildFile());
     setSetup({});
     setDevice({});
 }
@@ -95,7 +94,6 @@ Card* SetupPanel::buildAnimals()
     m_animals->verticalHeader()->hide();
     m_animals->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + spacing::Small);
     m_animals->setSelectionMode(QAbstractItemView::SingleSelection);
-    m_animals->setEditTriggers(QAbstractItemView::AllEditTriggers);
     m_animals->setTabKeyNavigation(false);
     m_animals->setMinimumHeight((VisibleAnimalRows + 1) * (fontMetrics().height() + spacing::Small));
     auto* hint = new QLabel(tr("The channels of the chosen unit appear here."), m_animalsOrHint);
@@ -199,6 +197,14 @@ RecordingSetup SetupPanel::setup() const
     return setup;
 }
 
+void SetupPanel::finishEditing()
+{
+    // An open cell editor hands over its text when it loses the focus.
+    const QWidget* focus = QApplication::focusWidget();
+    if (focus && focus != m_animals && m_animals->isAncestorOf(focus))
+        m_animals->setFocus();
+}
+
 QStringList SetupPanel::enteredAnimalIds() const
 {
     QStringList ids;
@@ -248,6 +254,8 @@ void SetupPanel::showBasePath()
 
 void SetupPanel::selectFile()
 {
+    if (m_locked)
+        return;
     const QString extension = statustext::extensionFor(m_animalType);
     auto* dialog = new QFileDialog(this, tr("Select new %0 file").arg(extension));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
@@ -272,8 +280,16 @@ void SetupPanel::selectFile()
 void SetupPanel::setLocked(bool locked)
 {
     m_locked = locked;
-    m_animalsCard->setEnabled(!locked && m_offeredChannels > 0);
-    m_fileCard->setEnabled(!locked);
+    const bool channels = !locked && m_offeredChannels > 0;
+    for (QWidget* field : {static_cast<QWidget*>(m_channelCount), static_cast<QWidget*>(m_lightOn),
+                           static_cast<QWidget*>(m_darkOn)})
+        field->setEnabled(channels);
+    // What was entered stays readable during a recording.
+    m_animals->setEditTriggers(channels ? QAbstractItemView::AllEditTriggers
+                                        : QAbstractItemView::NoEditTriggers);
+    for (QWidget* field : {static_cast<QWidget*>(m_activityOnly), static_cast<QWidget*>(m_bandpass),
+                           static_cast<QWidget*>(m_selectFile)})
+        field->setEnabled(!locked);
 }
 
 } // namespace vt

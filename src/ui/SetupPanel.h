@@ -34,6 +34,8 @@ public:
     /// The channel count is limited to what the unit offers, now or once one is chosen.
     void setSetup(const RecordingSetup& setup);
     [[nodiscard]] RecordingSetup setup() const;
+    /// Takes over what is still being typed into the table; for a start by a key.
+    void finishEditing();
 
     /// Where the file dialog starts: the base path of the last recording. Does not choose that name, or the
     /// next recording would replace the last one.
@@ -70,8 +72,6 @@ private:
     ElidedLabel* m_fileName;
     ElidedLabel* m_folder;
     QPushButton* m_selectFile;
-    Card* m_animalsCard;
-    Card* m_fileCard;
     QStringList m_ids; ///< also those of rows that the channel count hides
     QString m_basePath;
     QString m_suggestedPath;

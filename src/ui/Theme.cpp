@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/Theme.h"
 
+#include "ui/InstrumentStyle.h"
+
 #include <QApplication>
 #include <QStyle>
-#include <QStyleFactory>
 #include <QWidget>
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 namespace vt {
 
@@ -133,7 +135,6 @@ QLabel[emphasis="good"] { color: @good; }
 QLabel[emphasis="warning"] { color: @warning; }
 QLabel[emphasis="danger"] { color: @danger; }
 QLabel[emphasis="muted"] { color: @muted; }
-QLabel:disabled { color: @disabled; }
 
 QLabel[kind="chip"] { border: 1px solid @border; border-radius: 4px; padding: 1px 6px; color: @muted;
     font-size: @captionpt; font-weight: 600; }
@@ -202,6 +203,7 @@ Theme Theme::fromPalette(const QPalette& palette)
     theme.mutedText = readable(readable(mix(theme.text, theme.surface, 0.45), theme.text, theme.surface, 4.6),
                                theme.text, theme.window, 4.6);
     theme.border = mix(theme.surface, theme.text, theme.dark ? 0.2 : 0.17);
+    theme.outline = readable(mix(theme.surface, theme.text, 0.4), theme.text, theme.surface, 3.0);
     theme.grid = mix(theme.surface, theme.text, theme.dark ? 0.1 : 0.08);
     theme.accent = pick("#0067a3", "#56b4e9");
     theme.good = pick("#007a5a", "#2fbf94");
@@ -325,7 +327,7 @@ QString Theme::styleSheet(const QFont& base) const
 
 void applyApplicationStyle(QApplication& application)
 {
-    application.setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    application.setStyle(std::make_unique<InstrumentStyle>().release()); // the application owns it
 }
 
 void setTextRole(QWidget* widget, TextRole role)

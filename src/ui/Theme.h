@@ -46,8 +46,9 @@ struct Theme
     QColor surface;   ///< cards, tables, traces
     QColor text;      ///< at least 7:1 on surface with the palettes below
     QColor mutedText; ///< at least 4.5:1 on surface and window
-    QColor border;
-    QColor accent; ///< selection, focus
+    QColor border;    ///< of cards and rows
+    QColor outline;   ///< of fields, at least 3:1 on surface
+    QColor accent;    ///< selection, focus
     QColor onAccent;
     QColor good;
     QColor warning;

@@ -1,0 +1,247 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The whole window: real clicks and keys, a real session, a simulated unit, stepped time.
+#include "WindowHarness.h"
+
+#include "ui/EmptyState.h"
+#include "ui/LiveTraces.h"
+#include "ui/SetupPanel.h"
+#include "ui/SleepTable.h"
+
+#include <QAction>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSpinBox>
+#include <QTabWidget>
+#include <QTableView>
+#include <QTest>
+#include <gtest/gtest.h>
+#include <map>
+
+using namespace vt;
+using namespace vt::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString stopTitle()
+{
+    return u"Stop Recording"_s;
+}
+
+} // namespace
+
+TEST(MainWindow, RecordsFromTheFirstClickToTheReport)
+{
+    WindowHarness h;
+    EXPECT_TRUE(h.window.liveTraces()->emptyState()->isVisible());
+    ASSERT_TRUE(h.startRecording());
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return h.label(u"state"_s) == u"Recording"_s; }));
+    EXPECT_EQ(h.label(u"recordingIndicator"_s), u"●  Vellumtide is recording"_s);
+    EXPECT_EQ(h.window.windowTitle(), u"run – Vellumtide"_s);
+    EXPECT_FALSE(h.window.liveTraces()->emptyState()->isVisible());
+    EXPECT_TRUE(h.window.liveTraces()->isRefreshing());
+    EXPECT_FALSE(h.button(u"startButton"_s)->isEnabled());
+
+    ASSERT_EQ(h.deliver(300), 300);
+    const auto* sleep = h.window.findChild<SleepTable*>()->findChild<QTableView*>();
+    EXPECT_TRUE(WindowHarness::waitUntil([&] {
+        return sleep->model()->rowCount() == 2 &&
+               sleep->model()->index(0, SleepModel::Steps).data().toString() == u"2"_s;
+    })) << "10 s give two scored steps: after 8 s and after 10 s";
+
+    QTest::keyClick(&h.window, Qt::Key_M);
+    QFile markers(h.folder.filePath(u"run_Marks.csv"_s));
+    ASSERT_TRUE(markers.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(WindowHarness::waitUntil([&] {
+        markers.seek(0);
+        return markers.readAll().count('\n') == 2;
+    })) << "the title and one marker";
+
+    QTest::mouseClick(h.button(u"stopButton"_s), Qt::LeftButton);
+    ASSERT_TRUE(h.press(stopTitle(), u"&Yes"_s));
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return h.label(u"state"_s) == u"Idle"_s; }));
+    EXPECT_EQ(h.label(u"recordingIndicator"_s), QString());
+    EXPECT_FALSE(h.window.liveTraces()->isRefreshing());
+    EXPECT_TRUE(h.window.findChild<QPlainTextEdit*>()->toPlainText().contains(u"Lost: nothing"_s));
+    EXPECT_EQ(h.window.setupPanel()->basePath(), QString()) << "the next recording must not replace this one";
+}
+
+TEST(MainWindow, StartWithoutAUnitOrANameSaysWhatIsMissing)
+{
+    WindowHarness h;
+    const auto pressStart = [&] {
+        h.window.activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&h.window));
+        QTest::keyClick(&h.window, Qt::Key_R, Qt::ControlModifier);
+        EXPECT_TRUE(WindowHarness::waitUntil([&] { return !h.box(u"Not Ready to Record"_s).isNull(); }));
+        const QPointer<QMessageBox> shown = h.box(u"Not Ready to Record"_s);
+        const QString text = shown ? shown->text() : QString();
+        EXPECT_TRUE(h.press(u"Not Ready to Record"_s, u"OK"_s) ||
+                    h.press(u"Not Ready to Record"_s, u"&OK"_s));
+        EXPECT_TRUE(WindowHarness::waitUntil([&] { return shown.isNull(); }));
+        return text;
+    };
+    EXPECT_EQ(pressStart(), u"Select a DAQ device on the Basic Config tab."_s);
+    ASSERT_TRUE(h.chooseUnit());
+    EXPECT_EQ(pressStart(), u"Choose where to save the recording on the Basic Config tab.\nClick \"Select "
+                            u"File...\" to choose a location."_s);
+    EXPECT_EQ(h.session.state(), SessionState::Idle);
+    EXPECT_TRUE(h.window.liveTraces()->emptyState()->isVisible());
+}
+
+TEST(MainWindow, ClosingWhileRecordingAsksAndAStayIsForgotten)
+{
+    WindowHarness h;
+    QSignalSpy closed(&h.window, &MainWindow::geometryToKeep);
+    ASSERT_TRUE(h.startRecording());
+    EXPECT_FALSE(h.window.close());
+    ASSERT_TRUE(h.press(stopTitle(), u"&No"_s));
+    EXPECT_EQ(h.session.state(), SessionState::Recording);
+    EXPECT_TRUE(h.window.isVisible());
+    EXPECT_EQ(h.deliver(30), 30);
+
+    // A stop by the button later is a stop, not a late close.
+    QTest::mouseClick(h.button(u"stopButton"_s), Qt::LeftButton);
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.press(stopTitle(), u"&Yes"_s); }));
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return h.session.state() == SessionState::Idle; }));
+    EXPECT_TRUE(h.window.isVisible());
+    EXPECT_EQ(closed.count(), 0);
+    EXPECT_TRUE(h.window.close());
+    ASSERT_EQ(closed.count(), 1);
+    EXPECT_FALSE(closed[0][0].toByteArray().isEmpty());
+}
+
+TEST(MainWindow, ClosingWhileRecordingEndsTheRecordingFirst)
+{
+    WindowHarness h;
+    ASSERT_TRUE(h.startRecording());
+    EXPECT_FALSE(h.window.close());
+    EXPECT_FALSE(h.window.close()) << "impatience asks no second question";
+    int questions = 0;
+    for (const QMessageBox* box : h.window.findChildren<QMessageBox*>())
+        questions += box->isVisible() ? 1 : 0;
+    EXPECT_EQ(questions, 1);
+    EXPECT_TRUE(h.window.isVisible());
+    ASSERT_TRUE(h.press(stopTitle(), u"&Yes"_s));
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return !h.window.isVisible(); }));
+    EXPECT_EQ(h.session.state(), SessionState::Idle);
+    EXPECT_EQ(h.session.lastEndReason(), EndReason::UserStop);
+}
+
+TEST(MainWindow, ADisconnectShowsTheNoticeWhoseButtonEndsTheRecording)
+{
+    WindowHarness h({.channels = 2, .autoResume = true});
+    ASSERT_TRUE(h.startRecording());
+    h.unplug();
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return !h.box(u"DAQ Disconnected"_s).isNull(); }));
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return h.label(u"state"_s) == u"Paused"_s; }));
+    EXPECT_EQ(h.label(u"tracesNote"_s), u"Paused, waiting for the unit"_s);
+    EXPECT_FALSE(h.window.liveTraces()->isRefreshing());
+    ASSERT_TRUE(h.press(u"DAQ Disconnected"_s, u"Stop Recording"_s));
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return h.session.state() == SessionState::Idle; }));
+    EXPECT_TRUE(h.box(u"DAQ Disconnected"_s).isNull());
+}
+
+TEST(MainWindow, AResumeGoesOnShowingSignalsInTheNextSegment)
+{
+    WindowHarness h({.channels = 2, .autoResume = true});
+    ASSERT_TRUE(h.startRecording());
+    h.unplug();
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.session.state() == SessionState::Paused; }));
+    h.unit.replug();
+    ASSERT_TRUE(WindowHarness::waitUntil([&] {
+        h.time.advance(100);
+        return h.session.state() == SessionState::Recording;
+    }));
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return h.label(u"segment"_s) == u"(1)"_s; }));
+    EXPECT_TRUE(h.window.liveTraces()->isRefreshing());
+    EXPECT_EQ(h.label(u"tracesNote"_s), QString());
+    EXPECT_FALSE(h.box(u"Recording Resumed"_s).isNull());
+}
+
+TEST(MainWindow, TheAutoResumeEntryPassesTheChoiceOnAndSaysWhenItCounts)
+{
+    WindowHarness h;
+    QSignalSpy chosen(&h.window, &MainWindow::autoResumeChosen);
+    QAction* entry = nullptr;
+    for (QAction* action : h.window.findChildren<QAction*>())
+        if (action->text() == u"Auto-Resume on DAQ &Disconnect"_s)
+            entry = action;
+    ASSERT_NE(entry, nullptr);
+    entry->trigger();
+    ASSERT_EQ(chosen.count(), 1);
+    EXPECT_TRUE(chosen[0][0].toBool());
+    ASSERT_FALSE(h.box(u"Restart Required"_s).isNull());
+    EXPECT_EQ(h.box(u"Restart Required"_s)->text(),
+              u"Auto-resume on DAQ disconnect has been enabled.\n\nRestart Vellumtide for the change to take "
+              u"effect."_s);
+}
+
+TEST(MainWindow, EveryControlHasAToolTipAndAName)
+{
+    WindowHarness h({.channels = 16});
+    ASSERT_TRUE(h.startRecording()); // 16 channels: with page buttons
+    int controls = 0;
+    for (const QWidget* widget : h.window.findChildren<QWidget*>()) {
+        const bool control =
+            qobject_cast<const QAbstractButton*>(widget) || qobject_cast<const QComboBox*>(widget) ||
+            qobject_cast<const QAbstractSpinBox*>(widget) || qobject_cast<const QAbstractItemView*>(widget) ||
+            qobject_cast<const QPlainTextEdit*>(widget);
+        // Parts that Qt puts into its own controls are described by those.
+        const QString parent = QString::fromLatin1(widget->parentWidget()->metaObject()->className());
+        const bool ours =
+            parent.startsWith(u"vt::"_s) || parent == u"QWidget"_s || parent == u"QStackedWidget"_s;
+        if (!control || !ours)
+            continue;
+        ++controls;
+        const QString which =
+            QString::fromLatin1(widget->metaObject()->className()) + u' ' + widget->objectName();
+        EXPECT_FALSE(widget->toolTip().isEmpty()) << qPrintable(which);
+        EXPECT_FALSE(widget->accessibleName().isEmpty()) << qPrintable(which);
+    }
+    EXPECT_GE(controls, 16) << "the search must not miss them";
+}
+
+TEST(MainWindow, NoTwoControlsShareAMnemonic)
+{
+    WindowHarness h({.channels = 16});
+    ASSERT_TRUE(h.chooseUnit());
+    std::map<QChar, QString> owners;
+    const auto add = [&owners](const QString& text) {
+        const qsizetype at = text.indexOf(u'&');
+        if (at < 0)
+            return;
+        const QChar key = text[at + 1].toLower();
+        EXPECT_FALSE(owners.contains(key)) << qPrintable(text) << " and " << qPrintable(owners[key]);
+        owners[key] = text;
+    };
+    for (const QAbstractButton* button : h.window.findChildren<QAbstractButton*>())
+        if (button->window() == &h.window)
+            add(button->text());
+    for (const QLabel* label : h.window.findChildren<QLabel*>())
+        if (label->buddy())
+            add(label->text());
+    for (const QAction* action : h.window.menuBar()->actions())
+        add(action->text());
+    EXPECT_GE(owners.size(), 14U);
+}
+
+TEST(MainWindow, FitsTheSmallestScreen)
+{
+    WindowHarness h({.channels = 16});
+    h.window.resize(1280, 800);
+    ASSERT_TRUE(h.startRecording());
+    EXPECT_LE(h.window.minimumSizeHint().width(), 1280);
+    EXPECT_LE(h.window.minimumSizeHint().height(), 800);
+    for (const char* name : {"state", "elapsed", "segment", "acquired", "dropped", "queue", "disk"}) {
+        const auto* value = h.window.findChild<QLabel*>(QLatin1String(name));
+        EXPECT_LE(value->fontMetrics().horizontalAdvance(value->text()), value->width()) << name;
+    }
+}

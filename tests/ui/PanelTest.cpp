@@ -1,0 +1,379 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The parts of the window by themselves: plain values in, key and mouse events, signals out.
+#include "ui/ControlBar.h"
+#include "ui/DevicePanel.h"
+#include "ui/SetupPanel.h"
+#include "ui/SleepTable.h"
+#include "ui/StatusStrip.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSpinBox>
+#include <QTableView>
+#include <QTableWidget>
+#include <QTest>
+#include <QTimeEdit>
+#include <QVBoxLayout>
+#include <gtest/gtest.h>
+
+using namespace vt;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+void show(QWidget& widget)
+{
+    widget.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&widget));
+}
+
+DeviceDetails details(const QString& name, int channels, int animalType)
+{
+    return {name, u"USB-6218"_s, u"01"_s, channels, animalType, 100, false, true};
+}
+
+void clickRow(QListWidget* list, int row)
+{
+    const QRect rect = list->visualItemRect(list->item(row));
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, rect.center());
+}
+
+bool showsText(const QWidget& widget, const QString& text)
+{
+    for (const QLabel* label : widget.findChildren<QLabel*>())
+        if (label->isVisible() && label->text().contains(text))
+            return true;
+    return false;
+}
+
+} // namespace
+
+class DevicePanelTest : public testing::Test
+{
+protected:
+    DevicePanelTest()
+    {
+        m_panel.setDevices({{u"Dev1"_s, u"USB-6218"_s, u"01"_s, false, false},
+                            {u"Dev2"_s, u"USB-6218"_s, u"02"_s, false, true},
+                            {u"sim"_s, u"Simulated"_s, u"03"_s, true, false}});
+        show(m_panel);
+    }
+    DevicePanel m_panel;
+    QListWidget* m_list = m_panel.findChild<QListWidget*>();
+    QSignalSpy m_chosen{&m_panel, &DevicePanel::deviceChosen};
+};
+
+TEST_F(DevicePanelTest, AUnitIsChosenByMouseOrKeysUnlessItIsInUse)
+{
+    clickRow(m_list, 1);
+    EXPECT_EQ(m_panel.selectedDevice(), QString());
+    clickRow(m_list, 0);
+    EXPECT_EQ(m_panel.selectedDevice(), u"Dev1"_s);
+    QTest::keyClick(m_list, Qt::Key_Down); // past the one in use
+    EXPECT_EQ(m_panel.selectedDevice(), u"sim"_s);
+    ASSERT_EQ(m_chosen.count(), 2);
+    EXPECT_EQ(m_chosen[1][0].toString(), u"sim"_s);
+    EXPECT_TRUE(m_list->item(1)->data(Qt::AccessibleTextRole).toString().contains(u"in use"_s));
+    EXPECT_TRUE(m_list->item(2)->data(Qt::AccessibleTextRole).toString().contains(u"simulated"_s));
+}
+
+TEST_F(DevicePanelTest, ShowsWhatTheChosenUnitAnswersAndIgnoresLateAnswersOfOthers)
+{
+    clickRow(m_list, 0);
+    clickRow(m_list, 2);
+    EXPECT_TRUE(showsText(m_panel, u"Reading the unit"_s));
+    m_panel.setDetails(details(u"Dev1"_s, 8, 1));
+    EXPECT_TRUE(showsText(m_panel, u"Reading the unit"_s));
+    m_panel.setDetails(details(u"sim"_s, 16, 2));
+    EXPECT_TRUE(showsText(m_panel, u"16"_s));
+    EXPECT_TRUE(showsText(m_panel, u"Rat"_s));
+}
+
+TEST_F(DevicePanelTest, AUnitThatDoesNotAnswerCanBeTriedAgain)
+{
+    clickRow(m_list, 0);
+    DeviceDetails silent = details(u"Dev1"_s, 0, 0);
+    silent.usable = false;
+    m_panel.setDetails(silent);
+    EXPECT_TRUE(showsText(m_panel, u"does not answer"_s));
+    clickRow(m_list, 0);
+    EXPECT_EQ(m_chosen.count(), 2);
+    EXPECT_EQ(m_panel.selectedDevice(), u"Dev1"_s);
+}
+
+TEST_F(DevicePanelTest, RefreshKeepsTheChoiceWhileItIsOffered)
+{
+    const QSignalSpy refresh(&m_panel, &DevicePanel::refreshRequested);
+    QTest::mouseClick(m_panel.findChild<QPushButton*>(), Qt::LeftButton);
+    QTest::keyClick(&m_panel, Qt::Key_F5);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return refresh.count() == 2; }));
+    clickRow(m_list, 2);
+    m_panel.setDevices({{u"sim"_s, u"Simulated"_s, u"03"_s, true, false}});
+    EXPECT_EQ(m_panel.selectedDevice(), u"sim"_s);
+    EXPECT_EQ(m_chosen.count(), 1);
+    m_panel.setDevices({});
+    EXPECT_EQ(m_panel.selectedDevice(), QString());
+    ASSERT_EQ(m_chosen.count(), 2);
+    EXPECT_EQ(m_chosen[1][0].toString(), QString());
+    EXPECT_TRUE(showsText(m_panel, u"No unit found"_s));
+}
+
+class SetupPanelTest : public testing::Test
+{
+protected:
+    SetupPanelTest() { show(m_panel); }
+    void typeAnimalId(int row, const QString& text)
+    {
+        auto* table = m_panel.findChild<QTableWidget*>();
+        table->setFocus();
+        table->setCurrentCell(row, 1);
+        auto* editor = table->viewport()->findChild<QLineEdit*>();
+        if (!editor) {
+            QTest::keyClick(table, Qt::Key_F2);
+            editor = table->viewport()->findChild<QLineEdit*>();
+        }
+        ASSERT_NE(editor, nullptr);
+        QTest::keyClicks(editor, text);
+    }
+    QFileDialog* openDialog()
+    {
+        for (QPushButton* button : m_panel.findChildren<QPushButton*>())
+            if (button->text() == u"Select &File..."_s)
+                QTest::mouseClick(button, Qt::LeftButton);
+        return m_panel.findChild<QFileDialog*>();
+    }
+    SetupPanel m_panel;
+};
+
+TEST_F(SetupPanelTest, OffersTheUnitsChannelsAndFillsInMissingIds)
+{
+    EXPECT_EQ(m_panel.setup().channelCount, 0);
+    m_panel.setDevice(details(u"Dev1"_s, 4, 2));
+    EXPECT_EQ(m_panel.setup().channelCount, 4);
+    typeAnimalId(1, u" R-7 "_s);
+    m_panel.finishEditing(); // as when Start is pressed by a key while the editor is still open
+    EXPECT_EQ(m_panel.setup().animalIds, (QStringList{u"1"_s, u"R-7"_s, u"3"_s, u"4"_s}));
+    auto* count = m_panel.findChild<QSpinBox*>();
+    QTest::keyClick(count, Qt::Key_Down);
+    QTest::keyClick(count, Qt::Key_Down);
+    QTest::keyClick(count, Qt::Key_Down);
+    EXPECT_EQ(m_panel.setup().animalIds, QStringList{u"1"_s});
+    QTest::keyClick(count, Qt::Key_Down);
+    EXPECT_EQ(m_panel.setup().channelCount, 1) << "at least one channel";
+    QTest::keyClick(count, Qt::Key_Up);
+    EXPECT_EQ(m_panel.setup().animalIds, (QStringList{u"1"_s, u"R-7"_s})) << "an ID outlives its row";
+    m_panel.setDevice(details(u"Dev2"_s, 1, 2));
+    EXPECT_EQ(m_panel.setup().channelCount, 1);
+}
+
+TEST_F(SetupPanelTest, ASetupThatComesBeforeTheUnitIsKept)
+{
+    RecordingSetup wanted;
+    wanted.channelCount = 3;
+    wanted.animalIds = {u"a"_s, u"b"_s, u"c"_s};
+    wanted.lightOnset = QTime(6, 30);
+    wanted.darkOnset = QTime(18, 15);
+    wanted.activityOnly = true;
+    wanted.bandpass = true;
+    wanted.basePath = u"/data/x"_s;
+    m_panel.setSetup(wanted);
+    m_panel.setDevice(details(u"Dev1"_s, 8, 1));
+    const RecordingSetup setup = m_panel.setup();
+    EXPECT_EQ(setup.channelCount, 3);
+    EXPECT_EQ(setup.animalIds, wanted.animalIds);
+    EXPECT_EQ(setup.lightOnset, wanted.lightOnset);
+    EXPECT_EQ(setup.darkOnset, wanted.darkOnset);
+    EXPECT_TRUE(setup.activityOnly);
+    EXPECT_TRUE(setup.bandpass);
+    EXPECT_EQ(setup.basePath, wanted.basePath);
+}
+
+TEST_F(SetupPanelTest, OptionsAndTimesAreSetByKeys)
+{
+    m_panel.setDevice(details(u"Dev1"_s, 2, 1));
+    for (QCheckBox* box : m_panel.findChildren<QCheckBox*>())
+        QTest::keyClick(box, Qt::Key_Space);
+    QTimeEdit* lightOn = m_panel.findChildren<QTimeEdit*>().front();
+    lightOn->setFocus();
+    lightOn->setCurrentSection(QDateTimeEdit::HourSection);
+    QTest::keyClick(lightOn, Qt::Key_Up);
+    const RecordingSetup setup = m_panel.setup();
+    EXPECT_TRUE(setup.activityOnly && setup.bandpass);
+    EXPECT_EQ(setup.lightOnset, QTime(8, 0));
+    EXPECT_EQ(setup.darkOnset, QTime(19, 0));
+}
+
+TEST_F(SetupPanelTest, TheFileDialogCarriesTheUnitsExtensionAndGivesABasePath)
+{
+    QSignalSpy chosen(&m_panel, &SetupPanel::basePathChosen);
+    for (const auto& [animalType, extension] : {std::pair{1, u"binfb"_s}, std::pair{2, u"bin"_s}}) {
+        m_panel.setDevice(details(u"Dev1"_s, 2, animalType));
+        m_panel.setSuggestedPath(QDir::temp().filePath(u"last"_s));
+        m_panel.setBasePath({});
+        const QPointer<QFileDialog> dialog = openDialog();
+        ASSERT_NE(dialog, nullptr);
+        EXPECT_EQ(dialog->windowTitle(), u"Select new %1 file"_s.arg(extension));
+        EXPECT_EQ(dialog->nameFilters(), QStringList{u"Vellumtide data files (*.%1)"_s.arg(extension)});
+        EXPECT_EQ(dialog->defaultSuffix(), extension);
+        EXPECT_EQ(dialog->directory(), QDir::temp());
+        emit dialog->fileSelected(u"/data/night.bin.2."_s + extension);
+        EXPECT_EQ(m_panel.setup().basePath, u"/data/night.bin.2"_s);
+        ASSERT_EQ(chosen.count(), 1);
+        EXPECT_EQ(chosen.takeFirst()[0].toString(), u"/data/night.bin.2"_s);
+        dialog->reject();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return dialog.isNull(); }));
+    }
+}
+
+TEST_F(SetupPanelTest, TheLastNameIsOnlySuggestedNotTaken)
+{
+    m_panel.setSuggestedPath(u"/data/last"_s);
+    EXPECT_EQ(m_panel.setup().basePath, QString());
+}
+
+TEST_F(SetupPanelTest, LockedNothingCanBeChanged)
+{
+    m_panel.setDevice(details(u"Dev1"_s, 2, 1));
+    m_panel.setLocked(true);
+    for (const QWidget* field : m_panel.findChildren<QAbstractSpinBox*>())
+        EXPECT_FALSE(field->isEnabled());
+    for (const QWidget* field : m_panel.findChildren<QAbstractButton*>()) {
+        if (!qobject_cast<QTableWidget*>(field->parentWidget())) {
+            EXPECT_FALSE(field->isEnabled()) << qPrintable(field->accessibleName());
+        }
+    }
+    auto* table = m_panel.findChild<QTableWidget*>();
+    table->setCurrentCell(0, 1);
+    QTest::keyClick(table, Qt::Key_F2);
+    EXPECT_EQ(table->viewport()->findChild<QLineEdit*>(), nullptr);
+    m_panel.selectFile();
+    EXPECT_EQ(m_panel.findChild<QFileDialog*>(), nullptr);
+}
+
+TEST(ControlBar, EachStateAllowsWhatMakesSense)
+{
+    ControlBar bar;
+    const auto enabled = [&bar](const char* name) {
+        return bar.findChild<QPushButton*>(QLatin1String(name))->isEnabled();
+    };
+    using S = SessionState;
+    for (const auto& [state, start, stop, marker] :
+         {std::tuple{S::Idle, true, false, false}, std::tuple{S::Preparing, false, true, false},
+          std::tuple{S::Prepared, false, true, false}, std::tuple{S::Starting, false, true, false},
+          std::tuple{S::Recording, false, true, true}, std::tuple{S::Paused, false, true, false},
+          std::tuple{S::Resuming, false, true, false}, std::tuple{S::Stopping, false, false, false}}) {
+        bar.setState(state);
+        EXPECT_EQ(enabled("startButton"), start) << static_cast<int>(state);
+        EXPECT_EQ(enabled("stopButton"), stop) << static_cast<int>(state);
+        EXPECT_EQ(enabled("markerButton"), marker) << static_cast<int>(state);
+    }
+}
+
+TEST(ControlBar, KeyMSetsAMarkerButNotWhileTyping)
+{
+    QWidget window;
+    auto* layout = new QVBoxLayout(&window);
+    auto* bar = new ControlBar(&window);
+    auto* text = new QLineEdit(&window);
+    layout->addWidget(bar);
+    layout->addWidget(text);
+    show(window);
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    QSignalSpy marker(bar, &ControlBar::markerRequested);
+    window.setFocus();
+    QTest::keyClick(&window, Qt::Key_M);
+    bar->setState(SessionState::Recording);
+    QTest::keyClick(&window, Qt::Key_M);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return marker.count() >= 1; }));
+    text->setFocus();
+    QTest::keyClick(text, Qt::Key_M);
+    EXPECT_EQ(text->text(), u"m"_s);
+    QTest::mouseClick(bar->findChild<QPushButton*>(u"markerButton"_s), Qt::LeftButton);
+    EXPECT_EQ(marker.count(), 2) << "one by the key while recording, one by the mouse";
+}
+
+TEST(StatusStrip, LossesAndLowDiskChangeTheWords)
+{
+    StatusStrip strip;
+    const auto value = [&strip](const char* name) {
+        return strip.findChild<QLabel*>(QLatin1String(name))->text();
+    };
+    EXPECT_EQ(value("state"), u"Idle"_s);
+    EXPECT_EQ(value("elapsed"), u"–"_s);
+    SessionStatus status;
+    status.state = SessionState::Recording;
+    status.basePath = u"/data/night (2)"_s;
+    status.segment = 2;
+    status.startTime = QDateTime(QDate(2026, 3, 2), QTime(10, 0));
+    status.elapsedMs = 61000;
+    status.framesAcquired = 1830;
+    status.writer.currentDepth = 4;
+    status.freeDiskBytes = 100'000'000'000;
+    status.bytesPerHour = 1'000'000'000;
+    strip.setStatus(status);
+    EXPECT_EQ(value("state"), u"Recording"_s);
+    EXPECT_EQ(value("elapsed"), u"0:01:01"_s);
+    EXPECT_EQ(value("name"), u"night (2)"_s);
+    EXPECT_EQ(value("segment"), u"(2)"_s);
+    EXPECT_EQ(value("acquired"), u"1,830"_s);
+    EXPECT_EQ(value("dropped"), u"0"_s);
+    EXPECT_EQ(value("queue"), u"4"_s);
+    EXPECT_EQ(value("disk"), u"100 GB, 4 days"_s);
+    status.losses.framesDropped = 3;
+    status.losses.writesFailed = 1;
+    status.freeDiskBytes = 5'000'000'000;
+    strip.setStatus(status);
+    EXPECT_EQ(value("dropped"), u"3"_s);
+    EXPECT_EQ(value("queue"), u"4, data lost"_s);
+    EXPECT_EQ(value("disk"), u"5.0 GB, only 5 h"_s);
+    status.losses = {};
+    status.writer.currentDepth = 1001;
+    strip.setStatus(status);
+    EXPECT_EQ(value("queue"), u"1,001, filling"_s);
+}
+
+TEST(SleepTable, ShowsOneRowPerChannelAndUpdatesInPlace)
+{
+    SleepModel model;
+    std::vector<ChannelSummary> channels(2);
+    channels[0].animalId = u"M-1"_s;
+    channels[1].animalId = u"M-2"_s;
+    channels[1].steps = 3;
+    channels[1].asleep = 2;
+    channels[1].sleeping = true;
+    model.setChannels(channels, statustext::Scoring::SleepWake);
+    QStringList titles;
+    QStringList first;
+    QStringList second;
+    for (int column = 0; column < model.columnCount(); ++column) {
+        titles << model.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+        first << model.index(0, column).data().toString();
+        second << model.index(1, column).data().toString();
+    }
+    EXPECT_EQ(titles, (QStringList{u"Channel Number"_s, u"Animal ID"_s, u"Percent Sleep"_s, u"Sleeping"_s,
+                                   u"Steps"_s}));
+    EXPECT_EQ(first, (QStringList{u"1"_s, u"M-1"_s, u"–"_s, u"Waiting"_s, u"0"_s}));
+    EXPECT_EQ(second, (QStringList{u"2"_s, u"M-2"_s, u"66.7 %"_s, u"Asleep"_s, u"3"_s}));
+    EXPECT_EQ(model.asleepCount(), 1);
+
+    const QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+    const QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    model.setChannels(channels, statustext::Scoring::SleepWake);
+    EXPECT_EQ(changed.count(), 0);
+    channels[1].steps = 4;
+    channels[1].sleeping = false;
+    model.setChannels(channels, statustext::Scoring::SleepWake);
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_EQ(reset.count(), 0);
+    EXPECT_EQ(model.index(1, SleepModel::PercentSleep).data().toString(), u"50.0 %"_s);
+    EXPECT_EQ(model.index(1, SleepModel::Sleeping).data().toString(), u"Awake"_s);
+    model.setChannels(channels, statustext::Scoring::ActivityOnly);
+    EXPECT_EQ(model.index(1, SleepModel::Sleeping).data().toString(), u"Not scored"_s);
+}
