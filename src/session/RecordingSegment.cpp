@@ -191,7 +191,7 @@ void RecordingSegment::logAccounts(const TeardownReport& report) const
 void RecordingSegment::discardUnusedFiles()
 {
     for (const QString& path : std::as_const(m_newPaths))
-        if (QFileInfo(path).size() == 0 && !QFile::remove(path))
+        if (!QFile::remove(path))
             qWarning().noquote() << "Could not remove the unused file" << path;
     m_newPaths.clear();
 }

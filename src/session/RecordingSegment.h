@@ -69,7 +69,8 @@ public:
 
     /// Stops the device, lets the processing finish what is queued, flushes the writer, closes the files.
     [[nodiscard]] TeardownReport tearDown(TeardownKind kind);
-    /// Removes files that nothing was written to and that did not exist before.
+    /// For a segment that was never launched: removes the files that it brought into being. A header at most
+    /// stands in them, and a disk that was too full for all of them is to have the room back.
     void discardUnusedFiles();
 
     [[nodiscard]] const SegmentPaths& paths() const { return m_paths; }
