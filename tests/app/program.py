@@ -122,6 +122,11 @@ class Program:
             raise AssertionError(f"'{pattern}' did not come {count} time(s) within {seconds} s\n{self._so_far()}")
         return match
 
+    def lines(self):
+        """Standard error so far."""
+        with self._changed:
+            return list(self._err)
+
     def _so_far(self):
         status = self.process.poll()
         return Result(status if status is not None else "(running)", "".join(self._out), "".join(self._err)).tail()
