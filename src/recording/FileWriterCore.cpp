@@ -130,14 +130,17 @@ void FileWriterCore::run()
     WriterThread::forbidTermination();
     qDebug().noquote() << "FileWriter: Processing loop started on thread" << QThread::currentThread();
     while (m_running && !m_stopPerforming) {
-        if (closeWhenDrained()) {
+        if (m_shutdownRequested && closeWhenDrained()) {
             qDebug().noquote() << "FileWriter: Shutdown requested with empty queues - exiting";
             break;
         }
-        const int emergencyCount = takeEmergency();
-        const Next next = takeMain(emergencyCount);
+        const Next next = takeBatch();
         if (next == Next::Leave)
             break;
+        if (next == Next::Close && closeWhenDrained()) {
+            qDebug().noquote() << "FileWriter: Shutdown requested with empty queue - exiting";
+            break;
+        }
         if (next == Next::Perform)
             performBatch(static_cast<int>(m_batchState & 0xFFFFFFFFU));
     }
@@ -145,63 +148,77 @@ void FileWriterCore::run()
     QThread::currentThread()->quit();
 }
 
-/// When shutdown was requested and nothing is queued, closes both queues, so that no late write is left in
-/// one that nobody drains any more.
+/// When nothing is queued, closes both queues, so that no late write is left in one that nobody drains any
+/// more.
 bool FileWriterCore::closeWhenDrained()
 {
-    MutexLock mainLock(m_mainMutex);
-    MutexLock emergencyLock(m_emergencyMutex);
-    if (!m_shutdownRequested || !m_mainQueue.empty() || !m_emergencyQueue.empty())
-        return false;
-    m_mainClosed = true;
-    m_emergencyClosed = true;
-    return true;
+    lockQueues();
+    const bool drained = m_mainQueue.empty() && m_emergencyQueue.empty();
+    if (drained) {
+        m_mainClosed = true;
+        m_emergencyClosed = true;
+    }
+    m_mainMutex.unlock();
+    m_emergencyMutex.unlock();
+    return drained;
+}
+
+/// Both locks, emergency first, without holding it while waiting for the main one: a producer that waits for
+/// it then would wait for whoever holds the main lock.
+void FileWriterCore::lockQueues()
+{
+    for (;;) {
+        m_emergencyMutex.lock();
+        if (m_mainMutex.try_lock())
+            return;
+        m_emergencyMutex.unlock();
+        m_mainMutex.lock();
+        m_mainMutex.unlock();
+    }
+}
+
+/// Takes the emergency operations, then fills the batch up from the main queue; waits when there is nothing
+/// at all to do.
+FileWriterCore::Next FileWriterCore::takeBatch()
+{
+    // The emergency queue is held until the main one is: a producer that finds the main queue busy from here
+    // on reaches the emergency queue only after this batch has taken from it, so that its write cannot
+    // overtake the older ones that the batch takes from the main queue.
+    lockQueues();
+    const int emergencyCount = m_stopPerforming ? 0 : takeEmergency();
+    m_emergencyMutex.unlock();
+    const Next next = takeMain(emergencyCount);
+    const quint32 remaining = m_mainQueue.depth();
+    m_mainMutex.unlock();
+    if (next == Next::Perform && remaining > m_warningDepth)
+        withOwner(
+            [remaining](FileWriter& owner) { emit owner.queueOverflowWarning(static_cast<int>(remaining)); });
+    return next;
+}
+
+FileWriterCore::Next FileWriterCore::takeMain(int emergencyCount)
+{
+    // An emergency operation that arrives meanwhile ends the wait: it must not lie there until the next one
+    // for the main queue.
+    while (m_mainQueue.empty() && !m_shutdownRequested && emergencyCount == 0 && m_emergencyDepth == 0)
+        m_wake.wait_for(m_mainMutex, IdleWait);
+    if (m_stopPerforming)
+        return Next::Leave;
+    if (m_mainQueue.empty() && emergencyCount == 0)
+        return m_emergencyDepth > 0 ? Next::TakeAgain : Next::Close;
+    const int taken = m_mainQueue.take(FileWriter::BatchSize - emergencyCount,
+                                       &m_batch[static_cast<std::size_t>(emergencyCount)]);
+    m_currentDepth = m_mainQueue.depth();
+    m_batchState = batchState(0, emergencyCount + taken);
+    return Next::Perform;
 }
 
 int FileWriterCore::takeEmergency()
 {
-    MutexLock lock(m_emergencyMutex);
-    if (m_stopPerforming)
-        return 0;
     const int taken = m_emergencyQueue.take(FileWriter::BatchSize, m_batch.data());
     m_emergencyDepth = m_emergencyQueue.depth();
     m_batchState = batchState(0, taken);
     return taken;
-}
-
-/// Fills the batch up from the main queue, waiting when there is nothing at all to do.
-FileWriterCore::Next FileWriterCore::takeMain(int emergencyCount)
-{
-    quint32 remaining = 0;
-    {
-        MutexLock lock(m_mainMutex);
-        // An emergency operation that arrives meanwhile ends the wait: it must not lie there until the next
-        // one for the main queue, and it goes before what came after it.
-        while (m_mainQueue.empty() && !m_shutdownRequested && emergencyCount == 0 && m_emergencyDepth == 0)
-            m_wake.wait_for(m_mainMutex, IdleWait);
-        if (m_stopPerforming)
-            return Next::Leave;
-        if (emergencyCount == 0 && m_emergencyDepth > 0)
-            return Next::TakeAgain;
-        if (m_shutdownRequested && m_mainQueue.empty() && emergencyCount == 0) {
-            MutexLock emergencyLock(m_emergencyMutex);
-            if (!m_emergencyQueue.empty())
-                return Next::TakeAgain;
-            m_mainClosed = true;
-            m_emergencyClosed = true;
-            qDebug().noquote() << "FileWriter: Shutdown requested with empty queue - exiting";
-            return Next::Leave;
-        }
-        const int taken = m_mainQueue.take(FileWriter::BatchSize - emergencyCount,
-                                           &m_batch[static_cast<std::size_t>(emergencyCount)]);
-        remaining = m_mainQueue.depth();
-        m_currentDepth = remaining;
-        m_batchState = batchState(0, emergencyCount + taken);
-    }
-    if (remaining > m_warningDepth)
-        withOwner(
-            [remaining](FileWriter& owner) { emit owner.queueOverflowWarning(static_cast<int>(remaining)); });
-    return Next::Perform;
 }
 
 void FileWriterCore::performBatch(int size)
@@ -283,8 +300,7 @@ void FileWriterCore::requestShutdown()
 
 void FileWriterCore::countLeftovers()
 {
-    MutexLock mainLock(m_mainMutex);
-    MutexLock emergencyLock(m_emergencyMutex);
+    lockQueues();
     m_mainClosed = true;
     m_emergencyClosed = true;
     for (OperationRing* queue : {&m_mainQueue, &m_emergencyQueue})
@@ -292,6 +308,8 @@ void FileWriterCore::countLeftovers()
             const WriteOperation& operation = queue->at(place);
             countDropped(*operation.account, operation.payload().size());
         }
+    m_mainMutex.unlock();
+    m_emergencyMutex.unlock();
     const quint64 state = m_batchState.exchange(BatchGivenUp);
     if (state == BatchGivenUp)
         return;

@@ -16,7 +16,7 @@ namespace vt {
 /// Queues, counters and worker loop of a FileWriter. Shared between the FileWriter and its thread: when the
 /// thread hangs in a write for good, it keeps this object and the FileWriter can still be destroyed.
 ///
-/// Locks: main, then emergency, where both are taken. Producers take the main one by try-lock only. The
+/// Locks: emergency, then main, where both are taken. Producers take the main one by try-lock only. The
 /// worker holds neither while it writes or emits a signal.
 ///
 /// A batch that has been taken but not performed is described by m_batchState, so that after a terminated
@@ -60,7 +60,7 @@ public:
 private:
     friend struct FileWriterPeer; ///< tests
 
-    enum class Next { Perform, TakeAgain, Leave };
+    enum class Next { Perform, TakeAgain, Close, Leave };
 
     [[nodiscard]] std::optional<Answer> tryMainQueue(const Request& request, TargetAccount& account,
                                                      quint64 sequence);
@@ -68,8 +68,10 @@ private:
     void countDropped(TargetAccount& account, quint64 bytes);
 
     [[nodiscard]] bool closeWhenDrained();
-    [[nodiscard]] int takeEmergency();
-    [[nodiscard]] Next takeMain(int emergencyCount);
+    void lockQueues() VT_ACQUIRE(m_emergencyMutex, m_mainMutex);
+    [[nodiscard]] Next takeBatch();
+    [[nodiscard]] Next takeMain(int emergencyCount) VT_REQUIRES(m_mainMutex);
+    [[nodiscard]] int takeEmergency() VT_REQUIRES(m_emergencyMutex);
     void performBatch(int size);
     void countPerformed(const WriteOperation& operation, const WriteOperationResult& result);
     void reportFailure(const WriteOperation& operation, const WriteOperationResult& result);
