@@ -28,6 +28,11 @@ AnalogInput::AnalogInput(Pacing pacing, double speed, std::unique_ptr<AnalogSour
 
 AnalogInput::~AnalogInput()
 {
+    shutDown();
+}
+
+void AnalogInput::shutDown()
+{
     {
         MutexLock lock(m_mutex);
         m_quit = true;

@@ -46,6 +46,8 @@ public:
     /// speed: times real time; for AsReady 0 or less means without limit.
     AnalogInput(Pacing pacing, double speed, std::unique_ptr<AnalogSource> source);
     ~AnalogInput();
+    /// Ends the acquisition and the clock thread, waiting for a callback that is under way. For good.
+    void shutDown();
 
     /// Pacing::AsReady: asked before each block, on the clock's thread. Set before the first start.
     void setReadyForMore(std::function<bool()> ready) { m_ready = std::move(ready); }

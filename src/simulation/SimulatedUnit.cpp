@@ -69,6 +69,12 @@ SimulatedUnit::Private::Private(const Config& unitConfig)
                                            config.speed, std::move(source));
 }
 
+SimulatedUnit::Private::~Private()
+{
+    controlFile.reset();
+    analog->shutDown(); // a callback under way may still call in
+}
+
 SimulatedUnit::SimulatedUnit(const Config& config) : d(std::make_unique<Private>(config))
 {
     if (config.faultControlFile.isEmpty() || !d->configurationError.isEmpty())

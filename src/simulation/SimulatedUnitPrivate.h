@@ -23,6 +23,8 @@ namespace vt {
 struct SimulatedUnit::Private
 {
     explicit Private(const Config& unitConfig);
+    /// Ends both threads first: they call into everything else.
+    ~Private();
 
     /// Wraps every driver call: counts and records it, applies an injected failure, and keeps a failure's
     /// code and function for the error texts of the calling thread.
@@ -76,7 +78,7 @@ struct SimulatedUnit::Private
     std::uint64_t callFailAt VT_GUARDED_BY(mutex) = 0;
     bool callFailForEver VT_GUARDED_BY(mutex) = false;
 
-    std::unique_ptr<FaultControlFile> controlFile; ///< last: its thread calls into everything above
+    std::unique_ptr<FaultControlFile> controlFile;
 };
 
 } // namespace vt

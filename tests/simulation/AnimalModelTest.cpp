@@ -165,5 +165,28 @@ TEST(AnimalModel, ChannelsAreDifferentAnimalsAndMayHaveAnOffset)
     EXPECT_FALSE(plain.isAsleep(4, 0)) << "no such channel";
 }
 
+TEST(AnimalModel, UnitWithoutGainShowsItsAnimalsAroundHalfTheSupply)
+{
+    SimulatedUnit::Config config;
+    config.channels = 3;
+    config.animalType = Rat;
+    config.seed = 40;
+    config.gain = 0;
+    config.clock = SimulatedUnit::Clock::Manual;
+    SimulatedUnit unit(config);
+    AnalogTask task(unit, 3);
+    ASSERT_EQ(task.open(), 0);
+    ASSERT_EQ(task.start(), 0);
+    ASSERT_EQ(unit.advanceFrames(1), 1);
+    ASSERT_EQ(task.lastStatus, 0);
+    for (std::uint64_t channel = 0; channel < 3; ++channel) {
+        AnimalModel animal(Rat, 40 + channel);
+        const auto expected = generate(animal, 20, 20);
+        for (std::size_t j = 0; j < 20; ++j)
+            EXPECT_EQ(task.samples[channel * 20 + j], expected[j] + 2.5);
+        EXPECT_EQ(unit.isAsleep(static_cast<int>(channel), 0), animal.isAsleep(0));
+    }
+}
+
 } // namespace
 } // namespace vt::test
