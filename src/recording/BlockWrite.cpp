@@ -10,11 +10,14 @@ namespace vt {
 
 namespace {
 
-/// Takes a file back to the length and position start. False for devices that have neither.
-bool cutBack(QIODevice& device, qint64 start)
+/// Takes back the last bytes that went into a file. False for devices that cannot.
+bool cutBack(QIODevice& device, qint64 bytes)
 {
     auto* file = qobject_cast<QFileDevice*>(&device);
-    return file && !file->isSequential() && file->resize(start) && file->seek(start);
+    if (!file || file->isSequential())
+        return false;
+    const qint64 start = file->pos() - bytes;
+    return file->resize(start) && file->seek(start);
 }
 
 } // namespace
@@ -22,13 +25,12 @@ bool cutBack(QIODevice& device, qint64 start)
 BlockWriteResult writeBlock(QIODevice& device, std::span<const std::byte> bytes)
 {
     const auto size = static_cast<qint64>(bytes.size());
-    const qint64 start = device.pos();
     const qint64 taken = device.write(reinterpret_cast<const char*>(bytes.data()), size);
     BlockWriteResult result;
     result.written = std::max<qint64>(taken, 0);
     result.complete = taken == size;
     if (result.written > 0 && !result.complete)
-        result.remnant = !cutBack(device, start);
+        result.remnant = !cutBack(device, result.written);
     return result;
 }
 

@@ -8,6 +8,7 @@
 #include <QThread>
 #include <algorithm>
 #include <chrono>
+#include <thread>
 
 namespace vt {
 
@@ -24,12 +25,13 @@ constexpr quint64 batchState(int next, int size)
 }
 
 void fill(WriteOperation& slot, const FileWriterCore::Request& request, TargetAccount& account,
-          quint64 sequence)
+          const FileWriterCore::Place& place)
 {
     slot.type = request.type;
     slot.target = request.target;
     slot.account = &account;
-    slot.sequence = sequence;
+    slot.order = place.order;
+    slot.wasDivertedWhileBusy = place.mainWasBusy;
     if (!request.large.isEmpty()) {
         slot.large = request.large;
         slot.inlineSize = 0;
@@ -59,13 +61,12 @@ FileWriterCore::Answer FileWriterCore::enqueue(const Request& request)
         qWarning().noquote() << "FileWriter: Cannot queue write - not running or shutdown requested";
         return Answer::NotRunning;
     }
-    m_totalWrites.fetch_add(1, std::memory_order_relaxed);
+    Place place{m_totalWrites.fetch_add(1, std::memory_order_relaxed), false};
     TargetAccount& account = m_accounts.of(request.target);
     account.queued.fetch_add(payloadSize(request), std::memory_order_relaxed);
-    const quint64 sequence = account.nextSequence.fetch_add(1, std::memory_order_relaxed);
 
-    const std::optional<Answer> answer = tryMainQueue(request, account, sequence);
-    const Answer final = answer ? *answer : tryEmergencyQueue(request, account, sequence);
+    const std::optional<Answer> answer = tryMainQueue(request, account, place);
+    const Answer final = answer ? *answer : tryEmergencyQueue(request, account, place);
     if (final == Answer::Accepted) {
         m_wake.notify_one();
         return final;
@@ -83,15 +84,17 @@ FileWriterCore::Answer FileWriterCore::enqueue(const Request& request)
 
 /// Empty when the queue is busy or full.
 std::optional<FileWriterCore::Answer> FileWriterCore::tryMainQueue(const Request& request,
-                                                                   TargetAccount& account, quint64 sequence)
+                                                                   TargetAccount& account, Place& place)
 {
-    if (!m_mainMutex.try_lock())
+    if (!m_mainMutex.try_lock()) {
+        place.mainWasBusy = true;
         return std::nullopt;
+    }
     std::optional<Answer> answer;
     if (m_mainClosed) {
         answer = Answer::NotRunning;
     } else if (!m_mainQueue.full()) {
-        fill(m_mainQueue.append(), request, account, sequence);
+        fill(m_mainQueue.append(), request, account, place);
         const quint32 depth = m_mainQueue.depth();
         m_currentDepth = depth;
         quint32 peak = m_peakDepth;
@@ -104,14 +107,14 @@ std::optional<FileWriterCore::Answer> FileWriterCore::tryMainQueue(const Request
 }
 
 FileWriterCore::Answer FileWriterCore::tryEmergencyQueue(const Request& request, TargetAccount& account,
-                                                         quint64 sequence)
+                                                         const Place& place)
 {
     MutexLock lock(m_emergencyMutex);
     if (m_emergencyClosed)
         return Answer::NotRunning;
     if (m_emergencyQueue.full())
         return Answer::Overflow;
-    fill(m_emergencyQueue.append(), request, account, sequence);
+    fill(m_emergencyQueue.append(), request, account, place);
     m_emergencyHits.fetch_add(1, std::memory_order_relaxed);
     m_emergencyDepth = m_emergencyQueue.depth();
     return Answer::Accepted;
@@ -163,8 +166,8 @@ bool FileWriterCore::closeWhenDrained()
     return drained;
 }
 
-/// Both locks, emergency first, without holding it while waiting for the main one: a producer that waits for
-/// it then would wait for whoever holds the main lock.
+/// Both locks, without holding one while waiting for the other: a producer that waits for the emergency lock
+/// then would wait for whoever holds the main one.
 void FileWriterCore::lockQueues()
 {
     for (;;) {
@@ -172,8 +175,7 @@ void FileWriterCore::lockQueues()
         if (m_mainMutex.try_lock())
             return;
         m_emergencyMutex.unlock();
-        m_mainMutex.lock();
-        m_mainMutex.unlock();
+        std::this_thread::yield();
     }
 }
 
@@ -181,13 +183,10 @@ void FileWriterCore::lockQueues()
 /// at all to do.
 FileWriterCore::Next FileWriterCore::takeBatch()
 {
-    // The emergency queue is held until the main one is: a producer that finds the main queue busy from here
-    // on reaches the emergency queue only after this batch has taken from it, so that its write cannot
-    // overtake the older ones that the batch takes from the main queue.
     lockQueues();
-    const int emergencyCount = m_stopPerforming ? 0 : takeEmergency();
+    const int taken = m_stopPerforming ? 0 : takeEmergency();
     m_emergencyMutex.unlock();
-    const Next next = takeMain(emergencyCount);
+    const Next next = fillFromMain(taken);
     const quint32 remaining = m_mainQueue.depth();
     m_mainMutex.unlock();
     if (next == Next::Perform && remaining > m_warningDepth)
@@ -196,29 +195,39 @@ FileWriterCore::Next FileWriterCore::takeBatch()
     return next;
 }
 
-FileWriterCore::Next FileWriterCore::takeMain(int emergencyCount)
-{
-    // An emergency operation that arrives meanwhile ends the wait: it must not lie there until the next one
-    // for the main queue.
-    while (m_mainQueue.empty() && !m_shutdownRequested && emergencyCount == 0 && m_emergencyDepth == 0)
-        m_wake.wait_for(m_mainMutex, IdleWait);
-    if (m_stopPerforming)
-        return Next::Leave;
-    if (m_mainQueue.empty() && emergencyCount == 0)
-        return m_emergencyDepth > 0 ? Next::TakeAgain : Next::Close;
-    const int taken = m_mainQueue.take(FileWriter::BatchSize - emergencyCount,
-                                       &m_batch[static_cast<std::size_t>(emergencyCount)]);
-    m_currentDepth = m_mainQueue.depth();
-    m_batchState = batchState(0, emergencyCount + taken);
-    return Next::Perform;
-}
-
+/// Emergency operations go first. One that only came here because the main queue was busy for a moment lets
+/// the older ones of the main queue go before it: otherwise a file's order would depend on luck.
 int FileWriterCore::takeEmergency()
 {
-    const int taken = m_emergencyQueue.take(FileWriter::BatchSize, m_batch.data());
+    int taken = 0;
+    for (; taken < FileWriter::BatchSize && !m_emergencyQueue.empty(); ++taken) {
+        const WriteOperation& next = m_emergencyQueue.at(0);
+        const bool waits =
+            next.wasDivertedWhileBusy && !m_mainQueue.empty() && m_mainQueue.at(0).order < next.order;
+        (waits ? m_mainQueue : m_emergencyQueue).take(1, &m_batch[static_cast<std::size_t>(taken)]);
+    }
     m_emergencyDepth = m_emergencyQueue.depth();
     m_batchState = batchState(0, taken);
     return taken;
+}
+
+FileWriterCore::Next FileWriterCore::fillFromMain(int alreadyTaken)
+{
+    // An emergency operation that arrives meanwhile ends the wait: it must not lie there until the next one
+    // for the main queue.
+    while (m_mainQueue.empty() && !m_shutdownRequested && alreadyTaken == 0 && m_emergencyDepth == 0)
+        m_wake.wait_for(m_mainMutex, IdleWait);
+    if (m_stopPerforming)
+        return Next::Leave;
+    if (alreadyTaken == 0 && m_emergencyDepth > 0)
+        return Next::TakeAgain;
+    if (m_mainQueue.empty() && alreadyTaken == 0)
+        return Next::Close;
+    const int taken = m_mainQueue.take(FileWriter::BatchSize - alreadyTaken,
+                                       &m_batch[static_cast<std::size_t>(alreadyTaken)]);
+    m_currentDepth = m_mainQueue.depth();
+    m_batchState = batchState(0, alreadyTaken + taken);
+    return Next::Perform;
 }
 
 void FileWriterCore::performBatch(int size)
@@ -252,10 +261,10 @@ void FileWriterCore::countPerformed(const WriteOperation& operation, const Write
         account.failed.fetch_add(bytes, std::memory_order_relaxed);
         m_errors.fetch_add(1, std::memory_order_relaxed);
     }
-    if (operation.sequence < account.youngestPerformed)
+    if (operation.order < account.youngestPerformed)
         m_reorderedWrites.fetch_add(1, std::memory_order_relaxed);
     else
-        account.youngestPerformed = operation.sequence;
+        account.youngestPerformed = operation.order;
 }
 
 void FileWriterCore::reportFailure(const WriteOperation& operation, const WriteOperationResult& result)

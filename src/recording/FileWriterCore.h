@@ -34,6 +34,12 @@ public:
         std::span<const std::byte> bytes; ///< copied, when there are at most FileWriter::InlineBytes
         QByteArray large;                 ///< shared, in place of bytes, when there are more
     };
+    /// Where a write stands among all that were offered.
+    struct Place
+    {
+        quint64 order = 0;
+        bool mainWasBusy = false; ///< diverted because the main queue's lock was taken
+    };
     enum class Answer { Accepted, NotRunning, Overflow };
     /// Producer side; allocates nothing.
     [[nodiscard]] Answer enqueue(const Request& request);
@@ -63,15 +69,16 @@ private:
     enum class Next { Perform, TakeAgain, Close, Leave };
 
     [[nodiscard]] std::optional<Answer> tryMainQueue(const Request& request, TargetAccount& account,
-                                                     quint64 sequence);
-    [[nodiscard]] Answer tryEmergencyQueue(const Request& request, TargetAccount& account, quint64 sequence);
+                                                     Place& place);
+    [[nodiscard]] Answer tryEmergencyQueue(const Request& request, TargetAccount& account,
+                                           const Place& place);
     void countDropped(TargetAccount& account, quint64 bytes);
 
     [[nodiscard]] bool closeWhenDrained();
     void lockQueues() VT_ACQUIRE(m_emergencyMutex, m_mainMutex);
     [[nodiscard]] Next takeBatch();
-    [[nodiscard]] Next takeMain(int emergencyCount) VT_REQUIRES(m_mainMutex);
-    [[nodiscard]] int takeEmergency() VT_REQUIRES(m_emergencyMutex);
+    [[nodiscard]] int takeEmergency() VT_REQUIRES(m_emergencyMutex, m_mainMutex);
+    [[nodiscard]] Next fillFromMain(int alreadyTaken) VT_REQUIRES(m_mainMutex);
     void performBatch(int size);
     void countPerformed(const WriteOperation& operation, const WriteOperationResult& result);
     void reportFailure(const WriteOperation& operation, const WriteOperationResult& result);

@@ -15,10 +15,9 @@ struct TargetAccount
     std::atomic<const QIODevice*> target{nullptr};
     std::atomic<quint64> queued{0};
     std::atomic<quint64> dropped{0};
-    std::atomic<quint64> nextSequence{0};
     alignas(64) std::atomic<quint64> written{0};
     std::atomic<quint64> failed{0};
-    quint64 youngestPerformed = 0; ///< sequence number; the worker's own
+    quint64 youngestPerformed = 0; ///< order; the worker's own
 };
 
 /// The accounts of one writer's targets, found and opened without a lock. Targets beyond the table's size,

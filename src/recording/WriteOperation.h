@@ -24,7 +24,8 @@ struct WriteOperation
     QByteArray large; ///< the payload when it exceeds the inline bytes, shared with the producer
     QIODevice* target = nullptr;
     TargetAccount* account = nullptr;
-    quint64 sequence = 0; ///< age among the operations of the same target
+    quint64 order = 0; ///< age among all operations
+    bool wasDivertedWhileBusy = false;
     std::array<std::byte, FileWriter::InlineBytes> inlineBytes;
 
     [[nodiscard]] std::span<const std::byte> payload() const

@@ -5,9 +5,9 @@
 
 namespace vt {
 
-/// The thread of a FileWriter. It may be terminated while it is inside a call into a target, where a dead
-/// disk can hold it for ever, and nowhere else: never with a lock held, a counter half-way or a signal being
-/// delivered. Both functions speak of the calling thread.
+/// The thread of a FileWriter. It may be terminated while it performs a batch, where a dead disk can hold it
+/// for ever, and nowhere else: never with a lock held, memory half allocated or a signal being delivered.
+/// Both functions speak of the calling thread.
 class WriterThread final : public QThread
 {
 public:
