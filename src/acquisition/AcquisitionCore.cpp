@@ -172,6 +172,10 @@ void AcquisitionCore::setUp()
 {
     if (m_stopping)
         return;
+    if (m_isRestart && !isSameUnit()) {
+        scheduleRetry();
+        return;
+    }
     m_taskGeneration = nextGeneration();
     m_dataFlowed = false;
     // Open before the task starts: the first callback may come while DAQmxStartTask is still under way.
@@ -185,6 +189,22 @@ void AcquisitionCore::setUp()
     }
     if (m_isRestart)
         ++m_restarts;
+}
+
+/// Another unit may have been plugged in under the same name; its animals are not those of this recording.
+bool AcquisitionCore::isSameUnit()
+{
+    if (!m_owner.serial)
+        return true;
+    std::uint32_t serial = 0;
+    if (!daqmxSucceeded(m_driver, m_driver.DAQmxGetDevSerialNum(m_owner.deviceName.constData(), &serial),
+                        "DAQmxGetDevSerialNum"))
+        return false;
+    if (serial == *m_owner.serial)
+        return true;
+    qWarning().noquote() << "NIDAQ_data_thread::isSameUnit -" << m_owner.deviceName << "has serial number"
+                         << serial << "instead of" << *m_owner.serial;
+    return false;
 }
 
 void AcquisitionCore::recover(std::uint64_t generation, const QDateTime& failedAt)

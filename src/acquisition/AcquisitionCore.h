@@ -8,10 +8,12 @@
 #include "daqmx/DaqmxApi.h"
 #include "daqmx/Inbox.h"
 
+#include <QByteArray>
 #include <QThread>
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace vt {
@@ -23,6 +25,8 @@ namespace vt {
 ///     |                |                          ^
 ///     +--step failed---+---- after 0.5 s, 1 s, 2 s, 2 s ...
 ///   any --finish--> [stop, clear] --> Finished (the thread ends)
+///
+/// Every set-up after a failure begins with a look at the unit's serial number, when one is required.
 class AcquisitionCore
 {
 public:
@@ -34,9 +38,11 @@ public:
 
     struct Owner
     {
-        std::function<void()> frameQueued;  ///< driver's thread
-        std::function<void()> limitReached; ///< driver's thread
-        quint64 frameLimit = 0;             ///< 0: none
+        std::function<void()> frameQueued;   ///< driver's thread
+        std::function<void()> limitReached;  ///< driver's thread
+        quint64 frameLimit = 0;              ///< 0: none
+        QByteArray deviceName;               ///< of the unit that the channels belong to
+        std::optional<std::uint32_t> serial; ///< of the unit that a restart may continue on; none: any
     };
     /// Interface thread; once. False when no callback slot is free.
     [[nodiscard]] bool start(Owner owner);
@@ -63,6 +69,7 @@ private:
     // Acquisition thread.
     void setUp();
     void recover(std::uint64_t generation, const QDateTime& failedAt);
+    [[nodiscard]] bool isSameUnit();
     void takeDown();
     void scheduleRetry();
     void finish();
@@ -74,7 +81,7 @@ private:
     AnalogInputTask m_task;
     std::vector<double> m_readBuffer; ///< written by the one callback that is inside
     CallbackSlot* m_slot = nullptr;
-    Owner m_owner; ///< touched inside the delivery gate only
+    Owner m_owner; ///< its functions are called inside the delivery gate only
 
     bool m_started = false;
     const std::uint64_t m_ownerGeneration;

@@ -4,6 +4,7 @@
 #include "daqmx/NeverDestroyed.h"
 
 #include <array>
+#include <bit>
 
 namespace vt {
 
@@ -50,12 +51,12 @@ void* encodeTicket(const CallbackTicket& ticket)
 {
     const auto index = static_cast<std::uintptr_t>(ticket.slot - slots().data());
     // Only carried through the driver and taken apart again, never followed.
-    return reinterpret_cast<void*>((static_cast<std::uintptr_t>(ticket.generation) << SlotBits) | index);
+    return std::bit_cast<void*>((static_cast<std::uintptr_t>(ticket.generation) << SlotBits) | index);
 }
 
 CallbackTicket decodeTicket(void* callbackData)
 {
-    const auto value = reinterpret_cast<std::uintptr_t>(callbackData);
+    const auto value = std::bit_cast<std::uintptr_t>(callbackData);
     return {&slots()[value & SlotMask], static_cast<std::uint64_t>(value >> SlotBits)};
 }
 

@@ -17,7 +17,8 @@ constexpr int DestructorWaitMs = 5000;
 
 NIDAQ_data_thread::NIDAQ_data_thread(DaqmxApi& driver, TimeSource& time, const QString& channelList,
                                      int channelCount, QObject* parent)
-    : DAQInterface(parent), m_channelCount(std::clamp(channelCount, 1, MaxChannels))
+    : DAQInterface(parent), m_channelCount(std::clamp(channelCount, 1, MaxChannels)),
+      m_deviceName(channelList.section(u'/', 0, 0).toLocal8Bit())
 {
     const QByteArray bytes = channelList.toLocal8Bit();
     AnalogInputTask::ChannelList field{};
@@ -43,6 +44,16 @@ NIDAQ_data_thread::~NIDAQ_data_thread()
     keepAliveForever(m_core);
 }
 
+void NIDAQ_data_thread::setRequiredSerial(const QString& serial)
+{
+    bool isNumber = false;
+    const std::uint32_t value = serial.toUInt(&isNumber);
+    if (isNumber)
+        m_requiredSerial = value;
+    else
+        qWarning().noquote() << "NIDAQ_data_thread::setRequiredSerial - no serial number:" << serial;
+}
+
 bool NIDAQ_data_thread::getLatestData(double* buffer, int maxSize, int* samplesRead)
 {
     return m_core->queue().getLatestData(buffer, maxSize, samplesRead);
@@ -66,6 +77,8 @@ void NIDAQ_data_thread::start()
         };
         owner.limitReached = [this] { emit frameLimitReached(); };
         owner.frameLimit = m_frameLimit;
+        owner.deviceName = m_deviceName;
+        owner.serial = m_requiredSerial;
         if (m_core->start(std::move(owner)))
             return;
         m_startError = QStringLiteral("too many acquisition objects");

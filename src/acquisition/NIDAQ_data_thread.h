@@ -4,8 +4,11 @@
 #include "acquisition/DAQInterface.h"
 #include "daqmx/DaqmxApi.h"
 
+#include <QByteArray>
 #include <QString>
+#include <cstdint>
 #include <memory>
+#include <optional>
 
 namespace vt {
 
@@ -40,11 +43,17 @@ public:
     void setThreadPriority(QThread::Priority priority) override;
     [[nodiscard]] AcquisitionCounters counters() const override;
 
+    /// A task that failed is only set up anew while the unit has this serial number (decimal); it may have
+    /// been swapped for another under the same name. Set before start(); none: any unit.
+    void setRequiredSerial(const QString& serial);
+
     /// Why this object cannot be started (channel list too long, channel count out of range), or empty.
     [[nodiscard]] QString startError() const { return m_startError; }
 
 private:
     const int m_channelCount;
+    const QByteArray m_deviceName;
+    std::optional<std::uint32_t> m_requiredSerial;
     QString m_startError;
     std::shared_ptr<AcquisitionCore> m_core;
 };

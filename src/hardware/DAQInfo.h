@@ -63,9 +63,8 @@ public:
     /// While true the I2C session is left alone, whatever the device list says.
     void setAcquisitionStarted(bool started);
 
-public slots:
     /// Waits 5 s at most for the driver; a list that comes later still arrives, with deviceListChanged.
-    void refreshDAQList();
+    Q_SLOT void refreshDAQList();
 
 signals:
     void deviceListChanged();

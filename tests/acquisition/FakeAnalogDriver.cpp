@@ -106,6 +106,12 @@ void FakeAnalogDriver::hangReads(bool hang)
     m_changed.notify_all();
 }
 
+void FakeAnalogDriver::setSerial(std::uint32_t serial)
+{
+    MutexLock lock(m_mutex);
+    m_serial = serial;
+}
+
 void FakeAnalogDriver::setSamplesPerRead(std::int32_t samples)
 {
     MutexLock lock(m_mutex);
@@ -288,6 +294,13 @@ std::int32_t FakeAnalogDriver::DAQmxReadAnalogF64(daqmx::TaskHandle task, std::i
     if (m_readHook)
         m_readHook();
     return status;
+}
+
+std::int32_t FakeAnalogDriver::DAQmxGetDevSerialNum(const char* device, std::uint32_t* data)
+{
+    MutexLock lock(m_mutex);
+    *data = m_serial;
+    return book("GetDevSerialNum", nullptr, quoted(device));
 }
 
 } // namespace vt::test

@@ -37,6 +37,7 @@ public:
     void failEachReadNumber(int n);
     /// Reads do not return until the test says so.
     void hangReads(bool hang);
+    void setSerial(std::uint32_t serial);
     void setSamplesPerRead(std::int32_t samples);
     /// Called inside each read, on the driver's thread, before it returns.
     void setReadHook(std::function<void()> hook) { m_readHook = std::move(hook); }
@@ -75,6 +76,7 @@ public:
     std::int32_t DAQmxReadAnalogF64(daqmx::TaskHandle task, std::int32_t samples, double timeoutSeconds,
                                     daqmx::Bool32 fillMode, double* values, std::uint32_t size,
                                     std::int32_t* samplesRead, daqmx::Bool32* reserved) override;
+    std::int32_t DAQmxGetDevSerialNum(const char* device, std::uint32_t* data) override;
 
 private:
     struct Registration
@@ -108,6 +110,7 @@ private:
     int m_failReadNumber VT_GUARDED_BY(m_mutex) = 0;
     int m_readsOfTask VT_GUARDED_BY(m_mutex) = 0;
     bool m_hangReads VT_GUARDED_BY(m_mutex) = false;
+    std::uint32_t m_serial VT_GUARDED_BY(m_mutex) = 42;
     std::int32_t m_samplesPerRead VT_GUARDED_BY(m_mutex) = 20;
     std::function<void()> m_readHook;
 };

@@ -176,6 +176,31 @@ TEST(NidaqRecovery, SurvivesEveryCallFailingForEver)
     }
 }
 
+TEST(NidaqRecovery, NeverContinuesOnAnotherUnit)
+{
+    LogCapture log;
+    NidaqHarness h;
+    h.device->setRequiredSerial(u"42"_qs);
+    ASSERT_TRUE(h.startRunning());
+    EXPECT_EQ(h.driver.count("GetDevSerialNum"), 0U) << "the session has just looked";
+    h.driver.deliver();
+    h.driver.setSerial(43);
+    h.driver.failReads(true);
+    h.driver.deliver();
+    ASSERT_TRUE(h.time.waitForStarts(1));
+    h.driver.stopFailing();
+    h.time.advance(500);
+    ASSERT_TRUE(h.time.waitForStarts(2));
+    EXPECT_EQ(h.driver.count("CreateTask"), 1U);
+    EXPECT_EQ(log.count(u"NIDAQ_data_thread::isSameUnit - Dev1 has serial number 43 instead of 42"_qs), 2);
+    h.driver.setSerial(42);
+    h.time.advance(1000);
+    ASSERT_TRUE(h.driver.waitForRunning());
+    h.driver.deliver();
+    EXPECT_EQ(h.device->counters().framesAcquired, 2U);
+    EXPECT_TRUE(h.device->stop(NidaqHarness::StopWaitMs));
+}
+
 // A driver thread that never rests, reads that fail now and then, and stops at any moment.
 TEST(NidaqRecovery, StopsCleanlyUnderLoad)
 {
