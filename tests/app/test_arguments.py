@@ -181,13 +181,13 @@ class CannotBeginTest(AppTest):
     def test_files_of_another_running_recording(self):
         base = self.folder / "shared"
         with self.start(*simulate("--channels", 2, base=base, speed=1, duration=4)) as first:
-            first.wait_for("Thread priorities set")
-            mode = {path: path.stat().st_ino for path in self.folder.glob("shared*")}
+            first.wait_for("writeConfigFile - Written")  # the last of its files
+            inodes = {path: path.stat().st_ino for path in self.folder.glob("shared*")}
             result = self.run_program(*simulate("--channels", 2, base=base, duration=1))
             self.assert_status(1, result)
             self.assertIn(IN_USE, result.messages)
             self.assertEqual(len(result.messages.splitlines()), 1, result.messages)
-            self.assertEqual({path: path.stat().st_ino for path in self.folder.glob("shared*")}, mode)
+            self.assertEqual({path: path.stat().st_ino for path in self.folder.glob("shared*")}, inodes)
             ended = first.finish()
         self.assert_status(0, ended)
         self.assertEqual(parse_summary(ended.out).processed, 120)

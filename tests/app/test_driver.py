@@ -9,8 +9,8 @@ import recording_reader as reader
 from driver import DriverTest, volts
 from program import STANDIN, parse_summary
 
-# Four steps, one of them at the very end.
-FRAMES = 420
+# Two steps, one of them at the very end.
+FRAMES = 300
 SECONDS = FRAMES / 30
 
 
