@@ -69,7 +69,7 @@ bool AnimalModel::isAsleep(std::uint64_t sample)
 
 void AnimalModel::enterSegment(const StateSegment& segment)
 {
-    constexpr std::uint64_t LongBoutSamples = 100 * 600;
+    constexpr std::uint64_t LongBoutSamples = 60'000; // 100 s
     m_state = segment.state;
     m_segmentEnd = segment.end();
     const bool dreams = m_state == Behaviour::Sleep && segment.length >= LongBoutSamples;

@@ -54,9 +54,10 @@ void FilePlayback::refill()
 {
     m_bufferStart = m_position;
     m_bufferedInstants = std::min(BufferInstants, m_instantCount - m_position);
-    const auto wanted = static_cast<qint64>(m_bufferedInstants * m_instantBytes);
+    const auto instantBytes = static_cast<qint64>(m_instantBytes);
+    const qint64 wanted = static_cast<qint64>(m_bufferedInstants) * instantBytes;
     qint64 have = -1;
-    if (m_file.seek(static_cast<qint64>(m_position * m_instantBytes)))
+    if (m_file.seek(static_cast<qint64>(m_position) * instantBytes))
         have = m_file.read(m_buffer.data(), wanted);
     while (have > 0 && have < wanted) {
         const qint64 more = m_file.read(m_buffer.data() + have, wanted - have);

@@ -4,6 +4,7 @@
 #include "simulation/SimulatedUnit.h"
 #include "simulation/SimulatedUnitPrivate.h"
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 
@@ -28,7 +29,7 @@ thread_local LastError t_lastError;
 
 std::uintptr_t keyOf(daqmx::TaskHandle handle)
 {
-    return reinterpret_cast<std::uintptr_t>(handle);
+    return std::bit_cast<std::uintptr_t>(handle);
 }
 
 } // namespace
@@ -88,7 +89,7 @@ std::int32_t SimulatedUnit::DAQmxCreateTask(const char*, daqmx::TaskHandle* task
         MutexLock lock(d->mutex);
         const std::uintptr_t key = d->nextHandle++;
         d->tasks[key] = SimulatedTask{};
-        *task = reinterpret_cast<daqmx::TaskHandle>(key);
+        *task = std::bit_cast<daqmx::TaskHandle>(key);
         return 0;
     });
 }
