@@ -73,7 +73,8 @@ void FilterChain::filterDecimate(int channel, Raw in600, Output out120)
         qWarning().noquote() << "FIR filter error:" << statusText(status);
     if (state)
         state->decimatorFailing = failed;
-    if (m_inputOffsetVolts != 0.0)
+    const bool written = !failed || status == SignalStatus::NotFinite;
+    if (written && m_inputOffsetVolts != 0.0)
         for (double& value : out120)
             value -= m_inputOffsetVolts;
 }

@@ -122,7 +122,7 @@ TEST(FilterChain, UnknownAnimalLeavesTheBandsAlone)
 TEST(FilterChain, BadChannelIsLoggedAndLeavesTheOutput)
 {
     test::LogCapture log;
-    FilterChain chain(2, 1, 0.0);
+    FilterChain chain(2, 1, 2.5);
     const std::array<double, 20> in{};
     std::array<double, 4> out = {9, 9, 9, 9};
     const std::array<double, 4> four{};
