@@ -15,6 +15,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int progressIntervalMs = 2000;
+const auto endedTooEarly = u"Ended before the recording began."_s;
 
 QString kindName(int animalType)
 {
@@ -126,8 +127,9 @@ void HeadlessRunner::terminate()
 {
     if (m_done)
         return;
+    m_endRequested = true;
     if (m_session.state() == SessionState::Idle)
-        fail(u"Ended before the recording began."_s);
+        fail(endedTooEarly);
     else
         m_session.stop(EndReason::UserStop);
 }
@@ -138,8 +140,13 @@ void HeadlessRunner::recordingEnded(EndReason reason)
         return;
     m_done = true;
     m_progress->stop();
-    if (!m_session.lastSummary().isEmpty())
-        printOutput(m_session.lastSummary().trimmed());
+    if (m_session.lastSummary().isEmpty()) { // nothing was recorded, however it ended
+        if (m_endRequested)
+            printError(endedTooEarly);
+        emit finished(1);
+        return;
+    }
+    printOutput(m_session.lastSummary().trimmed());
     emit finished(exitStatusFor(reason, m_session.status().losses));
 }
 

@@ -42,6 +42,7 @@ private:
     const CommandLine m_line;
     std::unique_ptr<Timer> m_progress;
     bool m_waitingForDevice = false;
+    bool m_endRequested = false;
     bool m_done = false;
 };
 
