@@ -5,12 +5,13 @@ import signal
 import unittest
 
 import recording_reader as reader
-from program import AppTest, parse_summary, simulate
+from driver import DriverTest
+from program import parse_summary, simulate
 
 CHANNELS = 2
 
 
-class SignalsTest(AppTest):
+class SignalsTest(DriverTest):
     def assert_complete(self, base, result):
         """Ended as the user wished, and everything that was processed stands in the files."""
         self.assert_status(0, result)
@@ -49,6 +50,29 @@ class SignalsTest(AppTest):
 
         self.together(*[lambda number=number, speed=speed: shower(number, speed)
                         for number in (signal.SIGINT, signal.SIGTERM) for speed in (1, 1000)])
+
+    def test_signal_before_the_recording_began(self):
+        """While the unit is looked for, read, read again for the headers, and probed: nothing has begun yet."""
+        with self.record("plain", "--duration", 0.1) as program:
+            self.assert_status(0, program.finish())
+        writes = self.assert_driver_left_clean("plain")["DAQmxWriteDigitalU32"]
+
+        def end_during(name, call):
+            with self.record(name, environment={"STANDIN_HANG": f"{call}:1000"}) as program:
+                program.wait_for("^stand-in: .* takes 1000 ms longer")
+                program.signal(signal.SIGTERM)
+                result = program.finish()
+            self.assert_status(1, result)
+            messages = [line for line in result.messages.splitlines() if not line.startswith("stand-in: ")]
+            self.assertEqual(messages, ["Ended before the recording began."], call)
+            self.assertEqual(result.out, "")
+            self.assertEqual([path for path in self.folder.iterdir() if path.name.startswith(name)], [])
+            self.assert_driver_left_clean(name)
+
+        calls = ["DAQmxGetSysDevNames:1", "DAQmxGetSysDevNames:2"]
+        calls += [f"DAQmxWriteDigitalU32:{number}" for number in (1, writes // 4, writes * 3 // 4, writes - 3)]
+        self.together(*[lambda number=number, call=call: end_during(f"early{number}", call)
+                        for number, call in enumerate(calls)])
 
 
 if __name__ == "__main__":

@@ -11,7 +11,8 @@
 //   STANDIN_SPEED     times real time                   1
 //   STANDIN_FAIL      comma-separated NAME:K:CODE[:ever]: the K-th call (from 1) of the function NAME
 //                     ("*": of any function) fails with CODE, with "ever" all later ones, too
-//   STANDIN_HANG      comma-separated NAME:K:MS: that call takes MS milliseconds longer
+//   STANDIN_HANG      comma-separated NAME:K:MS: that call takes MS milliseconds longer, which is told on
+//                     standard error when it begins
 //   STANDIN_CONTROL   a file that may appear and change while the program runs; its words:
 //                     unplugged (no device), stalled (no callbacks), nak (silent microcontroller),
 //                     serial=N (another unit)

@@ -158,10 +158,12 @@ int32 standinBook(const char* function)
         callLog[callLogLength] = '\0';
     }
     for (int i = 0; i < hangCount; ++i)
-        if (ruleApplies(&hangs[i], function))
+        if (ruleApplies(&hangs[i], function)) {
+            fprintf(stderr, "stand-in: %s takes %ld ms longer\n", function, hangs[i].value);
             for (const double until = standinNowSeconds() + (double)hangs[i].value / 1000;
                  standinWaitUntil(until);) {
             }
+        }
     for (int i = 0; i < failureCount; ++i)
         if (ruleApplies(&failures[i], function) && status == 0)
             status = (int32)failures[i].value;
