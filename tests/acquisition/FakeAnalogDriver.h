@@ -14,8 +14,7 @@
 namespace vt::test {
 
 /// The analog half of a driver, with a book of everything that was asked of it. Blocks are delivered by
-/// the test, on the thread that calls deliver(). Like the real driver, stopping a task waits for its
-/// callback to return.
+/// the test, on the thread that calls deliver().
 class FakeAnalogDriver final : public DriverStub
 {
 public:
@@ -37,6 +36,8 @@ public:
     void failEachReadNumber(int n);
     /// Reads do not return until the test says so.
     void hangReads(bool hang);
+    /// Whether stopping a task waits for its callback to return, as the real driver may or may not do.
+    void setStopWaits(bool waits);
     void setSerial(std::uint32_t serial);
     void setSamplesPerRead(std::int32_t samples);
     /// Called inside each read, on the driver's thread, before it returns.
@@ -110,6 +111,7 @@ private:
     int m_failReadNumber VT_GUARDED_BY(m_mutex) = 0;
     int m_readsOfTask VT_GUARDED_BY(m_mutex) = 0;
     bool m_hangReads VT_GUARDED_BY(m_mutex) = false;
+    bool m_stopWaits VT_GUARDED_BY(m_mutex) = true;
     std::uint32_t m_serial VT_GUARDED_BY(m_mutex) = 42;
     std::int32_t m_samplesPerRead VT_GUARDED_BY(m_mutex) = 20;
     std::function<void()> m_readHook;

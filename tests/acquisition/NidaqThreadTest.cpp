@@ -116,22 +116,28 @@ TEST(NidaqDataThread, StopIsFinal)
 
 TEST(NidaqDataThread, ReadThatHangsDelaysTheReleaseOnly)
 {
-    NidaqHarness h;
-    ASSERT_TRUE(h.startRunning());
-    h.driver.hangReads(true);
-    std::thread driverThread([&] { h.driver.deliver(); });
-    ASSERT_TRUE(h.driver.waitForReadUnderWay());
-    EXPECT_FALSE(h.device->stop(20));
-    EXPECT_FALSE(h.device->released());
-    h.driver.hangReads(false);
-    driverThread.join();
-    EXPECT_TRUE(h.device->stop(NidaqHarness::StopWaitMs));
-    EXPECT_TRUE(h.device->released());
-    // What the read brought came after the stop.
-    EXPECT_EQ(h.device->counters().framesAcquired, 0U);
-    EXPECT_EQ(h.device->counters().readErrors, 0U);
-    EXPECT_EQ(h.notified, 0);
-    EXPECT_EQ(h.driver.openTasks(), 0U);
+    for (const bool stopWaits : {true, false}) {
+        SCOPED_TRACE(stopWaits);
+        NidaqHarness h;
+        h.driver.setStopWaits(stopWaits);
+        ASSERT_TRUE(h.startRunning());
+        h.driver.hangReads(true);
+        std::thread driverThread([&] { h.driver.deliver(); });
+        ASSERT_TRUE(h.driver.waitForReadUnderWay());
+        EXPECT_FALSE(h.device->stop(20));
+        EXPECT_FALSE(h.device->released());
+        EXPECT_EQ(h.driver.count("StopTask"), 1U);
+        EXPECT_EQ(h.driver.count("ClearTask"), 0U) << "the read still has the handle";
+        h.driver.hangReads(false);
+        driverThread.join();
+        EXPECT_TRUE(h.device->stop(NidaqHarness::StopWaitMs));
+        EXPECT_TRUE(h.device->released());
+        // What the read brought came after the stop.
+        EXPECT_EQ(h.device->counters().framesAcquired, 0U);
+        EXPECT_EQ(h.device->counters().readErrors, 0U);
+        EXPECT_EQ(h.notified, 0);
+        EXPECT_EQ(h.driver.openTasks(), 0U);
+    }
 }
 
 TEST(NidaqDataThread, RefusesWhatItCannotAcquire)
