@@ -54,9 +54,12 @@ class Result:
 
 
 class Program:
-    """One running program. Its output is read as it comes, so that it never waits for the test."""
+    """One running program. Its output is read as it comes, so that it never waits for the test.
 
-    def __init__(self, folder, arguments, environment=None, settings="", prefix=()):
+    first_lines: each output is closed after so many lines instead of being read to its end.
+    """
+
+    def __init__(self, folder, arguments, environment=None, settings="", prefix=(), first_lines=None):
         home = Path(tempfile.mkdtemp(prefix="home-", dir=folder))
         runtime = home / "run"
         runtime.mkdir(mode=0o700)
@@ -76,6 +79,7 @@ class Program:
         self._out = []
         self._err = []
         self._open_streams = 2
+        self._first_lines = first_lines
         for stream, lines in ((self.process.stdout, self._out), (self.process.stderr, self._err)):
             threading.Thread(target=self._collect, args=(stream, lines), daemon=True).start()
 
@@ -84,6 +88,9 @@ class Program:
             with self._changed:
                 lines.append(raw.decode("utf-8", "replace"))
                 self._changed.notify_all()
+            if len(lines) == self._first_lines:
+                stream.close()
+                break
         with self._changed:
             self._open_streams -= 1
             self._changed.notify_all()

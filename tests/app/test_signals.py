@@ -6,7 +6,7 @@ import unittest
 
 import recording_reader as reader
 from driver import DriverTest
-from program import parse_summary, simulate
+from program import PATIENCE_SECONDS, parse_summary, simulate
 
 CHANNELS = 2
 
@@ -33,7 +33,14 @@ class SignalsTest(DriverTest):
             self.assertGreaterEqual(summary.processed, frames)
 
         self.together(*[lambda number=number, speed=speed: end_with(number, speed)
-                        for number in (signal.SIGINT, signal.SIGTERM) for speed in (1, 1000)])
+                        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP) for speed in (1, 1000)])
+
+    def test_output_that_nobody_reads_any_more(self):
+        """As with "vellumtide ... 2>&1 | head -1": the recording is what counts."""
+        base = self.folder / "unread"
+        with self.start(*simulate("--channels", CHANNELS, base=base, speed=1, duration=3), first_lines=1) as program:
+            self.assertEqual(program.process.wait(PATIENCE_SECONDS), 0)
+        self.assertEqual(len(reader.read_recording(base, reader.MOUSE).samples), 3 * 120)
 
     def test_signals_in_quick_succession_are_one(self):
         """From the first moment of the recording on, and as many as fit in until the program has ended."""

@@ -26,6 +26,25 @@ void handleSignal(int)
     errno = savedErrno;
 }
 
+void ignoreSignal(int) {}
+
+void install(int number, void (*handler)(int))
+{
+    struct sigaction action
+    {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(number, &action, nullptr);
+}
+
+bool isIgnored(int number)
+{
+    struct sigaction current
+    {};
+    return sigaction(number, nullptr, &current) == 0 && current.sa_handler == SIG_IGN;
+}
+
 } // namespace
 
 struct TerminationSignals::Private
@@ -48,13 +67,12 @@ TerminationSignals::TerminationSignals(QObject* parent) : QObject(parent), d(std
         if (read(d->descriptor, &count, sizeof count) == static_cast<ssize_t>(sizeof count))
             emit requested();
     });
-    struct sigaction action
-    {};
-    action.sa_handler = handleSignal;
-    action.sa_flags = SA_RESTART;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    install(SIGINT, handleSignal);
+    install(SIGTERM, handleSignal);
+    if (!isIgnored(SIGHUP)) // as under nohup
+        install(SIGHUP, handleSignal);
+    // A handler instead of SIG_IGN, which child processes would inherit.
+    install(SIGPIPE, ignoreSignal);
 }
 
 TerminationSignals::~TerminationSignals()
