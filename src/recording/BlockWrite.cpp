@@ -22,15 +22,11 @@ bool cutBack(QIODevice& device, qint64 bytes)
 
 } // namespace
 
-BlockWriteResult writeBlock(QIODevice& device, std::span<const std::byte> bytes)
+BlockWriteResult takeBackPart(QIODevice& device, qint64 taken)
 {
-    const auto size = static_cast<qint64>(bytes.size());
-    const qint64 taken = device.write(reinterpret_cast<const char*>(bytes.data()), size);
     BlockWriteResult result;
     result.written = std::max<qint64>(taken, 0);
-    result.complete = taken == size;
-    if (result.written > 0 && !result.complete)
-        result.remnant = !cutBack(device, result.written);
+    result.remnant = result.written > 0 && !cutBack(device, result.written);
     return result;
 }
 

@@ -20,8 +20,20 @@ struct BlockWriteResult
 /// block is cut off again at the place where the block began, so that later 16-bit samples and doubles stay
 /// in their channels. Files can be cut, other devices cannot. Only calls into the device; allocates nothing
 /// by itself. On the thread that owns the device at the time; blocks as long as the device does.
-[[nodiscard]] BlockWriteResult writeBlock(QIODevice& device, std::span<const std::byte> bytes);
+[[nodiscard]] inline BlockWriteResult writeBlock(QIODevice& device, std::span<const std::byte> bytes);
 [[nodiscard]] BlockWriteResult writeBlock(QIODevice& device, const QByteArray& bytes);
+
+/// What is left to do for a block of which device.write took another number of bytes than all.
+[[nodiscard]] BlockWriteResult takeBackPart(QIODevice& device, qint64 taken);
+
+inline BlockWriteResult writeBlock(QIODevice& device, std::span<const std::byte> bytes)
+{
+    const auto size = static_cast<qint64>(bytes.size());
+    const qint64 taken = device.write(reinterpret_cast<const char*>(bytes.data()), size);
+    if (taken == size) [[likely]]
+        return {size, true, false};
+    return takeBackPart(device, taken);
+}
 
 /// Whether a block of size bytes failed because the disk is full: the file says so, or its disk has less
 /// room than the block. (A write that still took a part of the block reports no error.)

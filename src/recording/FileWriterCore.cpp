@@ -24,6 +24,12 @@ constexpr quint64 batchState(int next, int size)
     return (static_cast<quint64>(next) << 32U) | static_cast<quint64>(size);
 }
 
+/// For counters that only the worker changes: spares the locked instruction.
+void addAsOnlyWriter(std::atomic<quint64>& counter, quint64 amount)
+{
+    counter.store(counter.load(std::memory_order_relaxed) + amount, std::memory_order_relaxed);
+}
+
 void fill(WriteOperation& slot, const FileWriterCore::Request& request, TargetAccount& account,
           const FileWriterCore::Place& place)
 {
@@ -61,7 +67,7 @@ FileWriterCore::Answer FileWriterCore::enqueue(const Request& request)
         qWarning().noquote() << "FileWriter: Cannot queue write - not running or shutdown requested";
         return Answer::NotRunning;
     }
-    Place place{m_totalWrites.fetch_add(1, std::memory_order_relaxed), false};
+    Place place{countOffered(), false};
     TargetAccount& account = m_accounts.of(request.target);
     account.queued.fetch_add(payloadSize(request), std::memory_order_relaxed);
 
@@ -80,6 +86,22 @@ FileWriterCore::Answer FileWriterCore::enqueue(const Request& request)
         qWarning().noquote() << "FileWriter: Cannot queue write - not running or shutdown requested";
     }
     return final;
+}
+
+/// The number of operations offered before. Says when the worker has to look at it: it changes all the time,
+/// and looking after every operation would slow both sides down.
+quint64 FileWriterCore::countOffered()
+{
+    const quint64 before = m_totalWrites.fetch_add(1, std::memory_order_relaxed);
+    if ((before + 1) % StatisticsEvery <= 1)
+        m_statisticsMayBeDue.store((before + 1) % StatisticsEvery == 0, std::memory_order_relaxed);
+    return before;
+}
+
+bool FileWriterCore::statisticsAreDue() const
+{
+    return m_statisticsMayBeDue.load(std::memory_order_relaxed) &&
+           m_totalWrites.load(std::memory_order_relaxed) % StatisticsEvery == 0;
 }
 
 /// Empty when the queue is busy or full.
@@ -232,23 +254,31 @@ FileWriterCore::Next FileWriterCore::fillFromMain(int alreadyTaken)
 
 void FileWriterCore::performBatch(int size)
 {
+    WriterThread::allowTermination();
     for (int i = 0; i < size; ++i) {
         const WriteOperation& operation = *m_batch[static_cast<std::size_t>(i)];
-        WriterThread::allowTermination();
         const WriteOperationResult result = performOperation(operation);
-        WriterThread::forbidTermination();
-        // Fails when the operation has been counted as dropped meanwhile; its target may be gone.
         quint64 expected = batchState(i, size);
-        if (!m_batchState.compare_exchange_strong(expected, batchState(i + 1, size)))
+        if (!m_batchState.compare_exchange_strong(expected, batchState(i + 1, size))) {
+            // The operation has been counted as dropped meanwhile; its target may be gone.
+            WriterThread::forbidTermination();
             return;
+        }
         countPerformed(operation, result);
-        if (result.kind != WriteOperationResult::Kind::Done)
+        const bool failed = result.kind != WriteOperationResult::Kind::Done;
+        if (!failed && !statisticsAreDue())
+            continue;
+        WriterThread::forbidTermination();
+        if (failed)
             reportFailure(operation, result);
-        if (m_totalWrites.load(std::memory_order_relaxed) % StatisticsEvery == 0)
+        if (statisticsAreDue())
             withOwner([this](FileWriter& owner) { emit owner.statisticsUpdated(statistics()); });
+        WriterThread::allowTermination();
     }
+    WriterThread::forbidTermination();
     for (int i = 0; i < size; ++i)
-        QByteArray().swap(m_batch[static_cast<std::size_t>(i)]->large);
+        if (QByteArray& large = m_batch[static_cast<std::size_t>(i)]->large; !large.isEmpty())
+            QByteArray().swap(large);
 }
 
 void FileWriterCore::countPerformed(const WriteOperation& operation, const WriteOperationResult& result)
@@ -256,13 +286,13 @@ void FileWriterCore::countPerformed(const WriteOperation& operation, const Write
     TargetAccount& account = *operation.account;
     const quint64 bytes = operation.payload().size();
     if (result.kind == WriteOperationResult::Kind::Done) {
-        account.written.fetch_add(bytes, std::memory_order_relaxed);
+        addAsOnlyWriter(account.written, bytes);
     } else {
-        account.failed.fetch_add(bytes, std::memory_order_relaxed);
-        m_errors.fetch_add(1, std::memory_order_relaxed);
+        addAsOnlyWriter(account.failed, bytes);
+        addAsOnlyWriter(m_errors, 1);
     }
     if (operation.order < account.youngestPerformed)
-        m_reorderedWrites.fetch_add(1, std::memory_order_relaxed);
+        addAsOnlyWriter(m_reorderedWrites, 1);
     else
         account.youngestPerformed = operation.order;
 }

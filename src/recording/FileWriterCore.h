@@ -72,6 +72,8 @@ private:
                                                      Place& place);
     [[nodiscard]] Answer tryEmergencyQueue(const Request& request, TargetAccount& account,
                                            const Place& place);
+    [[nodiscard]] quint64 countOffered();
+    [[nodiscard]] bool statisticsAreDue() const;
     void countDropped(TargetAccount& account, quint64 bytes);
 
     [[nodiscard]] bool closeWhenDrained();
@@ -85,33 +87,39 @@ private:
     template <typename Call>
     void withOwner(Call call);
 
+    // What different threads change stands on cache lines of its own.
+    static constexpr std::size_t CacheLine = 64;
+
     const quint32 m_warningDepth;
     std::atomic<bool> m_running{false};
     std::atomic<bool> m_shutdownRequested{false};
     std::atomic<bool> m_stopPerforming{false};
+    std::atomic<bool> m_statisticsMayBeDue{false};
 
-    Mutex m_mainMutex;
+    alignas(CacheLine) Mutex m_mainMutex;
     OperationRing m_mainQueue VT_GUARDED_BY(m_mainMutex);
     bool m_mainClosed VT_GUARDED_BY(m_mainMutex) = false;
-    std::condition_variable_any m_wake;
-
-    Mutex m_emergencyMutex;
-    OperationRing m_emergencyQueue VT_GUARDED_BY(m_emergencyMutex);
-    bool m_emergencyClosed VT_GUARDED_BY(m_emergencyMutex) = false;
-
-    std::atomic<quint64> m_totalWrites{0};
-    std::atomic<quint64> m_droppedWrites{0};
-    std::atomic<quint64> m_errors{0};
-    std::atomic<quint64> m_emergencyHits{0};
-    std::atomic<quint64> m_reorderedWrites{0};
     std::atomic<quint32> m_currentDepth{0};
     std::atomic<quint32> m_peakDepth{0};
-    std::atomic<quint32> m_emergencyDepth{0};
-    TargetAccounts m_accounts;
 
-    std::array<WriteOperation*, FileWriter::BatchSize> m_batch{};
+    alignas(CacheLine) std::condition_variable_any m_wake;
+
+    alignas(CacheLine) Mutex m_emergencyMutex;
+    OperationRing m_emergencyQueue VT_GUARDED_BY(m_emergencyMutex);
+    bool m_emergencyClosed VT_GUARDED_BY(m_emergencyMutex) = false;
+    std::atomic<quint32> m_emergencyDepth{0};
+
+    alignas(CacheLine) std::atomic<quint64> m_totalWrites{0}; // producers, from here on
+    std::atomic<quint64> m_droppedWrites{0};
+    std::atomic<quint64> m_emergencyHits{0};
+
+    alignas(CacheLine) std::atomic<quint64> m_errors{0}; // worker, from here on
+    std::atomic<quint64> m_reorderedWrites{0};
     /// Next operation of the batch to perform in the upper half, size of the batch in the lower.
     std::atomic<quint64> m_batchState{0};
+    std::array<WriteOperation*, FileWriter::BatchSize> m_batch{};
+
+    TargetAccounts m_accounts;
 
     Mutex m_ownerMutex;
     FileWriter* m_owner VT_GUARDED_BY(m_ownerMutex);

@@ -12,7 +12,7 @@ namespace vt {
 /// Payload bytes of one target. Producers and the worker count on different cache lines.
 struct TargetAccount
 {
-    std::atomic<const QIODevice*> target{nullptr};
+    alignas(64) std::atomic<const QIODevice*> target{nullptr};
     std::atomic<quint64> queued{0};
     std::atomic<quint64> dropped{0};
     alignas(64) std::atomic<quint64> written{0};
