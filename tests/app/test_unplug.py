@@ -108,16 +108,18 @@ class UnplugTest(AppTest):
         self.assertEqual(frames, summary.processed)
 
     def resumes_into_the_next_free_segment(self):
-        base = self.base("resumes")
-        earlier = [self.folder / "resumes (1).binfb", self.folder / "resumes (1).FeatVecfb"]
+        """A number at the end of the name gives way to the segment's."""
+        name, stem = 'resumes %1, %2 "é" (7)', 'resumes %1, %2 "é"'
+        base, second_base = self.base(name), self.base(f"{stem} (2)")
+        earlier = [self.folder / f"{stem} (1).binfb", self.folder / f"{stem} (1).FeatVecfb"]
         for path in earlier:
             path.write_text("earlier")
-        with self.record("resumes", AUTO_RESUME, duration=140) as program:
+        with self.record(name, AUTO_RESUME, duration=140) as program:
             program.wait_for(r"Recording  segment 0")
             begun = datetime.now()
-            self.fault("resumes", "unplug")
+            self.fault(name, "unplug")
             program.wait_for("DAQ Disconnected: Recording paused")
-            self.fault("resumes", "replug")
+            self.fault(name, "replug")
             result = program.finish()
         ended = datetime.now()
         self.assert_status(0, result)
@@ -127,20 +129,20 @@ class UnplugTest(AppTest):
         self.assertTrue(paused and resumed, result.messages)
         for text in (paused.group(1), resumed.group(1), resumed.group(2)):
             self.assert_clock(text, begun, ended)
-        self.assertEqual(resumed.group(4), f"{base} (2)")
+        self.assertEqual(resumed.group(4), str(second_base))
         self.assertLessEqual(int(resumed.group(3)), (ended - begun).total_seconds() + 1)
 
         summary = parse_summary(result.out)
-        self.assertEqual(summary.segments, [str(base), f"{base} (2)"])
+        self.assertEqual(summary.segments, [str(base), str(second_base)])
         self.assertEqual((summary.ended, summary.lost, summary.processed), ("duration reached", "nothing", 4200))
         first, _ = self.assert_segment(base, self.volts(), 0)
-        second, begin = self.assert_segment(f"{base} (2)", self.volts(), first)
+        second, _ = self.assert_segment(second_base, self.volts(), first)
         self.assertEqual(first + second, 4200)
         # The scores go on across the pause, the windows do not.
         self.assertEqual(summary.steps, [reference.step_count(first) + reference.step_count(second)] * CHANNELS)
         self.assertEqual([path.read_text() for path in earlier], ["earlier", "earlier"])
-        self.assertFalse((self.folder / "resumes (2)_Marks.csv").exists(), "markers are per recording")
-        headers = [reader.read_recording(name, reader.MOUSE, config=False).header for name in (base, f"{base} (2)")]
+        self.assertFalse(self.base(f"{stem} (2)_Marks.csv").exists(), "markers are per recording")
+        headers = [reader.read_recording(path, reader.MOUSE, config=False).header for path in (base, second_base)]
         self.assertEqual(headers[0].device_serial, headers[1].device_serial)
         self.assertGreater(headers[1].start, headers[0].start)
 
