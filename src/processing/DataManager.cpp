@@ -270,21 +270,21 @@ void DataManager::publishStep(const QDateTime& now)
     // The vectors are built for listeners only.
     if (!s.config.activityOnly &&
         isSignalConnected(QMetaMethod::fromSignal(&DataManager::newSleepDecision))) {
-        std::vector<bool> sleeping;
-        std::vector<QDateTime> sleepBeginTime;
-        std::vector<double> decisionStats;
-        for (int c = 0; c < s.config.channelCount; ++c) {
-            const SleepDecision::Channel& channel = s.decision.channel(c);
-            sleeping.push_back(channel.sleeping);
-            sleepBeginTime.push_back(channel.sleepBeginTime);
-            decisionStats.push_back(channel.decisionStat);
+        std::vector<bool> sleeping(s.channelCount());
+        std::vector<QDateTime> sleepBeginTime(s.channelCount());
+        std::vector<double> decisionStats(s.channelCount());
+        for (std::size_t c = 0; c < s.channelCount(); ++c) {
+            const SleepDecision::Channel& channel = s.decision.channel(static_cast<int>(c));
+            sleeping[c] = channel.sleeping;
+            sleepBeginTime[c] = channel.sleepBeginTime;
+            decisionStats[c] = channel.decisionStat;
         }
         emit newSleepDecision(sleeping, sleepBeginTime, decisionStats);
     }
     if (isSignalConnected(QMetaMethod::fromSignal(&DataManager::sensorNoSignal))) {
-        std::vector<bool> noSignal;
-        for (int c = 0; c < s.config.channelCount; ++c)
-            noSignal.push_back(s.decision.channel(c).noSignal);
+        std::vector<bool> noSignal(s.channelCount());
+        for (std::size_t c = 0; c < s.channelCount(); ++c)
+            noSignal[c] = s.decision.channel(static_cast<int>(c)).noSignal;
         emit sensorNoSignal(noSignal);
     }
 }

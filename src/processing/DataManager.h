@@ -76,9 +76,8 @@ public:
     [[nodiscard]] SleepCounts sleepCounts(int channel) const; ///< any thread (atomics)
     [[nodiscard]] bool noSignal(int channel) const;           ///< any thread
 
-public slots:
     /// One tick: pulls one frame and processes it. Processing thread.
-    void handleNewDAQData(int samplesRead);
+    Q_SLOT void handleNewDAQData(int samplesRead);
 
 signals:
     void newDataReady();

@@ -146,7 +146,7 @@ const double* FeatureBlocks::lagProducts(const double* x, int length, int firstL
     std::copy_n(x, length, products);
     std::fill(products + length, products + transform->length(), 0.0);
     transform->forward(products, m_bins.data());
-    m_kernels.powerInPlace(m_bins.data(), static_cast<std::size_t>(transform->length() / 2 + 1));
+    m_kernels.powerInPlace(m_bins.data(), static_cast<std::size_t>(transform->length()) / 2 + 1);
     transform->backward(m_bins.data(), products);
     return products;
 }

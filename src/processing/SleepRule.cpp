@@ -97,13 +97,11 @@ void updateBaseline(ActivityBaseline& baseline, double x, SessionKind kind, Anim
     baseline.baselineSteps = saturatingIncrement(baseline.baselineSteps);
     const int governing = kind == SessionKind::ActivityOnly ? baseline.baselineSteps : baseline.sleepSteps;
     const double speed = governing < SettlingSteps ? 1.0 : 0.01;
-    if (kind == SessionKind::ActivityOnly) {
-        followQuietest(baseline, x, speed);
-    } else if (state == AnimalState::Sleeping) {
+    if (kind == SessionKind::SleepScoring && state == AnimalState::Sleeping) {
         baseline.sleepSteps = saturatingIncrement(baseline.sleepSteps);
         const double step = SleepRate * speed;
         baseline.value *= x > baseline.value ? 1.0 + step : 1.0 - step;
-    } else if (baseline.sleepSteps < SleepStepsBeforeHold) {
+    } else if (kind == SessionKind::ActivityOnly || baseline.sleepSteps < SleepStepsBeforeHold) {
         followQuietest(baseline, x, speed);
     }
 }
