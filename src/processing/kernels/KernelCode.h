@@ -9,7 +9,8 @@
 #include <cstdint>
 
 #if defined(__GNUC__) && !defined(__clang__)
-// How vectors are passed differs between instruction sets; the functions below that pass them are all inlined.
+// How vectors are passed differs between instruction sets; the functions below that pass them are all
+// inlined.
 #pragma GCC diagnostic ignored "-Wpsabi"
 #endif
 
