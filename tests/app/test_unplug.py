@@ -11,7 +11,8 @@ import numpy as np
 import expectations
 import recording_reader as reader
 import reference_scoring as reference
-from program import DATA, AppTest, parse_summary, simulate
+from driver import DriverTest, volts
+from program import DATA, parse_summary, simulate
 
 CHANNELS = 4
 SPEED = 30
@@ -40,8 +41,8 @@ RESUME_LOG = ["Reconnect poll: DAQ has re-enumerated — attempting resume",
               "DAQ watchdog timer started (5 second timeout)", "attemptResume: success — segment base now "]
 
 
-class UnplugTest(AppTest):
-    def record(self, name, settings="", duration=None, speed=SPEED, channels=CHANNELS):
+class UnplugTest(DriverTest):
+    def play(self, name, settings="", duration=None, speed=SPEED, channels=CHANNELS):
         self.faults(name).touch()
         return self.start(*simulate(DATA / "real4.f64", "--channels", channels, "--simulate-faults",
                                     self.faults(name), base=self.base(name), duration=duration, speed=speed),
@@ -90,7 +91,7 @@ class UnplugTest(AppTest):
         return np.tile(np.fromfile(DATA / "real4.f64", dtype="<f8").reshape(-1, CHANNELS).T, 4)
 
     def without_auto_resume(self):
-        with self.record("ends") as program:
+        with self.play("ends") as program:
             program.wait_for(r"Recording  segment 0")
             begun = datetime.now()
             self.fault("ends", "unplug")
@@ -114,7 +115,7 @@ class UnplugTest(AppTest):
         earlier = [self.folder / f"{stem} (1).binfb", self.folder / f"{stem} (1).FeatVecfb"]
         for path in earlier:
             path.write_text("earlier")
-        with self.record(name, AUTO_RESUME, duration=140) as program:
+        with self.play(name, AUTO_RESUME, duration=140) as program:
             program.wait_for(r"Recording  segment 0")
             begun = datetime.now()
             self.fault(name, "unplug")
@@ -147,7 +148,7 @@ class UnplugTest(AppTest):
         self.assertGreater(headers[1].start, headers[0].start)
 
     def ended_while_paused(self):
-        with self.record("paused", AUTO_RESUME) as program:
+        with self.play("paused", AUTO_RESUME) as program:
             program.wait_for(r"Recording  segment 0")
             self.fault("paused", "unplug")
             program.wait_for("DAQ Disconnected: Recording paused")
@@ -160,7 +161,7 @@ class UnplugTest(AppTest):
         self.assertEqual(list(self.folder.glob("paused (*")), [])
 
     def another_unit_is_not_continued_on(self):
-        with self.record("other", AUTO_RESUME) as program:
+        with self.play("other", AUTO_RESUME) as program:
             program.wait_for(r"Recording  segment 0")
             self.fault("other", "unplug")
             program.wait_for("DAQ Disconnected: Recording paused")
@@ -173,7 +174,7 @@ class UnplugTest(AppTest):
         self.assertEqual(list(self.folder.glob("other (*")), [])
 
     def duration_ends_a_pause_by_the_clock(self):
-        with self.record("clock", AUTO_RESUME, duration=8, speed=1) as program:
+        with self.play("clock", AUTO_RESUME, duration=8, speed=1) as program:
             program.wait_for(r"Recording  segment 0")
             self.fault("clock", "unplug")
             result = program.finish()
@@ -184,7 +185,7 @@ class UnplugTest(AppTest):
         self.assert_segment(self.base("clock"), self.volts(), 0)
 
     def stalled_unit_is_a_lost_unit(self):
-        with self.record("stall", speed=1) as program:
+        with self.play("stall", speed=1) as program:
             program.wait_for(r"Recording  segment 0")
             self.fault("stall", "stall on")
             result = program.finish()
@@ -193,13 +194,38 @@ class UnplugTest(AppTest):
         self.assertEqual(parse_summary(result.out).ended, "device stopped responding")
         self.assert_segment(self.base("stall"), self.volts(), 0)
 
+    def through_the_driver(self):
+        """The same with a driver that reports the unit as gone; its signal begins anew with the new task."""
+        control = self.folder / "control"
+        base, second_base = self.base("driver"), self.base("driver (1)")
+        with self.record("driver", environment={"STANDIN_CONTROL": str(control)},
+                         settings=AUTO_RESUME) as program:
+            program.wait_for(r"Recording  segment 0")
+            control.write_text("unplugged")
+            program.wait_for("DAQ Disconnected: Recording paused")
+            control.write_text("serial=4711")
+            program.wait_for(r"Paused  segment 0", count=2)
+            control.unlink()
+            program.wait_for(r"Recording  segment 1")
+            program.signal(signal.SIGTERM)
+            result = program.finish()
+        self.assert_status(0, result)
+        self.assert_log(result, "DAQ read failed, error: -88709 read: 0", *TIMEOUT_LOG, *PAUSE_LOG, *RESUME_LOG)
+        self.assertEqual(parse_summary(result.out).segments, [str(base), str(second_base)])
+        for path in (base, second_base):
+            recording = reader.read_recording(path, reader.MOUSE, config=False)
+            frames = len(recording.samples) // 4
+            self.assertGreater(frames, 0)
+            expectations.check_segment(self, recording, volts(8, frames), frames, reader.MOUSE)
+        self.assert_driver_left_clean("driver")
+
     def test_pulling_the_cable(self):
         self.together(self.without_auto_resume, self.resumes_into_the_next_free_segment, self.ended_while_paused,
                       self.another_unit_is_not_continued_on, self.duration_ends_a_pause_by_the_clock,
-                      self.stalled_unit_is_a_lost_unit)
+                      self.stalled_unit_is_a_lost_unit, self.through_the_driver)
 
     def test_failed_read_restarts_the_task(self):
-        with self.record("read", duration=20, speed=10) as program:
+        with self.play("read", duration=20, speed=10) as program:
             program.wait_for("Thread priorities set")
             self.fault("read", "read-error -200279 1")
             result = program.finish()
