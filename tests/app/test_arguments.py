@@ -85,12 +85,13 @@ class MistakesTest(AppTest):
 
     def test_wrong_arguments_end_with_2_and_one_message(self):
         base = self.folder / "never"
-        for arguments, part in self.MISTAKES:
-            with self.subTest(arguments=arguments):
-                # Without a display: a mistake must be told all the same.
-                result = self.run_program("--output", base, *arguments, environment={"DISPLAY": "",
-                                                                                      "QT_QPA_PLATFORM": "xcb"})
-                self.assert_refused(result, part)
+
+        def check(arguments, part):
+            # Without a display: a mistake must be told all the same.
+            self.assert_refused(self.run_program("--output", base, *arguments,
+                                                 environment={"DISPLAY": "", "QT_QPA_PLATFORM": "xcb"}), part)
+
+        self.together(*[lambda case=case: check(*case) for case in self.MISTAKES])
         self.assertEqual(snapshot(self.folder), {})
 
     def test_headless_needs_an_output(self):
@@ -102,16 +103,17 @@ class MistakesTest(AppTest):
 
 
 class CannotBeginTest(AppTest):
-    def assert_cannot_begin(self, arguments, *parts, **options):
-        """Exit status 1, one message that holds all parts, and every file as it was."""
-        before = snapshot(self.folder)
+    def assert_cannot_begin(self, arguments, *parts, folder=None, **options):
+        """Exit status 1, one message that holds all parts, and every file (in folder) as it was."""
+        folder = folder or self.folder
+        before = snapshot(folder)
         result = self.run_program(*arguments, **options)
         self.assert_status(1, result)
         self.assertEqual(result.out, "", "a summary of nothing")
         for part in parts:
             self.assertIn(part, result.messages)
         self.assertEqual(len(result.messages.splitlines()), 1, result.messages)
-        self.assertEqual(snapshot(self.folder), before, result.tail())
+        self.assertEqual(snapshot(folder), before, result.tail())
 
     def test_unknown_device(self):
         self.assert_cannot_begin(simulate("--device", "Dev7", base=self.folder / "a"), "Dev7", "sim")
@@ -161,18 +163,21 @@ class CannotBeginTest(AppTest):
         self.assertEqual(reader.read_recording(base, reader.MOUSE).samples.shape, (120, 1))
 
     def test_existing_files_that_must_not_be_touched(self):
-        for role, path in reader.file_names(self.folder / "a", reader.MOUSE).items():
-            with self.subTest(role=role):
-                path.write_text("precious")
-                path.chmod(0o444)
-                self.assert_cannot_begin(simulate(base=self.folder / "a"), str(path), "read-only")
-                path.unlink()
-                path.mkdir()
-                self.assert_cannot_begin(simulate(base=self.folder / "a"), str(path), "not a file")
-                path.rmdir()
-                os.mkfifo(path)
-                self.assert_cannot_begin(simulate(base=self.folder / "a"), str(path), "not a file")
-                path.unlink()
+        def check(role):
+            folder = self.folder / role
+            folder.mkdir()
+            path = reader.file_names(folder / "a", reader.MOUSE)[role]
+            path.write_text("precious")
+            path.chmod(0o444)
+            self.assert_cannot_begin(simulate(base=folder / "a"), str(path), "read-only", folder=folder)
+            path.unlink()
+            path.mkdir()
+            self.assert_cannot_begin(simulate(base=folder / "a"), str(path), "not a file", folder=folder)
+            path.rmdir()
+            os.mkfifo(path)
+            self.assert_cannot_begin(simulate(base=folder / "a"), str(path), "not a file", folder=folder)
+
+        self.together(*[lambda role=role: check(role) for role in reader.file_names("a", reader.MOUSE)])
 
     def test_more_than_the_unit_offers(self):
         ids = ["--animal-id", "a", "--animal-id", "b", "--animal-id", "c"]
