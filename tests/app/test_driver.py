@@ -4,10 +4,12 @@
 import unittest
 from datetime import datetime
 
+import numpy as np
+
 import expectations
 import recording_reader as reader
 from driver import DriverTest, volts
-from program import STANDIN, parse_summary
+from program import DATA, STANDIN, parse_summary
 
 # Two steps, one of them at the very end.
 FRAMES = 300
@@ -67,6 +69,27 @@ class RecordingsTest(DriverTest):
         self.assertEqual(result.messages, "Not Ready to Record: 9 channels were asked for; Dev1 offers 8.\n")
         self.assertEqual(list(self.folder.glob("many*")), [])
         self.assert_driver_left_clean("many")
+
+    def test_simulated_unit_beside_a_real_one(self):
+        """Both are there; each records its own signal, and the real one is only read when it is the one."""
+        def real():
+            with self.record("real", "--simulate", "--duration", 2, channels=2) as program:
+                self.assert_status(0, program.finish())
+            expectations.check_segment(self, reader.read_recording(self.folder / "real", reader.MOUSE), volts(2, 60), 60,
+                                       reader.MOUSE)
+            self.assert_analog_calls("real", 2)
+            self.assertEqual(self.assert_driver_left_clean("real")["blocks_read"], 60)
+
+        def simulated():
+            played = DATA / "real4.f64"
+            with self.record("sim", "--simulate", played, "--device", "sim", "--channels", 4, "--duration", 2) as program:
+                self.assert_status(0, program.finish())
+            signal = np.fromfile(played, dtype="<f8").reshape(-1, 4).T
+            expectations.check_segment(self, reader.read_recording(self.folder / "sim", reader.MOUSE), signal, 60,
+                                       reader.MOUSE)
+            self.assertEqual(self.assert_driver_left_clean("sim")["tasks_created"], 0)
+
+        self.together(real, simulated)
 
     def test_animal_option_is_ignored_on_a_unit_that_knows(self):
         with self.record("knows", "--duration", 1, "--animal", "rat", channels=2) as program:
