@@ -7,7 +7,9 @@
 
 #include <QTemporaryDir>
 #include <array>
+#include <csignal>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 namespace vt {
 namespace {
@@ -89,6 +91,54 @@ TEST(WriterFailures, WhateverByteADiskFailsAtBlocksStayWhole)
             EXPECT_EQ(bytes.failed, bytes.queued - bytes.written);
             EXPECT_EQ(writer.statistics().errors, static_cast<quint64>(Blocks) - wanted.size());
         }
+    }
+}
+
+/// Files of this process cannot grow beyond a size while it lives: writes are cut short there by the system.
+class SizeLimit
+{
+public:
+    explicit SizeLimit(qint64 bytes)
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &m_before), 0);
+        rlimit limit = m_before;
+        limit.rlim_cur = static_cast<rlim_t>(bytes);
+        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    }
+    ~SizeLimit() { EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &m_before), 0); }
+    SizeLimit(const SizeLimit&) = delete;
+    SizeLimit& operator=(const SizeLimit&) = delete;
+
+private:
+    rlimit m_before{};
+};
+
+// The same without a writer, on the recording's own file class and real short writes.
+TEST(WriterFailures, BlocksStayWholeWithoutAWriter)
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("a.bin"));
+    for (qint64 goodBytes = 0; goodBytes < 2 * BlockBytes; ++goodBytes) {
+        VellumtideFile file;
+        ASSERT_EQ(file.openFile(path, true), VellumtideFile::Opened);
+        file.header() = smallHeader();
+        ASSERT_TRUE(file.writeHeader());
+        const auto write = [&file](int number) {
+            std::array<double, Channels * FramesPerBlock> volts;
+            for (std::size_t i = 0; i < volts.size(); ++i)
+                volts[i] = (1000 * static_cast<int>(i / FramesPerBlock) + number) * 5.0 / 32768.0;
+            return file.writeSamples(volts.data(), FramesPerBlock);
+        };
+        {
+            const SizeLimit limit(file.device()->size() + goodBytes);
+            EXPECT_EQ(write(0), goodBytes >= BlockBytes);
+            EXPECT_FALSE(write(1));
+            EXPECT_FALSE(file.lastError().isEmpty());
+        }
+        EXPECT_TRUE(write(2));
+        file.close();
+        EXPECT_EQ(blocksIn(path), goodBytes >= BlockBytes ? (std::vector<int>{0, 2}) : std::vector<int>{2});
     }
 }
 

@@ -143,7 +143,8 @@ TEST(WriterThreads, AShutdownUnderFireLosesNothingAccepted)
 }
 
 // A recording of two hours at high speed once held 162 blocks that stood after a younger one: the worker took
-// the emergency queue, into which a busy main queue had sent a block, before the older blocks of the main one.
+// the emergency queue, into which a busy main queue had sent a block, before the older blocks of the main
+// one.
 TEST(WriterThreads, ABusyMainQueueDoesNotReorderAFile)
 {
     QTemporaryDir folder;
