@@ -5,6 +5,7 @@
 #include "app/DriverSetup.h"
 #include "app/HeadlessRunner.h"
 #include "base/TimeSource.h"
+#include "daqmx/KeepAlive.h"
 #include "platform/TerminationSignals.h"
 #include "session/AppSettings.h"
 #include "session/SessionController.h"
@@ -81,6 +82,45 @@ bool isMistaken(int argc, char** argv)
     return parseCommandLine(arguments).action == CommandLine::Action::Invalid;
 }
 
+/// Driver and time of a run. A driver call that never returns leaves threads behind that still use them; they
+/// are then kept for the rest of the process.
+class Services
+{
+public:
+    explicit Services(const CommandLine& line) : m_shared(std::make_shared<Shared>(line)) {}
+    ~Services()
+    {
+        if (isAnythingKeptAlive())
+            keepAliveForever(m_shared);
+    }
+    Services(const Services&) = delete;
+    Services& operator=(const Services&) = delete;
+
+    /// True, after a message, when there is no driver to run on.
+    [[nodiscard]] bool failed() const
+    {
+        if (m_shared->drivers.error().isEmpty())
+            return false;
+        printError(u"vellumtide: %1"_s.arg(m_shared->drivers.error()));
+        return true;
+    }
+    [[nodiscard]] DaqmxApi& driver() const { return m_shared->drivers.driver(); }
+    [[nodiscard]] TimeSource& time() const { return m_shared->time; }
+    void paceBy(const SessionController& session) const
+    {
+        m_shared->drivers.setReadyForMore([&session] { return session.readyForMoreData(); });
+    }
+
+private:
+    struct Shared
+    {
+        explicit Shared(const CommandLine& line) : drivers(line) {}
+        DriverSetup drivers;
+        SystemTimeSource time;
+    };
+    std::shared_ptr<Shared> m_shared;
+};
+
 } // namespace
 
 bool isConsoleRun(int argc, char** argv)
@@ -100,19 +140,16 @@ int runConsole()
     if (const auto status = answerAtOnce(line))
         return *status;
     const TerminationSignals termination; // before and longer than all that takes time
-    DriverSetup drivers(line);
-    if (!drivers.error().isEmpty()) {
-        printError(u"vellumtide: %1"_s.arg(drivers.error()));
+    const Services services(line);
+    if (services.failed())
         return 1;
-    }
-    SystemTimeSource time;
     ConsoleInteraction user;
-    SessionController session(drivers.driver(), time, user, sessionOptions());
+    SessionController session(services.driver(), services.time(), user, sessionOptions());
     if (line.action == CommandLine::Action::ListDevices)
         return listDevices(session);
-    drivers.setReadyForMore([&session] { return session.readyForMoreData(); });
+    services.paceBy(session);
 
-    HeadlessRunner runner(session, time, line);
+    HeadlessRunner runner(session, services.time(), line);
     QObject::connect(&termination, &TerminationSignals::requested, &runner, &HeadlessRunner::terminate);
     QObject::connect(
         &runner, &HeadlessRunner::finished, &runner, [](int status) { QCoreApplication::exit(status); },
@@ -128,15 +165,12 @@ int runWindow()
     if (const auto status = answerAtOnce(line))
         return *status;
     const TerminationSignals termination; // before and longer than all that takes time
-    DriverSetup drivers(line);
-    if (!drivers.error().isEmpty()) {
-        printError(u"vellumtide: %1"_s.arg(drivers.error()));
+    const Services services(line);
+    if (services.failed())
         return 1;
-    }
-    SystemTimeSource time;
     WindowInteraction user;
-    SessionController session(drivers.driver(), time, user, sessionOptions());
-    drivers.setReadyForMore([&session] { return session.readyForMoreData(); });
+    SessionController session(services.driver(), services.time(), user, sessionOptions());
+    services.paceBy(session);
     MainWindow window(session, user);
     window.setSaveFileName(line.output.isEmpty() ? AppSettings::saveFileName() : line.output);
     QObject::connect(&termination, &TerminationSignals::requested, &window, &QWidget::close);

@@ -31,4 +31,11 @@ void keepAliveForever(std::shared_ptr<void> object)
     all.objects.push_back(std::move(object));
 }
 
+bool isAnythingKeptAlive()
+{
+    Kept& all = kept();
+    MutexLock lock(all.mutex);
+    return !all.objects.empty();
+}
+
 } // namespace vt

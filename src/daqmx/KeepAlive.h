@@ -9,4 +9,7 @@ namespace vt {
 /// does not return may still touch: its thread, its buffers. Any thread.
 void keepAliveForever(std::shared_ptr<void> object);
 
+/// True once something has been kept: then what it uses has to be kept, too.
+[[nodiscard]] bool isAnythingKeptAlive();
+
 } // namespace vt

@@ -4,6 +4,7 @@
 #include "session/SessionPrivate.h"
 
 #include "acquisition/AcquisitionFrame.h"
+#include "daqmx/KeepAlive.h"
 #include "session/HeaderBuilder.h"
 #include "session/UserInteraction.h"
 
@@ -90,7 +91,7 @@ SessionPrivate::~SessionPrivate()
     std::erase_if(stuckSegments, [](const auto& stuck) { return stuck->released(); });
     for (auto& stuck : stuckSegments) {
         qCritical("A device that does not return from the driver is left to the end of the process");
-        [[maybe_unused]] const auto* abandoned = new std::shared_ptr<RecordingSegment>(std::move(stuck));
+        keepAliveForever(std::move(stuck));
     }
 }
 

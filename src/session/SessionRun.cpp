@@ -121,6 +121,7 @@ void SessionPrivate::launchSegment()
     lastDataMs = -1;
     auto acquisition = std::make_unique<NIDAQ_data_thread>(
         driver, time, physicalChannels(device.name, setup.channelCount), setup.channelCount);
+    acquisition->setRequiredSerial(device.serial);
     if (setup.frameLimit > 0) {
         const quint64 done = manager->framesProcessed();
         acquisition->setFrameLimit(setup.frameLimit > done ? setup.frameLimit - done : 1);
