@@ -205,9 +205,10 @@ void LiveTraces::buildRows()
     m_plot->setRowCount(rows);
     for (int row = 0; row < rows; ++row) {
         auto* header = new ChannelHeader(m_headerColumn);
-        header->setChannel(first + row + 1, m_animalIds[first + row]);
+        const int channel = first + row;
+        header->setChannel(channel + 1, m_animalIds[channel]);
         header->setRange(m_plot->rangeVolts(row));
-        const SleepDisplay sleep = m_sleep[static_cast<std::size_t>(first + row)];
+        const SleepDisplay sleep = m_sleep[static_cast<std::size_t>(channel)];
         header->setSleep(sleep);
         m_plot->setNoSignal(row, sleep == SleepDisplay::NoSignal);
         m_headers.push_back(header);

@@ -49,8 +49,6 @@ public:
     [[nodiscard]] int page() const { return m_page; }
     [[nodiscard]] int timeBaseSeconds() const;
     [[nodiscard]] bool isRefreshing() const { return m_timer.isActive(); }
-
-public slots:
     void setPage(int page);
     /// 4, 8, 16 or 30 s.
     void setTimeBase(int seconds);

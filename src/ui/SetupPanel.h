@@ -45,8 +45,6 @@ public:
 
     /// While a recording runs nothing can be changed.
     void setLocked(bool locked);
-
-public slots:
     /// Opens the file dialog and returns at once; basePathChosen follows when a name was accepted.
     void selectFile();
 
