@@ -75,18 +75,19 @@ class RecordingsTest(DriverTest):
         def real():
             with self.record("real", "--simulate", "--duration", 2, channels=2) as program:
                 self.assert_status(0, program.finish())
-            expectations.check_segment(self, reader.read_recording(self.folder / "real", reader.MOUSE), volts(2, 60), 60,
-                                       reader.MOUSE)
+            recording = reader.read_recording(self.folder / "real", reader.MOUSE)
+            expectations.check_segment(self, recording, volts(2, 60), 60, reader.MOUSE)
             self.assert_analog_calls("real", 2)
             self.assertEqual(self.assert_driver_left_clean("real")["blocks_read"], 60)
 
         def simulated():
             played = DATA / "real4.f64"
-            with self.record("sim", "--simulate", played, "--device", "sim", "--channels", 4, "--duration", 2) as program:
+            with self.record("sim", "--simulate", played, "--device", "sim", "--channels", 4, "--duration",
+                             2) as program:
                 self.assert_status(0, program.finish())
             signal = np.fromfile(played, dtype="<f8").reshape(-1, 4).T
-            expectations.check_segment(self, reader.read_recording(self.folder / "sim", reader.MOUSE), signal, 60,
-                                       reader.MOUSE)
+            recording = reader.read_recording(self.folder / "sim", reader.MOUSE)
+            expectations.check_segment(self, recording, signal, 60, reader.MOUSE)
             self.assertEqual(self.assert_driver_left_clean("sim")["tasks_created"], 0)
 
         self.together(real, simulated)

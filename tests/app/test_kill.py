@@ -124,7 +124,8 @@ class KillTest(AppTest):
                 try:
                     frames.append(self.kill_one(base, speed, seconds))
                 except Exception as error:
-                    raise AssertionError(f"seed {seed}, speed {speed}, killed after {seconds:.3f} s: {error}") from error
+                    raise AssertionError(f"seed {seed}, speed {speed}, killed after {seconds:.3f} s: "
+                                         f"{error}") from error
             # What the last kill left behind keeps nobody from recording there again.
             self.assert_status(0, self.run_program(*simulate(DATA / "real4.f64", "--channels", CHANNELS, base=base,
                                                              duration=10)))
