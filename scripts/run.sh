@@ -7,7 +7,7 @@ scripts/setup.sh
 scripts/build.sh dev --target vellumtide
 program=build/dev/src/app/vellumtide
 if [[ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]]; then
-    exec "$program" --simulate "$@"
+    exec "$program" --simulate --device sim "$@"
 fi
 folder=$(mktemp -d)
 echo "No display: recording 30 s from the simulated unit to $folder/demo"

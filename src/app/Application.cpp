@@ -10,6 +10,7 @@
 #include "session/AppSettings.h"
 #include "session/SessionController.h"
 #include "ui/MainWindow.h"
+#include "ui/SetupPanel.h"
 #include "ui/WindowInteraction.h"
 
 #include <QCoreApplication>
@@ -121,6 +122,41 @@ private:
     std::shared_ptr<Shared> m_shared;
 };
 
+void connectWindow(MainWindow& window, SessionController& session, WindowInteraction& user,
+                   const TerminationSignals& termination)
+{
+    QObject::connect(&window, &MainWindow::saveFileNameChosen, &window, &AppSettings::setSaveFileName);
+    QObject::connect(&window, &MainWindow::autoResumeChosen, &window,
+                     &AppSettings::setAutoResumeOnDaqDisconnect);
+    QObject::connect(&window, &MainWindow::geometryToKeep, &window, &AppSettings::setGeometry);
+    QObject::connect(&user, &WindowInteraction::fatalErrorSeen, &window, [] { QCoreApplication::exit(1); });
+    // Whoever asks the process to end cannot answer a question.
+    QObject::connect(&termination, &TerminationSignals::requested, &window, [&window, &session] {
+        if (session.state() == SessionState::Idle) {
+            window.close();
+            return;
+        }
+        QObject::connect(&session, &SessionController::recordingEnded, &window, &QWidget::close,
+                         Qt::QueuedConnection);
+        session.stop(EndReason::UserStop);
+    });
+}
+
+void applyCommandLine(MainWindow& window, const CommandLine& line)
+{
+    RecordingSetup setup = window.setupPanel()->setup();
+    if (line.channels > 0)
+        setup.channelCount = line.channels;
+    if (!line.animalIds.isEmpty())
+        setup.animalIds = line.animalIds;
+    setup.activityOnly = line.activityOnly;
+    setup.bandpass = line.bandpass;
+    setup.basePath = line.output;
+    window.setupPanel()->setSetup(setup);
+    if (!line.device.isEmpty())
+        window.chooseDevice(line.device);
+}
+
 } // namespace
 
 bool isConsoleRun(int argc, char** argv)
@@ -171,9 +207,11 @@ int runWindow()
     WindowInteraction user;
     SessionController session(services.driver(), services.time(), user, sessionOptions());
     services.paceBy(session);
-    MainWindow window(session, user);
-    window.setSaveFileName(line.output.isEmpty() ? AppSettings::saveFileName() : line.output);
-    QObject::connect(&termination, &TerminationSignals::requested, &window, &QWidget::close);
+    const QString suggestedName = line.output.isEmpty() ? AppSettings::saveFileName() : line.output;
+    MainWindow window(session, user,
+                      {suggestedName, AppSettings::geometry(), AppSettings::autoResumeOnDaqDisconnect()});
+    connectWindow(window, session, user, termination);
+    applyCommandLine(window, line);
     window.show();
     return QCoreApplication::exec();
 }

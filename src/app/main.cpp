@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/Application.h"
+#include "ui/Theme.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -21,6 +22,7 @@ int main(int argc, char** argv)
         const QCoreApplication application(argc, argv);
         return vt::runConsole();
     }
-    const QApplication application(argc, argv);
+    QApplication application(argc, argv);
+    vt::applyApplicationStyle(application);
     return vt::runWindow();
 }

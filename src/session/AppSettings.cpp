@@ -22,4 +22,19 @@ bool autoResumeOnDaqDisconnect()
     return QSettings().value(u"autoResumeOnDaqDisconnect"_s, false).toBool();
 }
 
+void setAutoResumeOnDaqDisconnect(bool enabled)
+{
+    QSettings().setValue(u"autoResumeOnDaqDisconnect"_s, enabled);
+}
+
+QByteArray geometry()
+{
+    return QSettings().value(u"geometry"_s).toByteArray();
+}
+
+void setGeometry(const QByteArray& geometry)
+{
+    QSettings().setValue(u"geometry"_s, geometry);
+}
+
 } // namespace vt::AppSettings

@@ -139,6 +139,13 @@ void DevicePanel::handleSelection()
     emit deviceChosen(name);
 }
 
+void DevicePanel::chooseDevice(const QString& name)
+{
+    const QList<QListWidgetItem*> offered = m_list->findItems(name, Qt::MatchExactly);
+    if (!offered.isEmpty() && offered.first()->flags().testFlag(Qt::ItemIsEnabled))
+        m_list->setCurrentItem(offered.first());
+}
+
 void DevicePanel::setDetails(const DeviceDetails& details)
 {
     if (details.name != m_chosen)

@@ -27,6 +27,8 @@ public:
     void setDevices(const std::vector<DeviceEntry>& devices);
     /// What the selected unit answered.
     void setDetails(const DeviceDetails& details);
+    /// Selects the offered device of that name, as a click would; a name that is not offered does nothing.
+    void chooseDevice(const QString& name);
     /// Name of the selected device, or empty.
     [[nodiscard]] QString selectedDevice() const;
     /// While a recording runs the unit cannot be changed.

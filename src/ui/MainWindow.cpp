@@ -330,6 +330,11 @@ void MainWindow::handleQuestionAnswered(int index)
         m_closeWhenIdle = false;
 }
 
+void MainWindow::chooseDevice(const QString& name)
+{
+    m_devices->chooseDevice(name);
+}
+
 void MainWindow::closeEvent(QCloseEvent* event)
 {
     const SessionState state = m_controller.state();

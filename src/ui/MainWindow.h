@@ -44,6 +44,8 @@ public:
 
     /// Where the file dialog starts; chooses no name by itself.
     void setSaveFileName(const QString& basePath);
+    /// Selects a device as a click in the list would.
+    void chooseDevice(const QString& name);
     /// For a setup that comes from elsewhere: the command line, a setup file.
     [[nodiscard]] SetupPanel* setupPanel() const { return m_setup; }
     [[nodiscard]] LiveTraces* liveTraces() const { return m_traces; }
