@@ -298,7 +298,7 @@ QByteArray FileHeader::encode() const
         qWarning().nospace() << "Unknown file header version: " << version;
         return {};
     }
-    const QByteArray bytes = version == 4 ? encodeVersion4(*this) : encodeVersion3(*this);
+    QByteArray bytes = version == 4 ? encodeVersion4(*this) : encodeVersion3(*this);
     if (bytes.isEmpty() || bytes.size() > MaxHeaderBytes) {
         qWarning().noquote() << "FileHeader: values do not fit a header of version" << version;
         return {};

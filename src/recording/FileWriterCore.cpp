@@ -55,8 +55,8 @@ quint64 payloadSize(const FileWriterCore::Request& request)
 } // namespace
 
 FileWriterCore::FileWriterCore(FileWriter* owner, int maxQueueSize)
-    : m_warningDepth(static_cast<quint32>(maxQueueSize) * WarningPercent / 100), m_mainQueue(maxQueueSize),
-      m_emergencyQueue(FileWriter::EmergencyQueueSize), m_owner(owner)
+    : m_owner(owner), m_warningDepth(static_cast<quint32>(maxQueueSize) * WarningPercent / 100),
+      m_mainQueue(maxQueueSize), m_emergencyQueue(FileWriter::EmergencyQueueSize)
 {}
 
 // ---- producers

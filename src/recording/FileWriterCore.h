@@ -90,6 +90,8 @@ private:
     // What different threads change stands on cache lines of its own.
     static constexpr std::size_t CacheLine = 64;
 
+    Mutex m_ownerMutex;
+    FileWriter* m_owner VT_GUARDED_BY(m_ownerMutex);
     const quint32 m_warningDepth;
     std::atomic<bool> m_running{false};
     std::atomic<bool> m_shutdownRequested{false};
@@ -102,7 +104,7 @@ private:
     std::atomic<quint32> m_currentDepth{0};
     std::atomic<quint32> m_peakDepth{0};
 
-    alignas(CacheLine) std::condition_variable_any m_wake;
+    std::condition_variable_any m_wake;
 
     alignas(CacheLine) Mutex m_emergencyMutex;
     OperationRing m_emergencyQueue VT_GUARDED_BY(m_emergencyMutex);
@@ -120,9 +122,6 @@ private:
     std::array<WriteOperation*, FileWriter::BatchSize> m_batch{};
 
     TargetAccounts m_accounts;
-
-    Mutex m_ownerMutex;
-    FileWriter* m_owner VT_GUARDED_BY(m_ownerMutex);
 };
 
 } // namespace vt

@@ -48,7 +48,7 @@ QString nextAvailableSegmentPath(const QString& base, int animalType)
     QString stripped = base;
     stripped.remove(number);
     for (int segment = 1; segment <= LastSegment; ++segment) {
-        const QString candidate = QStringLiteral("%1 (%2)").arg(stripped, QString::number(segment));
+        QString candidate = QStringLiteral("%1 (%2)").arg(stripped, QString::number(segment));
         if (!QFile::exists(segmentPaths(candidate, animalType).raw))
             return candidate;
     }

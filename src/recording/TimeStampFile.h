@@ -19,9 +19,7 @@ public:
     void setStartTime(const QDateTime& start);
     void close();
     [[nodiscard]] quint64 failedLines() const { return m_failedLines; }
-
-public slots:
-    void writeStamp(const QDateTime& when, uint sampleCount);
+    Q_SLOT void writeStamp(const QDateTime& when, uint sampleCount);
 
 private:
     DataFile m_file;

@@ -135,7 +135,7 @@ bool VellumtideFile::writeSamples(const double* values, int count, bool suppress
     }
     if (count == 0)
         return true;
-    std::array<std::byte, MaxChannels * MaxFramesPerCall * sizeof(std::int16_t)> block;
+    std::array<std::byte, sizeof(std::int16_t) * MaxChannels * MaxFramesPerCall> block;
     std::byte* out = block.data();
     const double fullScale = d->header.maxAmplitude;
     for (int frame = 0; frame < count; ++frame) {

@@ -1,43 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "recording/WriteOperation.h"
 
-#include "recording/BlockWrite.h"
-
 #include <QFileDevice>
 
 namespace vt {
 
-namespace {
-
-WriteOperationResult performFlush(QIODevice& target)
-{
-    // Devices other than files hold nothing back.
-    auto* file = qobject_cast<QFileDevice*>(&target);
-    WriteOperationResult result;
-    if (file && !file->flush())
-        result.kind = WriteOperationResult::Kind::FlushFailed;
-    return result;
-}
-
-} // namespace
-
-WriteOperationResult performOperation(const WriteOperation& operation)
+WriteOperationResult performOther(const WriteOperation& operation)
 {
     using Kind = WriteOperationResult::Kind;
-    if (!operation.target || !operation.target->isOpen())
-        return {Kind::NoTarget};
-    switch (operation.type) {
-    case WriteOperationType::Bytes:
-    case WriteOperationType::Double:
-    case WriteOperationType::Int16:
-    case WriteOperationType::Int32: {
-        const BlockWriteResult block = writeBlock(*operation.target, operation.payload());
-        return {block.complete ? Kind::Done : Kind::Incomplete, block.written, block.remnant};
-    }
-    case WriteOperationType::Flush:
-        return performFlush(*operation.target);
-    }
-    return {Kind::UnknownType};
+    if (operation.type != WriteOperationType::Flush)
+        return {Kind::UnknownType};
+    // Devices other than files hold nothing back.
+    auto* file = qobject_cast<QFileDevice*>(operation.target);
+    return {!file || file->flush() ? Kind::Done : Kind::FlushFailed};
 }
 
 QString operationErrorText(const WriteOperation& operation, const WriteOperationResult& result)

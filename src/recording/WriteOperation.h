@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "recording/BlockWrite.h"
 #include "recording/FileWriter.h"
 #include "recording/TargetAccounts.h"
 
@@ -91,8 +92,20 @@ struct WriteOperationResult
     bool remnant = false; ///< a part of the block is in the file and could not be cut off
 };
 
+/// Performs an operation other than a write of bytes or numbers.
+[[nodiscard]] WriteOperationResult performOther(const WriteOperation& operation);
+
 /// Performs one operation: calls into the target only.
-[[nodiscard]] WriteOperationResult performOperation(const WriteOperation& operation);
+[[nodiscard]] inline WriteOperationResult performOperation(const WriteOperation& operation)
+{
+    using Kind = WriteOperationResult::Kind;
+    if (!operation.target || !operation.target->isOpen())
+        return {Kind::NoTarget};
+    if (operation.type > WriteOperationType::Int32)
+        return performOther(operation);
+    const BlockWriteResult block = writeBlock(*operation.target, operation.payload());
+    return {block.complete ? Kind::Done : Kind::Incomplete, block.written, block.remnant};
+}
 /// The error text of an operation that did not end well.
 [[nodiscard]] QString operationErrorText(const WriteOperation& operation, const WriteOperationResult& result);
 
