@@ -6,7 +6,7 @@
 #include "acquisition/FrameQueue.h"
 #include "base/TimeSource.h"
 #include "daqmx/DaqmxApi.h"
-#include "daqmx/Inbox.h"
+#include "base/Inbox.h"
 
 #include <QByteArray>
 #include <QThread>

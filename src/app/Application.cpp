@@ -153,8 +153,10 @@ void applyCommandLine(MainWindow& window, const CommandLine& line)
     setup.bandpass = line.bandpass;
     setup.basePath = line.output;
     window.setupPanel()->setSetup(setup);
+    // After the window's own first look for devices.
     if (!line.device.isEmpty())
-        window.chooseDevice(line.device);
+        QMetaObject::invokeMethod(
+            &window, [&window, name = line.device] { window.chooseDevice(name); }, Qt::QueuedConnection);
 }
 
 } // namespace

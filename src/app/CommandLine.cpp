@@ -50,7 +50,7 @@ void addOptions(QCommandLineParser& parser)
         {u"animal"_s, u"\"mouse\" or \"rat\", for the simulated unit."_s, u"KIND"_s},
         {u"animal-id"_s, u"Animal ID of the next channel; give it once per channel."_s, u"ID"_s},
         {u"output"_s, u"Base path of the recording's files."_s, u"BASE"_s},
-        {u"duration"_s, u"Stop by itself after this many seconds of recorded signal."_s, u"SECONDS"_s},
+        {u"duration"_s, u"Stop by itself after this many seconds of acquired signal."_s, u"SECONDS"_s},
         {u"activity-only"_s, u"Record raw data and activity only; no sleep decisions."_s},
         {u"bandpass"_s, u"Show band-passed signals (the recording is not changed by it)."_s},
         {u"nidaqmx-library"_s, u"Load this NI-DAQmx library instead of the default one."_s, u"PATH"_s},

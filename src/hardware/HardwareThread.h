@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/Mutex.h"
-#include "daqmx/Inbox.h"
+#include "base/Inbox.h"
 #include "hardware/HardwareSession.h"
 
 #include <QThread>

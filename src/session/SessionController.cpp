@@ -9,6 +9,7 @@
 #include "session/UserInteraction.h"
 
 #include <QDebug>
+#include <QPointer>
 #include <QFileInfo>
 #include <QStorageInfo>
 
@@ -56,7 +57,7 @@ SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverAp
                                UserInteraction& interaction, SessionController::Options sessionOptions)
     : q(controller), driver(driverApi), time(timeSource), user(interaction),
       options(std::move(sessionOptions)), daqInfo(driverApi, timeSource),
-      fileThread(std::make_unique<QThread>()), fileWorker(std::make_unique<QObject>())
+      fileThread(std::make_unique<QThread>()), fileWorker(std::make_unique<Inbox>())
 {
     fileThread->setObjectName(u"SessionFiles"_s);
     fileWorker->moveToThread(fileThread.get());
@@ -168,7 +169,7 @@ void SessionPrivate::sampleDisk()
         return;
     diskSamplePending = true;
     callAsync(
-        fileWorker.get(), q,
+        *fileWorker, answers,
         [folder = QFileInfo(firstBase).absolutePath()] { return QStorageInfo(folder).bytesAvailable(); },
         [this](qint64 bytes) {
             diskSamplePending = false;

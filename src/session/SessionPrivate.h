@@ -96,7 +96,8 @@ struct SessionPrivate
     DAQInfo daqInfo;
 
     std::unique_ptr<QThread> fileThread;
-    std::unique_ptr<QObject> fileWorker; ///< lives on fileThread
+    std::unique_ptr<Inbox> fileWorker; ///< lives on fileThread
+    Inbox answers;                     ///< lives on the interface thread
 
     SessionState state = SessionState::Idle;
     EndReason endReason = EndReason::None;
@@ -147,7 +148,7 @@ template <typename Work, typename Done>
 void SessionPrivate::onFileThread(Work work, Done done)
 {
     fileWork = true;
-    callAsync(fileWorker.get(), q, std::move(work),
+    callAsync(*fileWorker, answers, std::move(work),
               [this, mine = fileGeneration, done = std::move(done)](auto value) mutable {
                   if (mine != fileGeneration)
                       return;

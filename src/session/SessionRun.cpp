@@ -11,6 +11,7 @@
 #include "session/WatchdogVerdict.h"
 
 #include <QDebug>
+#include <QPointer>
 
 namespace vt {
 

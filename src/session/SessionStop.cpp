@@ -6,6 +6,7 @@
 #include "session/WatchdogVerdict.h"
 
 #include <QDebug>
+#include <QPointer>
 #include <QFile>
 #include <utility>
 
@@ -75,7 +76,7 @@ void SessionPrivate::tearDown(TeardownKind kind)
     teardownReport = std::make_shared<TeardownReport>();
     fileWork = true;
     callAsync(
-        fileWorker.get(), q,
+        *fileWorker, answers,
         [files = segment, report = teardownReport, kind] {
             *report = files->tearDown(kind);
             if (!files->device())
@@ -156,8 +157,7 @@ void SessionPrivate::retireSegment()
         return;
     }
     // Its time-stamp file belongs to the file thread and goes there.
-    QMetaObject::invokeMethod(
-        fileWorker.get(), [last = std::move(ended)]() mutable { last.reset(); }, Qt::QueuedConnection);
+    fileWorker->post([last = std::move(ended)]() mutable { last.reset(); });
 }
 
 void SessionPrivate::finish()
@@ -210,7 +210,7 @@ bool SessionPrivate::stopAndWait(EndReason reason, int timeoutMs)
     if (state == SessionState::Idle)
         return true;
     // Work on the file thread runs in order: once an empty job has run there, all that was queued has.
-    const auto drained = callOn(fileWorker.get(), timeoutMs, [] { return true; });
+    const auto drained = callOn(*fileWorker, timeoutMs, [] { return true; });
     if (!drained)
         return false;
     pendingStop.reset();
@@ -230,7 +230,7 @@ bool SessionPrivate::stopAndWait(EndReason reason, int timeoutMs)
         return true;
     }
     tearDown(TeardownKind::Stop);
-    if (!callOn(fileWorker.get(), timeoutMs, [] { return true; }))
+    if (!callOn(*fileWorker, timeoutMs, [] { return true; }))
         return false;
     teardownDone();
     return true;

@@ -156,8 +156,8 @@ SleepTable::SleepTable(QWidget* parent)
     const int charWidth = fontMetrics().averageCharWidth();
     header->setSectionResizeMode(QHeaderView::Interactive);
     header->resizeSection(SleepModel::ChannelNumber, charWidth * 11);
-    header->resizeSection(SleepModel::PercentSleep, charWidth * 10);
-    header->resizeSection(SleepModel::Sleeping, charWidth * 13);
+    header->resizeSection(SleepModel::PercentSleep, charWidth * 11);
+    header->resizeSection(SleepModel::Sleeping, charWidth * 12);
     header->resizeSection(SleepModel::Steps, charWidth * 9);
     header->setSectionResizeMode(SleepModel::AnimalId, QHeaderView::Stretch);
 

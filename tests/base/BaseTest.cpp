@@ -31,7 +31,7 @@ public:
         thread.wait();
     }
     QThread thread;
-    QObject object;
+    Inbox object;
 };
 
 } // namespace
@@ -52,37 +52,36 @@ TEST(BigEndian, MatchesBytesWrittenByHand)
 TEST(ThreadCall, RunsOnTheOwnersThreadAndGivesUpInTime)
 {
     Worker worker;
-    const auto ranOn = callOn(&worker.object, 10000, [] { return QThread::currentThread(); });
+    const auto ranOn = callOn(worker.object, 10000, [] { return QThread::currentThread(); });
     ASSERT_TRUE(ranOn);
     EXPECT_EQ(*ranOn, &worker.thread);
-    QObject here;
-    EXPECT_EQ(callOn(&here, 0, [] { return 7; }), 7) << "inline on the own thread";
+    Inbox here;
+    EXPECT_EQ(callOn(here, 0, [] { return 7; }), 7) << "inline on the own thread";
 
     auto gate = std::make_shared<std::latch>(1);
-    QMetaObject::invokeMethod(
-        &worker.object, [gate] { gate->wait(); }, Qt::QueuedConnection);
-    EXPECT_EQ(callOn(&worker.object, 20, [] { return 1; }), std::nullopt) << "the owner is busy";
+    worker.object.post([gate] { gate->wait(); });
+    EXPECT_EQ(callOn(worker.object, 20, [] { return 1; }), std::nullopt) << "the owner is busy";
     gate->count_down();
-    EXPECT_TRUE(callOn(&worker.object, 10000, [] { return true; }));
+    EXPECT_TRUE(callOn(worker.object, 10000, [] { return true; }));
     worker.thread.quit();
     worker.thread.wait();
-    EXPECT_EQ(callOn(&worker.object, 10000, [] { return 1; }), std::nullopt) << "a thread that has ended";
+    EXPECT_EQ(callOn(worker.object, 10000, [] { return 1; }), std::nullopt) << "a thread that has ended";
 }
 
 TEST(ThreadCall, AsyncAnswersComeBackOrAreDroppedWithTheirReceiver)
 {
     Worker worker;
     int answer = 0;
-    QObject receiver;
+    const Inbox receiver;
     callAsync(
-        &worker.object, &receiver, [] { return 42; }, [&answer](int value) { answer = value; });
+        worker.object, receiver, [] { return 42; }, [&answer](int value) { answer = value; });
     EXPECT_TRUE(QTest::qWaitFor([&answer] { return answer == 42; }));
 
     bool called = false;
     auto gate = std::make_shared<std::latch>(1);
-    auto doomed = std::make_unique<QObject>();
+    auto doomed = std::make_unique<Inbox>();
     callAsync(
-        &worker.object, doomed.get(),
+        worker.object, *doomed,
         [gate] {
             gate->wait();
             return 1;
@@ -90,7 +89,7 @@ TEST(ThreadCall, AsyncAnswersComeBackOrAreDroppedWithTheirReceiver)
         [&called](int) { called = true; });
     doomed.reset();
     gate->count_down();
-    EXPECT_TRUE(callOn(&worker.object, 10000, [] { return true; }));
+    EXPECT_TRUE(callOn(worker.object, 10000, [] { return true; }));
     QCoreApplication::sendPostedEvents();
     EXPECT_FALSE(called);
 }
@@ -101,14 +100,11 @@ TEST(Mutex, TimedTryGivesUpWhileAnotherThreadHoldsIt)
     Worker worker;
     std::latch held(1);
     std::latch release(1);
-    QMetaObject::invokeMethod(
-        &worker.object,
-        [&] {
-            const MutexLock lock(mutex);
-            held.count_down();
-            release.wait();
-        },
-        Qt::QueuedConnection);
+    worker.object.post([&] {
+        const MutexLock lock(mutex);
+        held.count_down();
+        release.wait();
+    });
     held.wait();
     const bool early = mutex.tryLockFor(std::chrono::microseconds(200));
     EXPECT_FALSE(early);
@@ -128,7 +124,7 @@ TEST(SystemTimeSource, TimersFireOnceOrRepeatOnTheirContextsThread)
     std::atomic<int> repeats{0};
     std::atomic<QThread*> thread{nullptr};
     std::unique_ptr<Timer> timer;
-    EXPECT_TRUE(callOn(&worker.object, 10000, [&] {
+    EXPECT_TRUE(callOn(worker.object, 10000, [&] {
         timer = time.createTimer(&worker.object, [&] {
             thread = QThread::currentThread();
             ++repeats;
@@ -138,7 +134,7 @@ TEST(SystemTimeSource, TimersFireOnceOrRepeatOnTheirContextsThread)
     }));
     EXPECT_TRUE(QTest::qWaitFor([&] { return repeats >= 3; }));
     EXPECT_EQ(thread.load(), &worker.thread);
-    EXPECT_TRUE(callOn(&worker.object, 10000, [&] {
+    EXPECT_TRUE(callOn(worker.object, 10000, [&] {
         timer.reset();
         return true;
     }));

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "FakeTimeSource.h"
 
+#include "base/Inbox.h"
+
 #include <QMetaObject>
 #include <QPointer>
 #include <QThread>
@@ -122,17 +124,18 @@ void FakeTimeSource::advance(qint64 milliseconds)
             MutexLock lock(m_mutex);
             generation = timer->starts;
         }
-        QMetaObject::invokeMethod(
-            context,
-            [this, timer, generation] {
-                {
-                    MutexLock lock(m_mutex);
-                    if (timer->destroyed || timer->starts != generation)
-                        return;
-                }
-                timer->callback();
-            },
-            Qt::QueuedConnection);
+        const auto fire = [this, timer, generation] {
+            {
+                MutexLock lock(m_mutex);
+                if (timer->destroyed || timer->starts != generation)
+                    return;
+            }
+            timer->callback();
+        };
+        if (auto* inbox = dynamic_cast<Inbox*>(context)) // where ThreadSanitizer can see the hand-over
+            inbox->post(fire);
+        else
+            QMetaObject::invokeMethod(context, fire, Qt::QueuedConnection);
     }
     m_elapsedUs = std::max(m_elapsedUs.load(), until);
 }

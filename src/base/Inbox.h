@@ -18,6 +18,35 @@ namespace vt {
 class Inbox : public QObject
 {
 public:
+    /// Reaches an inbox for as long as it exists. Any thread.
+    class Address
+    {
+    public:
+        explicit Address(Inbox* inbox) : m_inbox(inbox) {}
+        /// False when the inbox is gone; step is dropped then.
+        bool post(std::function<void()> step)
+        {
+            const MutexLock lock(m_mutex);
+            if (m_inbox)
+                m_inbox->post(std::move(step));
+            return m_inbox != nullptr;
+        }
+
+    private:
+        friend class Inbox;
+        void forget()
+        {
+            const MutexLock lock(m_mutex);
+            m_inbox = nullptr;
+        }
+        Mutex m_mutex;
+        Inbox* m_inbox VT_GUARDED_BY(m_mutex);
+    };
+
+    Inbox() : m_address(std::make_shared<Address>(this)) {}
+    ~Inbox() override { m_address->forget(); }
+    [[nodiscard]] std::shared_ptr<Address> address() const { return m_address; }
+
     /// Any thread; does not wait.
     void post(std::function<void()> step)
     {
@@ -49,6 +78,7 @@ protected:
 private:
     static constexpr QEvent::Type WakeType = QEvent::User;
 
+    const std::shared_ptr<Address> m_address;
     Mutex m_mutex;
     std::deque<std::function<void()>> m_steps VT_GUARDED_BY(m_mutex);
 };
