@@ -255,11 +255,11 @@ void DAQInfo::refreshDAQList()
 
 void DAQInfo::selectDevice(const QString& name, std::function<void(bool)> done)
 {
-    if (!d->listed(name))
-        refreshDAQList();
+    refreshDAQList(); // another unit may have taken the name since the last look
     const DAQDevice* device = d->listed(name);
     if (!device || device->serial.isEmpty()) {
         qWarning().noquote() << "DAQInfo::selectDevice - no device" << name << "that tells its serial number";
+        deselect();
         d->answerLater(std::move(done), false);
         return;
     }

@@ -83,6 +83,7 @@ void DataManager::beginSegment(DAQInterface* device)
     m_state->lastTickUs = -1;
     m_state->consecutiveErrors = 0;
     m_state->segmentFramesProcessed = 0;
+    m_state->framesRefused = 0;
 }
 
 void DataManager::setFiles(VellumtideFile* raw, VellumtideFile* featureVector, VellumtideFile* activity,
@@ -257,7 +258,8 @@ void DataManager::writeRaw()
     if (!s.rawFile)
         return;
     const qint64 beforeUs = s.time.monotonicUs();
-    s.rawFile->writeSamples(s.decimated.data(), DecimatedSamplesPerFrame);
+    if (!s.rawFile->writeSamples(s.decimated.data(), DecimatedSamplesPerFrame))
+        ++s.framesRefused;
     const qint64 tookMs = wholeMs(s.time.monotonicUs() - beforeUs);
     if (tookMs > FileWriteLimitMs)
         qWarning("FileWrite took %llu Milliseconds.", static_cast<unsigned long long>(tookMs));
@@ -295,7 +297,8 @@ void DataManager::countFrame()
     s.framesProcessed.fetch_add(1, std::memory_order_relaxed);
     const quint64 frame = s.segmentFramesProcessed.fetch_add(1, std::memory_order_relaxed) + 1;
     if (frame % FramesPerStep == 1)
-        emit sig_writeTstamp(s.time.now(), static_cast<uint>(frame * DecimatedSamplesPerFrame));
+        emit sig_writeTstamp(s.time.now(),
+                             static_cast<uint>((frame - s.framesRefused) * DecimatedSamplesPerFrame));
 }
 
 const DataManager::Config& DataManager::config() const

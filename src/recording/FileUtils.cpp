@@ -23,7 +23,8 @@ OpenResult openExclusiveWrite(QFile& file, const QString& path)
     }
     if (opened.outcome == Outcome::Failed) {
         qWarning().noquote() << "FileUtils::openExclusiveWrite:" << opened.failedCall << "failed for" << path
-                             << "with" << opened.errorKind << opened.errorCode << "-" << opened.errorText;
+                             << "with" << opened.errorKind << opened.errorCode;
+        qWarning().noquote() << "FileUtils::openExclusiveWrite:" << opened.errorText;
         return OpenResult::Failed;
     }
     file.setFileName(path);

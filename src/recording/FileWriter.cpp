@@ -165,7 +165,7 @@ void FileWriter::logShutdownTimeout(int waitedMs, quint32 pendingAtStart) const
                          << "ms waiting for flush, forcing shutdown";
     qWarning().noquote() << "FileWriter: Started with" << pendingAtStart << "pending, still have"
                          << mainLeft + emergencyLeft << "remaining (main:" << mainLeft
-                         << "emergency:" << emergencyLeft << ")";
+                         << "emergency:" << emergencyLeft;
     qWarning().noquote() << "FileWriter: This may indicate disk I/O is extremely slow!";
 }
 
@@ -182,6 +182,11 @@ FileWriter::TargetBytes FileWriter::targetBytes(const QIODevice* target) const
 bool FileWriter::isRunning() const
 {
     return m_core->isRunning();
+}
+
+bool FileWriter::isFinished() const
+{
+    return !m_thread || m_thread->isFinished();
 }
 
 void FileWriter::processQueue()

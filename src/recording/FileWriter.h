@@ -19,7 +19,8 @@ class FileWriterCore;
 /// Producers copy a small write into the main queue (2000 operations) by try-lock; a busy or full main queue
 /// diverts it into the emergency queue (100 operations, blocking lock); when that is full too the write is
 /// dropped, counted and reported. One background thread performs the writes in batches of 50, emergency
-/// operations first. Nothing is allocated on the way for blocks of up to InlineBytes.
+/// operations first; one that only met a busy main queue lets the older operations of that queue go before
+/// it. Nothing is allocated on the way for blocks of up to InlineBytes.
 ///
 /// A failed write is counted, reported and not retried; what a full disk took of a block is cut off again.
 ///
@@ -77,6 +78,8 @@ public:
 
     [[nodiscard]] Statistics statistics() const;
     [[nodiscard]] bool isRunning() const;
+    /// True when the worker's thread has ended (or never began): no target is touched any more.
+    [[nodiscard]] bool isFinished() const;
     /// Counters for one target: payload bytes queued, written, dropped, failed.
     struct TargetBytes
     {

@@ -46,6 +46,9 @@ bool MarkerFile::open(const QString& path)
 
 void MarkerFile::close()
 {
+    if (m_rewriteDue && m_file.isOpen() && !rewrite())
+        qCritical().noquote() << "MarkerFile: markers not written to" << m_file.fileName();
+    m_rewriteDue = false;
     m_file.close();
 }
 
@@ -60,6 +63,8 @@ int MarkerFile::addMarker(int segment, const QDateTime& when, const QString& lab
         qWarning().noquote() << "MarkerFile: addMarker with no open file";
         return -1;
     }
+    if (m_rewriteDue && !rewrite())
+        return -1;
     const Marker marker{static_cast<int>(m_markers.size()) + 1, segment, when, withoutLineBreaks(label)};
     if (!writeAll(row(marker)))
         return -1;
@@ -80,6 +85,13 @@ bool MarkerFile::setLabel(int event, const QString& label)
         return false;
     }
     marker->label = withoutLineBreaks(label);
+    return rewrite();
+}
+
+/// From the first line on. What could not be written is due again with the next marker, label or close.
+bool MarkerFile::rewrite()
+{
+    m_rewriteDue = true;
     if (!m_file.seek(0) || !m_file.resize(0)) {
         qWarning().noquote() << "MarkerFile: could not rewind" << m_file.fileName() << m_file.errorString();
         return false;
@@ -87,7 +99,8 @@ bool MarkerFile::setLabel(int event, const QString& label)
     QByteArray content = headerLine();
     for (const Marker& each : std::as_const(m_markers))
         content += row(each);
-    return writeAll(content);
+    m_rewriteDue = !writeAll(content);
+    return !m_rewriteDue;
 }
 
 const std::vector<MarkerFile::Marker>& MarkerFile::markers() const

@@ -33,6 +33,8 @@ public:
 
 private:
     [[nodiscard]] bool writeAll(const QByteArray& bytes);
+    [[nodiscard]] bool rewrite();
+    bool m_rewriteDue = false; ///< the file lacks what is in memory
     DataFile m_file;
     std::vector<Marker> m_markers;
 };

@@ -77,7 +77,8 @@ int VellumtideFile::openFile(const QString& path, bool forWriting)
     QString reason;
     if (d->header.readHeader(d->file, &reason))
         return Opened;
-    qWarning().noquote().nospace() << "Could not read header from file: " << path << " - " << reason;
+    qWarning().noquote().nospace() << "Could not read header from file: " << path;
+    qWarning().noquote() << "FileHeader:" << reason;
     d->lastError = QStringLiteral("Unsupported file type");
     d->file.close();
     return Failed;

@@ -1,19 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "session/RecordingSegment.h"
 
+#include "base/ThreadCall.h"
 #include "processing/DataManager.h"
 #include "processing/ProcessingThread.h"
 
-#include <QCoreApplication>
 #include <QDebug>
-#include <QEvent>
 #include <QFileInfo>
 
 namespace vt {
 
 using namespace Qt::StringLiterals;
 
-RecordingSegment::RecordingSegment(const SegmentPaths& paths, int number) : m_paths(paths), m_number(number)
+RecordingSegment::RecordingSegment(const SegmentPaths& paths, int number, std::shared_ptr<Inbox> texts)
+    : m_paths(paths), m_number(number), m_texts(std::move(texts)),
+      m_timeStamps(std::make_shared<TimeStampFile>())
 {}
 
 RecordingSegment::~RecordingSegment() = default;
@@ -47,7 +48,7 @@ RecordingSegment::CreateFailure RecordingSegment::createFiles()
     }
     if (failure.which == CreateFailure::None) {
         const bool existed = QFileInfo::exists(m_paths.timeStamps);
-        if (!m_timeStamps.open(m_paths.timeStamps))
+        if (!m_timeStamps->open(m_paths.timeStamps))
             failure = {CreateFailure::TimeStamps, m_paths.timeStamps, u"Could not open Tstamp file."_s};
         else if (!existed)
             m_newPaths << m_paths.timeStamps;
@@ -55,7 +56,7 @@ RecordingSegment::CreateFailure RecordingSegment::createFiles()
     if (failure.which != CreateFailure::None) {
         for (VellumtideFile* file : binaryFiles())
             file->close();
-        m_timeStamps.close();
+        m_timeStamps->close();
         discardUnusedFiles();
         return failure;
     }
@@ -82,7 +83,7 @@ bool RecordingSegment::writeHeaders(const FileHeader& header, const QDateTime& s
     for (VellumtideFile* file : {&m_featureVector, &m_activity, &m_breathRate})
         if (!file->writeHeaderBytes(bytes))
             return false;
-    m_timeStamps.setStartTime(start);
+    m_timeStamps->setStartTime(start);
     return true;
 }
 
@@ -92,6 +93,12 @@ void RecordingSegment::launch(std::unique_ptr<DAQInterface> device, std::shared_
     m_manager = std::move(manager);
     m_manager->setFiles(&m_raw, &m_featureVector, &m_activity, &m_breathRate);
     m_manager->beginSegment(m_device.get());
+    m_stampConnection = QObject::connect(
+        m_manager.get(), &DataManager::sig_writeTstamp, m_manager.get(),
+        [texts = m_texts, stamps = m_timeStamps](const QDateTime& when, uint sampleCount) {
+            texts->post([stamps, when, sampleCount] { stamps->writeStamp(when, sampleCount); });
+        },
+        Qt::DirectConnection);
     m_processing = std::make_unique<ProcessingThread>(*m_manager);
     m_device->setDataNotifier([thread = m_processing.get()](int) { thread->notify(); });
     m_processing->start();
@@ -101,7 +108,7 @@ void RecordingSegment::launch(std::unique_ptr<DAQInterface> device, std::shared_
     qInfo("Thread priorities set: DAQ=TimeCritical, DataManager=Highest");
 }
 
-TeardownReport RecordingSegment::tearDown(TeardownKind kind)
+TeardownReport RecordingSegment::tearDown(TeardownKind kind, int flushTimeoutMs)
 {
     TeardownReport report;
     if (m_device) {
@@ -111,6 +118,7 @@ TeardownReport RecordingSegment::tearDown(TeardownKind kind)
                       DeviceStopTimeoutMs);
     }
     if (m_processing) {
+        qInfo("DAQ watchdog timer stopped and deleted");
         qInfo("Stopping DataManager thread...");
         report.processingFinished = m_processing->finish(ProcessingStopTimeoutMs);
         if (report.processingFinished)
@@ -122,24 +130,40 @@ TeardownReport RecordingSegment::tearDown(TeardownKind kind)
         report.acquisition = m_device->counters();
     if (m_manager)
         report.framesProcessed = m_manager->segmentFramesProcessed();
-    flushWriter(kind, report);
-    for (VellumtideFile* file : binaryFiles())
-        file->close();
-    // Stamps of the last frames are still queued for this thread.
-    QCoreApplication::sendPostedEvents(&m_timeStamps, QEvent::MetaCall);
-    report.failedStamps = m_timeStamps.failedLines();
-    m_timeStamps.close();
+    QObject::disconnect(m_stampConnection);
+    if (report.processingFinished) {
+        flushWriter(kind, flushTimeoutMs, report);
+        closeFiles(report);
+    }
     if (m_device)
         logAccounts(report);
     return report;
 }
 
-bool RecordingSegment::released() const
+void RecordingSegment::closeFiles(TeardownReport& report)
 {
-    return (!m_device || m_device->released()) && (!m_processing || m_processing->isFinished());
+    // A write that hangs still uses its file; the segment is then kept until it has returned.
+    if (!m_writer || m_writer->isFinished()) {
+        for (VellumtideFile* file : binaryFiles())
+            file->close();
+    }
+    // After the stamps of the last frames, which are queued there.
+    const auto failedLines = callOn(*m_texts, StampsCloseTimeoutMs, [stamps = m_timeStamps] {
+        stamps->close();
+        return stamps->failedLines();
+    });
+    if (!failedLines)
+        qCritical("The time-stamp file could not be closed within %d ms", StampsCloseTimeoutMs);
+    report.failedStamps = failedLines.value_or(1);
 }
 
-void RecordingSegment::flushWriter(TeardownKind kind, TeardownReport& report)
+bool RecordingSegment::released() const
+{
+    return (!m_device || m_device->released()) && (!m_processing || m_processing->isFinished()) &&
+           (!m_writer || m_writer->isFinished());
+}
+
+void RecordingSegment::flushWriter(TeardownKind kind, int flushTimeoutMs, TeardownReport& report)
 {
     if (!m_writer)
         return;
@@ -147,7 +171,7 @@ void RecordingSegment::flushWriter(TeardownKind kind, TeardownReport& report)
     const FileWriter::Statistics before = m_writer->statistics();
     qInfo().noquote() << (pause ? "Flushing FileWriter queue (pause):" : "Flushing FileWriter queue:")
                       << before.currentDepth << "main queue," << before.emergencyDepth << "emergency buffer";
-    report.flushed = m_writer->shutdown(FlushTimeoutMs);
+    report.flushed = m_writer->shutdown(flushTimeoutMs);
     report.writer = m_writer->statistics();
     if (report.flushed) {
         qInfo("All writes flushed successfully");
@@ -167,6 +191,8 @@ void RecordingSegment::flushWriter(TeardownKind kind, TeardownReport& report)
         report.files[i] = m_writer->targetBytes(files[i]->device());
         files[i]->setFileWriter(nullptr);
     }
+    if (m_writer->isFinished())
+        qInfo("%s", pause ? "FileWriter deleted (pause)" : "FileWriter deleted");
 }
 
 void RecordingSegment::logAccounts(const TeardownReport& report) const
@@ -190,6 +216,7 @@ void RecordingSegment::logAccounts(const TeardownReport& report) const
 
 void RecordingSegment::discardUnusedFiles()
 {
+    // Files without a sample, of a segment that never ran or never got data, with or without a header.
     for (const QString& path : std::as_const(m_newPaths))
         if (!QFile::remove(path))
             qWarning().noquote() << "Could not remove the unused file" << path;

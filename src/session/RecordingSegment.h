@@ -2,6 +2,7 @@
 #pragma once
 
 #include "acquisition/DAQInterface.h"
+#include "base/Inbox.h"
 #include "recording/FileWriter.h"
 #include "recording/SegmentPaths.h"
 #include "recording/TimeStampFile.h"
@@ -18,8 +19,10 @@ class DataManager;
 class ProcessingThread;
 
 inline constexpr int FlushTimeoutMs = 30000;
+inline constexpr int DestructionFlushTimeoutMs = 5000;
 inline constexpr int DeviceStopTimeoutMs = 15000; ///< a driver's read may take 10 s to give up
 inline constexpr int ProcessingStopTimeoutMs = 10000;
+inline constexpr int StampsCloseTimeoutMs = 5000;
 
 /// Which wording a teardown's log lines take.
 enum class TeardownKind { Stop, Pause };
@@ -34,16 +37,17 @@ struct TeardownReport
     quint64 framesProcessed = 0;
     FileWriter::Statistics writer;
     std::array<FileWriter::TargetBytes, 4> files{}; ///< raw, feature vectors, activity, breath rate
-    quint64 failedStamps = 0;
+    quint64 failedStamps = 0; ///< lines; a file that could not be closed in time counts as one more
 };
 
 /// Everything that one segment of a recording owns: four binary files, the time-stamp file, the writer, the
 /// device and the processing thread. createFiles, writeHeaders and tearDown may wait for the disk and run on
-/// the session's file thread, one at a time; launch runs on the interface thread.
+/// the session's file thread, one at a time; launch runs on the interface thread. Time stamps are written on
+/// the session's text thread: a disk that hangs there does not keep a segment from being torn down.
 class RecordingSegment
 {
 public:
-    RecordingSegment(const SegmentPaths& paths, int number);
+    RecordingSegment(const SegmentPaths& paths, int number, std::shared_ptr<Inbox> texts);
     /// Not before tearDown has run, unless no file was created.
     ~RecordingSegment();
     RecordingSegment(const RecordingSegment&) = delete;
@@ -68,7 +72,7 @@ public:
     void launch(std::unique_ptr<DAQInterface> device, std::shared_ptr<DataManager> manager);
 
     /// Stops the device, lets the processing finish what is queued, flushes the writer, closes the files.
-    [[nodiscard]] TeardownReport tearDown(TeardownKind kind);
+    [[nodiscard]] TeardownReport tearDown(TeardownKind kind, int flushTimeoutMs);
     /// For a segment that was never launched: removes the files that it brought into being. A header at most
     /// stands in them, and a disk that was too full for all of them is to have the room back.
     void discardUnusedFiles();
@@ -77,13 +81,13 @@ public:
     [[nodiscard]] int number() const { return m_number; }
     [[nodiscard]] FileWriter* writer() const { return m_writer.get(); }
     [[nodiscard]] DAQInterface* device() const { return m_device.get(); }
-    [[nodiscard]] TimeStampFile& timeStamps() { return m_timeStamps; }
-    /// False while a hanging driver call or processing tick may still touch this object.
+    /// False while a hanging driver call, processing tick or write may still touch this object.
     [[nodiscard]] bool released() const;
 
 private:
     [[nodiscard]] std::array<VellumtideFile*, 4> binaryFiles();
-    void flushWriter(TeardownKind kind, TeardownReport& report);
+    void closeFiles(TeardownReport& report);
+    void flushWriter(TeardownKind kind, int flushTimeoutMs, TeardownReport& report);
     void logAccounts(const TeardownReport& report) const;
 
     const SegmentPaths m_paths;
@@ -92,7 +96,9 @@ private:
     VellumtideFile m_featureVector;
     VellumtideFile m_activity;
     VellumtideFile m_breathRate;
-    TimeStampFile m_timeStamps;
+    std::shared_ptr<Inbox> m_texts;
+    std::shared_ptr<TimeStampFile> m_timeStamps;
+    QMetaObject::Connection m_stampConnection;
     std::unique_ptr<FileWriter> m_writer;
     std::unique_ptr<DAQInterface> m_device;
     std::unique_ptr<ProcessingThread> m_processing;

@@ -21,12 +21,16 @@ void writeLosses(QTextStream& out, const RecordingResult& result)
             << " writes dropped (" << lost.bytesDropped << " bytes), " << lost.writesFailed
             << " writes failed (" << lost.bytesFailed << " bytes), " << lost.flushTimeouts
             << " flush timeouts\n";
+        if (lost.framesUnaccounted > 0)
+            out << "Lost: " << lost.framesUnaccounted << " frames never processed\n";
+        if (lost.failedStamps > 0)
+            out << "Lost: " << lost.failedStamps << " time stamps\n";
+        if (lost.filesNotWritten > 0)
+            out << "Lost: the configuration summary\n";
     }
     if (lost.writesReordered > 0)
         out << "Out of order: " << lost.writesReordered
             << " writes stand after a younger one in their file (the disk stalled)\n";
-    if (result.failedStamps > 0)
-        out << "Time stamps: " << result.failedStamps << " lines could not be written\n";
     if (result.readErrors > 0)
         out << "Device: " << result.readErrors << " read errors, " << result.restarts
             << " restarts; samples between a read error and its restart were never acquired\n";

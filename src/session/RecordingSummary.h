@@ -19,7 +19,6 @@ struct RecordingResult
     quint64 restarts = 0;
     quint64 writesTotal = 0;
     quint64 bytesWritten = 0;
-    quint64 failedStamps = 0;
     LossSummary losses;
     std::vector<ChannelSummary> channels;
 };

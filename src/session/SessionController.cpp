@@ -9,8 +9,8 @@
 #include "session/UserInteraction.h"
 
 #include <QDebug>
-#include <QPointer>
 #include <QFileInfo>
+#include <QPointer>
 #include <QStorageInfo>
 
 namespace vt {
@@ -57,11 +57,15 @@ SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverAp
                                UserInteraction& interaction, SessionController::Options sessionOptions)
     : q(controller), driver(driverApi), time(timeSource), user(interaction),
       options(std::move(sessionOptions)), daqInfo(driverApi, timeSource),
-      fileThread(std::make_unique<QThread>()), fileWorker(std::make_unique<Inbox>())
+      fileThread(std::make_unique<QThread>()), fileWorker(std::make_unique<Inbox>()),
+      textThread(std::make_unique<QThread>()), textWorker(std::make_shared<Inbox>())
 {
     fileThread->setObjectName(u"SessionFiles"_s);
     fileWorker->moveToThread(fileThread.get());
     fileThread->start();
+    textThread->setObjectName(u"SessionTexts"_s);
+    textWorker->moveToThread(textThread.get());
+    textThread->start();
     watchdog = time.createTimer(q, [this] { watchdogFired(); });
     reconnectPoll = time.createTimer(q, [this] { pollReconnect(); });
     diskTimer = time.createTimer(q, [this] { sampleDisk(); });
@@ -76,11 +80,14 @@ SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverAp
 SessionPrivate::~SessionPrivate()
 {
     if (segment || state != SessionState::Idle) {
-        if (segment && segment->writer())
+        const bool hasWriter = segment && segment->writer();
+        if (hasWriter)
             qInfo("Destructor: Flushing FileWriter (defensive cleanup)");
-        if (!stopAndWait(EndReason::ForcedStop, destructionTimeoutMs))
+        flushTimeoutMs = DestructionFlushTimeoutMs;
+        if (!stopAndWait(EndReason::UserStop, destructionTimeoutMs) || result.losses.flushTimeouts > 0)
             qWarning("Destructor: FileWriter flush timeout");
-        qInfo("Destructor: FileWriter deleted");
+        if (hasWriter && !segment)
+            qInfo("Destructor: FileWriter deleted");
     }
     fileThread->quit();
     if (!fileThread->wait(fileThreadStopTimeoutMs)) {
@@ -88,6 +95,17 @@ SessionPrivate::~SessionPrivate()
         qCritical("The session's file thread does not return from the disk");
         [[maybe_unused]] const auto* abandonedThread = fileThread.release();
         [[maybe_unused]] const auto* abandonedWorker = fileWorker.release();
+    }
+    textThread->quit();
+    if (!textThread->wait(fileThreadStopTimeoutMs)) {
+        qCritical("The session's text thread does not return from the disk");
+        keepAliveForever(textWorker);
+        [[maybe_unused]] const auto* abandonedThread = textThread.release();
+    }
+    if (segment) { // its teardown hangs
+        if (segment->device())
+            QObject::disconnect(segment->device(), nullptr, q, nullptr);
+        keepAliveForever(std::move(segment));
     }
     std::erase_if(stuckSegments, [](const auto& stuck) { return stuck->released(); });
     for (auto& stuck : stuckSegments) {
@@ -145,8 +163,7 @@ std::vector<ChannelSummary> SessionPrivate::channelSummaries() const
 
 void SessionPrivate::makeSegment(const QString& base, int number)
 {
-    auto created = std::make_shared<RecordingSegment>(segmentPaths(base, mcu.animalType), number);
-    created->timeStamps().moveToThread(fileThread.get());
+    auto created = std::make_shared<RecordingSegment>(segmentPaths(base, mcu.animalType), number, textWorker);
     const MutexLock lock(segmentMutex);
     segment = std::move(created);
 }
@@ -169,7 +186,7 @@ void SessionPrivate::sampleDisk()
         return;
     diskSamplePending = true;
     callAsync(
-        *fileWorker, answers,
+        *textWorker, answers,
         [folder = QFileInfo(firstBase).absolutePath()] { return QStorageInfo(folder).bytesAvailable(); },
         [this](qint64 bytes) {
             diskSamplePending = false;

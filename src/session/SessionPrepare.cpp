@@ -37,19 +37,20 @@ void SessionPrivate::selectDevice(const QString& name)
         qWarning().noquote() << "SessionController::selectDevice - refused while" << sessionStateName(state);
         return;
     }
-    const quint64 mine = ++operation;
+    const quint64 mine = ++selection;
     device = DeviceDetails{};
     mcu = MCUHeader{};
+    selecting = !name.isEmpty();
     if (name.isEmpty()) {
         daqInfo.deselect();
         emit q->deviceSelected(device);
         return;
     }
-    daqInfo.selectDevice(name, [this, mine](bool ok) {
-        if (mine != operation)
+    daqInfo.selectDevice(name, [this, mine, name](bool ok) {
+        if (mine != selection)
             return;
-        if (const auto selected = daqInfo.selectedDevice()) {
-            device.name = selected->name;
+        device.name = name;
+        if (const auto selected = daqInfo.selectedDevice(); selected && selected->name == name) {
             device.productType = selected->productType;
             device.serial = selected->serial;
             device.simulated = selected->simulated;
@@ -59,7 +60,7 @@ void SessionPrivate::selectDevice(const QString& name)
             return;
         }
         daqInfo.getMCUHeader([this, mine](const std::optional<MCUHeader>& header) {
-            if (mine == operation)
+            if (mine == selection)
                 deviceRead(header);
         });
     });
@@ -67,6 +68,7 @@ void SessionPrivate::selectDevice(const QString& name)
 
 void SessionPrivate::deviceRead(const std::optional<MCUHeader>& header)
 {
+    selecting = false;
     device.usable = header.has_value();
     if (header) {
         mcu = *header;
@@ -81,6 +83,11 @@ void SessionPrivate::prepare(const RecordingSetup& wanted)
 {
     if (state != SessionState::Idle) {
         qWarning().noquote() << "SessionController::prepare - refused while" << sessionStateName(state);
+        return;
+    }
+    if (selecting) {
+        user.notify(Severity::Warning, u"Not Ready to Record"_s, u"The unit is still being read."_s);
+        emit q->prepared(false);
         return;
     }
     setup = wanted;
@@ -148,7 +155,9 @@ void SessionPrivate::createFiles()
                 return prepared;
             const RecordingSegment::CreateFailure failure = files->createFiles();
             if (failure.which != RecordingSegment::CreateFailure::None) {
-                prepared.problem = u"%1: %2"_s.arg(failure.path, failure.error);
+                prepared.problem = failure.which == RecordingSegment::CreateFailure::TimeStamps
+                                       ? failure.error
+                                       : u"%1: %2"_s.arg(failure.path, failure.error);
                 return prepared;
             }
             const bool markersExisted = QFileInfo::exists(files->paths().markers);

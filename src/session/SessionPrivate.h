@@ -53,6 +53,9 @@ struct SessionPrivate
     void startRecovered(bool ok);
     void writeHeaders(std::function<void(bool)> done);
     void launchSegment();
+    void makeManager();
+    void handleNewSleepDecision(const std::vector<bool>& asleep, const std::vector<QDateTime>& since,
+                                const std::vector<double>& stats);
     void headersWritten(bool ok);
     void armWatchdog();
     void watchdogFired();
@@ -96,8 +99,10 @@ struct SessionPrivate
     DAQInfo daqInfo;
 
     std::unique_ptr<QThread> fileThread;
-    std::unique_ptr<Inbox> fileWorker; ///< lives on fileThread
-    Inbox answers;                     ///< lives on the interface thread
+    std::unique_ptr<Inbox> fileWorker;   ///< lives on fileThread
+    std::unique_ptr<QThread> textThread; ///< time stamps, configuration summary, free disk space
+    std::shared_ptr<Inbox> textWorker;   ///< lives on textThread
+    Inbox answers;                       ///< lives on the interface thread
 
     SessionState state = SessionState::Idle;
     EndReason endReason = EndReason::None;
@@ -108,10 +113,13 @@ struct SessionPrivate
     RecordingSetup setup;
     bool startAfterPrepare = false;
     quint64 operation = 0;
+    quint64 selection = 0; ///< counts selections; answers to older ones are void
+    bool selecting = false;
     bool fileWork = false;
     quint64 fileGeneration = 0; ///< callbacks of older file work are void
     std::optional<EndReason> pendingStop;
     bool tearingDown = false;
+    int flushTimeoutMs = FlushTimeoutMs;
 
     QString firstBase;
     QStringList segmentBases;

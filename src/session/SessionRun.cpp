@@ -91,34 +91,54 @@ void SessionPrivate::headersWritten(bool ok)
     }
     if (stopPending())
         return;
-    manager = std::make_shared<DataManager>(DataManager::Config{setup.channelCount, mcu.animalType, 0,
-                                                                setup.activityOnly, setup.bandpass,
-                                                                inputOffsetVolts(mcu.gain)},
-                                            time);
-    QObject::connect(manager.get(), &DataManager::newSleepDecision, q,
-                     [this](const std::vector<bool>& asleep, const std::vector<QDateTime>& since,
-                            const std::vector<double>& stats) {
-                         sleeping = asleep;
-                         sleepBeginTime = since;
-                         decisionStats = stats;
-                         for (const auto& companion : companions)
-                             companion->sleepDecision(asleep, since, stats);
-                         emit q->sleepDecision(asleep, since, stats);
-                     });
+    makeManager();
     recordingRan = true;
     launchSegment();
     const ConfigSummary configuration = buildConfigSummary(segment->paths().base, setup, device);
-    onFileThread([configuration,
-                  path = segment->paths().configuration] { return writeConfigSummary(path, configuration); },
-                 [this](bool) { static_cast<void>(stopPending()); });
+    callAsync(
+        *textWorker, answers,
+        [configuration, path = segment->paths().configuration] {
+            return writeConfigSummary(path, configuration);
+        },
+        [this](bool written) { result.losses.filesNotWritten += written ? 0U : 1U; });
     for (const auto& companion : companions)
         companion->recordingStarted(context());
     setState(SessionState::Recording);
     emit q->segmentStarted(segment->paths().base, segmentNumber);
 }
 
+void SessionPrivate::makeManager()
+{
+    manager = std::make_shared<DataManager>(DataManager::Config{setup.channelCount, mcu.animalType, 0,
+                                                                setup.activityOnly, setup.bandpass,
+                                                                inputOffsetVolts(mcu.gain)},
+                                            time);
+    QObject::connect(
+        manager.get(), &DataManager::newSleepDecision, manager.get(),
+        [this, inbox = answers.address()](const std::vector<bool>& asleep,
+                                          const std::vector<QDateTime>& since,
+                                          const std::vector<double>& stats) {
+            inbox->post([this, asleep, since, stats] { handleNewSleepDecision(asleep, since, stats); });
+        },
+        Qt::DirectConnection);
+}
+
+void SessionPrivate::handleNewSleepDecision(const std::vector<bool>& asleep,
+                                            const std::vector<QDateTime>& since,
+                                            const std::vector<double>& stats)
+{
+    sleeping = asleep;
+    sleepBeginTime = since;
+    decisionStats = stats;
+    for (const auto& companion : companions)
+        companion->sleepDecision(asleep, since, stats);
+    emit q->sleepDecision(asleep, since, stats);
+}
+
 void SessionPrivate::launchSegment()
 {
+    if (!manager)
+        makeManager();
     lastDataMs = -1;
     auto acquisition = std::make_unique<NIDAQ_data_thread>(
         driver, time, physicalChannels(device.name, setup.channelCount), setup.channelCount);
@@ -137,8 +157,6 @@ void SessionPrivate::launchSegment()
                 stop(EndReason::DurationReached);
         },
         Qt::QueuedConnection);
-    QObject::connect(manager.get(), &DataManager::sig_writeTstamp, &segment->timeStamps(),
-                     &TimeStampFile::writeStamp, Qt::QueuedConnection);
     daqInfo.setAcquisitionStarted(true);
     {
         const MutexLock lock(segmentMutex);
@@ -293,12 +311,14 @@ void SessionPrivate::resumeFinished()
     launchSegment();
     user.closeNotice(u"paused"_s);
     const QDateTime now = time.now();
-    user.notify(
-        Severity::Information, u"Recording Resumed"_s,
+    // A notice: a unit that comes and goes all night leaves one message, not hundreds.
+    user.showNotice(
+        u"resumed"_s, u"Recording Resumed"_s,
         u"Recording paused at %1 and resumed at %2.\nApproximate gap: %3 seconds.\n\nContinuing in: %4"_s
             .arg(pausedAt.toString(timeFormat), now.toString(timeFormat))
             .arg(pausedAt.secsTo(now))
-            .arg(base));
+            .arg(base),
+        u"OK"_s, [] {});
     qInfo().noquote() << "attemptResume: success — segment base now" << base;
     setState(SessionState::Recording);
     emit q->segmentStarted(base, segmentNumber);

@@ -6,8 +6,8 @@
 #include "session/WatchdogVerdict.h"
 
 #include <QDebug>
-#include <QPointer>
 #include <QFile>
+#include <QPointer>
 #include <utility>
 
 namespace vt {
@@ -40,8 +40,11 @@ void SessionPrivate::stop(EndReason reason)
         qInfo("Stop requested but no recording is active — nothing to tear down.");
         return;
     }
-    if (state == SessionState::Stopping)
+    if (state == SessionState::Stopping) {
+        if (reason == EndReason::ForcedStop)
+            endReason = reason;
         return;
+    }
     if (fileWork || tearingDown) {
         if (!pendingStop)
             pendingStop = reason;
@@ -71,15 +74,17 @@ void SessionPrivate::tearDown(TeardownKind kind)
     if (segment->device()) {
         for (const auto& companion : companions)
             companion->segmentStopping();
-        qInfo("DAQ watchdog timer stopped and deleted");
     }
     teardownReport = std::make_shared<TeardownReport>();
     fileWork = true;
     callAsync(
         *fileWorker, answers,
-        [files = segment, report = teardownReport, kind] {
-            *report = files->tearDown(kind);
-            if (!files->device())
+        [files = segment, report = teardownReport, kind, flushMs = flushTimeoutMs] {
+            *report = files->tearDown(kind, flushMs);
+            // A resumed segment that got no data goes again: a unit that answers but does not acquire would
+            // use up all segment names in a night.
+            const bool empty = files->number() > 0 && report->acquisition.framesAcquired == 0;
+            if ((!files->device() || empty) && files->released())
                 files->discardUnusedFiles();
             return true;
         },
@@ -94,11 +99,16 @@ void SessionPrivate::teardownDone()
     fileWork = false;
     tearingDown = false;
     const bool wasRunning = segment->device() != nullptr;
-    absorb(*std::exchange(teardownReport, nullptr));
+    const TeardownReport report = *std::exchange(teardownReport, nullptr);
+    absorb(report);
+    if (wasRunning && segmentNumber > 0 && report.acquisition.framesAcquired == 0) {
+        segmentBases.removeLast();
+        --segmentNumber;
+    }
+    if (!report.processingFinished)
+        manager.reset(); // its thread may still be in it; a resumed segment gets a new one
     daqInfo.setAcquisitionStarted(false);
     retireSegment();
-    qInfo().noquote() << (state == SessionState::Stopping ? "FileWriter deleted"
-                                                          : "FileWriter deleted (pause)");
     emit q->segmentEnded();
     if (state == SessionState::Stopping) {
         finish();
@@ -130,8 +140,11 @@ void SessionPrivate::absorb(const TeardownReport& report)
     result.restarts += report.acquisition.restarts;
     result.writesTotal += report.writer.totalWrites;
     result.bytesWritten += report.writer.bytesWritten;
-    result.failedStamps += report.failedStamps;
     LossSummary& lost = result.losses;
+    lost.failedStamps += report.failedStamps;
+    const quint64 accounted = report.framesProcessed + report.acquisition.framesDropped;
+    if (report.acquisition.framesAcquired > accounted)
+        lost.framesUnaccounted += report.acquisition.framesAcquired - accounted;
     lost.framesDropped += report.acquisition.framesDropped;
     lost.writesDropped += report.writer.droppedWrites;
     lost.writesFailed += report.writer.errors;
@@ -149,15 +162,13 @@ void SessionPrivate::retireSegment()
         ended = std::move(segment);
         segment = nullptr;
     }
-    std::erase_if(stuckSegments, [](const auto& stuck) { return stuck->released(); });
-    if (!ended)
-        return;
-    if (!ended->released()) {
+    if (ended)
         stuckSegments.push_back(std::move(ended));
-        return;
-    }
-    // Its time-stamp file belongs to the file thread and goes there.
-    fileWorker->post([last = std::move(ended)]() mutable { last.reset(); });
+    // What closes with them may wait for the disk.
+    for (auto& candidate : stuckSegments)
+        if (candidate->released())
+            fileWorker->post([last = std::move(candidate)]() mutable { last.reset(); });
+    std::erase(stuckSegments, nullptr);
 }
 
 void SessionPrivate::finish()

@@ -77,15 +77,19 @@ struct ChannelSummary
 struct LossSummary
 {
     quint64 framesDropped = 0;
+    quint64 framesUnaccounted = 0; ///< queued when the processing did not end in time
     quint64 writesDropped = 0;
     quint64 writesFailed = 0;
     quint64 bytesDropped = 0;
     quint64 bytesFailed = 0;
     quint64 flushTimeouts = 0;
+    quint64 failedStamps = 0;    ///< lines of the time-stamp file
+    quint64 filesNotWritten = 0; ///< configuration summary
     quint64 writesReordered = 0; ///< written, but after a younger write to the same file
     [[nodiscard]] bool any() const
     {
-        return framesDropped || writesDropped || writesFailed || bytesDropped || bytesFailed || flushTimeouts;
+        return framesDropped || framesUnaccounted || writesDropped || writesFailed || bytesDropped ||
+               bytesFailed || flushTimeouts || failedStamps || filesNotWritten;
     }
 };
 

@@ -26,7 +26,7 @@ void expectLeftovers(const FileWriter& writer, const test::LogCapture& log)
     EXPECT_EQ(all.bytesQueued, all.bytesWritten + all.bytesDropped + all.bytesFailed);
     for (const char* line :
          {"FileWriter: Timeout after 6200 ms waiting for flush, forcing shutdown",
-          "FileWriter: Started with 60 pending, still have 60 remaining (main: 60 emergency: 0 )",
+          "FileWriter: Started with 60 pending, still have 60 remaining (main: 60 emergency: 0",
           "FileWriter: This may indicate disk I/O is extremely slow!"})
         EXPECT_TRUE(log.contains(line)) << line;
 }

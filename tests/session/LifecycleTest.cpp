@@ -76,7 +76,7 @@ TEST(Lifecycle, TenMinutesWithOneUnplugAreTwoCompleteSegments)
     harness.unit.replug();
     ASSERT_TRUE(harness.passUntil([&] { return harness.session->state() == SessionState::Recording; }, 100));
     EXPECT_FALSE(harness.user.notices.contains(u"paused"_s));
-    EXPECT_TRUE(harness.user.lastText(u"Recording Resumed"_s).endsWith(harness.path(u"run (1)"_s)));
+    EXPECT_TRUE(harness.user.notices[u"resumed"_s].text.endsWith(harness.path(u"run (1)"_s)));
     ASSERT_TRUE(harness.waitForDevice());
     constexpr int after = 5 * 60 * FramesPerSecond;
     ASSERT_EQ(harness.deliver(after - 1), after - 1);
@@ -141,6 +141,29 @@ TEST(Lifecycle, StopWhilePausedEndsWithoutANewSegment)
     EXPECT_EQ(QDir(harness.folder.path()).entryList({u"run (*"_s}).size(), 0);
     EXPECT_EQ(harness.session->lastEndReason(), EndReason::UserStop);
     EXPECT_TRUE(harness.user.notices.empty());
+}
+
+// A unit that answered after its replug but acquired nothing opened a new segment every few seconds, until
+// all 99 names were used up and the last one was overwritten again and again.
+TEST(Lifecycle, AResumeWithoutDataKeepsItsSegmentNumber)
+{
+    SessionHarness harness({.autoResume = true});
+    ASSERT_TRUE(harness.beginRecording());
+    harness.deliver(59);
+    harness.unit.unplug();
+    harness.unit.stallCallbacks(true);
+    for (int round = 0; round < 3; ++round) {
+        ASSERT_TRUE(harness.passUntil([&] { return harness.user.notices.contains(u"paused"_s); }, 100));
+        harness.unit.replug();
+        ASSERT_TRUE(
+            harness.passUntil([&] { return harness.session->state() == SessionState::Recording; }, 100));
+    }
+    EXPECT_EQ(harness.session->status().segment, 1);
+    EXPECT_EQ(QDir(harness.folder.path()).entryList({u"run (*.binfb"_s}), QStringList{u"run (1).binfb"_s});
+    harness.unit.stallCallbacks(false);
+    ASSERT_TRUE(harness.waitForDevice());
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_EQ(readSegment(harness.path(u"run (1)"_s), 1).rawFrames, 4);
 }
 
 TEST(Lifecycle, AnotherUnitUnderTheSameNameIsNotContinuedOn)
