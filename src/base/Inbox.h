@@ -44,7 +44,13 @@ public:
     };
 
     Inbox() : m_address(std::make_shared<Address>(this)) {}
-    ~Inbox() override { m_address->forget(); }
+    /// After the thread that it lived on has ended, or on it.
+    ~Inbox() override
+    {
+        m_address->forget();
+        const MutexLock lock(m_mutex); // what ran last on the other thread is seen here
+        m_steps.clear();
+    }
     [[nodiscard]] std::shared_ptr<Address> address() const { return m_address; }
 
     /// Any thread; does not wait.

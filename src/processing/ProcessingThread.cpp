@@ -5,6 +5,7 @@
 #include "processing/DataManager.h"
 
 #include <QDeadlineTimer>
+#include <tuple>
 
 namespace vt {
 
@@ -18,6 +19,7 @@ ProcessingThread::~ProcessingThread()
 {
     requestFinish();
     wait(QDeadlineTimer(QDeadlineTimer::Forever));
+    std::ignore = m_finished.load(std::memory_order_acquire);
 }
 
 void ProcessingThread::notify()
@@ -37,7 +39,8 @@ void ProcessingThread::requestFinish()
 bool ProcessingThread::finish(int timeoutMs)
 {
     requestFinish();
-    return wait(QDeadlineTimer(timeoutMs));
+    const bool ended = wait(QDeadlineTimer(timeoutMs));
+    return m_finished.load(std::memory_order_acquire) || ended;
 }
 
 void ProcessingThread::run()
@@ -48,8 +51,10 @@ void ProcessingThread::run()
         const bool finishing = m_finishing.load(std::memory_order_acquire);
         for (const quint32 due = m_ticks.load(std::memory_order_acquire); done != due; ++done)
             m_manager.handleNewDAQData(SamplesPerFrame);
-        if (finishing && done == m_ticks.load(std::memory_order_acquire))
+        if (finishing && done == m_ticks.load(std::memory_order_acquire)) {
+            m_finished.store(true, std::memory_order_release);
             return;
+        }
         m_events.wait(seen, std::memory_order_acquire);
     }
 }

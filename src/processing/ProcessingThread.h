@@ -36,6 +36,7 @@ private:
     std::atomic<quint32> m_ticks{0};  ///< notified so far
     std::atomic<quint32> m_events{0}; ///< ticks and the request to finish: what the loop waits on
     std::atomic<bool> m_finishing{false};
+    std::atomic<bool> m_finished{false}; ///< everything that a tick wrote is visible to who reads true
 };
 
 } // namespace vt

@@ -271,7 +271,8 @@ bool SessionController::stopAndWait(EndReason reason, int timeoutMs)
 
 int SessionController::addMarker(const QString& label)
 {
-    if (!d->markers)
+    // While it is prepared, the file belongs to the file thread.
+    if (!d->markers || d->state == SessionState::Preparing)
         return -1;
     return d->markers->addMarker(d->segmentNumber, d->time.now(), label);
 }
