@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QObject>
+#include <QPointer>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -77,7 +78,11 @@ protected:
         }
         if (!step)
             return QObject::event(event);
+        const QPointer<Inbox> self(this); // a step may end its inbox
         step();
+        step = nullptr;
+        if (self)
+            const MutexLock lock(m_mutex); // whoever destroys the inbox later sees what the step did
         return true;
     }
 
