@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "base/Mutex.h"
 #include "base/Inbox.h"
+#include "base/Mutex.h"
 #include "hardware/HardwareSession.h"
 
 #include <QThread>

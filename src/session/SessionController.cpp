@@ -314,7 +314,7 @@ SessionStatus SessionController::status() const
     status.freeDiskBytes = d->freeDiskBytes;
     const qint64 valuesPerStep = (d->mcu.animalType == AnimalMouse ? 4 : 6) + 2;
     status.bytesPerHour =
-        qint64{d->setup.channelCount} * 3600 * (2 * DecimatedRateHz + valuesPerStep * 8 / 2);
+        qint64{d->setup.channelCount} * 3600 * (qint64{2} * DecimatedRateHz + valuesPerStep * 8 / 2);
     status.channels = d->channelSummaries();
     return status;
 }
