@@ -4,9 +4,9 @@
 #include "acquisition/AnalogInputTask.h"
 #include "acquisition/CallbackSlots.h"
 #include "acquisition/FrameQueue.h"
+#include "base/Inbox.h"
 #include "base/TimeSource.h"
 #include "daqmx/DaqmxApi.h"
-#include "base/Inbox.h"
 
 #include <QByteArray>
 #include <QThread>
