@@ -6,7 +6,6 @@
 #include <QCoreApplication>
 #include <QEvent>
 #include <QObject>
-#include <QPointer>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -35,6 +34,8 @@ public:
 
     private:
         friend class Inbox;
+        /// Whoever destroys the inbox later, and so takes this lock, sees what the step before this has done.
+        void handOver() { const MutexLock lock(m_mutex); }
         void forget()
         {
             const MutexLock lock(m_mutex);
@@ -49,7 +50,7 @@ public:
     ~Inbox() override
     {
         m_address->forget();
-        const MutexLock lock(m_mutex); // what ran last on the other thread is seen here
+        const MutexLock lock(m_mutex);
         m_steps.clear();
     }
     [[nodiscard]] std::shared_ptr<Address> address() const { return m_address; }
@@ -78,11 +79,10 @@ protected:
         }
         if (!step)
             return QObject::event(event);
-        const QPointer<Inbox> self(this); // a step may end its inbox
+        const std::shared_ptr<Address> address = m_address; // a step may end its inbox
         step();
         step = nullptr;
-        if (self)
-            const MutexLock lock(m_mutex); // whoever destroys the inbox later sees what the step did
+        address->handOver();
         return true;
     }
 
