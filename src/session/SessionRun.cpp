@@ -7,6 +7,7 @@
 #include "acquisition/PhysicalChannels.h"
 #include "hardware/DAQInfo.h"
 #include "session/HeaderBuilder.h"
+#include "session/SessionTexts.h"
 #include "session/UserInteraction.h"
 #include "session/WatchdogVerdict.h"
 
@@ -16,17 +17,6 @@
 namespace vt {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-const auto timeFormat = u"h:mm:ss AP"_s;
-
-QString banner()
-{
-    return QString(60, QChar(u'='));
-}
-
-} // namespace
 
 void SessionPrivate::start()
 {
@@ -315,7 +305,7 @@ void SessionPrivate::resumeFinished()
     user.showNotice(
         u"resumed"_s, u"Recording Resumed"_s,
         u"Recording paused at %1 and resumed at %2.\nApproximate gap: %3 seconds.\n\nContinuing in: %4"_s
-            .arg(pausedAt.toString(timeFormat), now.toString(timeFormat))
+            .arg(pausedAt.toString(messageTimeFormat()), now.toString(messageTimeFormat()))
             .arg(pausedAt.secsTo(now))
             .arg(base),
         u"OK"_s, [] {});

@@ -2,6 +2,7 @@
 // Ending a segment and a recording.
 #include "session/SessionPrivate.h"
 
+#include "session/SessionTexts.h"
 #include "session/UserInteraction.h"
 #include "session/WatchdogVerdict.h"
 
@@ -13,17 +14,6 @@
 namespace vt {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-const auto timeFormat = u"h:mm:ss AP"_s;
-
-QString banner()
-{
-    return QString(60, QChar(u'='));
-}
-
-} // namespace
 
 bool SessionPrivate::stopPending()
 {
@@ -124,7 +114,7 @@ void SessionPrivate::teardownDone()
         u"paused"_s, u"DAQ Disconnected"_s,
         u"Recording paused at %1.\n\nThe recording will resume automatically when the DAQ is "
         u"reconnected.\nA new file with a numbered suffix will be created for the resumed segment."_s.arg(
-            pausedAt.toString(timeFormat)),
+            pausedAt.toString(messageTimeFormat())),
         u"Stop Recording"_s, [guard = QPointer<SessionController>(q)] {
             if (guard)
                 guard->stop(EndReason::UserStop);
@@ -205,7 +195,7 @@ void SessionPrivate::finish()
         user.notify(
             Severity::Critical, u"DAQ Disconnected"_s,
             u"The DAQ device stopped responding at approximately %1.\n\nData acquisition has been stopped "
-            u"and files have been closed."_s.arg(pausedAt.toString(timeFormat)));
+            u"and files have been closed."_s.arg(pausedAt.toString(messageTimeFormat())));
     } else if (endReason == EndReason::ForcedStop) {
         qInfo("Forced graceful stop completed - application ready for system event");
     }
