@@ -6,12 +6,12 @@ packages=(
     g++ cmake ninja-build pkg-config ccache git
     qt6-base-dev libqt6serialport6-dev qt6-multimedia-dev libgl-dev
     libqcustomplot-dev libfftw3-dev
-    libgtest-dev libgmock-dev libbenchmark-dev
+    libgtest-dev libgmock-dev libbenchmark-dev dbus python3-dbusmock
     fonts-dejavu-core python3 python3-numpy python3-scipy
 )
 # What only the slower gates of .ci/run use.
 if [[ "${1:-}" == "--ci" ]]; then
-    packages+=(clang clang-tidy clang-format libclang-rt-14-dev g++-mingw-w64-x86-64-posix)
+    packages+=(clang clang-tidy clang-format libclang-rt-14-dev g++-mingw-w64-x86-64-posix wine64)
 fi
 
 missing=()

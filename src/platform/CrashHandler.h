@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QString>
+
+/// Writes a crash report before the process dies of a fault of its own: bad memory access, division by zero,
+/// illegal instruction, stack overflow, abort, an escaped C++ exception.
+namespace vt::CrashHandler {
+
+/// Where the user learns of a crash: a box shown by a separate small process, or standard error.
+enum class Notice { MessageBox, StandardError };
+
+struct Options
+{
+    QString folder; ///< exists; the report is "crash_<yyyyMMdd_hhmmss>.txt" in it
+    Notice notice = Notice::StandardError;
+    /// Called by the handler while the process dies, to save what a log still holds in memory. Takes no lock,
+    /// allocates nothing, calls only what a signal handler may. Null: none.
+    void (*flushLog)() = nullptr;
+};
+
+/// Installs the handler for the rest of the process; later calls change the options. Main thread.
+/// False, after a warning, when the system refused.
+bool install(const Options& options);
+/// Makes the calling thread's own stack overflow reportable (an alternate signal stack on Linux). The threads
+/// that the program starts call it first.
+void prepareThread();
+
+} // namespace vt::CrashHandler
