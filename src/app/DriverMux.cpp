@@ -246,6 +246,21 @@ std::int32_t DriverMux::DAQmxReadDigitalU32(daqmx::TaskHandle task, std::int32_t
                                      arraySizeInSamples, samplesPerChannelRead, reserved);
 }
 
+std::int32_t DriverMux::DAQmxReadDigitalLines(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
+                                              double timeoutSeconds, daqmx::Bool32 fillMode,
+                                              std::uint8_t* readArray, std::uint32_t arraySizeInBytes,
+                                              std::int32_t* samplesPerChannelRead,
+                                              std::int32_t* bytesPerSample, daqmx::Bool32* reserved)
+{
+    auto* const entry = static_cast<Task*>(task);
+    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return side->DAQmxReadDigitalLines(entry->inner, samplesPerChannel, timeoutSeconds, fillMode, readArray,
+                                       arraySizeInBytes, samplesPerChannelRead, bytesPerSample, reserved);
+}
+
 std::int32_t DriverMux::DAQmxWriteDigitalU32(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
                                              daqmx::Bool32 autoStart, double timeoutSeconds,
                                              daqmx::Bool32 dataLayout, const std::uint32_t* writeArray,

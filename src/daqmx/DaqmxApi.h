@@ -73,6 +73,12 @@ public:
                                              std::uint32_t* readArray, std::uint32_t arraySizeInSamples,
                                              std::int32_t* samplesPerChannelRead,
                                              daqmx::Bool32* reserved) = 0;
+    /// One byte per line of the task and sample: 0 low, 1 high.
+    virtual std::int32_t DAQmxReadDigitalLines(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
+                                               double timeoutSeconds, daqmx::Bool32 fillMode,
+                                               std::uint8_t* readArray, std::uint32_t arraySizeInBytes,
+                                               std::int32_t* samplesPerChannelRead,
+                                               std::int32_t* bytesPerSample, daqmx::Bool32* reserved) = 0;
     virtual std::int32_t DAQmxWriteDigitalU32(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
                                               daqmx::Bool32 autoStart, double timeoutSeconds,
                                               daqmx::Bool32 dataLayout, const std::uint32_t* writeArray,

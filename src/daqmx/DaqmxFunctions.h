@@ -25,6 +25,8 @@ namespace vt {
     X(DAQmxCreateDOChan, daqmx::TaskHandle, const char*, const char*, std::int32_t)                          \
     X(DAQmxReadDigitalU32, daqmx::TaskHandle, std::int32_t, double, daqmx::Bool32, std::uint32_t*,           \
       std::uint32_t, std::int32_t*, daqmx::Bool32*)                                                          \
+    X(DAQmxReadDigitalLines, daqmx::TaskHandle, std::int32_t, double, daqmx::Bool32, std::uint8_t*,          \
+      std::uint32_t, std::int32_t*, std::int32_t*, daqmx::Bool32*)                                           \
     X(DAQmxWriteDigitalU32, daqmx::TaskHandle, std::int32_t, daqmx::Bool32, double, daqmx::Bool32,           \
       const std::uint32_t*, std::int32_t*, daqmx::Bool32*)                                                   \
     X(DAQmxGetSysDevNames, char*, std::uint32_t)                                                             \

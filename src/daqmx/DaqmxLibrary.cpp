@@ -77,6 +77,14 @@ public:
         return m_c.DAQmxReadDigitalU32(task, samplesPerChannel, timeoutSeconds, fillMode, readArray,
                                        arraySizeInSamples, samplesPerChannelRead, reserved);
     }
+    std::int32_t DAQmxReadDigitalLines(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
+                                       double timeoutSeconds, daqmx::Bool32 fillMode, std::uint8_t* readArray,
+                                       std::uint32_t arraySizeInBytes, std::int32_t* samplesPerChannelRead,
+                                       std::int32_t* bytesPerSample, daqmx::Bool32* reserved) override
+    {
+        return m_c.DAQmxReadDigitalLines(task, samplesPerChannel, timeoutSeconds, fillMode, readArray,
+                                         arraySizeInBytes, samplesPerChannelRead, bytesPerSample, reserved);
+    }
     std::int32_t DAQmxWriteDigitalU32(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
                                       daqmx::Bool32 autoStart, double timeoutSeconds,
                                       daqmx::Bool32 dataLayout, const std::uint32_t* writeArray,

@@ -112,6 +112,10 @@ public:
                                      double timeoutSeconds, daqmx::Bool32 fillMode, std::uint32_t* readArray,
                                      std::uint32_t arraySizeInSamples, std::int32_t* samplesPerChannelRead,
                                      daqmx::Bool32* reserved) override;
+    std::int32_t DAQmxReadDigitalLines(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
+                                       double timeoutSeconds, daqmx::Bool32 fillMode, std::uint8_t* readArray,
+                                       std::uint32_t arraySizeInBytes, std::int32_t* samplesPerChannelRead,
+                                       std::int32_t* bytesPerSample, daqmx::Bool32* reserved) override;
     std::int32_t DAQmxWriteDigitalU32(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
                                       daqmx::Bool32 autoStart, double timeoutSeconds,
                                       daqmx::Bool32 dataLayout, const std::uint32_t* writeArray,

@@ -4,7 +4,22 @@
 #include "simulation/SimulatedUnit.h"
 #include "simulation/SimulatedUnitPrivate.h"
 
+#include <bit>
+
 namespace vt {
+
+namespace {
+
+/// One byte per line in mask, lowest line first. Returns the position behind them.
+std::uint8_t* storeLineLevels(std::uint32_t levels, std::uint32_t mask, std::uint8_t* to)
+{
+    for (int line = 0; line < DigitalLines::LineCount; ++line)
+        if ((mask >> line & 1U) != 0)
+            *to++ = static_cast<std::uint8_t>(levels >> line & 1U);
+    return to;
+}
+
+} // namespace
 
 std::int32_t SimulatedUnit::Private::createDigitalChannels(daqmx::TaskHandle handle, const char* lines,
                                                            std::int32_t lineGrouping,
@@ -76,6 +91,44 @@ std::int32_t SimulatedUnit::DAQmxReadDigitalU32(daqmx::TaskHandle task, std::int
             readArray[i] = d->digital.read(found->port) & found->lines;
         if (samplesPerChannelRead)
             *samplesPerChannelRead = samples;
+        return 0;
+    });
+}
+
+std::int32_t SimulatedUnit::DAQmxReadDigitalLines(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
+                                                  double, daqmx::Bool32, std::uint8_t* readArray,
+                                                  std::uint32_t arraySizeInBytes,
+                                                  std::int32_t* samplesPerChannelRead,
+                                                  std::int32_t* bytesPerSample, daqmx::Bool32*)
+{
+    return d->call("DAQmxReadDigitalLines", [&]() -> std::int32_t {
+        if (samplesPerChannelRead)
+            *samplesPerChannelRead = 0;
+        if (bytesPerSample)
+            *bytesPerSample = 0;
+        if (!readArray)
+            return drivererror::NullPointer;
+        MutexLock lock(d->mutex);
+        SimulatedTask* found = nullptr;
+        if (const std::int32_t status = d->findTask(task, &found))
+            return status;
+        if (found->kind == SimulatedTask::Kind::Empty)
+            return drivererror::NoChannels;
+        if (found->kind != SimulatedTask::Kind::DigitalInput)
+            return drivererror::ReadChannelType;
+        const std::int32_t samples = samplesPerChannel < 0 ? 1 : samplesPerChannel;
+        const int lineCount = std::popcount(found->lines);
+        if (arraySizeInBytes < static_cast<std::uint32_t>(samples * lineCount))
+            return drivererror::ReadBufferTooSmall;
+        if (!found->running)
+            if (const std::int32_t status = d->startTask(task, *found))
+                return status;
+        for (std::int32_t i = 0; i < samples; ++i)
+            readArray = storeLineLevels(d->digital.read(found->port), found->lines, readArray);
+        if (samplesPerChannelRead)
+            *samplesPerChannelRead = samples;
+        if (bytesPerSample)
+            *bytesPerSample = lineCount;
         return 0;
     });
 }

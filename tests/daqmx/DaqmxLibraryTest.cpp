@@ -88,10 +88,12 @@ TEST(DaqmxLibrary, MissingFunctionsAreNamedTogether)
     LogCapture log;
     QString error;
     EXPECT_EQ(DaqmxLibrary::load(QStringLiteral(STANDIN_INCOMPLETE), &error), nullptr);
-    EXPECT_EQ(error, QStringLiteral("NI-DAQmx library %1 lacks the functions: DAQmxReadDigitalU32, "
-                                    "DAQmxGetDevSerialNum, DAQmxResetDevice, DAQmxGetErrorString, "
-                                    "DAQmxGetExtendedErrorInfo")
-                         .arg(QStringLiteral(STANDIN_INCOMPLETE)));
+    EXPECT_EQ(
+        error,
+        QStringLiteral("NI-DAQmx library %1 lacks the functions: DAQmxReadDigitalU32, "
+                       "DAQmxReadDigitalLines, DAQmxGetDevSerialNum, DAQmxResetDevice, DAQmxGetErrorString, "
+                       "DAQmxGetExtendedErrorInfo")
+            .arg(QStringLiteral(STANDIN_INCOMPLETE)));
     EXPECT_EQ(log.lines(), QStringList{u"DaqmxLibrary: "_qs + error});
 }
 
@@ -179,6 +181,13 @@ TEST(DaqmxLibrary, ForwardsTaskCalls)
     EXPECT_EQ(driver->DAQmxCreateDIChan(lines, "Dev1/port0/line0", "", 1), 0);
     EXPECT_EQ(driver->DAQmxReadDigitalU32(lines, 1, 2.0, 0, &word, 1, &done, nullptr), 0);
     EXPECT_EQ(word & 1, 1U);
+    std::uint8_t level = 0;
+    std::int32_t lineCount = 0;
+    EXPECT_EQ(driver->DAQmxReadDigitalLines(lines, 1, 2.0, 0, &level, 1, &done, &lineCount, nullptr), 0);
+    EXPECT_EQ(level, 1);
+    EXPECT_EQ(lineCount, 1);
+    EXPECT_EQ(driver->DAQmxReadDigitalLines(lines, 1, 2.0, 0, &level, 0, &done, &lineCount, nullptr), -200077)
+        << "no room for the byte";
     EXPECT_EQ(driver->DAQmxWriteDigitalU32(lines, 1, 1, 2.0, 0, &word, &done, nullptr), -200077)
         << "an input";
     EXPECT_EQ(driver->DAQmxCreateDOChan(lines, "Dev1/port0/line1:2", "", 1), 0);
@@ -190,8 +199,9 @@ TEST(DaqmxLibrary, ForwardsTaskCalls)
                 testing::StartsWith("DAQmxCreateTask DAQmxCreateAIVoltageChan DAQmxCfgSampClkTiming "
                                     "DAQmxRegisterEveryNSamplesEvent DAQmxStartTask DAQmxReadAnalogF64 "));
     EXPECT_THAT(seen, testing::EndsWith("DAQmxStopTask DAQmxClearTask DAQmxStopTask DAQmxCreateTask "
-                                        "DAQmxCreateDIChan DAQmxReadDigitalU32 DAQmxWriteDigitalU32 "
-                                        "DAQmxCreateDOChan DAQmxWriteDigitalU32 DAQmxClearTask "));
+                                        "DAQmxCreateDIChan DAQmxReadDigitalU32 DAQmxReadDigitalLines "
+                                        "DAQmxReadDigitalLines DAQmxWriteDigitalU32 DAQmxCreateDOChan "
+                                        "DAQmxWriteDigitalU32 DAQmxClearTask "));
 }
 
 TEST(DaqmxStatus, FailuresAreLoggedWithBothTexts)

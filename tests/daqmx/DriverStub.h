@@ -59,6 +59,11 @@ public:
     {
         return 0;
     }
+    std::int32_t DAQmxReadDigitalLines(daqmx::TaskHandle, std::int32_t, double, daqmx::Bool32, std::uint8_t*,
+                                       std::uint32_t, std::int32_t*, std::int32_t*, daqmx::Bool32*) override
+    {
+        return 0;
+    }
     std::int32_t DAQmxWriteDigitalU32(daqmx::TaskHandle, std::int32_t, daqmx::Bool32, double, daqmx::Bool32,
                                       const std::uint32_t*, std::int32_t*, daqmx::Bool32*) override
     {

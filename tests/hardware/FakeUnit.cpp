@@ -201,6 +201,24 @@ std::int32_t FakeUnit::DAQmxReadDigitalU32(daqmx::TaskHandle task, std::int32_t 
     return 0;
 }
 
+std::int32_t FakeUnit::DAQmxReadDigitalLines(daqmx::TaskHandle task, std::int32_t samples,
+                                             double timeoutSeconds, daqmx::Bool32 fillMode,
+                                             std::uint8_t* values, std::uint32_t size,
+                                             std::int32_t* samplesRead, std::int32_t* bytesPerSample,
+                                             daqmx::Bool32*)
+{
+    MutexLock lock(m_mutex);
+    const std::int32_t status = bookTask("ReadDigitalLines", task,
+                                         ", " + std::to_string(samples) + ", " + seconds(timeoutSeconds) +
+                                             ", " + std::to_string(fillMode) + ", " + std::to_string(size));
+    if (status < 0)
+        return status;
+    values[0] = 1; // nothing signals
+    *samplesRead = 1;
+    *bytesPerSample = 1;
+    return 0;
+}
+
 std::int32_t FakeUnit::DAQmxWriteDigitalU32(daqmx::TaskHandle task, std::int32_t samples,
                                             daqmx::Bool32 autoStart, double timeoutSeconds,
                                             daqmx::Bool32 layout, const std::uint32_t* values,

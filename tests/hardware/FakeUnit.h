@@ -67,6 +67,10 @@ public:
     std::int32_t DAQmxReadDigitalU32(daqmx::TaskHandle task, std::int32_t samples, double timeoutSeconds,
                                      daqmx::Bool32 fillMode, std::uint32_t* values, std::uint32_t size,
                                      std::int32_t* samplesRead, daqmx::Bool32* reserved) override;
+    std::int32_t DAQmxReadDigitalLines(daqmx::TaskHandle task, std::int32_t samples, double timeoutSeconds,
+                                       daqmx::Bool32 fillMode, std::uint8_t* values, std::uint32_t size,
+                                       std::int32_t* samplesRead, std::int32_t* bytesPerSample,
+                                       daqmx::Bool32* reserved) override;
     std::int32_t DAQmxWriteDigitalU32(daqmx::TaskHandle task, std::int32_t samples, daqmx::Bool32 autoStart,
                                       double timeoutSeconds, daqmx::Bool32 layout,
                                       const std::uint32_t* values, std::int32_t* written,

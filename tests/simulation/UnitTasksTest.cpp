@@ -225,6 +225,17 @@ TEST_F(UnitTasks, DigitalLinesKeepToTheirTaskAndPort)
     EXPECT_EQ(write(output, {0xFF, 0x02}), 0);
     EXPECT_EQ(unit.DAQmxClearTask(output), 0);
     EXPECT_EQ(readLines(input), 0xFBU) << "line 2 was left low, lines of others untouched";
+    std::array<std::uint8_t, 8> levels{};
+    std::int32_t samples = 0;
+    std::int32_t lineCount = 0;
+    EXPECT_EQ(unit.DAQmxReadDigitalLines(input, 1, 2.0, 0, levels.data(), 8, &samples, &lineCount, nullptr),
+              0);
+    EXPECT_EQ(levels, (std::array<std::uint8_t, 8>{1, 1, 0, 1, 1, 1, 1, 1})) << "one byte per line";
+    EXPECT_EQ(samples, 1);
+    EXPECT_EQ(lineCount, 8);
+    EXPECT_EQ(unit.DAQmxReadDigitalLines(input, 1, 2.0, 0, levels.data(), 7, &samples, &lineCount, nullptr),
+              -200229);
+    EXPECT_EQ(samples, 0);
     std::uint32_t value = 0;
     EXPECT_EQ(unit.DAQmxReadDigitalU32(light, 1, 2.0, 0, &value, 1, nullptr, nullptr), -200525);
     EXPECT_EQ(write(input, {1}), -200526);

@@ -25,6 +25,7 @@ PRESENT(DAQmxGetSysDevNames)
 PRESENT(DAQmxGetDevProductType)
 #ifdef ALL_REQUIRED
 PRESENT(DAQmxReadDigitalU32)
+PRESENT(DAQmxReadDigitalLines)
 PRESENT(DAQmxGetDevSerialNum)
 PRESENT(DAQmxResetDevice)
 PRESENT(DAQmxGetErrorString)

@@ -33,6 +33,7 @@
 #define STANDIN_EXPORT __attribute__((visibility("default")))
 
 typedef int32_t int32;
+typedef uint8_t uInt8;
 typedef uint32_t uInt32;
 typedef uint64_t uInt64;
 typedef double float64;

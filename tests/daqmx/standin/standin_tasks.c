@@ -334,6 +334,26 @@ STANDIN_EXPORT int32 DAQmxReadDigitalU32(TaskHandle handle, int32 numSampsPerCha
     return end(0);
 }
 
+/// For tasks of one line.
+STANDIN_EXPORT int32 DAQmxReadDigitalLines(TaskHandle handle, int32 numSampsPerChan, float64 timeout,
+                                           bool32 fillMode, uInt8 readArray[], uInt32 arraySizeInBytes,
+                                           int32* sampsPerChanRead, int32* numBytesPerSamp, bool32* reserved)
+{
+    (void)timeout;
+    (void)fillMode;
+    (void)reserved;
+    StandinTask* task;
+    int32 status = beginTransfer(__func__, handle, TaskDigitalInput, &task);
+    if (status == 0 && (numSampsPerChan != 1 || arraySizeInBytes < 1))
+        status = standinError(__func__, ErrorInvalidValue);
+    if (status < 0)
+        return end(status);
+    readArray[0] = usesLines(task, "/port0/line0") && !standinBusSda() ? 0 : 1;
+    *sampsPerChanRead = 1;
+    *numBytesPerSamp = 1;
+    return end(0);
+}
+
 STANDIN_EXPORT int32 DAQmxWriteDigitalU32(TaskHandle handle, int32 numSampsPerChan, bool32 autoStart,
                                           float64 timeout, bool32 dataLayout, const uInt32 writeArray[],
                                           int32* sampsPerChanWritten, bool32* reserved)
