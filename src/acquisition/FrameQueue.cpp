@@ -6,7 +6,8 @@
 
 namespace vt {
 
-FrameQueue::FrameQueue(int frameSize) : m_frameSize(frameSize)
+FrameQueue::FrameQueue(int frameSize, OverflowLog overflowLog)
+    : m_frameSize(frameSize), m_overflowLog(overflowLog)
 {
     for (auto& slot : m_slots)
         slot.resize(static_cast<std::size_t>(frameSize));
@@ -34,7 +35,9 @@ FrameQueue::PushResult FrameQueue::push(const double* frame)
 
     if (totalDrops == 0)
         return PushResult::Queued;
-    qDebug().noquote() << "DAQ callback: Queue full, dropped oldest frame (total drops:" << totalDrops << ")";
+    if (m_overflowLog == OverflowLog::ByQueue)
+        qDebug().noquote() << "DAQ callback: Queue full, dropped oldest frame (total drops:" << totalDrops
+                           << ")";
     return PushResult::DroppedOldest;
 }
 

@@ -19,8 +19,12 @@ namespace vt {
 class FrameQueue
 {
 public:
+    enum class OverflowLog {
+        ByQueue, ///< in the words of the analog-input device
+        ByOwner  ///< by whoever pushes, in other words
+    };
     /// frameSize: samples per frame over all channels (channelCount x 20), > 0.
-    explicit FrameQueue(int frameSize);
+    explicit FrameQueue(int frameSize, OverflowLog overflowLog = OverflowLog::ByQueue);
     FrameQueue(const FrameQueue&) = delete;
     FrameQueue& operator=(const FrameQueue&) = delete;
 
@@ -52,6 +56,7 @@ private:
     static constexpr std::chrono::microseconds PushLockLimit{1000};
 
     const int m_frameSize;
+    const OverflowLog m_overflowLog;
     mutable Mutex m_mutex;
     std::array<std::vector<double>, FrameQueueCapacity> m_slots VT_GUARDED_BY(m_mutex);
     std::size_t m_readIndex VT_GUARDED_BY(m_mutex) = 0;

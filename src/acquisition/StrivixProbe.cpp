@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "acquisition/StrivixProbe.h"
+
+#include "acquisition/StrivixThread.h"
+#include "daqmx/KeepAlive.h"
+
+#include <QDebug>
+
+namespace vt {
+
+namespace {
+
+constexpr int FinishWaitMs = 1000;
+
+} // namespace
+
+struct StrivixProbe::Shared
+{
+    explicit Shared(TimeSource& time) : thread(time) {}
+
+    StrivixThread thread;
+};
+
+StrivixProbe::StrivixProbe(TimeSource& time, const QString& portName, const Inbox& answers, Done done)
+    : m_shared(std::make_shared<Shared>(time))
+{
+    // The answer may be on its way when the probe is destroyed: it is delivered only while the probe exists,
+    // which the receiver's thread can tell when that is the thread that destroys it.
+    const std::weak_ptr<Shared> alive = m_shared;
+    const auto answer = [address = answers.address(), alive,
+                         done = std::move(done)](const StrivixProbeResult& result) {
+        address->post([alive, done, result] {
+            if (!alive.expired())
+                done(result);
+        });
+    };
+    m_shared->thread.start([portName, answer](StrivixDevice& device) {
+        QObject::connect(&device, &StrivixDevice::errorOccurred, &device, [answer](const QString& text) {
+            answer({{}, text});
+        });
+        QObject::connect(&device, &StrivixDevice::identified, &device,
+                         [answer, &device](const QString& identity) {
+                             device.close();
+                             answer({identity, {}});
+                         });
+        device.open(portName);
+    });
+}
+
+StrivixProbe::~StrivixProbe()
+{
+    if (m_shared->thread.finish(FinishWaitMs))
+        return;
+    qCritical("StrivixProbe: the port does not return, thread abandoned");
+    keepAliveForever(m_shared);
+}
+
+} // namespace vt
