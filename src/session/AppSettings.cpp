@@ -1,40 +1,183 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "session/AppSettings.h"
 
+#include <QDebug>
 #include <QSettings>
+#include <memory>
 
 namespace vt::AppSettings {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+struct Stores
+{
+    QString currentFile; ///< empty: the platform's store
+    QString legacyFile;
+    bool failureTold = false;
+};
+
+Stores& stores()
+{
+    static Stores instance;
+    return instance;
+}
+
+std::unique_ptr<QSettings> currentStore()
+{
+    if (!stores().currentFile.isEmpty())
+        return std::make_unique<QSettings>(stores().currentFile, QSettings::IniFormat);
+    return std::make_unique<QSettings>();
+}
+
+std::unique_ptr<QSettings> legacyStore()
+{
+    if (!stores().legacyFile.isEmpty())
+        return std::make_unique<QSettings>(stores().legacyFile, QSettings::IniFormat);
+    return std::make_unique<QSettings>(u"Orrin Dale"_s, u"Vellumtide5"_s);
+}
+
+bool sync(QSettings& store)
+{
+    store.sync();
+    if (store.status() == QSettings::NoError)
+        return true;
+    if (!std::exchange(stores().failureTold, true))
+        qWarning().noquote() << "Settings cannot be stored in" << store.fileName()
+                             << "- changes are forgotten when the program ends";
+    return false;
+}
+
+QVariant value(const QString& key, const QVariant& otherwise = {})
+{
+    return currentStore()->value(key, otherwise);
+}
+
+void setValue(const QString& key, const QVariant& newValue)
+{
+    const auto store = currentStore();
+    store->setValue(key, newValue);
+    sync(*store);
+}
+
+} // namespace
+
 QString saveFileName()
 {
-    return QSettings().value(u"saveFileName"_s).toString();
+    return value(u"saveFileName"_s).toString();
 }
 
 void setSaveFileName(const QString& basePath)
 {
-    QSettings().setValue(u"saveFileName"_s, basePath);
+    setValue(u"saveFileName"_s, basePath);
 }
 
 bool autoResumeOnDaqDisconnect()
 {
-    return QSettings().value(u"autoResumeOnDaqDisconnect"_s, false).toBool();
+    return value(u"autoResumeOnDaqDisconnect"_s, false).toBool();
 }
 
 void setAutoResumeOnDaqDisconnect(bool enabled)
 {
-    QSettings().setValue(u"autoResumeOnDaqDisconnect"_s, enabled);
+    setValue(u"autoResumeOnDaqDisconnect"_s, enabled);
 }
 
 QByteArray geometry()
 {
-    return QSettings().value(u"geometry"_s).toByteArray();
+    return value(u"geometry"_s).toByteArray();
 }
 
 void setGeometry(const QByteArray& geometry)
 {
-    QSettings().setValue(u"geometry"_s, geometry);
+    setValue(u"geometry"_s, geometry);
+}
+
+QString lastConfigDir()
+{
+    return value(u"SetupDialog/lastConfigDir"_s).toString();
+}
+
+void setLastConfigDir(const QString& folder)
+{
+    setValue(u"SetupDialog/lastConfigDir"_s, folder);
+}
+
+QString lastAnimalIdDir()
+{
+    return value(u"ChannelConfig/lastAnimalIDDir"_s).toString();
+}
+
+void setLastAnimalIdDir(const QString& folder)
+{
+    setValue(u"ChannelConfig/lastAnimalIDDir"_s, folder);
+}
+
+bool showLidWarning()
+{
+    return value(u"PowerWarnings/showLidWarning"_s, true).toBool();
+}
+
+void setShowLidWarning(bool show)
+{
+    setValue(u"PowerWarnings/showLidWarning"_s, show);
+}
+
+QString openRecording()
+{
+    return value(u"openRecording"_s).toString();
+}
+
+void setOpenRecording(const QString& basePath)
+{
+    setValue(u"openRecording"_s, basePath);
+}
+
+void clearOpenRecording()
+{
+    const auto store = currentStore();
+    store->remove(u"openRecording"_s);
+    sync(*store);
+}
+
+void migrateLegacySettings()
+{
+    const auto legacy = legacyStore();
+    legacy->setFallbacksEnabled(false); // what the organisation's other programs keep is not ours
+    const QStringList keys = legacy->allKeys();
+    if (keys.isEmpty())
+        return;
+    const auto current = currentStore();
+    current->setFallbacksEnabled(false);
+    int copied = 0;
+    for (const QString& key : keys) {
+        if (current->contains(key))
+            continue;
+        current->setValue(key, legacy->value(key));
+        ++copied;
+    }
+    if (!sync(*current))
+        return; // the old store is still the only one that holds them
+    legacy->clear();
+    if (sync(*legacy))
+        qInfo().noquote() << "Settings migration: copied" << copied << "of" << keys.size() << "keys into"
+                          << current->fileName() << "and removed the legacy store";
+}
+
+void clearAll()
+{
+    qInfo().noquote() << QString(60, u'=');
+    qInfo().noquote() << "DEBUG: Clearing all application settings (OOB test mode)";
+    const auto store = currentStore();
+    store->setFallbacksEnabled(false);
+    store->clear();
+    if (sync(*store))
+        qInfo().noquote() << "All settings cleared. Application will start with defaults.";
+}
+
+void useFiles(const QString& currentFile, const QString& legacyFile)
+{
+    stores() = {currentFile, legacyFile, false};
 }
 
 } // namespace vt::AppSettings

@@ -5,7 +5,8 @@
 #include <QString>
 
 /// What the program remembers between runs, in the platform's settings store under the application's
-/// organisation and name. Interface thread.
+/// organisation and name. Every change is on the disk when its function returns. A store that cannot be
+/// written costs one warning in the log, however many values are lost. Interface thread.
 namespace vt::AppSettings {
 
 /// Last recording base path chosen; empty when none was.
@@ -19,5 +20,35 @@ void setAutoResumeOnDaqDisconnect(bool enabled);
 /// Geometry of the main window; empty when none was stored.
 [[nodiscard]] QByteArray geometry();
 void setGeometry(const QByteArray& geometry);
+
+/// Folder of the setup file last loaded or saved; empty when none was.
+[[nodiscard]] QString lastConfigDir();
+void setLastConfigDir(const QString& folder);
+
+/// Folder of the list of animal IDs last loaded; empty when none was.
+[[nodiscard]] QString lastAnimalIdDir();
+void setLastAnimalIdDir(const QString& folder);
+
+/// Whether the user is warned that closing the lid would end the recording; default on.
+[[nodiscard]] bool showLidWarning();
+void setShowLidWarning(bool show);
+
+/// Base path of the recording that is running. Still there at the next start when the program did not get to
+/// close it; empty otherwise.
+[[nodiscard]] QString openRecording();
+void setOpenRecording(const QString& basePath);
+void clearOpenRecording();
+
+/// Takes over what an earlier release kept under another organisation's name. Keys that this program's own
+/// store holds already win. The old store is emptied once the new one is safely written. At start-up, before
+/// anything is read.
+void migrateLegacySettings();
+
+/// "--clear-settings". After the migration, or that would bring old values back.
+void clearAll();
+
+/// Takes these ini files in place of the platform's two stores, for tests; empty names: the platform's
+/// again. The next failure to write is told again.
+void useFiles(const QString& currentFile, const QString& legacyFile);
 
 } // namespace vt::AppSettings

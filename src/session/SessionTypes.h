@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "camera/CameraSettings.h"
+#include "hardware/StimulationSettings.h"
 #include "recording/FileWriter.h"
 
 #include <QDateTime>
+#include <QJsonObject>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 #include <QTime>
+#include <optional>
 #include <vector>
 
 namespace vt {
@@ -59,6 +64,11 @@ struct RecordingSetup
     bool activityOnly = false;
     bool bandpass = false;
     quint64 frameLimit = 0; ///< recorded frames over all segments after which the recording stops by itself
+    QMap<QString, QString> envSensorLabels; ///< serial number -> label
+    std::optional<VexioSettings> vexio;     ///< empty: never set up, so not stimulated; likewise the next two
+    std::optional<DioSettings> dio;
+    std::optional<VideoSettings> video;
+    QJsonObject setupFile; ///< as loaded: what this version does not know of it is kept when it is saved
 };
 
 struct ChannelSummary

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "session/SetupFile.h"
+
+#include "session/HeaderBuilder.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+std::variant<SetupFileContents, SetupFileError> readSetupFile(const QString& path, int deviceChannelCount)
+{
+    constexpr qint64 largestBytes = qint64{16} << 20;
+    const auto failed = [&path](const QString& why) {
+        return SetupFileError{u"Could not open '%1': %2"_s.arg(path, why)};
+    };
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile()) // a pipe would wait for its writer
+        return failed(u"It is not a file."_s);
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return failed(file.errorString());
+    const QByteArray json = file.read(largestBytes + 1);
+    if (file.error() != QFileDevice::NoError)
+        return failed(file.errorString());
+    if (json.size() > largestBytes)
+        return failed(u"It is larger than any setup file (16 MiB)."_s);
+    return parseSetup(json, deviceChannelCount);
+}
+
+QString writeSetupFile(const QString& path, const QByteArray& json)
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return u"Could not open '%1' for writing: %2"_s.arg(path, file.errorString());
+    file.write(json);
+    if (!file.commit())
+        return u"Could not write '%1': %2"_s.arg(path, file.errorString());
+    return {};
+}
+
+QString withSetupExtension(const QString& path)
+{
+    const QString extension = u".vtconfig"_s;
+    return path.endsWith(extension, Qt::CaseInsensitive) ? path : path + extension;
+}
+
+void applySetup(const SetupFileContents& contents, RecordingSetup& setup)
+{
+    if (!contents.animalIds.isEmpty())
+        setup.animalIds = contents.animalIds;
+    if (contents.lightOnset.isValid())
+        setup.lightOnset = contents.lightOnset;
+    if (contents.darkOnset.isValid())
+        setup.darkOnset = contents.darkOnset;
+    if (contents.envSensorLabels)
+        setup.envSensorLabels = *contents.envSensorLabels;
+    if (contents.vexio)
+        setup.vexio = contents.vexio;
+    if (contents.dio)
+        setup.dio = contents.dio;
+    if (contents.video)
+        setup.video = contents.video;
+    setup.setupFile = contents.original;
+}
+
+SetupFileContents setupContents(const RecordingSetup& setup, int deviceChannelCount)
+{
+    SetupFileContents contents;
+    contents.channelCount = deviceChannelCount;
+    contents.animalIds = completeAnimalIds(setup.animalIds, deviceChannelCount);
+    contents.lightOnset = setup.lightOnset;
+    contents.darkOnset = setup.darkOnset;
+    contents.envSensorLabels = setup.envSensorLabels;
+    contents.vexio = setup.vexio;
+    contents.dio = setup.dio;
+    contents.video = setup.video;
+    contents.original = setup.setupFile;
+    return contents;
+}
+
+} // namespace vt
