@@ -23,6 +23,9 @@ struct Result
 /// then: at once on Windows, when logind has answered (2 s at most) on Linux.
 void query(QObject* receiver, std::function<void(const Result&)> answered);
 
+/// Writes a result to the log.
+void log(const Result& result);
+
 /// Closing the lid would end a recording: there is a battery, and an action other than "do nothing".
 [[nodiscard]] bool lidStopsRecording(const Result& result);
 /// "sleep", "hibernate", "shut down", ... as in "configured to %1 when the lid is closed".
