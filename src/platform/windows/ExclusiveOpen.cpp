@@ -29,7 +29,9 @@ ExclusiveOpenResult failure(const char* call, unsigned long code)
 ExclusiveOpenResult openExclusive(const QString& path, ExclusiveOpenMode mode)
 {
     const std::wstring name = QDir::toNativeSeparators(path).toStdWString();
-    const windows::ExclusiveHandle opened = windows::openExclusiveHandle(name.c_str());
+    const windows::ExclusiveHandle opened = windows::openExclusiveHandle(
+        name.c_str(),
+        mode == ExclusiveOpenMode::EmptyFile ? windows::FileContent::Emptied : windows::FileContent::Kept);
     if (!opened.handle) {
         ExclusiveOpenResult result = failure(opened.failedCall, opened.error);
         if (opened.inUse)

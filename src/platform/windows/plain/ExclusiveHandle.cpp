@@ -19,7 +19,7 @@ ExclusiveHandle failure(const char* call, DWORD error, HANDLE handle)
 
 } // namespace
 
-ExclusiveHandle openExclusiveHandle(const wchar_t* path)
+ExclusiveHandle openExclusiveHandle(const wchar_t* path, FileContent content)
 {
     // OPEN_ALWAYS and a truncation of its own: a sharing violation fails before anything is changed, and a
     // hidden file can be reused, which CREATE_ALWAYS refuses.
@@ -32,7 +32,7 @@ ExclusiveHandle openExclusiveHandle(const wchar_t* path)
     }
     if (::GetFileType(handle) != FILE_TYPE_DISK)
         return failure("CreateFileW", ERROR_BAD_FILE_TYPE, handle);
-    if (!::SetEndOfFile(handle))
+    if (content == FileContent::Emptied && !::SetEndOfFile(handle))
         return failure("SetEndOfFile", ::GetLastError(), handle);
     ExclusiveHandle result;
     result.handle = handle;
