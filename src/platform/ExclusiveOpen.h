@@ -14,16 +14,20 @@ struct ExclusiveOpenResult
         Failed
     };
     Outcome outcome = Outcome::Failed;
-    int descriptor = -1; ///< of the C run-time, read and write, at position 0 of the emptied file
+    int descriptor = -1; ///< of the C run-time, read and write, at position 0 of the file
     QString failedCall;  ///< the system call that failed
     QString errorKind;   ///< what errorCode is: "errno" or "Win32 error"
     qint64 errorCode = 0;
     QString errorText; ///< the system's words for errorCode
 };
 
-/// Creates or empties the regular file at path and keeps other writers out until the descriptor is closed.
+/// What becomes of the content that a file has when it is opened.
+enum class ExclusiveOpenMode { EmptyFile, KeepContent };
+
+/// Creates or opens the regular file at path and keeps other writers out until the descriptor is closed.
 /// Readers are let in. Anything but a regular file (folder, pipe, device) fails, and so does a file system
 /// that cannot lock. The descriptor is not inherited by child processes. Any thread; may block on the disk.
-[[nodiscard]] ExclusiveOpenResult openExclusive(const QString& path);
+[[nodiscard]] ExclusiveOpenResult openExclusive(const QString& path,
+                                                ExclusiveOpenMode mode = ExclusiveOpenMode::EmptyFile);
 
 } // namespace vt::platform

@@ -13,10 +13,11 @@ namespace vt {
 class DataFile : public QFile
 {
 public:
-    [[nodiscard]] FileUtils::OpenResult openForWriting(const QString& path)
+    [[nodiscard]] FileUtils::OpenResult
+    openForWriting(const QString& path, FileUtils::Content content = FileUtils::Content::Replace)
     {
         m_path = path;
-        return FileUtils::openExclusiveWrite(*this, path);
+        return FileUtils::openExclusiveWrite(*this, path, content);
     }
     [[nodiscard]] bool openForReading(const QString& path)
     {

@@ -7,7 +7,7 @@
 
 namespace vt::FileUtils {
 
-OpenResult openExclusiveWrite(QFile& file, const QString& path)
+OpenResult openExclusiveWrite(QFile& file, const QString& path, Content content)
 {
     using Outcome = platform::ExclusiveOpenResult::Outcome;
     file.close();
@@ -15,7 +15,9 @@ OpenResult openExclusiveWrite(QFile& file, const QString& path)
         qWarning().noquote() << "FileUtils::openExclusiveWrite: empty file name";
         return OpenResult::Failed;
     }
-    const platform::ExclusiveOpenResult opened = platform::openExclusive(path);
+    const platform::ExclusiveOpenResult opened =
+        platform::openExclusive(path, content == Content::Append ? platform::ExclusiveOpenMode::KeepContent
+                                                                 : platform::ExclusiveOpenMode::EmptyFile);
     if (opened.outcome == Outcome::InUse) {
         qWarning().noquote() << "FileUtils::openExclusiveWrite:" << path
                              << "is held by another process (ERROR_SHARING_VIOLATION)";
@@ -28,13 +30,21 @@ OpenResult openExclusiveWrite(QFile& file, const QString& path)
         return OpenResult::Failed;
     }
     file.setFileName(path);
-    if (!file.open(opened.descriptor, QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered,
-                   QFileDevice::AutoCloseHandle)) {
+    QIODevice::OpenMode flags = QIODevice::ReadWrite | QIODevice::Unbuffered;
+    if (content == Content::Replace)
+        flags |= QIODevice::Truncate;
+    if (!file.open(opened.descriptor, flags, QFileDevice::AutoCloseHandle)) {
         qWarning().noquote() << "FileUtils::openExclusiveWrite: QFile::open failed for" << path << "-"
                              << file.errorString();
         QFile closer; // takes the descriptor only to close it: there is no portable close
         if (!closer.open(opened.descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
             qWarning().noquote() << "FileUtils::openExclusiveWrite: descriptor of" << path << "not closed";
+        return OpenResult::Failed;
+    }
+    if (content == Content::Append && !file.seek(file.size())) {
+        qWarning().noquote() << "FileUtils::openExclusiveWrite: no end found in" << path << "-"
+                             << file.errorString();
+        file.close();
         return OpenResult::Failed;
     }
     return OpenResult::Opened;

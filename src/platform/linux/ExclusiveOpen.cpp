@@ -29,7 +29,7 @@ ExclusiveOpenResult failure(const char* call, int code, int descriptor)
 
 } // namespace
 
-ExclusiveOpenResult openExclusive(const QString& path)
+ExclusiveOpenResult openExclusive(const QString& path, ExclusiveOpenMode mode)
 {
     // Without O_TRUNC: a file that someone else is writing must not lose its content. O_NONBLOCK and
     // O_NOCTTY only matter for what is refused below, a pipe or a terminal.
@@ -53,7 +53,7 @@ ExclusiveOpenResult openExclusive(const QString& path)
             result.outcome = ExclusiveOpenResult::Outcome::InUse;
         return result;
     }
-    if (::ftruncate(descriptor, 0) != 0)
+    if (mode == ExclusiveOpenMode::EmptyFile && ::ftruncate(descriptor, 0) != 0)
         return failure("ftruncate", errno, descriptor);
 
     ExclusiveOpenResult result;
