@@ -34,9 +34,15 @@ std::variant<SetupFileContents, SetupFileError> readSetupFile(const QString& pat
 QString writeSetupFile(const QString& path, const QByteArray& json)
 {
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
+    // Unbuffered: only then does the count of a write tell how much of it is on the disk.
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
         return u"Could not open '%1' for writing: %2"_s.arg(path, file.errorString());
-    file.write(json);
+    // A disk that fills up in the middle of a write is a short count, and only the next one an error.
+    const bool whole = file.write(json) == json.size();
+    if (!whole && file.error() == QFileDevice::NoError) {
+        file.cancelWriting();
+        return u"Could not write '%1': %2"_s.arg(path, u"The disk is full."_s);
+    }
     if (!file.commit())
         return u"Could not write '%1': %2"_s.arg(path, file.errorString());
     return {};

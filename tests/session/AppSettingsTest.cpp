@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The program's memory between runs, on files of this test: never on the stores of whoever runs it.
+#include "session/AppSettings.h"
+
+#include <QFile>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <memory>
+
+using namespace vt;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QStringList& messages()
+{
+    static QStringList lines;
+    return lines;
+}
+
+void keepMessage(QtMsgType, const QMessageLogContext&, const QString& text)
+{
+    messages() << text;
+}
+
+class AppSettingsTest : public testing::Test
+{
+protected:
+    AppSettingsTest() : m_before(qInstallMessageHandler(keepMessage))
+    {
+        messages().clear();
+        AppSettings::useFiles(m_current, m_legacy);
+    }
+    ~AppSettingsTest() override
+    {
+        AppSettings::useFiles({}, {});
+        qInstallMessageHandler(m_before);
+    }
+    static void write(const QString& file, const QString& key, const QVariant& value)
+    {
+        QSettings store(file, QSettings::IniFormat);
+        store.setValue(key, value);
+    }
+    static QStringList keys(const QString& file) { return QSettings(file, QSettings::IniFormat).allKeys(); }
+
+    QTemporaryDir m_folder;
+    QString m_current = m_folder.filePath(u"current.ini"_s);
+    QString m_legacy = m_folder.filePath(u"legacy.ini"_s);
+    QtMessageHandler m_before;
+};
+
+} // namespace
+
+TEST_F(AppSettingsTest, DefaultsAndTheKeysThatOtherVersionsRead)
+{
+    EXPECT_FALSE(AppSettings::autoResumeOnDaqDisconnect());
+    EXPECT_TRUE(AppSettings::showLidWarning());
+    EXPECT_EQ(AppSettings::saveFileName() + AppSettings::lastConfigDir() + AppSettings::lastAnimalIdDir() +
+                  AppSettings::openRecording(),
+              QString());
+    AppSettings::setSaveFileName(u"/data/a"_s);
+    AppSettings::setAutoResumeOnDaqDisconnect(true);
+    AppSettings::setGeometry("shape");
+    AppSettings::setLastConfigDir(u"/configs"_s);
+    AppSettings::setLastAnimalIdDir(u"/ids"_s);
+    AppSettings::setShowLidWarning(false);
+    AppSettings::setOpenRecording(u"/data/b"_s);
+
+    QFile file(m_current); // on the disk at once: the program may die in the next moment
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray text = file.readAll();
+    for (const char* line :
+         {"saveFileName=/data/a\n", "autoResumeOnDaqDisconnect=true\n",
+          "geometry=", "[SetupDialog]\nlastConfigDir=/configs\n", "[ChannelConfig]\nlastAnimalIDDir=/ids\n",
+          "[PowerWarnings]\nshowLidWarning=false\n", "openRecording=/data/b\n"})
+        EXPECT_TRUE(text.contains(line)) << line << text.constData();
+    EXPECT_EQ(AppSettings::openRecording(), u"/data/b"_s);
+    AppSettings::clearOpenRecording();
+    EXPECT_EQ(AppSettings::openRecording(), QString());
+    EXPECT_EQ(messages(), QStringList());
+}
+
+TEST_F(AppSettingsTest, TheOldStoreIsTakenOverButForWhatTheNewOneHolds)
+{
+    AppSettings::migrateLegacySettings();
+    EXPECT_EQ(messages(), QStringList()) << "nothing to take over, nothing to say";
+    write(m_legacy, u"saveFileName"_s, u"/old/name"_s);
+    write(m_legacy, u"PowerWarnings/showLidWarning"_s, false);
+    write(m_legacy, u"unheardOf/key"_s, 5);
+    write(m_current, u"saveFileName"_s, u"/new/name"_s);
+    AppSettings::migrateLegacySettings();
+    EXPECT_EQ(AppSettings::saveFileName(), u"/new/name"_s);
+    EXPECT_FALSE(AppSettings::showLidWarning());
+    EXPECT_EQ(QSettings(m_current, QSettings::IniFormat).value(u"unheardOf/key"_s).toInt(), 5);
+    EXPECT_EQ(keys(m_legacy), QStringList());
+    EXPECT_EQ(messages(),
+              QStringList{u"Settings migration: copied 2 of 3 keys into %1 and removed the legacy "
+                          "store"_s.arg(m_current)});
+    AppSettings::migrateLegacySettings();
+    EXPECT_EQ(messages().size(), 1) << "once";
+}
+
+TEST_F(AppSettingsTest, AnOldStoreStaysWhereItsKeysCannotBeStored)
+{
+    // A file in place of the folder: not even an administrator can write there.
+    write(m_folder.filePath(u"file"_s), u"a"_s, 1);
+    AppSettings::useFiles(m_folder.filePath(u"file/current.ini"_s), m_legacy);
+    write(m_legacy, u"saveFileName"_s, u"/old/name"_s);
+    AppSettings::migrateLegacySettings();
+    EXPECT_EQ(keys(m_legacy), QStringList{u"saveFileName"_s});
+    EXPECT_FALSE(messages().join(u'\n').contains(u"Settings migration"_s));
+}
+
+TEST_F(AppSettingsTest, AStoreThatCannotBeWrittenIsToldOnce)
+{
+    write(m_folder.filePath(u"file"_s), u"a"_s, 1);
+    const QString unwritable = m_folder.filePath(u"file/current.ini"_s);
+    AppSettings::useFiles(unwritable, m_legacy);
+    AppSettings::setSaveFileName(u"/data/a"_s);
+    AppSettings::setLastConfigDir(u"/configs"_s);
+    AppSettings::setGeometry("shape");
+    AppSettings::clearOpenRecording();
+    ASSERT_EQ(messages().size(), 1) << qPrintable(messages().join(u'\n'));
+    EXPECT_TRUE(messages()[0].contains(unwritable));
+}
+
+TEST_F(AppSettingsTest, ClearingLeavesDefaultsAndSaysSo)
+{
+    AppSettings::setAutoResumeOnDaqDisconnect(true);
+    AppSettings::setLastConfigDir(u"/configs"_s);
+    AppSettings::clearAll();
+    EXPECT_EQ(keys(m_current), QStringList());
+    EXPECT_FALSE(AppSettings::autoResumeOnDaqDisconnect());
+    EXPECT_EQ(messages(), (QStringList{u"============================================================"_s,
+                                       u"DEBUG: Clearing all application settings (OOB test mode)"_s,
+                                       u"All settings cleared. Application will start with defaults."_s}));
+}
