@@ -34,6 +34,7 @@ struct DAQInfo::Private
     DaqmxApi& driver;
     TimeSource& time;
     DeviceVector devices;
+    std::function<bool(const DAQDevice&)> mayUse; ///< empty: every device
     std::optional<DAQDevice> selected;
     int analogInputs = 0;
     bool isSessionOpen = false;
@@ -263,6 +264,11 @@ void DAQInfo::selectDevice(const QString& name, std::function<void(bool)> done)
         d->answerLater(std::move(done), false);
         return;
     }
+    if (d->mayUse && !d->mayUse(*device)) {
+        deselect();
+        d->answerLater(std::move(done), false);
+        return;
+    }
     d->changeSelection(*device);
     d->isSessionOpen = true;
     struct Opened
@@ -279,6 +285,11 @@ void DAQInfo::selectDevice(const QString& name, std::function<void(bool)> done)
             if (done)
                 done(opened.isUsable);
         });
+}
+
+void DAQInfo::setPermission(std::function<bool(const DAQDevice&)> mayUse)
+{
+    d->mayUse = std::move(mayUse);
 }
 
 void DAQInfo::deselect()

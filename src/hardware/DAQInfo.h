@@ -41,6 +41,8 @@ public:
     /// microcontroller's bus can be used. A device that is not listed, or whose serial number the driver
     /// does not tell, is not selected.
     void selectDevice(const QString& name, std::function<void(bool)> done);
+    /// Asked by selectDevice before it touches a device; a device that it refuses is not selected.
+    void setPermission(std::function<bool(const DAQDevice&)> mayUse);
     void deselect();
 
     /// Reads the microcontroller's status register; done(answered).
