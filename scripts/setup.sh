@@ -5,7 +5,7 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build pkg-config ccache git
     qt6-base-dev libqt6serialport6-dev qt6-multimedia-dev libgl-dev
-    libqcustomplot-dev libfftw3-dev
+    libqcustomplot-dev libfftw3-dev libdw-dev
     libgtest-dev libgmock-dev libbenchmark-dev dbus python3-dbusmock
     fonts-dejavu-core python3 python3-numpy python3-scipy
 )

@@ -14,6 +14,10 @@ struct Options
 {
     QString folder; ///< exists; the report is "crash_<yyyyMMdd_hhmmss>.txt" in it
     Notice notice = Notice::StandardError;
+    /// The program beside this one that adds names and lines to a report and shows the box; empty:
+    /// "vellumtide-crash-report" in the folder of the running executable. Without it the report stands as
+    /// written.
+    QString reportProgram;
     /// Called by the handler while the process dies, to save what a log still holds in memory. Takes no lock,
     /// allocates nothing, calls only what a signal handler may. Null: none.
     void (*flushLog)() = nullptr;
@@ -25,5 +29,10 @@ bool install(const Options& options);
 /// Makes the calling thread's own stack overflow reportable (an alternate signal stack on Linux). The threads
 /// that the program starts call it first.
 void prepareThread();
+/// How far local time is ahead of UTC, for the report's name and time: a dying process cannot look it up. Any
+/// thread; install() does it once.
+void noteUtcOffset(int secondsEastOfUtc);
+/// "Windows" or "Linux".
+[[nodiscard]] const char* systemName();
 
 } // namespace vt::CrashHandler

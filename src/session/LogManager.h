@@ -27,6 +27,7 @@ public:
         QString applicationName; ///< empty: the application object's; "Application" when that is empty too
         QDateTime startTime;     ///< invalid: now
         CrashHandler::Notice crashNotice = CrashHandler::Notice::StandardError;
+        QString crashReportProgram; ///< CrashHandler::Options::reportProgram
         bool handleCrashes = true;
     };
     explicit LogManager(const Options& options);

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "platform/AppendFile.h"
+
+#include <QFile>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vt {
+
+namespace {
+
+std::size_t writeAll(std::intptr_t handle, std::string_view bytes) noexcept
+{
+    std::size_t taken = 0;
+    while (taken < bytes.size()) {
+        const ssize_t count = ::write(static_cast<int>(handle), bytes.data() + taken, bytes.size() - taken);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            break;
+        taken += static_cast<std::size_t>(count);
+    }
+    return taken;
+}
+
+} // namespace
+
+AppendFile::~AppendFile()
+{
+    if (isOpen())
+        ::close(static_cast<int>(m_handle.load()));
+}
+
+bool AppendFile::open(const QString& path)
+{
+    const int opened = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC,
+                              S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+    if (opened < 0)
+        return false;
+    if (const std::intptr_t before = m_handle.exchange(opened); before != Closed)
+        ::close(static_cast<int>(before));
+    return true;
+}
+
+std::size_t AppendFile::append(std::string_view bytes) noexcept
+{
+    return writeAll(m_handle.load(), bytes);
+}
+
+void AppendFile::cutBack(std::size_t bytes) noexcept
+{
+    struct stat status
+    {};
+    const int descriptor = static_cast<int>(m_handle.load());
+    if (fstat(descriptor, &status) == 0 && status.st_size >= static_cast<off_t>(bytes)) [[maybe_unused]]
+        const int cut = ftruncate(descriptor, status.st_size - static_cast<off_t>(bytes));
+}
+
+bool AppendFile::isGone() const noexcept
+{
+    struct stat status
+    {};
+    return fstat(static_cast<int>(m_handle.load()), &status) == 0 && status.st_nlink == 0;
+}
+
+std::size_t AppendFile::appendWhileDying(std::string_view bytes) const noexcept
+{
+    return writeAll(m_handle.load(), bytes);
+}
+
+} // namespace vt

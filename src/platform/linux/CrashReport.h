@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "base/CivilTime.h"
+
+#include <csignal>
+#include <cstdint>
+#include <string_view>
+
+/// The report of a dying process. Everything here runs in a signal handler: no lock, no allocation.
+namespace vt::crash {
+
+enum class Access { None, Read, Write, Unknown };
+
+/// A signal in the words of the report, which are those of Windows.
+struct Fault
+{
+    std::uint32_t code = 0;
+    std::string_view typeName = "Unknown";
+    std::uintptr_t address = 0; ///< of the instruction
+    Access access = Access::None;
+    std::uintptr_t accessAddress = 0;
+    int signal = 0;
+};
+[[nodiscard]] Fault faultOf(int signal, const siginfo_t& info, const void* context) noexcept;
+
+struct ReportOptions
+{
+    const char* folder = "";
+    int utcOffsetSeconds = 0;
+    std::string_view uncaught; ///< the escaped exception's type and text; empty: none
+    void (*flushLog)() = nullptr;
+};
+
+/// Path of the report, as far as one could be opened; else empty.
+using ReportPath = FixedText<1023>;
+/// Writes it, the dying thread first, then the others. Called by one thread, once.
+void writeReport(const Fault& fault, const ReportOptions& options, ReportPath& path) noexcept;
+
+} // namespace vt::crash

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "platform/DebuggerOutput.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <poll.h>
+#include <unistd.h>
+
+namespace vt {
+
+namespace {
+
+bool hasRoom(int descriptor, int timeoutMs)
+{
+    pollfd entry{descriptor, POLLOUT, 0};
+    return poll(&entry, 1, timeoutMs) > 0;
+}
+
+} // namespace
+
+std::size_t DebuggerOutput::write(std::string_view text)
+{
+    std::size_t taken = 0;
+    // A pipe or terminal with room takes that much without waiting. The descriptor itself may be shared with
+    // other programs and stays as it is.
+    while (taken < text.size() && hasRoom(m_descriptor, 0)) {
+        const std::size_t piece = std::min<std::size_t>(text.size() - taken, PIPE_BUF);
+        const ssize_t count = ::write(m_descriptor, text.data() + taken, piece);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0 && errno == EAGAIN)
+            break;
+        if (count <= 0)
+            return text.size(); // closed, or a disk that takes no more
+        taken += static_cast<std::size_t>(count);
+    }
+    return taken;
+}
+
+void DebuggerOutput::waitForRoom(int timeoutMs)
+{
+    hasRoom(m_descriptor, timeoutMs);
+}
+
+} // namespace vt

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "session/LogManager.h"
+
+#include "daqmx/KeepAlive.h"
+#include "session/LogLine.h"
+#include "session/LogQueue.h"
+#include "session/LogRotation.h"
+#include "session/LogWriter.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QDir>
+#include <QStandardPaths>
+#include <atomic>
+#include <thread>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int MostLogs = 10; ///< this run's included
+constexpr int MostCrashReports = 5;
+constexpr int UrgentWaitMs = 200; ///< what a critical message may cost its caller
+constexpr int EndWaitMs = 2000;
+
+/// What the message handler works with. Outlives the LogManager when the disk holds the writer.
+struct LogCore
+{
+    LogQueue queue;
+    LogWriter writer{queue};
+};
+
+/// The core that messages go to. Handlers at work are counted, so that it is not taken away under them.
+std::atomic<LogCore*> currentCore{nullptr};
+std::atomic<int> handlersAtWork{0};
+
+void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    handlersAtWork.fetch_add(1);
+    if (LogCore* core = currentCore.load()) {
+        const QByteArray text = message.toUtf8();
+        const LogQueue::Position behind = core->queue.push(logLine(
+            type, context.file, context.line, {text.constData(), static_cast<std::size_t>(text.size())}));
+        // The last words of a program that ends here are worth the wait; whether they arrived is known to
+        // nobody.
+        if (type == QtCriticalMsg || type == QtFatalMsg)
+            std::ignore = core->writer.waitUntilWritten(behind, UrgentWaitMs);
+    }
+    handlersAtWork.fetch_sub(1);
+}
+
+void saveQueuedLines()
+{
+    if (LogCore* core = currentCore.load())
+        core->writer.saveWhileDying();
+}
+
+void removeOldest(const QDir& folder, const QString& prefix, int limit, const char* whatWasRemoved)
+{
+    QStringList names = folder.entryList(QDir::Files);
+    names.removeIf(
+        [&prefix](const QString& name) { return !name.startsWith(prefix) || !name.endsWith(u".txt"_s); });
+    for (const QString& name : namesToRemove(names, limit))
+        if (folder.exists(name) && QFile::remove(folder.filePath(name)))
+            qDebug().noquote() << whatWasRemoved << name;
+}
+
+qsizetype countOf(const QDir& folder)
+{
+    return folder.entryList({u"crash_*.txt"_s}, QDir::Files).size();
+}
+
+} // namespace
+
+struct LogManager::Private
+{
+    std::shared_ptr<LogCore> core = std::make_shared<LogCore>();
+    QtMessageHandler previousHandler = nullptr;
+    QString logFilePath;
+    QString crashFolder;
+
+    void openLog(const QString& folder, const QString& name, const QDateTime& startTime);
+    void prepareCrashFolder(const QString& folder);
+    void handleCrashes(const Options& options) const;
+};
+
+LogManager::LogManager(const Options& options) : d(std::make_unique<Private>())
+{
+    QString data = options.dataFolder;
+    if (data.isEmpty())
+        data = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+    QString name =
+        options.applicationName.isEmpty() ? QCoreApplication::applicationName() : options.applicationName;
+    if (name.isEmpty())
+        name = u"Application"_s;
+
+    // Messages are taken from here on, so that those of the start-up are in the log, too; they are written
+    // once it is known where to.
+    currentCore = d->core.get();
+    d->previousHandler = qInstallMessageHandler(&handleMessage);
+    d->openLog(data + u"/logs"_s, name,
+               options.startTime.isValid() ? options.startTime : QDateTime::currentDateTime());
+    d->core->writer.start();
+    d->prepareCrashFolder(data + u"/crash_logs"_s);
+    if (options.handleCrashes)
+        d->handleCrashes(options);
+    qDebug("LogManager: Message handler installed");
+    qDebug("LogManager: Initialization complete");
+}
+
+LogManager::~LogManager()
+{
+    qInstallMessageHandler(d->previousHandler);
+    currentCore = nullptr;
+    while (handlersAtWork.load() > 0)
+        std::this_thread::yield();
+    if (!d->core->writer.stop(EndWaitMs))
+        keepAliveForever(d->core);
+}
+
+void LogManager::Private::openLog(const QString& folder, const QString& name, const QDateTime& startTime)
+{
+    QDir().mkpath(folder);
+    removeOldest(QDir(folder), name + u"_log_"_s, MostLogs, "LogManager: Removed old log:");
+    const QString path = u"%1/%2_log_%3.txt"_s.arg(folder, name, startTime.toString(u"yyyyMMdd_hhmmss"_s));
+    if (core->writer.open(path)) {
+        logFilePath = path;
+        qDebug().noquote() << "LogManager: Log file created:" << path;
+        return;
+    }
+    qWarning().noquote() << "LogManager: Failed to create log file:" << path;
+    qDebug().noquote() << "Error: Could not open logFile:" << path;
+}
+
+void LogManager::Private::prepareCrashFolder(const QString& folder)
+{
+    crashFolder = folder;
+    const QDir directory(folder);
+    if (!QDir().mkpath(folder)) {
+        qDebug().noquote() << "LogManager: Failed to create crash log directory:" << folder;
+        return;
+    }
+    removeOldest(directory, u"crash_"_s, MostCrashReports, "LogManager: Removed old crash log:");
+    qDebug().noquote() << "LogManager: Crash log directory ready:" << folder;
+    qDebug().noquote() << "LogManager: Existing crash logs:" << countOf(directory);
+}
+
+void LogManager::Private::handleCrashes(const Options& options) const
+{
+    CrashHandler::Options crash;
+    crash.folder = crashFolder;
+    crash.notice = options.crashNotice;
+    crash.reportProgram = options.crashReportProgram;
+    crash.flushLog = &saveQueuedLines;
+    if (CrashHandler::install(crash))
+        qDebug("LogManager: %s crash handler installed", CrashHandler::systemName());
+}
+
+QString LogManager::logFilePath() const
+{
+    return d->logFilePath;
+}
+
+QString LogManager::crashFolder() const
+{
+    return d->crashFolder;
+}
+
+bool LogManager::flush(int timeoutMs)
+{
+    return d->core->writer.waitUntilWritten(d->core->queue.end(), timeoutMs);
+}
+
+} // namespace vt

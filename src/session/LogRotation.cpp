@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "session/LogRotation.h"
+
+#include <algorithm>
+
+namespace vt {
+
+QStringList namesToRemove(QStringList names, int limit)
+{
+    std::sort(names.begin(), names.end());
+    return names.mid(0, std::max<qsizetype>(0, names.size() - limit + 1));
+}
+
+} // namespace vt

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A program of its own dies in every way that the handler knows; its report, log and exit status are looked
+// at.
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <csignal>
+#include <gtest/gtest.h>
+
+namespace vt {
+namespace {
+
+struct Way
+{
+    const char* name;
+    int signal;
+    const char* code;
+    const char* type;
+    const char* moreLines; ///< pattern of what follows the type
+    const char* function;  ///< of the crashing thread's frames, with its line's pattern
+};
+
+void PrintTo(const Way& way, std::ostream* out)
+{
+    *out << way.name;
+}
+
+class Crash : public testing::TestWithParam<Way>
+{
+protected:
+    void SetUp() override
+    {
+        QProcess program;
+        program.start(QStringLiteral(VELLUMTIDE_CRASHING_PROGRAM),
+                      {QString::fromLatin1(GetParam().name), m_folder.path(),
+                       QStringLiteral(VELLUMTIDE_CRASH_REPORT_PROGRAM)});
+        ASSERT_TRUE(program.waitForFinished(20'000)) << "it hangs";
+        m_exitStatus = program.exitStatus();
+        m_exitCode = program.exitCode();
+        m_error = QString::fromUtf8(program.readAllStandardError());
+        const QDir folder(m_folder.filePath(QStringLiteral("crash_logs")));
+        const QStringList names = folder.entryList(QDir::Files);
+        ASSERT_EQ(names.size(), 1);
+        m_path = folder.filePath(names.front());
+        m_report = content(m_path);
+    }
+    static QString content(const QString& path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
+    [[nodiscard]] QString log() const
+    {
+        const QDir folder(m_folder.filePath(QStringLiteral("logs")));
+        return content(folder.filePath(folder.entryList(QDir::Files).value(0)));
+    }
+    void expectMatch(const QString& text, const QString& pattern) const
+    {
+        const QRegularExpression expression(pattern, QRegularExpression::MultilineOption);
+        EXPECT_TRUE(expression.isValid()) << pattern.toStdString();
+        EXPECT_TRUE(expression.match(text).hasMatch()) << pattern.toStdString() << "\n--- is not in ---\n"
+                                                       << text.left(6000).toStdString();
+    }
+
+    QTemporaryDir m_folder;
+    QString m_path;
+    QString m_report;
+    QString m_error;
+    QProcess::ExitStatus m_exitStatus = QProcess::NormalExit;
+    int m_exitCode = 0;
+};
+
+TEST_P(Crash, LeavesAReportAndEndsByItsSignal)
+{
+    const Way& way = GetParam();
+    EXPECT_EQ(m_exitStatus, QProcess::CrashExit);
+    EXPECT_EQ(m_exitCode, way.signal);
+
+    const QString hex = QStringLiteral("0x[0-9A-F]+");
+    expectMatch(m_path, QStringLiteral("/crash_\\d{8}_\\d{6}\\.txt$"));
+    expectMatch(
+        m_report,
+        QStringLiteral("\\AApplication crashed at: \\d{4}/\\d\\d/\\d\\d \\d+:\\d\\d:\\d\\d UTC[+-]\\d{4}\n"
+                       "Exception code: 0x%1\nException address: %2\nException type: %3\n%4"
+                       "Crashing module: /.*\n\n={40}\nCRASHING THREAD \\(ID: \\d+\\)\nFrame 0: %2 \\[/")
+            .arg(QString::fromLatin1(way.code), hex, QString::fromLatin1(way.type),
+                 QString::fromLatin1(way.moreLines)));
+    const QString dying = m_report.section(QStringLiteral("ALL THREADS"), 0, 0);
+    expectMatch(
+        dying,
+        QStringLiteral("^Frame \\d+: %1 \\[/.*\\] \\+ %1 %2").arg(hex, QString::fromLatin1(way.function)));
+    // A thread that waits, with what it waits in.
+    const QString others = m_report.section(QStringLiteral("ALL THREADS"), 1);
+    expectMatch(others, QStringLiteral("^--- Thread ID: \\d+ ---\n(Frame .*\n)*Frame .*waitForEver\\(\\) "
+                                       "\\(.*CrashingProgram\\.cpp:\\d+\\)"));
+    expectMatch(m_error, QStringLiteral("^Application crashed!\nCrash log saved to:\n%1\n\nException: %2$")
+                             .arg(QRegularExpression::escape(m_path), QString::fromLatin1(way.type)));
+    expectMatch(log(), QStringLiteral("LogManager: Initialization complete\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Every, Crash,
+    testing::Values(
+        Way{"read", SIGSEGV, "C0000005", "Access Violation", "Access type: Read\nAddress: 0x40\n",
+            "readWhereNothingIs\\(int const\\*\\) \\(.*CrashingProgram\\.cpp:\\d+\\)"},
+        Way{"write", SIGSEGV, "C0000005", "Access Violation", "Access type: Write\nAddress: 0x40\n",
+            "writeWhereNothingIs\\(int\\*\\) \\(.*CrashingProgram\\.cpp:\\d+\\)"},
+        Way{"divide", SIGFPE, "C0000094", "Integer Divide by Zero", "",
+            "divideByZero\\(int\\) \\(.*:\\d+\\)"},
+        Way{"illegal", SIGILL, "C000001D", "Illegal Instruction", "", "runIllegalInstruction\\(\\)"},
+        Way{"overflow", SIGSEGV, "C00000FD", "Stack Overflow", "", "useUpTheStack\\(int\\)"},
+        Way{"thread-overflow", SIGSEGV, "C00000FD", "Stack Overflow", "", "useUpTheStack\\(int\\)"},
+        Way{"exception", SIGABRT, "E06D7363", "Unknown",
+            "Uncaught exception: std::runtime_error \"nobody catches this\"\n", "throwWithoutCatch\\(\\)"},
+        Way{"thread-exception", SIGABRT, "E06D7363", "Unknown",
+            "Uncaught exception: std::runtime_error \"nobody catches this\"\n", "throwWithoutCatch\\(\\)"},
+        Way{"abort", SIGABRT, "40000015", "Unknown", "Signal: 6\n", "giveUp\\(\\)"},
+        Way{"fatal", SIGABRT, "40000015", "Unknown", "Signal: 6\n", "main"},
+        Way{"allocator", SIGSEGV, "C0000005", "Access Violation", "Access type: Write\nAddress: 0x40\n",
+            "writeWhereNothingIs\\(int\\*\\)"},
+        Way{"log", SIGSEGV, "C0000005", "Access Violation", "Access type: Write\nAddress: 0x40\n",
+            "writeWhereNothingIs\\(int\\*\\)"}),
+    [](const auto& way) { return QString::fromLatin1(way.param.name).remove(u'-').toStdString(); });
+
+class CrashLog : public Crash
+{};
+
+TEST_P(CrashLog, HoldsWhatWasStillQueued)
+{
+    const QString text = log();
+    qsizetype place = 0;
+    for (int i = 0; i < 2000 && place >= 0; ++i)
+        place = text.indexOf(QStringLiteral("queued line %1\n").arg(i), place);
+    EXPECT_GE(place, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Queued, CrashLog, testing::Values(Way{"log", SIGSEGV, "", "", "", ""}));
+
+} // namespace
+} // namespace vt

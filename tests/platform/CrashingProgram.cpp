@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Dies in the way that its first argument names; the second is the folder for the report, the third the
+// program that annotates it.
+#include "platform/CrashHandler.h"
+#include "session/LogManager.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <unistd.h>
+
+#define VT_KEPT __attribute__((noinline, noclone))
+
+extern "C" void* __libc_malloc(std::size_t size);
+
+namespace {
+
+/// Held for ever by whoever dies with it: a handler that allocates then hangs.
+std::atomic<bool> allocatorHeld{false};
+
+void keepInPlace()
+{
+    asm("" ::: "memory");
+}
+
+} // namespace
+
+// In place of the library's, so that a test can hold it.
+extern "C" void* malloc(std::size_t size)
+{
+    while (allocatorHeld.load(std::memory_order_relaxed))
+        std::this_thread::yield();
+    return __libc_malloc(size);
+}
+
+VT_KEPT void readWhereNothingIs(const int* place)
+{
+    const int value = *place;
+    asm("" ::"r"(value));
+}
+
+VT_KEPT void writeWhereNothingIs(int* place)
+{
+    *place = 1;
+    keepInPlace();
+}
+
+VT_KEPT void divideByZero(int zero)
+{
+    const int quotient = 7 / zero;
+    asm("" ::"r"(quotient));
+}
+
+VT_KEPT void runIllegalInstruction()
+{
+    asm("ud2");
+}
+
+VT_KEPT int useUpTheStack(int depth)
+{
+    char room[1000];
+    std::memset(room, depth, sizeof room);
+    asm("" ::"r"(room) : "memory");
+    return depth < 0 ? depth : useUpTheStack(depth + 1) + room[depth % 10];
+}
+
+VT_KEPT void throwWithoutCatch()
+{
+    throw std::runtime_error("nobody catches this");
+}
+
+VT_KEPT void giveUp()
+{
+    std::abort();
+}
+
+VT_KEPT void waitForEver()
+{
+    for (;;)
+        ::pause();
+}
+
+namespace {
+
+int* nowhere()
+{
+    return reinterpret_cast<int*>(std::uintptr_t{64});
+}
+
+void dieHoldingTheAllocator()
+{
+    allocatorHeld = true;
+    writeWhereNothingIs(nowhere());
+}
+
+void logForEver()
+{
+    for (;;)
+        qDebug("a line of another thread");
+}
+
+/// The other thread holds the log's lock every now and then; this one leaves lines that are not written yet.
+void dieWithQueuedLines()
+{
+    std::thread(&logForEver).detach();
+    for (int i = 0; i < 2000; ++i)
+        qDebug("queued line %d", i);
+    writeWhereNothingIs(nowhere());
+}
+
+void onAnotherThread(void (*function)())
+{
+    std::thread([function] {
+        vt::CrashHandler::prepareThread();
+        function();
+    }).join();
+}
+
+const std::map<std::string, void (*)()> ways{
+    {"read", [] { readWhereNothingIs(nowhere()); }},
+    {"write", [] { writeWhereNothingIs(nowhere()); }},
+    {"divide", [] { divideByZero(0); }},
+    {"illegal", [] { runIllegalInstruction(); }},
+    {"overflow", [] { useUpTheStack(0); }},
+    {"thread-overflow", [] { onAnotherThread([] { useUpTheStack(0); }); }},
+    {"exception", [] { throwWithoutCatch(); }},
+    {"thread-exception", [] { onAnotherThread([] { throwWithoutCatch(); }); }},
+    {"abort", [] { giveUp(); }},
+    {"allocator", [] { dieHoldingTheAllocator(); }},
+    {"log", [] { dieWithQueuedLines(); }},
+    {"fatal", [] { qFatal("the last words"); }},
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    if (argc != 4 || !ways.contains(argv[1]))
+        return 2;
+    vt::LogManager::Options options;
+    options.dataFolder = QString::fromLocal8Bit(argv[2]);
+    options.applicationName = QStringLiteral("Crashing");
+    options.crashReportProgram = QString::fromLocal8Bit(argv[3]);
+    const vt::LogManager log(options);
+    std::thread(&waitForEver).detach();
+    ways.at(argv[1])();
+    return 0;
+}
