@@ -94,6 +94,7 @@ void LogindEvents::readDelay()
         constexpr qulonglong LongestMs = 24LL * 3600 * 1000;
         if (const qulonglong delayMs = reply.value().variant().toULongLong() / 1000; delayMs > 0)
             m_delayMs = static_cast<int>(std::min(delayMs, LongestMs));
+        qDebug("PowerEvents: logind waits %d ms for the delay inhibitor", m_delayMs);
     });
 }
 
