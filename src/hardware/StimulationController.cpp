@@ -1,0 +1,368 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "hardware/StimulationController.h"
+
+#include "hardware/StimulationRows.h"
+
+#include <QDebug>
+#include <algorithm>
+#include <utility>
+
+namespace vt {
+
+namespace {
+
+/// The cages of the stimulation unit.
+std::uint8_t unitCages(std::uint16_t mask)
+{
+    return static_cast<std::uint8_t>(mask & 0xFFU);
+}
+
+std::uint16_t without(std::uint16_t mask, std::uint16_t removed)
+{
+    return static_cast<std::uint16_t>(mask & ~unsigned{removed});
+}
+
+} // namespace
+
+StimulationController::StimulationController(TimeSource& time, std::shared_ptr<Inbox> logWorker,
+                                             std::uint32_t seed, QObject* parent)
+    : QObject(parent), m_time(time), m_randomiser(seed), m_log(std::move(logWorker))
+{
+    setRandomSeed(seed);
+    m_openLoopTimer = time.createTimer(this, [this] { handleOpenLoopTimeout(); });
+    m_rekickTimer = time.createTimer(this, [this] { handleExtTrigRekickTimeout(); });
+    m_dioSyncTimer = time.createTimer(this, [this] { handleDioSyncTimeout(); });
+    for (int cage = 0; cage < MaxStimulationChannels; ++cage)
+        m_clearTimers[static_cast<std::size_t>(cage)] =
+            time.createTimer(this, [this, cage] { handleCageClearTimeout(cage); });
+}
+
+StimulationController::~StimulationController() = default;
+
+bool StimulationController::isWithinStimPeriod() const
+{
+    return vt::isWithinStimPeriod(m_schedule, m_time.now());
+}
+
+EligibleCages StimulationController::eligibleCages() const
+{
+    return {m_activeChannelCount, m_cageEnableMask, m_extTriggerMask};
+}
+
+void StimulationController::start()
+{
+    m_sleep = {};
+    m_statistics.clear();
+    m_outsideLogged = false;
+    m_decisionFrameUs.reset();
+    m_latency.forgetRequests();
+    forgetExternalInputs();
+    if (usesVexio() && !m_cageConfigs.isEmpty())
+        emit writeVexioCageConfigs(m_cageConfigs);
+    writeCageEnable();
+    m_running = true;
+    updateOpenLoopTimer();
+    qDebug().noquote() << "StimulationController: Started";
+}
+
+void StimulationController::stop()
+{
+    m_running = false;
+    updateOpenLoopTimer();
+    forgetExternalInputs();
+    releaseOutputs(m_outputs.held());
+    qDebug().noquote() << "StimulationController: Stopped";
+}
+
+void StimulationController::updateOpenLoopTimer()
+{
+    if (!m_running || m_protocol != StimulationProtocol::OpenLoop || m_minIntervalMs <= 0) {
+        if (m_openLoopTimer->isActive())
+            qDebug().noquote() << "StimulationController: Open-loop timer stopped";
+        m_openLoopTimer->stop();
+        return;
+    }
+    if (m_openLoopTimer->isActive() && m_openLoopIntervalMs == m_minIntervalMs)
+        return;
+    m_openLoopIntervalMs = m_minIntervalMs;
+    m_openLoopTimer->start(m_openLoopIntervalMs, TimerMode::Repeating);
+    qDebug().noquote() << "StimulationController: Open-loop timer started, interval:" << m_openLoopIntervalMs
+                       << "ms";
+}
+
+void StimulationController::handleNewSleepDecision(const std::vector<bool>& sleeping,
+                                                   const std::vector<QDateTime>& sleepBeginTime,
+                                                   const std::vector<double>& decisionStats)
+{
+    const std::optional<qint64> frameArrivalUs = std::exchange(m_decisionFrameUs, std::nullopt);
+    if (!m_running)
+        return;
+    const QDateTime now = m_time.now();
+    const auto kept = std::min<std::size_t>(decisionStats.size(), MaxStimulationChannels);
+    m_statistics.assign(decisionStats.begin(), decisionStats.begin() + static_cast<std::ptrdiff_t>(kept));
+    followSleep(m_sleep, sleeping, sleepBeginTime, now);
+    if (m_protocol == StimulationProtocol::SleepBased)
+        stimulateDue(dueForSleep(m_sleep, eligibleCages(), m_sleepThresholdSec, now),
+                     QStringLiteral("Sleep-based"), frameArrivalUs);
+    else if (m_protocol == StimulationProtocol::ActivityBased)
+        stimulateDue(dueForActivity(m_statistics, eligibleCages(), m_activityThreshold),
+                     QStringLiteral("ActivityBased"), frameArrivalUs);
+}
+
+void StimulationController::stimulateDue(std::uint16_t due, const QString& reason,
+                                         std::optional<qint64> frameArrivalUs)
+{
+    if (due == 0)
+        return;
+    if (isWithinStimPeriod()) {
+        m_outsideLogged = false;
+        trigger(due, reason, frameArrivalUs);
+        return;
+    }
+    if (!m_outsideLogged)
+        qDebug().noquote() << "StimulationController:" << reason << "stimulation due but outside stim period";
+    m_outsideLogged = true;
+    emit outsideStimulationPeriod();
+}
+
+void StimulationController::handleActivityData(const std::vector<double>& activityLevels)
+{
+    const auto kept = std::min<std::size_t>(activityLevels.size(), MaxStimulationChannels);
+    m_activityLevels.assign(activityLevels.begin(),
+                            activityLevels.begin() + static_cast<std::ptrdiff_t>(kept));
+}
+
+void StimulationController::handleOpenLoopTimeout()
+{
+    if (!m_running || m_protocol != StimulationProtocol::OpenLoop)
+        return;
+    if (m_cageEnableMask == 0) {
+        qDebug().noquote() << "StimulationController: Open-loop timeout but no cages enabled";
+        return;
+    }
+    if (!isWithinStimPeriod()) {
+        qDebug().noquote() << "StimulationController: Open-loop timeout but outside stim period";
+        emit outsideStimulationPeriod();
+        return;
+    }
+    trigger(m_cageEnableMask, QStringLiteral("Open-loop timer"));
+    if (!m_randomInterval || !m_running)
+        return;
+    const auto next = nextRandomIntervalMs(m_minIntervalMs, m_maxIntervalMs, m_randomiser.next());
+    if (!next)
+        return;
+    m_openLoopIntervalMs = *next;
+    m_openLoopTimer->start(m_openLoopIntervalMs, TimerMode::Repeating);
+    qDebug().noquote().nospace() << "StimulationController: Next random interval: " << m_openLoopIntervalMs
+                                 << " ms (range: " << m_minIntervalMs << " - " << m_maxIntervalMs << ")";
+}
+
+void StimulationController::triggerManualStimulation()
+{
+    if (m_cageEnableMask == 0) {
+        qDebug().noquote() << "StimulationController: Manual stim requested but no cages enabled";
+        return;
+    }
+    if (!isWithinStimPeriod()) {
+        qDebug().noquote() << "StimulationController: Manual stim requested but outside stim period";
+        emit outsideStimulationPeriod();
+        return;
+    }
+    trigger(m_cageEnableMask, QStringLiteral("Manual trigger"));
+}
+
+void StimulationController::trigger(std::uint16_t mask, const QString& reason,
+                                    std::optional<qint64> frameArrivalUs)
+{
+    const auto excluded = static_cast<std::uint16_t>(mask & m_extTriggerMask);
+    const std::uint16_t remaining = without(mask, excluded);
+    const QString exclusion =
+        excluded == 0 ? QString() : QStringLiteral("  (ext-trig excluded: %1)").arg(maskText(excluded));
+    if (remaining == 0) {
+        qDebug().noquote() << "StimulationController:" << reason
+                           << QStringLiteral("stimulation dropped, no cages left") + exclusion;
+        return;
+    }
+    qDebug().noquote() << "StimulationController:" << reason
+                       << "stimulation of cages:" << maskText(remaining) + exclusion;
+    stimulate(remaining, reason, frameArrivalUs);
+}
+
+void StimulationController::stimulate(std::uint16_t mask, const QString& reason,
+                                      std::optional<qint64> frameArrivalUs)
+{
+    appendStimulationRow(mask, reason);
+    if (usesVexio() && unitCages(mask) != 0) {
+        m_latency.requestSent(frameArrivalUs);
+        emit activateVexioStimulation(unitCages(mask));
+    }
+    if (usesDio())
+        driveOutputs(mask);
+    if (!usesVexio() && !usesDio())
+        qWarning().noquote() << "StimulationController: no stimulation hardware, nothing was driven";
+    emit stimulationTriggered(mask, reason);
+}
+
+void StimulationController::appendStimulationRow(std::uint16_t mask, const QString& reason)
+{
+    if (!m_log.isOpen())
+        return;
+    if (isDioOnly()) {
+        m_log.append(digOutputRow(m_time.now(), m_activeChannelCount, mask));
+        return;
+    }
+    StimulationRow row;
+    row.when = m_time.now();
+    row.reason = reason;
+    row.intervalMs = m_openLoopIntervalMs;
+    row.sleepDurationSec = m_sleepThresholdSec;
+    row.channelCount = m_activeChannelCount;
+    row.mask = mask;
+    row.cages = m_cageConfigs;
+    m_log.append(stimRow(row));
+}
+
+void StimulationController::driveOutputs(std::uint16_t mask)
+{
+    emit pulseDioOutput(mask);
+    // At once, not with the next sync tick: the pulse may end before that, and the output would drop.
+    m_outputs.hold(mask);
+    emit setDioOutputHold(mask);
+    for (std::size_t cage = 0; cage < m_clearTimers.size(); ++cage)
+        if ((mask >> cage) & 1U)
+            m_clearTimers[cage]->start(m_cageDurationsMs[cage], TimerMode::SingleShot);
+    if (!m_dioSyncTimer->isActive())
+        m_dioSyncTimer->start(DioSyncMs, TimerMode::Repeating);
+}
+
+void StimulationController::handleCageClearTimeout(int cageNum)
+{
+    m_outputs.release(static_cast<std::uint16_t>(1U << static_cast<unsigned>(cageNum)));
+}
+
+void StimulationController::handleDioSyncTimeout()
+{
+    const std::uint16_t released = m_outputs.takeReleased();
+    if (m_outputs.held() == 0)
+        m_dioSyncTimer->stop();
+    if (released != 0)
+        emit clearDioOutput(released);
+}
+
+void StimulationController::releaseOutputs(std::uint16_t mask)
+{
+    for (std::size_t cage = 0; cage < m_clearTimers.size(); ++cage)
+        if ((mask >> cage) & 1U)
+            m_clearTimers[cage]->stop();
+    m_outputs.release(mask);
+    handleDioSyncTimeout();
+}
+
+void StimulationController::handleDioInputState(std::uint16_t inputMask)
+{
+    qDebug().noquote() << "StimulationController::handleDioInputState - inputMask:" << maskText(inputMask)
+                       << "extTrigMask:" << maskText(m_extTriggerMask);
+    if (!m_running)
+        return;
+    const TriggerEdges edges = externalTriggerEdges(m_trackedInputs, inputMask, m_extTriggerMask);
+    endExternal(edges.falling); // wherever the schedule stands: an ended trigger leaves no cage running
+    // Without the re-kick timer, which a closed window stops, the inputs that are still high drive nothing.
+    const std::uint16_t beginning = m_rekickTimer->isActive() ? edges.rising : edges.high;
+    if (!isWithinStimPeriod()) {
+        qDebug().noquote() << "StimulationController: Outside stim period, clearing ext trigger tracking";
+        forgetExternalInputs();
+        if (beginning != 0)
+            emit outsideStimulationPeriod();
+        return;
+    }
+    m_trackedInputs = edges.high;
+    startExternal(beginning);
+    if (edges.high == 0 && m_rekickTimer->isActive()) {
+        m_rekickTimer->stop();
+        qDebug().noquote() << "StimulationController: All ext trigger inputs LOW, stopping re-kick timer";
+    }
+}
+
+void StimulationController::startExternal(std::uint16_t cages)
+{
+    if (cages == 0)
+        return;
+    qDebug().noquote() << "StimulationController: Ext trigger RISING EDGE for cages:" << maskText(cages);
+    m_log.append(digInputRow(m_time.now(), InputEdge::High, m_activeChannelCount, cages));
+    if (!m_rekickTimer->isActive())
+        m_rekickTimer->start(ExtTriggerRekickMs, TimerMode::Repeating);
+    stimulate(cages, QStringLiteral("ExtTrigger"), std::nullopt);
+}
+
+void StimulationController::endExternal(std::uint16_t cages)
+{
+    if (cages == 0)
+        return;
+    qDebug().noquote() << "StimulationController: Ext trigger FALLING EDGE, stopping cages:"
+                       << maskText(cages);
+    m_log.append(digInputRow(m_time.now(), InputEdge::Low, m_activeChannelCount, cages));
+    if (usesVexio() && unitCages(cages) != 0)
+        emit stopVexioStimulation(unitCages(cages));
+    if (usesDio())
+        releaseOutputs(cages);
+}
+
+void StimulationController::forgetExternalInputs()
+{
+    m_trackedInputs = 0;
+    m_rekickTimer->stop();
+}
+
+void StimulationController::handleExtTrigRekickTimeout()
+{
+    if (!m_running || m_trackedInputs == 0) {
+        m_rekickTimer->stop();
+        return;
+    }
+    if (!isWithinStimPeriod()) {
+        qDebug().noquote() << "StimulationController: Re-kick timer - outside stim period, stopping";
+        m_rekickTimer->stop(); // the inputs stay tracked: their falling edges still stop the cages
+        return;
+    }
+    qDebug().noquote() << "StimulationController: Ext trigger RE-KICK for cages:"
+                       << maskText(m_trackedInputs);
+    stimulate(m_trackedInputs, QStringLiteral("ExtTrigger-Rekick"), std::nullopt);
+}
+
+void StimulationController::initStimFile(const QString& filename)
+{
+    m_log.open(filename, isDioOnly() ? QStringLiteral("DIO-only") : stimulationProtocolName(m_protocol));
+}
+
+void StimulationController::closeStimFile()
+{
+    m_log.close();
+}
+
+void StimulationController::writeDiagRow(std::uint8_t sysStatus, std::uint8_t sysExtraStatus,
+                                         std::uint8_t speakerFaults0C, std::uint8_t speakerFaults0D)
+{
+    m_log.append(diagRow(m_time.now(), {sysStatus, sysExtraStatus, speakerFaults0C, speakerFaults0D}));
+}
+
+void StimulationController::noteDecisionFrameArrival(qint64 monotonicUs)
+{
+    m_decisionFrameUs = monotonicUs;
+}
+
+void StimulationController::noteActivationReturned(std::optional<qint64> returnedUs)
+{
+    const std::optional<qint64> latencyUs = m_latency.requestReturned(returnedUs);
+    if (latencyUs)
+        qInfo().noquote() << "StimulationController: Latency from frame to register write:"
+                          << QString::number(static_cast<double>(*latencyUs) / 1000.0, 'f', 1) << "ms";
+}
+
+void StimulationController::logLatencySummary()
+{
+    qInfo().noquote() << "StimulationController: Latency from frame to register write,"
+                      << m_latency.summary();
+    m_latency.clear();
+}
+
+} // namespace vt
