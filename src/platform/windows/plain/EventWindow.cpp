@@ -47,10 +47,11 @@ EventWindow::EventWindow(Handler handler) : m_handler(std::move(handler))
         m_error = ::GetLastError();
         return;
     }
+    ::SetLastError(0); // not every refusal sets one
     m_window = ::CreateWindowExW(0, ClassName, L"Vellumtide", WS_OVERLAPPED, 0, 0, 0, 0, nullptr, nullptr,
                                  description.hInstance, this);
     if (!m_window)
-        m_error = ::GetLastError();
+        m_error = ::GetLastError() != 0 ? ::GetLastError() : ERROR_CAN_NOT_COMPLETE;
 }
 
 EventWindow::~EventWindow()
