@@ -1,12 +1,21 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "simulation/McuModel.h"
 
+#include <utility>
+
 namespace vt {
 
 namespace {
 
+constexpr std::uint8_t SensorCount = 0x04;
+constexpr std::uint8_t ShortedLow = 0x05;
+constexpr std::uint8_t ShortedHigh = 0x06;
 constexpr std::uint8_t EepromControl = 0x09;
 constexpr std::uint8_t EepromAccessBit = 0x20;
+constexpr std::uint8_t Status = 0x0A;
+constexpr std::uint8_t StatusButton = 0x01;
+constexpr std::uint8_t StatusSensorCount = 0x02;
+constexpr std::uint8_t StatusShorted = 0x04;
 constexpr std::uint8_t EepromAddress = 0x3D;
 constexpr std::uint8_t EepromDataLow = 0x3E;
 constexpr std::uint8_t EepromDataHigh = 0x3F;
@@ -14,7 +23,8 @@ constexpr std::uint8_t EepromCommand = 0x4C;
 
 } // namespace
 
-McuModel::McuModel(const McuRegisterFile& registers) : m_registers(registers)
+McuModel::McuModel(const McuRegisterFile& registers, UnitClock clock)
+    : I2cSlave(Address8), m_clock(std::move(clock)), m_registers(registers)
 {
     m_eeprom.fill(0xFF);
 }
@@ -22,163 +32,69 @@ McuModel::McuModel(const McuRegisterFile& registers) : m_registers(registers)
 void McuModel::powerUp(const McuRegisterFile& registers)
 {
     m_registers = registers;
-    m_masterSda = m_busSda = m_scl = true;
-    m_pointer = 0;
-    onStop();
+    m_eepromBusy = false;
 }
 
-void McuModel::setMasterLevels(bool sda, bool scl)
+void McuModel::pressButton()
 {
-    m_masterSda = sda;
-    const bool wasSda = m_busSda;
-    const bool wasScl = m_scl;
-    m_busSda = sdaLevel();
-    m_scl = scl;
-    if (wasScl && scl) {
-        if (wasSda && !m_busSda)
-            onStart();
-        else if (!wasSda && m_busSda)
-            onStop();
-    } else if (!wasScl && scl) {
-        onClockRise(m_busSda);
-    } else if (wasScl && !scl) {
-        onClockFall();
-    }
-    m_busSda = sdaLevel();
+    m_registers[Status] |= StatusButton;
 }
 
-void McuModel::onStart()
+void McuModel::setSensorCount(std::uint8_t count)
 {
-    m_phase = Phase::Address;
-    m_slot = Slot::Bits;
-    m_bitCount = 0;
-    m_shift = 0;
-    m_pullsSdaLow = false;
+    m_registers[SensorCount] = count;
+    m_registers[Status] |= StatusSensorCount;
 }
 
-void McuModel::onStop()
+void McuModel::setShortedSensors(std::uint16_t mask)
 {
-    m_phase = Phase::Idle;
-    m_slot = Slot::Bits;
-    m_bitCount = 0;
-    m_pullsSdaLow = false;
+    m_registers[ShortedLow] = static_cast<std::uint8_t>(mask & 0xFF);
+    m_registers[ShortedHigh] = static_cast<std::uint8_t>(mask >> 8);
+    m_registers[Status] =
+        static_cast<std::uint8_t>((m_registers[Status] & ~StatusShorted) | (mask != 0 ? StatusShorted : 0));
 }
 
-void McuModel::onClockRise(bool sda)
+std::uint8_t McuModel::readRegister(std::uint8_t address)
 {
-    if (m_phase == Phase::Idle)
-        return;
-    if (m_slot == Slot::Acknowledge) {
-        m_masterAcknowledged = !sda;
-        return;
-    }
-    if (m_phase != Phase::Read)
-        m_shift = static_cast<std::uint8_t>((m_shift << 1) | (sda ? 1 : 0));
-    ++m_bitCount;
+    const std::uint8_t value = m_registers[address];
+    if (address == Status)
+        m_registers[Status] = static_cast<std::uint8_t>(value & ~(StatusButton | StatusSensorCount));
+    return value;
 }
 
-void McuModel::onClockFall()
+bool McuModel::writeRegister(std::uint8_t address, std::uint8_t value)
 {
-    if (m_phase == Phase::Idle)
-        return;
-    if (m_slot == Slot::Acknowledge) {
-        endOfAcknowledge();
-        return;
-    }
-    if (m_bitCount < 8) {
-        if (m_phase == Phase::Read)
-            driveNextBit();
-        return;
-    }
-    m_slot = Slot::Acknowledge;
-    if (m_phase == Phase::Read) {
-        m_pullsSdaLow = false;
-        return;
-    }
-    byteReceived();
-    m_pullsSdaLow = m_acknowledge;
-}
-
-void McuModel::byteReceived()
-{
-    const std::uint8_t value = m_shift;
-    m_acknowledge = true;
-    switch (m_phase) {
-    case Phase::Address:
-        m_acknowledge = !m_nak && (value & 0xFE) == Address8;
-        break;
-    case Phase::Pointer:
-        m_pointer = value;
-        break;
-    case Phase::Write:
-        storeRegister(value);
-        break;
-    case Phase::Read:
-    case Phase::Idle:
-        break;
-    }
-}
-
-void McuModel::endOfAcknowledge()
-{
-    m_slot = Slot::Bits;
-    m_bitCount = 0;
-    m_pullsSdaLow = false;
-    switch (m_phase) {
-    case Phase::Address:
-        if (!m_acknowledge)
-            m_phase = Phase::Idle;
-        else
-            m_phase = (m_shift & 1) != 0 ? Phase::Read : Phase::Pointer;
-        break;
-    case Phase::Pointer:
-        m_phase = Phase::Write;
-        break;
-    case Phase::Read:
-        if (!m_masterAcknowledged)
-            m_phase = Phase::Idle;
-        break;
-    case Phase::Write:
-    case Phase::Idle:
-        break;
-    }
-    m_shift = 0;
-    if (m_phase == Phase::Read) {
-        m_shift = m_registers[m_pointer++];
-        driveNextBit();
-    }
-}
-
-void McuModel::driveNextBit()
-{
-    m_pullsSdaLow = (m_shift & 0x80) == 0;
-    m_shift = static_cast<std::uint8_t>(m_shift << 1);
-}
-
-void McuModel::storeRegister(std::uint8_t value)
-{
-    const std::uint8_t address = m_pointer++;
+    if (address == Status)
+        return true;
+    if (address == EepromCommand && !runEepromCommand(value))
+        return false;
     m_registers[address] = value;
-    if (address == EepromCommand)
-        runEepromCommand(value);
+    return true;
 }
 
-void McuModel::runEepromCommand(std::uint8_t command)
+/// False: the EEPROM is busy.
+bool McuModel::runEepromCommand(std::uint8_t command)
 {
     const int key = command & 0x0F;
     const bool validKey = key >= 1 && key <= 14 && (command >> 4) == (~key & 0x0F);
     if (!validKey || (m_registers[EepromControl] & EepromAccessBit) == 0)
-        return;
+        return true;
+    const std::int64_t nowUs = m_clock();
+    if (m_eepromBusy && nowUs < m_eepromBusyUntilUs)
+        return false;
     const std::uint8_t address = m_registers[EepromAddress];
     const std::uint8_t even = address & 0xFE;
     const auto odd = static_cast<std::uint8_t>(even + 1);
-    if ((address & 1) != 0) {
-        m_registers[EepromDataLow] = m_eeprom[even];
-        m_registers[EepromDataHigh] = m_eeprom[odd];
-    } else {
+    m_eepromBusy = (address & 1) == 0;
+    if (m_eepromBusy) {
         m_eeprom[even] = m_registers[EepromDataLow];
         m_eeprom[odd] = m_registers[EepromDataHigh];
+        m_eepromBusyUntilUs = nowUs + EepromWriteUs;
+    } else {
+        m_registers[EepromDataLow] = m_eeprom[even];
+        m_registers[EepromDataHigh] = m_eeprom[odd];
     }
+    return true;
 }
 
 } // namespace vt

@@ -2,7 +2,6 @@
 #include "simulation/SimulatedUnit.h"
 
 #include "simulation/AnimalSource.h"
-#include "simulation/DriverErrors.h"
 #include "simulation/FilePlayback.h"
 #include "simulation/SimulatedUnitPrivate.h"
 
@@ -35,6 +34,18 @@ McuIdentity identityOf(const SimulatedUnit::Config& config)
     return identity;
 }
 
+DigitalLines::Setup linesOf(const SimulatedUnit::Config& config)
+{
+    constexpr std::uint32_t VexioSerialBase = 5'000'000;
+    DigitalLines::Setup setup;
+    setup.registers = makeMcuRegisterFile(identityOf(config));
+    setup.channels = config.channels;
+    setup.vexioPresent = config.vexioPresent;
+    setup.dioPresent = config.dioPresent;
+    setup.vexioSerial = VexioSerialBase + config.serial;
+    return setup;
+}
+
 QString checkConfig(const SimulatedUnit::Config& config)
 {
     if (config.channels < 1 || config.channels > 16)
@@ -58,10 +69,24 @@ std::unique_ptr<AnalogSource> makeSource(const SimulatedUnit::Config& config, QS
 
 } // namespace
 
+UnitClock SimulatedUnit::Private::deviceClock()
+{
+    constexpr std::uint64_t FramesPerSecond = 30;
+    if (config.clockUs)
+        return config.clockUs;
+    if (config.clock == Clock::Manual)
+        return [this] {
+            return static_cast<std::int64_t>(analog->blocksDelivered() * 1'000'000 / FramesPerSecond);
+        };
+    const double speed = std::max(config.speed, 1.0);
+    return
+        [this, speed] { return static_cast<std::int64_t>(static_cast<double>(time.monotonicUs()) * speed); };
+}
+
 SimulatedUnit::Private::Private(const Config& unitConfig)
     : config(unitConfig), deviceName(unitConfig.deviceName.toStdString()),
-      registers(makeMcuRegisterFile(identityOf(unitConfig))), configurationError(checkConfig(unitConfig)),
-      digital(registers), serial(unitConfig.serial)
+      configurationError(checkConfig(unitConfig)), digital(linesOf(unitConfig), deviceClock()),
+      serial(unitConfig.serial)
 {
     auto source = makeSource(config, &configurationError);
     present = configurationError.isEmpty();
@@ -127,135 +152,14 @@ bool SimulatedUnit::isAsleep(int channel, std::uint64_t sample) const
     return d->analog->isAsleep(channel, sample);
 }
 
-// Faults
-
-void SimulatedUnit::Private::loseTasks(std::int32_t code)
+std::vector<DeviceEvent> SimulatedUnit::deviceEvents() const
 {
-    for (auto& [handle, task] : tasks) {
-        if (task.kind == SimulatedTask::Kind::Empty)
-            continue;
-        task.lostCode = code;
-        task.running = false;
-    }
-    analog->abort();
-    digital.release();
+    return d->digital.events();
 }
 
-void SimulatedUnit::Private::setPresent(std::uint32_t serialNumber)
+void SimulatedUnit::clearDeviceEvents()
 {
-    MutexLock lock(mutex);
-    if (!configurationError.isEmpty())
-        return;
-    serial = serialNumber;
-    if (!present)
-        digital.powerUp(registers);
-    present = true;
-}
-
-void SimulatedUnit::unplug()
-{
-    MutexLock lock(d->mutex);
-    d->present = false;
-    d->loseTasks(drivererror::DeviceGone);
-}
-
-void SimulatedUnit::replug()
-{
-    d->setPresent(d->config.serial);
-}
-
-void SimulatedUnit::replugAs(std::uint32_t serial)
-{
-    d->setPresent(serial);
-}
-
-void SimulatedUnit::setBusNak(bool nak)
-{
-    d->digital.setMcuNak(nak);
-}
-
-void SimulatedUnit::failReads(std::int32_t code, int count)
-{
-    d->analog->failReads(code, code == 0 ? 0 : count);
-}
-
-void SimulatedUnit::stallCallbacks(bool stalled)
-{
-    d->analog->setStalled(stalled);
-}
-
-void SimulatedUnit::delayCallbacks(int milliseconds)
-{
-    d->analog->setCallbackDelayMs(milliseconds);
-}
-
-void SimulatedUnit::hangNextRead(int milliseconds)
-{
-    d->analog->hangNextRead(milliseconds);
-}
-
-void SimulatedUnit::setMcuRegister(std::uint8_t address, std::uint8_t value)
-{
-    d->digital.setMcuRegister(address, value);
-}
-
-void SimulatedUnit::failCall(std::uint64_t n, std::int32_t code, bool forEver)
-{
-    MutexLock lock(d->mutex);
-    d->callFailAt = d->calls + n;
-    d->callFailCode = code;
-    d->callFailForEver = forEver;
-}
-
-std::uint64_t SimulatedUnit::callCount() const
-{
-    MutexLock lock(d->mutex);
-    return d->calls;
-}
-
-bool SimulatedUnit::applyFaultCommand(const QString& line, QString* error)
-{
-    using Kind = FaultCommand::Kind;
-    QString problem;
-    const std::optional<FaultCommand> command = parseFaultCommand(line, &problem);
-    if (!command) {
-        if (error)
-            *error = problem;
-        return false;
-    }
-    const auto number = static_cast<int>(std::min<std::uint64_t>(command->number, INT32_MAX));
-    switch (command->kind) {
-    case Kind::None:
-        break;
-    case Kind::Unplug:
-        unplug();
-        break;
-    case Kind::Replug:
-        command->number == 0 ? replug() : replugAs(static_cast<std::uint32_t>(command->number));
-        break;
-    case Kind::ReadError:
-        failReads(command->code, command->on ? -1 : number);
-        break;
-    case Kind::Stall:
-        stallCallbacks(command->on);
-        break;
-    case Kind::Delay:
-        delayCallbacks(number);
-        break;
-    case Kind::Hang:
-        hangNextRead(number);
-        break;
-    case Kind::BusNak:
-        setBusNak(command->on);
-        break;
-    case Kind::FailCall:
-        failCall(command->number, command->code, command->on);
-        break;
-    case Kind::SetRegister:
-        setMcuRegister(static_cast<std::uint8_t>(command->number), command->value);
-        break;
-    }
-    return true;
+    d->digital.clearEvents();
 }
 
 void SimulatedUnit::recordCalls(bool enabled)

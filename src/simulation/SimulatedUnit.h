@@ -2,6 +2,8 @@
 #pragma once
 
 #include "daqmx/DaqmxApi.h"
+#include "simulation/DeviceEventLog.h"
+#include "simulation/UnitClock.h"
 
 #include <QString>
 #include <QStringList>
@@ -13,7 +15,12 @@
 namespace vt {
 
 /// A whole acquisition unit behind the driver's interface: analog inputs from animal models or a file, and
-/// the unit's microcontroller behind the digital lines of port 0. Thread-safe like the driver.
+/// behind the digital lines the unit's microcontroller, a stimulation unit and port expanders
+/// (DigitalLines.h). Thread-safe like the driver.
+///
+/// Clock of the devices on the lines: Config::clockUs, or else 1/30 s per delivered frame with Clock::Manual
+/// and real time otherwise, sped up like the analog side (never slowed down: the program waits for these
+/// devices in its own time).
 class SimulatedUnit : public DaqmxApi
 {
 public:
@@ -36,6 +43,9 @@ public:
         Clock clock = Clock::RealTime;
         double speed = 1.0;
         QString faultControlFile; ///< polled for fault commands; empty: none
+        bool vexioPresent = true; ///< stimulation unit
+        bool dioPresent = true;   ///< port expanders: one, and a second one above 8 channels
+        UnitClock clockUs;        ///< clock of the devices on the lines; empty: the unit's own
     };
     explicit SimulatedUnit(const Config& config);
     ~SimulatedUnit() override;
@@ -74,6 +84,10 @@ public:
     /// Applies one line of the control file's language (FaultCommand.h); false and *error for one that is not
     /// understood.
     bool applyFaultCommand(const QString& line, QString* error = nullptr);
+
+    /// What the devices on the lines did to the cages so far: starts and ends of stimulation, outputs.
+    [[nodiscard]] std::vector<DeviceEvent> deviceEvents() const;
+    void clearDeviceEvents();
 
     /// Names of the C functions called so far, in order; recorded only after recordCalls(true).
     void recordCalls(bool enabled);

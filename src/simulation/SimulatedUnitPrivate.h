@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/Mutex.h"
+#include "base/TimeSource.h"
 #include "simulation/AnalogInput.h"
 #include "simulation/DigitalLines.h"
 #include "simulation/FaultCommand.h"
@@ -57,11 +58,17 @@ struct SimulatedUnit::Private
     /// Ends every task that has channels; calls on it answer code from now on.
     void loseTasks(std::int32_t code) VT_REQUIRES(mutex);
     void setPresent(std::uint32_t serialNumber);
+    [[nodiscard]] bool applyToLines(const FaultCommand& command);
+    void applyToBus(const FaultCommand& command);
+    void applyToMcu(const FaultCommand& command);
+    void applyToVexio(const FaultCommand& command);
+    /// The clock of the devices on the lines.
+    [[nodiscard]] UnitClock deviceClock();
 
     const Config config;
     const std::string deviceName;
-    const McuRegisterFile registers;
     QString configurationError;
+    SystemTimeSource time;
     DigitalLines digital;
     std::unique_ptr<AnalogInput> analog;
 
