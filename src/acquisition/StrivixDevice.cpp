@@ -258,11 +258,14 @@ void StrivixDevice::fail(const QString& text)
 
 void StrivixDevice::onSerialError(QSerialPort::SerialPortError error)
 {
-    if (error == QSerialPort::NoError || m_state == State::Closed)
+    // A port that is gone repeats its error without end until it is closed.
+    if (error == QSerialPort::NoError || m_state == State::Closed || m_isPortGone)
         return;
     ++m_counters.serialErrors;
     qWarning().noquote() << "StrivixDevice: Serial error:" << error;
-    if (error != QSerialPort::ResourceError || m_isPortGone)
+    // Linux shows a removed device first as a read of no bytes, which the port calls a read error.
+    if (error != QSerialPort::ResourceError && error != QSerialPort::ReadError &&
+        error != QSerialPort::PermissionError)
         return;
     m_isPortGone = true;
     // The port is in the middle of its own work; it is closed afterwards.

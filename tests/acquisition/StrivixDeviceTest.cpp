@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "LogCapture.h"
+#include "StrivixHarness.h"
+#include "acquisition/StrivixPorts.h"
+#include "acquisition/StrivixProbe.h"
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTimer>
+#include <gmock/gmock.h>
+
+using namespace Qt::StringLiterals;
+using vt::SimulatedAmplifier;
+using vt::test::LogCapture;
+using vt::test::StrivixHarness;
+
+namespace {
+
+constexpr int StopWaitMs = 1000;
+
+} // namespace
+
+TEST(StrivixDevice, IdentifiesAndStartsWithExactlyTheseBytes)
+{
+    LogCapture log;
+    StrivixHarness harness;
+    ASSERT_TRUE(harness.startStreaming());
+    EXPECT_EQ(harness.identity(), u"Strivix SA2-0417"_s);
+    EXPECT_EQ(harness.amplifier.received(), "s\r\n\r\n?bf64292\r\nc"_ba);
+    ASSERT_TRUE(harness.adapter->stop(StopWaitMs));
+    EXPECT_TRUE(harness.adapter->released());
+    ASSERT_TRUE(harness.step());
+    EXPECT_EQ(harness.amplifier.received(), "s\r\n\r\n?bf64292\r\ncs"_ba);
+    EXPECT_TRUE(log.hasInOrder(
+        {u"StrivixDevice: ID response: Strivix SA2-0417\r\n2 channels"_s,
+         u"StrivixDevice: Connected to %1 on Strivix SA2-0417"_s.arg(harness.amplifier.portName()),
+         u"setting timer val: 64292"_s}));
+    EXPECT_EQ(harness.adapter->counters().readErrors, 0U);
+}
+
+TEST(StrivixDevice, IdentifiesAnAmplifierThatWasLeftStreaming)
+{
+    StrivixHarness harness;
+    harness.amplifier.startStreaming();
+    ASSERT_TRUE(harness.startStreaming());
+    EXPECT_TRUE(harness.errors().isEmpty());
+    EXPECT_EQ(harness.adapter->deviceCounters().bytesDropped, 0U) << "nothing old was taken for the stream";
+}
+
+TEST(StrivixDevice, SaysWhyItIsNotTheAmplifier)
+{
+    struct Case
+    {
+        const char* name;
+        void (*arrange)(SimulatedAmplifier&);
+        QString error;
+        QString logged;
+        int leastMs;
+        int mostMs;
+    };
+    const std::array<Case, 3> cases{
+        {{"no reply",
+          [](SimulatedAmplifier& a) { a.setIdentification(SimulatedAmplifier::Identification::None); },
+          u"Device did not identify as Strivix"_s,
+          u"StrivixDevice: Device on %1 did not identify as Strivix"_s, 900, 920},
+         {"another device",
+          [](SimulatedAmplifier& a) { a.setIdentification(SimulatedAmplifier::Identification::Wrong); },
+          u"Device did not identify as Strivix"_s,
+          u"StrivixDevice: Device on %1 did not identify as Strivix"_s, 500, 520},
+         {"never silent",
+          [](SimulatedAmplifier& a) {
+              a.setStopBehaviour(SimulatedAmplifier::StopBehaviour::Ignores);
+              a.startStreaming();
+          },
+          u"Device kept streaming and could not be identified"_s,
+          u"StrivixDevice: %1 kept streaming after the stop command; abandoning probe after 2000 ms"_s, 2000,
+          2020}}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        LogCapture log;
+        StrivixHarness harness;
+        c.arrange(harness.amplifier);
+        const qint64 startMs = harness.time.monotonicMs();
+        ASSERT_TRUE(harness.open());
+        ASSERT_TRUE(harness.stepUntil([&] { return !harness.errors().isEmpty(); }));
+        EXPECT_THAT(harness.errors(), testing::ElementsAre(c.error));
+        EXPECT_EQ(log.count(c.logged.arg(harness.amplifier.portName())), 1)
+            << qPrintable(log.lines().join(u'\n'));
+        EXPECT_GE(harness.time.monotonicMs() - startMs, c.leastMs);
+        EXPECT_LE(harness.time.monotonicMs() - startMs, c.mostMs);
+        EXPECT_FALSE(harness.amplifier.received().contains('c'));
+        EXPECT_TRUE(harness.adapter->stop(StopWaitMs));
+    }
+}
+
+TEST(StrivixDevice, SaysThatThePortCannotBeOpened)
+{
+    LogCapture log;
+    StrivixHarness harness;
+    harness.amplifier.disappear();
+    EXPECT_FALSE(vt::isPortPresent(harness.amplifier.portName()));
+    ASSERT_TRUE(harness.open());
+    ASSERT_TRUE(harness.stepUntil([&] { return !harness.errors().isEmpty(); }));
+    EXPECT_THAT(harness.errors(), testing::ElementsAre(u"Failed to open port: No such file or directory"_s));
+    EXPECT_TRUE(log.hasPart(u"StrivixDevice: Failed to open"_s));
+}
+
+TEST(StrivixDevice, RefusesAnotherAmplifierThanTheRequiredOne)
+{
+    StrivixHarness harness;
+    harness.adapter->setRequiredIdentity(u"Strivix SA2-9999"_s);
+    ASSERT_TRUE(harness.open());
+    ASSERT_TRUE(harness.stepUntil([&] { return !harness.errors().isEmpty(); }));
+    EXPECT_THAT(
+        harness.errors(),
+        testing::ElementsAre(u"Device identified as \"Strivix SA2-0417\" instead of \"Strivix SA2-9999\""_s));
+    EXPECT_FALSE(harness.amplifier.received().contains('c'));
+}
+
+// Nobody answers, nobody reads, and the clock of the device's waits stands still.
+TEST(StrivixDevice, StopsWithinASecondInEveryState)
+{
+    for (const int stepsBefore : {0, 1, 45, 60}) {
+        StrivixHarness harness;
+        harness.amplifier.setIdentification(SimulatedAmplifier::Identification::None);
+        ASSERT_TRUE(harness.open());
+        ASSERT_TRUE(harness.stepFor(stepsBefore * 10));
+        QElapsedTimer elapsed;
+        elapsed.start();
+        EXPECT_TRUE(harness.adapter->stop(StopWaitMs));
+        EXPECT_LT(elapsed.elapsed(), StopWaitMs);
+        EXPECT_TRUE(harness.errors().isEmpty());
+    }
+}
+
+TEST(StrivixProbe, AnswersOnTheAskersThreadAndLeavesThePortFree)
+{
+    vt::SystemTimeSource time;
+    SimulatedAmplifier amplifier(time, {});
+    ASSERT_TRUE(amplifier.errorText().isEmpty());
+    vt::Inbox here;
+    QEventLoop loop;
+    for (int round = 0; round < 2; ++round) { // the second finds the port closed again
+        std::optional<vt::StrivixProbeResult> result;
+        const vt::StrivixProbe probe(time, amplifier.portName(), here,
+                                     [&](const vt::StrivixProbeResult& answer) {
+                                         EXPECT_EQ(QThread::currentThread(), here.thread());
+                                         result = answer;
+                                         loop.quit();
+                                     });
+        QTimer::singleShot(10000, &loop, &QEventLoop::quit);
+        loop.exec();
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->identity, u"Strivix SA2-0417"_s);
+        EXPECT_EQ(result->error, QString());
+    }
+    EXPECT_EQ(amplifier.received(), "s\r\n\r\n?s\r\n\r\n?"_ba);
+}
