@@ -1,0 +1,418 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "hardware/StimulationController.h"
+#include "FakeTimeSource.h"
+#include "LogCapture.h"
+#include "hardware/StimulationRows.h"
+
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+namespace vt {
+namespace {
+
+/// Ten o'clock on a Monday; a controller whose signals are written down as texts, "name mask [...]".
+class Stimulation : public testing::Test
+{
+protected:
+    Stimulation()
+    {
+        using C = StimulationController;
+        const auto masks = [this](const char* name) {
+            return
+                [this, name](std::uint16_t mask) { note(QStringLiteral("%1 %2").arg(text(name)).arg(mask)); };
+        };
+        QObject::connect(&controller, &C::activateVexioStimulation, masks("activate"));
+        QObject::connect(&controller, &C::updateVexioCageEnable, masks("enable"));
+        QObject::connect(&controller, &C::stopVexioStimulation, masks("stop"));
+        QObject::connect(&controller, &C::pulseDioOutput, masks("pulse"));
+        QObject::connect(&controller, &C::setDioOutputHold, masks("hold"));
+        QObject::connect(&controller, &C::clearDioOutput, masks("clear"));
+        QObject::connect(&controller, &C::outsideStimulationPeriod, [this] { note(text("outside")); });
+        QObject::connect(&controller, &C::setVexioCageDuration, [this](int mask, int duration) {
+            note(QStringLiteral("duration %1 %2").arg(mask).arg(duration));
+        });
+        QObject::connect(&controller, &C::writeVexioCageConfigs, [this](const auto& configs) {
+            note(QStringLiteral("write %1").arg(configs.size()));
+        });
+        QObject::connect(&controller, &C::stimulationTriggered, [this](int mask, const QString& reason) {
+            note(QStringLiteral("triggered %1 %2").arg(mask).arg(reason));
+        });
+    }
+
+    static QString text(const char* latin1) { return QString::fromLatin1(latin1); }
+    void note(const QString& event) { m_events << event; }
+    /// What has been signalled since the last call, joined by ", ".
+    std::string events() { return std::exchange(m_events, {}).join(QStringLiteral(", ")).toStdString(); }
+
+    void run(StimulationProtocol protocol, std::uint16_t enabled)
+    {
+        controller.setProtocol(protocol);
+        controller.setCageEnableMask(enabled);
+        controller.start();
+        m_events.clear();
+    }
+    void decide(const std::vector<bool>& sleeping, const std::vector<double>& statistics = {})
+    {
+        controller.handleNewSleepDecision(sleeping, {}, statistics);
+    }
+    /// Allows stimulation on Mondays from 10:00 to 10:01 only.
+    void closeWindowAfterAMinute()
+    {
+        controller.setScheduleEntries({{{text("days"), QVariantHash{{text("monday"), true}}},
+                                        {text("startTime"), QTime(10, 0)},
+                                        {text("endTime"), QTime(10, 1)}}});
+    }
+    [[nodiscard]] bool logged(const char* line) const { return log.has(text(line)); }
+    void openLog() { controller.initStimFile(m_logPath); }
+    /// The log's rows without header, date and line ends.
+    [[nodiscard]] std::vector<std::string> rows() const
+    {
+        QFile file(m_logPath);
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        std::vector<std::string> rows;
+        for (const QByteArray& line : file.readAll().split('\n').mid(1)) {
+            QList<QByteArray> cells = line.split(',');
+            cells.remove(cells.size() > 1 ? 1 : 0);
+            if (!cells.isEmpty())
+                rows.push_back(cells.join(',').toStdString());
+        }
+        return rows;
+    }
+
+    test::LogCapture log;
+    test::FakeTimeSource time;
+    StimulationController controller{time, nullptr, 5489};
+
+private:
+    QTemporaryDir m_folder;
+    const QString m_logPath = m_folder.filePath(QStringLiteral("r_Stim.csv"));
+    QStringList m_events;
+};
+
+TEST_F(Stimulation, SleepersAreStimulatedAtEveryDecisionPastTheThreshold)
+{
+    controller.setVexioPresent(true);
+    controller.setExtTriggerMask(0b100);
+    decide({true, true, true}); // not running
+    run(StimulationProtocol::SleepBased, 0b101);
+    decide({true, true, true});
+    EXPECT_EQ(events(), "");
+    time.advance(2000);
+    decide({true, true, true});
+    time.advance(2000);
+    decide({true, true, true});
+    EXPECT_EQ(events(), "activate 1, triggered 1 Sleep-based, activate 1, triggered 1 Sleep-based");
+    controller.stop();
+    time.advance(2000);
+    decide({true});
+    controller.start(); // who sleeps is learned anew
+    decide({true});
+    EXPECT_EQ(events(), "enable 5"); // and no profiles are known to write
+}
+
+TEST_F(Stimulation, ActivityIsTheDecisionStatistic)
+{
+    controller.setVexioPresent(true);
+    controller.setActivityThreshold(1.5);
+    run(StimulationProtocol::ActivityBased, 0xFF);
+    controller.handleActivityData(std::vector<double>(20, 100.0));
+    EXPECT_EQ(controller.activityLevels().size(), 16U);
+    decide({false, true, false}, {1.5, 1.6, -3.0});
+    EXPECT_EQ(events(), "activate 2, triggered 2 ActivityBased");
+}
+
+TEST_F(Stimulation, OutsideTheScheduleDecisionsStimulateNothing)
+{
+    closeWindowAfterAMinute();
+    run(StimulationProtocol::ActivityBased, 0xFF);
+    time.advance(60000);
+    for (int i = 0; i < 3; ++i)
+        decide({true}, {1.0});
+    decide({true}, {-1.0}); // nobody due
+    EXPECT_EQ(events(), "outside, outside, outside");
+    EXPECT_EQ(log.count(text("StimulationController: ActivityBased stimulation due but outside stim period")),
+              1);
+    controller.triggerManualStimulation();
+    EXPECT_TRUE(logged("StimulationController: Manual stim requested but outside stim period"));
+}
+
+TEST_F(Stimulation, OpenLoopKeepsItsInterval)
+{
+    controller.setVexioPresent(true);
+    closeWindowAfterAMinute();
+    controller.setOpenLoopConfig(20000, 40000, false);
+    run(StimulationProtocol::OpenLoop, 0);
+    EXPECT_TRUE(
+        logged("StimulationController: Open-loop config - min: 20000 ms, max: 40000 ms, random: false"));
+    EXPECT_TRUE(logged("StimulationController: Open-loop timer started, interval: 20000 ms"));
+    time.advance(20000);
+    EXPECT_TRUE(logged("StimulationController: Open-loop timeout but no cages enabled"));
+    controller.setCageEnableMask(0b11);
+    time.advance(10000);
+    controller.setOpenLoopConfig(20000, 50000, false); // already runs at 20 s: is not restarted
+    time.advance(10000);
+    EXPECT_EQ(events(), "enable 3, activate 3, triggered 3 Open-loop timer");
+    time.advance(20000); // 10:01
+    EXPECT_TRUE(logged("StimulationController: Open-loop timeout but outside stim period"));
+    EXPECT_EQ(events(), "outside");
+    controller.setScheduleEntries({});
+    controller.setOpenLoopConfig(5000, 5000, false);
+    time.advance(5000);
+    EXPECT_EQ(events(), "activate 3, triggered 3 Open-loop timer");
+    controller.setProtocol(StimulationProtocol::SleepBased);
+    EXPECT_TRUE(logged("StimulationController: Open-loop timer stopped"));
+    EXPECT_EQ(time.activeTimers(), 0);
+    controller.setProtocol(StimulationProtocol::OpenLoop);
+    controller.setOpenLoopConfig(0, 5000, false);
+    EXPECT_EQ(time.activeTimers(), 0);
+}
+
+TEST_F(Stimulation, OpenLoopDrawsItsIntervals)
+{
+    controller.setVexioPresent(true);
+    EXPECT_TRUE(logged("StimulationController: Random seed 5489"));
+    controller.setOpenLoopConfig(60000, 120000, true);
+    run(StimulationProtocol::OpenLoop, 1);
+    time.advance(60000); // the first one is the minimum
+    EXPECT_EQ(events(), "activate 1, triggered 1 Open-loop timer");
+    // 60000 + floor(60001 u / 2^32) for the Mersenne Twister's first outputs 3499211612 and 581869302
+    EXPECT_TRUE(logged("StimulationController: Next random interval: 108884 ms (range: 60000 - 120000)"));
+    time.advance(108883);
+    EXPECT_EQ(events(), "");
+    time.advance(1);
+    EXPECT_EQ(controller.openLoopIntervalMs(), 68128);
+    EXPECT_EQ(events(), "activate 1, triggered 1 Open-loop timer");
+    controller.setOpenLoopConfig(60000, 50000, true); // no range
+    time.advance(60000);
+    time.advance(60000);
+    EXPECT_EQ(events(), "activate 1, triggered 1 Open-loop timer, activate 1, triggered 1 Open-loop timer");
+}
+
+TEST_F(Stimulation, TriggeredCagesAreLeftOutOfTheProtocols)
+{
+    controller.setVexioPresent(true);
+    controller.setDioPresent(true);
+    controller.triggerManualStimulation();
+    EXPECT_TRUE(logged("StimulationController: Manual stim requested but no cages enabled"));
+    controller.setCageEnableMask(0b0110);
+    controller.setExtTriggerMask(0b1100);
+    EXPECT_EQ(events(), "enable 6, enable 14"); // a triggered cage must be enabled in the unit, too
+    EXPECT_TRUE(
+        logged("StimulationController::setExtTriggerMask - Ext trigger mask set to 0b0000000000001100 "
+               "cageEnableMask: 0b0000000000000110"));
+    openLog();
+    controller.triggerManualStimulation();
+    EXPECT_EQ(events(), "activate 2, pulse 2, hold 2, triggered 2 Manual trigger");
+    EXPECT_TRUE(logged("StimulationController: Manual trigger stimulation of cages: 0b0000000000000010"
+                       "  (ext-trig excluded: 0b0000000000000100)"));
+    controller.setExtTriggerMask(0b0110);
+    events();
+    controller.triggerManualStimulation();
+    EXPECT_EQ(events(), "");
+    EXPECT_EQ(rows().size(), 1U);
+}
+
+TEST_F(Stimulation, ExternalTriggersStartRekickAndStopTheirCages)
+{
+    controller.setVexioPresent(true);
+    controller.setActiveChannelCount(3);
+    controller.setExtTriggerMask(0b011);
+    run(StimulationProtocol::ManualTrigger, 0);
+    openLog();
+    controller.handleDioInputState(0b101); // input 3 is not a trigger
+    controller.handleDioInputState(0b001); // no edge
+    EXPECT_EQ(events(), "activate 1, triggered 1 ExtTrigger");
+    EXPECT_TRUE(logged("StimulationController: Ext trigger RISING EDGE for cages: 0b0000000000000001"));
+    time.advance(5000);
+    controller.handleDioInputState(0b011);
+    EXPECT_EQ(events(), "activate 2, triggered 2 ExtTrigger");
+    time.advance(4500);
+    EXPECT_EQ(events(), "activate 3, triggered 3 ExtTrigger-Rekick");
+    EXPECT_TRUE(logged("StimulationController: Ext trigger RE-KICK for cages: 0b0000000000000011"));
+    controller.handleDioInputState(0b010);
+    EXPECT_EQ(events(), "stop 1");
+    time.advance(9500);
+    EXPECT_EQ(events(), "activate 2, triggered 2 ExtTrigger-Rekick");
+    controller.handleDioInputState(0);
+    EXPECT_TRUE(
+        logged("StimulationController: Ext trigger FALLING EDGE, stopping cages: 0b0000000000000010"));
+    EXPECT_TRUE(logged("StimulationController: All ext trigger inputs LOW, stopping re-kick timer"));
+    EXPECT_EQ(time.activeTimers(), 0);
+    const std::vector<std::string> wanted{
+        "digInput,Ext.Trig_High,1,0,0",
+        "Stim,ExtTrigger,1,2,3,0/0.00/0.0,-/-/-,-/-/-",
+        "digInput,Ext.Trig_High,0,1,0",
+        "Stim,ExtTrigger,1,2,3,-/-/-,0/0.00/0.0,-/-/-",
+        "Stim,ExtTrigger-Rekick,1,2,3,0/0.00/0.0,0/0.00/0.0,-/-/-",
+        "digInput,Ext.Trig_Low,1,0,0",
+        "Stim,ExtTrigger-Rekick,1,2,3,-/-/-,0/0.00/0.0,-/-/-",
+        "digInput,Ext.Trig_Low,0,1,0",
+    };
+    EXPECT_EQ(rows(), wanted);
+    controller.handleDioInputState(0b01);
+    controller.stop();
+    events();
+    EXPECT_EQ(time.activeTimers(), 0);
+    controller.handleDioInputState(0b10); // stopped: nobody reacts
+    EXPECT_EQ(events(), "");
+}
+
+TEST_F(Stimulation, ExternalTriggersKeepToTheSchedule)
+{
+    controller.setVexioPresent(true);
+    closeWindowAfterAMinute();
+    controller.setExtTriggerMask(0b011);
+    run(StimulationProtocol::ManualTrigger, 0);
+    time.advance(55000);
+    controller.handleDioInputState(0b001);
+    events();
+    time.advance(9500); // 10:01:04.5
+    EXPECT_TRUE(logged("StimulationController: Re-kick timer - outside stim period, stopping"));
+    EXPECT_EQ(time.activeTimers(), 0);
+    controller.handleDioInputState(0b010); // the end of a trigger stops its cage all the same
+    EXPECT_EQ(events(), "stop 1, outside");
+    EXPECT_TRUE(logged("StimulationController: Outside stim period, clearing ext trigger tracking"));
+    controller.setScheduleEntries({});
+    controller.handleDioInputState(0b010); // still high when the window opens: counts now
+    EXPECT_EQ(events(), "activate 2, triggered 2 ExtTrigger");
+}
+
+TEST_F(Stimulation, OutputsStayOnForTheCagesDurationAndGoOffWithTheNextTick)
+{
+    controller.setDioPresent(true);
+    controller.setCageDuration(0, 120);
+    controller.setCageDuration(9, 1000);
+    controller.setCageDuration(16, 1000);
+    EXPECT_TRUE(logged("StimulationController::setCageDuration - Invalid cage number: 16"));
+    controller.setActiveChannelCount(10);
+    run(StimulationProtocol::ManualTrigger, 0b1000000001);
+    openLog();
+    EXPECT_TRUE(log.hasPart(text("_Stim.csv (mode: DIO-only)")));
+    controller.triggerManualStimulation();
+    EXPECT_EQ(events(), "pulse 513, hold 513, triggered 513 Manual trigger");
+    time.advance(149);
+    EXPECT_EQ(events(), "");
+    time.advance(1);
+    EXPECT_EQ(events(), "clear 1");
+    controller.triggerManualStimulation(); // stimulated again: stays on
+    events();
+    time.advance(900);
+    EXPECT_EQ(events(), "clear 1");
+    time.advance(200);
+    EXPECT_EQ(events(), "clear 512");
+    EXPECT_EQ(time.activeTimers(), 0);
+    controller.triggerManualStimulation();
+    events();
+    controller.stop();
+    EXPECT_EQ(events(), "clear 513");
+    EXPECT_EQ(time.activeTimers(), 0);
+    EXPECT_EQ(rows().front(), "digOutput,n/a,n/a,n/a,10,1,0,0,0,0,0,0,0,0,1");
+}
+
+TEST_F(Stimulation, SettingsReachTheUnitWithWhatWasDrawn)
+{
+    VexioSettings vexio;
+    vexio.enabled = true;
+    vexio.protocol = StimulationProtocol::OpenLoop;
+    vexio.minIntervalMs = 90000;
+    vexio.sleepDurationSec = 7;
+    vexio.cageEnableMask = 0b001;
+    vexio.extTriggerMask = 0b100;
+    vexio.cages[0] = {100, 100, 20, 0, true, false, false};
+    controller.setVexioPresent(true);
+    controller.setActiveChannelCount(1);
+    controller.applySettings(vexio, {});
+    EXPECT_EQ(controller.cageConfigs()[0].frequency, 208); // 3499211612 / 2^24
+    EXPECT_EQ(events(), "enable 4, enable 5");
+    openLog();
+    EXPECT_TRUE(log.hasPart(text("_Stim.csv (mode: OpenLoop)")));
+    controller.start();
+    EXPECT_EQ(events(), "write 8, enable 5");
+    controller.setCageDuration(0, 3000);
+    EXPECT_EQ(events(), "duration 1 6");
+    time.advance(90000);
+    controller.writeDiagRow(0x80, 1, 2, 3);
+    EXPECT_EQ(rows(), (std::vector<std::string>{"Stim,Open-loop timer,1.5,7,1,3/2.96/3.9",
+                                                "Diag,0x80,0x01,0x02,0x03"}));
+    events();
+    controller.applySettings(vexio, {});                  // while running: drawn anew, written at once
+    EXPECT_EQ(controller.cageConfigs()[0].frequency, 34); // 581869302 / 2^24
+    EXPECT_EQ(events(), "write 8, enable 5, enable 5");
+    vexio.enabled = false;
+    controller.applySettings(vexio, {});
+    EXPECT_EQ(controller.protocol(), StimulationProtocol::ManualTrigger);
+    EXPECT_EQ(controller.cageEnableMask() | controller.extTriggerMask(), 0);
+}
+
+TEST_F(Stimulation, DigitalOutputsAloneStimulateAllChannels)
+{
+    DioSettings dio;
+    dio.enabled = true;
+    dio.openLoop = true;
+    dio.stimIntervalMin = 0.5;
+    VexioSettings absentUnit;
+    absentUnit.enabled = true;
+    absentUnit.cageEnableMask = 1;
+    controller.setDioPresent(true);
+    controller.setActiveChannelCount(16);
+    controller.start();
+    controller.applySettings(absentUnit, dio);
+    EXPECT_TRUE(logged("StimulationController: Standalone DIO mode, enabling all 16 channels"));
+    EXPECT_TRUE(
+        logged("StimulationController::handleDioConfigChanged - enabled: true openLoop: true interval: 0.5 "
+               "sleepDuration: 2"));
+    EXPECT_EQ(controller.cageEnableMask(), 0xFFFF);
+    events();
+    time.advance(30000);
+    EXPECT_EQ(events(), "pulse 65535, hold 65535, triggered 65535 Open-loop timer");
+    controller.handleDioConfigChanged(true, false, 0.5, 9);
+    EXPECT_EQ(controller.protocol(), StimulationProtocol::SleepBased);
+    controller.handleDioConfigChanged(false, false, 0.5, 9);
+    EXPECT_TRUE(logged("StimulationController: DIO disabled, switching to ManualTrigger protocol"));
+    EXPECT_EQ(controller.protocol(), StimulationProtocol::ManualTrigger);
+}
+
+TEST_F(Stimulation, ConfigurationChangesOnlyTakeBackTheirOwnProtocol)
+{
+    const auto protocolAfter = [this](StimulationProtocol before, const auto& change) {
+        controller.setProtocol(before);
+        change();
+        return controller.protocol();
+    };
+    using P = StimulationProtocol;
+    const auto openLoop = [this](bool enabled) {
+        return [this, enabled] { controller.handleOpenLoopConfigChanged(enabled, 7, 8, false, {}); };
+    };
+    const auto sleepBased = [this](bool enabled) {
+        return [this, enabled] { controller.handleSleepBasedConfigChanged(enabled, 3, {}); };
+    };
+    EXPECT_EQ(protocolAfter(P::SleepBased, openLoop(true)), P::OpenLoop);
+    EXPECT_EQ(protocolAfter(P::OpenLoop, openLoop(false)), P::ManualTrigger);
+    EXPECT_EQ(protocolAfter(P::SleepBased, openLoop(false)), P::SleepBased);
+    EXPECT_EQ(protocolAfter(P::OpenLoop, sleepBased(true)), P::SleepBased);
+    EXPECT_EQ(protocolAfter(P::SleepBased, sleepBased(false)), P::ManualTrigger);
+    EXPECT_EQ(protocolAfter(P::ActivityBased, sleepBased(false)), P::ActivityBased);
+}
+
+TEST_F(Stimulation, LatencyRunsFromTheFrameToTheRegisterWrite)
+{
+    controller.setVexioPresent(true);
+    run(StimulationProtocol::ActivityBased, 0xFF);
+    controller.noteDecisionFrameArrival(time.monotonicUs());
+    decide({true}, {-1.0}); // nobody due: this arrival is over
+    decide({true}, {1.0});
+    controller.noteActivationReturned(time.monotonicUs());
+    controller.noteDecisionFrameArrival(time.monotonicUs());
+    time.advance(12);
+    decide({true}, {1.0});
+    time.advance(30);
+    controller.noteActivationReturned(time.monotonicUs());
+    EXPECT_TRUE(logged("StimulationController: Latency from frame to register write: 42.0 ms"));
+    controller.logLatencySummary();
+    EXPECT_TRUE(
+        logged("StimulationController: Latency from frame to register write, 1 stimulations: median 42.0 ms, "
+               "95th percentile 42.0 ms, maximum 42.0 ms"));
+}
+
+} // namespace
+} // namespace vt
