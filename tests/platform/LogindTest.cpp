@@ -241,5 +241,29 @@ TEST(Logind, TellsWhatTheLidDoes)
     }
 }
 
+// Of the programs that are there, the first one in the order of preference is started, with its page.
+TEST(PowerSettings, OpensTheDesktopsOwn)
+{
+    QTemporaryDir programs;
+    const QByteArray pathBefore = qgetenv("PATH");
+    qputenv("PATH", QFile::encodeName(programs.path()));
+    EXPECT_FALSE(PowerSchemeQuery::openPowerSettings());
+    const QString started = programs.filePath(QStringLiteral("started"));
+    for (const char* name : {"xfce4-power-manager-settings", "systemsettings"}) {
+        QFile program(programs.filePath(QLatin1String(name)));
+        ASSERT_TRUE(program.open(QIODevice::WriteOnly));
+        program.write("#!/bin/sh\necho ${0##*/} $* > '" + QFile::encodeName(started) + ".new'\n/bin/mv '" +
+                      QFile::encodeName(started) + ".new' '" + QFile::encodeName(started) + "'\n");
+        program.close();
+        ASSERT_TRUE(program.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    }
+    EXPECT_TRUE(PowerSchemeQuery::openPowerSettings());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return QFile::exists(started); }, 10000));
+    QFile line(started);
+    EXPECT_TRUE(line.open(QIODevice::ReadOnly));
+    EXPECT_EQ(line.readAll(), QByteArray("systemsettings kcm_powerdevilprofilesconfig\n"));
+    qputenv("PATH", pathBefore);
+}
+
 } // namespace
 } // namespace vt

@@ -8,7 +8,7 @@
 namespace vt::PowerSchemeQuery {
 
 /// query() on a given bus, with the batteries of a given folder in the layout of /sys/class/power_supply.
-void queryLid(QDBusConnection bus, const QString& powerSupplyFolder, QObject* receiver,
+void queryLid(const QDBusConnection& bus, const QString& powerSupplyFolder, QObject* receiver,
               std::function<void(const Result&)> answered);
 
 } // namespace vt::PowerSchemeQuery

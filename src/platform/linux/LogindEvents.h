@@ -28,12 +28,10 @@ public:
     void setAcquiring(bool acquiring) override;
     void readyForSystemEvent() override;
 
-private slots:
-    void prepareForShutdown(bool starting);
-    void prepareForSleep(bool starting);
-
 private:
     enum class Phase { Quiet, Pending, Released };
+    Q_SLOT void prepareForShutdown(bool starting);
+    Q_SLOT void prepareForSleep(bool starting);
     void subscribe();
     void followLogind();
     void readDelay();

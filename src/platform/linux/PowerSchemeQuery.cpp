@@ -77,7 +77,7 @@ struct Answers
     }
 };
 
-void ask(QDBusConnection bus, const QString& property, QString Answers::*target, QObject* receiver,
+void ask(const QDBusConnection& bus, const QString& property, QString Answers::*target, QObject* receiver,
          const std::shared_ptr<Answers>& answers)
 {
     auto* watcher = new QDBusPendingCallWatcher(
@@ -96,7 +96,7 @@ void ask(QDBusConnection bus, const QString& property, QString Answers::*target,
 
 } // namespace
 
-void queryLid(QDBusConnection bus, const QString& powerSupplyFolder, QObject* receiver,
+void queryLid(const QDBusConnection& bus, const QString& powerSupplyFolder, QObject* receiver,
               std::function<void(const Result&)> answered)
 {
     auto answers = std::make_shared<Answers>();
