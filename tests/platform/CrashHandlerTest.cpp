@@ -98,6 +98,9 @@ TEST_P(Crash, LeavesAReportAndEndsByItsSignal)
     expectMatch(m_error, QStringLiteral("^Application crashed!\nCrash log saved to:\n%1\n\nException: %2$")
                              .arg(QRegularExpression::escape(m_path), QString::fromLatin1(way.type)));
     expectMatch(log(), QStringLiteral("LogManager: Initialization complete\n"));
+    if (QByteArrayView(way.name) == "fatal")
+        expectMatch(log(),
+                    QStringLiteral("^\\[.* F\\] tests/platform/CrashingProgram.cpp:\\d+ - the last words$"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
