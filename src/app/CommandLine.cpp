@@ -50,6 +50,10 @@ void addOptions(QCommandLineParser& parser)
         {u"animal"_s, u"\"mouse\" or \"rat\", for the simulated unit."_s, u"KIND"_s},
         {u"animal-id"_s, u"Animal ID of the next channel; give it once per channel."_s, u"ID"_s},
         {u"output"_s, u"Base path of the recording's files."_s, u"BASE"_s},
+        {u"setup"_s,
+         u"Apply this setup file (.vtconfig). What other options say, such as animal IDs, goes before "
+         "what the file says."_s,
+         u"FILE"_s},
         {u"duration"_s, u"Stop by itself after this many seconds of acquired signal."_s, u"SECONDS"_s},
         {u"activity-only"_s, u"Record raw data and activity only; no sleep decisions."_s},
         {u"bandpass"_s, u"Show band-passed signals (the recording is not changed by it)."_s},
@@ -57,6 +61,7 @@ void addOptions(QCommandLineParser& parser)
         {u"list-devices"_s,
          u"Print what can be recorded from, one a line, tab-separated: name, type, serial, "
          "simulated (yes or no)."_s},
+        {u"clear-settings"_s, u"Forget all stored settings first, then start as usual."_s},
         {{u"h"_s, u"help"_s}, u"Show this text."_s},
         {{u"v"_s, u"version"_s}, u"Show the program's version."_s},
     });
@@ -169,6 +174,10 @@ CommandLine parseCommandLine(const QStringList& arguments)
     line.activityOnly = parser.isSet(u"activity-only"_s);
     line.bandpass = parser.isSet(u"bandpass"_s);
     line.nidaqmxLibrary = parser.value(u"nidaqmx-library"_s);
+    line.setupFile = parser.value(u"setup"_s);
+    line.clearSettings = parser.isSet(u"clear-settings"_s);
+    if (parser.isSet(u"setup"_s) && line.setupFile.isEmpty())
+        reader.fail(u"--setup needs a FILE."_s);
     readNumbers(reader, line);
     readAnimal(parser, reader, line);
 

@@ -28,6 +28,8 @@ struct CommandLine
     bool activityOnly = false;
     bool bandpass = false;
     QString nidaqmxLibrary;
+    QString setupFile; ///< setup file to apply once the device is known; whether it exists is not looked at
+    bool clearSettings = false;
 
     [[nodiscard]] quint64 frameLimit() const;
 };

@@ -6,6 +6,7 @@
 #include "ui/ControlBar.h"
 #include "ui/DevicePanel.h"
 #include "ui/LiveTraces.h"
+#include "ui/SetupFileActions.h"
 #include "ui/SetupPanel.h"
 #include "ui/SleepTable.h"
 #include "ui/StatusStrip.h"
@@ -47,6 +48,7 @@ MainWindow::MainWindow(SessionController& controller, WindowInteraction& user,
     buildMenus(preferences);
     applyTheme();
     m_setup->setSuggestedPath(preferences.saveFileName);
+    m_setupFile->setFolder(preferences.lastConfigDir);
     connectPanels();
     connectSession();
     setMinimumSize(1100, 640);
@@ -106,6 +108,7 @@ QWidget* MainWindow::buildConfigPage()
     auto* page = new QWidget(scroll);
     m_devices = new DevicePanel(page);
     m_setup = new SetupPanel(page);
+    m_setupFile = new SetupFileActions(*m_setup, m_user, this);
     auto* layout = new QVBoxLayout(page);
     layout->setContentsMargins(0, spacing::Small, 0, 0);
     layout->setSpacing(spacing::Small);
@@ -161,6 +164,10 @@ void MainWindow::buildMenus(const WindowPreferences& preferences)
     recording->addSeparator();
     QAction* file = recording->addAction(tr("Select &File..."), this, [this] { m_setup->selectFile(); });
     file->setShortcut(QKeySequence::SaveAs);
+    m_loadConfigAction = recording->addAction(tr("Load Config…"), m_setupFile, &SetupFileActions::load);
+    m_loadConfigAction->setShortcut(QKeySequence::Open);
+    recording->addAction(tr("Save Config…"), m_setupFile, &SetupFileActions::save)
+        ->setShortcut(QKeySequence::Save);
     recording->addSeparator();
     QAction* quit = recording->addAction(tr("&Quit"), this, &QWidget::close);
     quit->setShortcut(QKeySequence::Quit);
@@ -187,11 +194,15 @@ void MainWindow::connectPanels()
     connect(m_devices, &DevicePanel::deviceChosen, this, [this](const QString& name) {
         m_device = {};
         m_setup->setDevice({});
+        m_setupFile->setDevice({});
         updateSteps();
         m_controller.selectDevice(name);
     });
     connect(m_setup, &SetupPanel::basePathChosen, this, &MainWindow::saveFileNameChosen);
     connect(m_setup, &SetupPanel::setupChanged, this, &MainWindow::updateSteps);
+    connect(m_setupFile, &SetupFileActions::folderChosen, this, &MainWindow::configDirChosen);
+    connect(m_setupFile, &SetupFileActions::done, this,
+            [this](const QString& message) { statusBar()->showMessage(message, MessageMs); });
     connect(&m_user, &WindowInteraction::recordingIndicatorChanged, this, [this](const QString& text) {
         m_indicator->setText(text.isEmpty() ? QString() : QStringLiteral("●  ") + text);
         m_indicator->setAccessibleName(text);
@@ -211,6 +222,7 @@ void MainWindow::connectSession()
         m_device = details;
         m_devices->setDetails(details);
         m_setup->setDevice(details);
+        m_setupFile->setDevice(details);
         m_simulated->setVisible(details.usable && details.simulated);
         updateSteps();
     });
@@ -233,6 +245,8 @@ void MainWindow::handleState(SessionState state)
     const bool idle = state == SessionState::Idle;
     m_devices->setLocked(!idle);
     m_setup->setLocked(!idle);
+    m_setupFile->setLocked(!idle);
+    m_loadConfigAction->setEnabled(idle);
     m_startAction->setEnabled(idle);
     m_stopAction->setEnabled(!idle && state != SessionState::Stopping);
     m_markerAction->setEnabled(state == SessionState::Recording);

@@ -18,6 +18,7 @@ namespace vt {
 class ControlBar;
 class DevicePanel;
 class LiveTraces;
+class SetupFileActions;
 class SetupPanel;
 class SleepTable;
 class StatusStrip;
@@ -30,6 +31,7 @@ struct WindowPreferences
     QString saveFileName;                   ///< "saveFileName"
     QByteArray geometry;                    ///< "geometry"
     bool autoResumeOnDaqDisconnect = false; ///< "autoResumeOnDaqDisconnect", as stored
+    QString lastConfigDir = {};             ///< "SetupDialog/lastConfigDir"
 };
 
 /// The session's face: shows its state, passes on what the user wants. Never waits. Interface thread.
@@ -48,11 +50,15 @@ public:
     void chooseDevice(const QString& name);
     /// For a setup that comes from elsewhere: the command line, a setup file.
     [[nodiscard]] SetupPanel* setupPanel() const { return m_setup; }
+    /// Loads and saves setup files.
+    [[nodiscard]] SetupFileActions* setupFileActions() const { return m_setupFile; }
     [[nodiscard]] LiveTraces* liveTraces() const { return m_traces; }
 
 signals:
     /// The name of the next recording was chosen in the dialog: store it.
     void saveFileNameChosen(const QString& basePath);
+    /// A setup file in this folder was loaded or saved: store it.
+    void configDirChosen(const QString& folder);
     /// The menu entry was used: store it for the next start.
     void autoResumeChosen(bool enabled);
     /// The window closes for good: store its geometry.
@@ -89,6 +95,7 @@ private:
     StatusStrip* m_strip = nullptr;
     DevicePanel* m_devices = nullptr;
     SetupPanel* m_setup = nullptr;
+    SetupFileActions* m_setupFile = nullptr;
     SleepTable* m_sleep = nullptr;
     LiveTraces* m_traces = nullptr;
     QTabWidget* m_side = nullptr;
@@ -99,6 +106,7 @@ private:
     QAction* m_startAction = nullptr;
     QAction* m_stopAction = nullptr;
     QAction* m_markerAction = nullptr;
+    QAction* m_loadConfigAction = nullptr;
     QTimer m_statusTimer;
     DeviceDetails m_device;
     statustext::Scoring m_scoring = statustext::Scoring::SleepWake;

@@ -55,13 +55,16 @@ SetupPanel::SetupPanel(QWidget* parent)
       m_animalsOrHint(new QStackedWidget(this)), m_lightOn(new QTimeEdit(this)),
       m_darkOn(new QTimeEdit(this)), m_activityOnly(new QCheckBox(this)), m_bandpass(new QCheckBox(this)),
       m_fileName(new ElidedLabel(this)), m_folder(new ElidedLabel(this)),
-      m_selectFile(new QPushButton(tr("Select &File..."), this))
+      m_selectFile(new QPushButton(tr("Select &File..."), this)),
+      m_loadConfig(new QPushButton(tr("Load Config…"), this)),
+      m_saveConfig(new QPushButton(tr("Save Config…"), this))
 {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(spacing::Small);
     layout->addWidget(buildAnimals(), 1);
     layout->addWidget(buildFile());
+    layout->addLayout(buildConfigButtons());
     setSetup({});
     setDevice({});
 }
@@ -155,6 +158,21 @@ Card* SetupPanel::buildFile()
     return card;
 }
 
+QLayout* SetupPanel::buildConfigButtons()
+{
+    describe(m_loadConfig, tr("Load a setup file"), tr("Take animals, light cycle and more from a file"));
+    m_loadConfig->setObjectName(QStringLiteral("loadConfig"));
+    describe(m_saveConfig, tr("Save a setup file"), tr("Keep this setup in a file for later recordings"));
+    m_saveConfig->setObjectName(QStringLiteral("saveConfig"));
+    connect(m_loadConfig, &QPushButton::clicked, this, &SetupPanel::loadConfigRequested);
+    connect(m_saveConfig, &QPushButton::clicked, this, &SetupPanel::saveConfigRequested);
+    auto buttons = std::make_unique<QHBoxLayout>();
+    buttons->setSpacing(spacing::Small);
+    buttons->addWidget(m_loadConfig, 1);
+    buttons->addWidget(m_saveConfig, 1);
+    return buttons.release();
+}
+
 void SetupPanel::setDevice(const DeviceDetails& details)
 {
     m_offeredChannels = details.usable ? std::min(details.offeredChannels, MaxChannels) : 0;
@@ -173,6 +191,7 @@ void SetupPanel::setDevice(const DeviceDetails& details)
 
 void SetupPanel::setSetup(const RecordingSetup& setup)
 {
+    m_carried = setup;
     m_ids = setup.animalIds;
     m_wantedChannels = setup.channelCount;
     m_channelCount->setValue(setup.channelCount);
@@ -186,7 +205,7 @@ void SetupPanel::setSetup(const RecordingSetup& setup)
 
 RecordingSetup SetupPanel::setup() const
 {
-    RecordingSetup setup;
+    RecordingSetup setup = m_carried;
     setup.basePath = m_basePath;
     setup.channelCount = m_channelCount->value();
     setup.animalIds = enteredAnimalIds();
@@ -195,6 +214,13 @@ RecordingSetup SetupPanel::setup() const
     setup.activityOnly = m_activityOnly->isChecked();
     setup.bandpass = m_bandpass->isChecked();
     return setup;
+}
+
+RecordingSetup SetupPanel::setupToSave() const
+{
+    RecordingSetup all = setup();
+    all.animalIds = m_ids;
+    return all;
 }
 
 void SetupPanel::finishEditing()
@@ -288,7 +314,7 @@ void SetupPanel::setLocked(bool locked)
     m_animals->setEditTriggers(channels ? QAbstractItemView::AllEditTriggers
                                         : QAbstractItemView::NoEditTriggers);
     for (QWidget* field : {static_cast<QWidget*>(m_activityOnly), static_cast<QWidget*>(m_bandpass),
-                           static_cast<QWidget*>(m_selectFile)})
+                           static_cast<QWidget*>(m_selectFile), static_cast<QWidget*>(m_loadConfig)})
         field->setEnabled(!locked);
 }
 

@@ -9,6 +9,7 @@
 
 class QCheckBox;
 class QLabel;
+class QLayout;
 class QPushButton;
 class QSpinBox;
 class QStackedWidget;
@@ -34,6 +35,8 @@ public:
     /// The channel count is limited to what the unit offers, now or once one is chosen.
     void setSetup(const RecordingSetup& setup);
     [[nodiscard]] RecordingSetup setup() const;
+    /// The same with the animal IDs of all of the device's channels, for a setup file.
+    [[nodiscard]] RecordingSetup setupToSave() const;
     /// Takes over what is still being typed into the table; for a start by a key.
     void finishEditing();
 
@@ -52,10 +55,14 @@ signals:
     /// The user chose a name in the dialog; to be remembered for the next start of the program.
     void basePathChosen(const QString& basePath);
     void setupChanged();
+    /// The buttons of the setup file.
+    void loadConfigRequested();
+    void saveConfigRequested();
 
 private:
     [[nodiscard]] Card* buildAnimals();
     [[nodiscard]] Card* buildFile();
+    [[nodiscard]] QLayout* buildConfigButtons();
     void setChannelCount(int count);
     [[nodiscard]] QStringList enteredAnimalIds() const;
     void showBasePath();
@@ -70,7 +77,10 @@ private:
     ElidedLabel* m_fileName;
     ElidedLabel* m_folder;
     QPushButton* m_selectFile;
-    QStringList m_ids; ///< also those of rows that the channel count hides
+    QPushButton* m_loadConfig;
+    QPushButton* m_saveConfig;
+    RecordingSetup m_carried; ///< what has no field here is handed through
+    QStringList m_ids;        ///< also those of rows that the channel count hides
     QString m_basePath;
     QString m_suggestedPath;
     int m_offeredChannels = 0;

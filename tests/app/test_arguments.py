@@ -33,7 +33,7 @@ class AnswersTest(AppTest):
             self.assertEqual(result.err, "")
             for name in ("--simulate", "--simulate-speed", "--headless", "--device", "--channels", "--animal",
                          "--animal-id", "--output", "--duration", "--activity-only", "--bandpass",
-                         "--nidaqmx-library", "--list-devices", "--version"):
+                         "--nidaqmx-library", "--list-devices", "--version", "--setup", "--clear-settings"):
                 self.assertIn(name, result.out)
 
     def test_version(self):
@@ -46,7 +46,7 @@ class AnswersTest(AppTest):
     def test_simulated_unit_is_listed(self):
         result = self.run_program("--list-devices", "--simulate")
         self.assert_status(0, result)
-        self.assertEqual(result.out, "sim\tSIM-6218\t20001\tyes\n")
+        self.assertEqual(result.out, "sim\tSIM-6218\t20001\tyes\nsim16\tSIM-6218\t20016\tyes\n")
         self.assertEqual(result.messages, "")
 
 
@@ -68,6 +68,9 @@ class MistakesTest(AppTest):
         (["--headless", "--simulate-speed", "0"], "simulate-speed"),
         (["--headless", "--simulate-seed", "one"], "simulate-seed"),
         (["--headless", "--animal", "cat"], "mouse"),
+        (["--headless", "--setup"], "setup"),
+        (["--headless", "--setup", ""], "setup"),
+        (["--clear-settings=yes"], "clear-settings"),
         (["--headless", "stray"], "stray"),
         (["--headless", "--simulate", "one.f64", "two.f64"], "two.f64"),
         (["--channels", "0"], "1 to 16"),

@@ -244,7 +244,8 @@ TEST_F(SetupPanelTest, LockedNothingCanBeChanged)
     for (const QWidget* field : m_panel.findChildren<QAbstractSpinBox*>())
         EXPECT_FALSE(field->isEnabled());
     for (const QWidget* field : m_panel.findChildren<QAbstractButton*>()) {
-        if (!qobject_cast<QTableWidget*>(field->parentWidget())) {
+        const bool changesNothing = field->objectName() == u"saveConfig"_s;
+        if (!qobject_cast<QTableWidget*>(field->parentWidget()) && !changesNothing) {
             EXPECT_FALSE(field->isEnabled()) << qPrintable(field->accessibleName());
         }
     }

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "session/SetupFile.h"
+
+#include <QByteArray>
+#include <QObject>
+#include <QString>
+
+class QFileDialog;
+
+namespace vt {
+
+class SetupPanel;
+class UserInteraction;
+
+/// Loads and saves the panel's setup as a setup file. Every dialog is left to the event loop. Interface
+/// thread; panel and user outlive it.
+class SetupFileActions : public QObject
+{
+    Q_OBJECT
+public:
+    SetupFileActions(SetupPanel& panel, UserInteraction& user, QObject* parent = nullptr);
+
+    /// A setup file belongs to a number of channels, so nothing is loaded or saved without a usable device.
+    void setDevice(const DeviceDetails& details);
+    /// While a recording runs nothing is loaded.
+    void setLocked(bool locked);
+    /// Where the dialogs start.
+    void setFolder(const QString& folder) { m_folder = folder; }
+
+    /// Open the dialogs and return at once.
+    void load();
+    void save();
+    /// What follows after a file was chosen. Asks before it replaces what the user changed, or, saving, a
+    /// file that no dialog has asked about.
+    void loadFrom(const QString& path);
+    void saveTo(const QString& path);
+
+signals:
+    /// A file in this folder was loaded or saved: remember it for the next start.
+    void folderChosen(const QString& folder);
+    /// The panel shows a loaded file's values.
+    void loaded(const QString& path);
+    /// One line for the status bar.
+    void done(const QString& message);
+
+private:
+    [[nodiscard]] bool isReady();
+    [[nodiscard]] QFileDialog* createDialog(const QString& title);
+    [[nodiscard]] QByteArray fingerprint() const;
+    void apply(const SetupFileContents& contents, const QString& path);
+    void write(const QString& path);
+    void remember(const QString& path);
+
+    SetupPanel& m_panel;
+    UserInteraction& m_user;
+    QString m_folder;
+    QByteArray m_kept; ///< fingerprint of the setup as last loaded or saved
+    int m_channelCount = 0;
+    bool m_locked = false;
+};
+
+} // namespace vt
