@@ -208,10 +208,13 @@ SimulatedAmplifier::SimulatedAmplifier(TimeSource& time, Options options)
 
 SimulatedAmplifier::~SimulatedAmplifier()
 {
-    m_inbox.post([this] {
+    const auto closed = callOn(m_inbox, CallTimeoutMs, [this] {
         m_line.reset();
         m_thread.quit();
+        return true;
     });
+    if (!closed)
+        qCritical("SimulatedAmplifier: its thread does not end");
     m_thread.wait();
 }
 
