@@ -33,6 +33,7 @@ SetupFileActions::SetupFileActions(SetupPanel& panel, UserInteraction& user, QOb
 void SetupFileActions::setDevice(const DeviceDetails& details)
 {
     m_channelCount = details.usable ? details.offeredChannels : 0;
+    loadWaiting();
 }
 
 void SetupFileActions::setLocked(bool locked)
@@ -90,27 +91,48 @@ void SetupFileActions::loadFrom(const QString& path)
 {
     if (m_locked || !isReady())
         return;
-    const auto result = readSetupFile(path, m_channelCount);
-    if (const auto* error = std::get_if<SetupFileError>(&result)) {
-        m_user.notify(Severity::Critical, tr("Load Configuration"),
-                      tr("Could not load the configuration.\n\n%1").arg(error->text));
+    const std::optional<SetupFileContents> contents = readOrTell(path);
+    if (!contents)
         return;
-    }
-    const auto& contents = std::get<SetupFileContents>(result);
     if (fingerprint() == m_kept) {
-        apply(contents, path);
+        apply(*contents, path);
         return;
     }
     m_user.ask(riskyQuestion(tr("Load Configuration"),
                              tr("The setup was changed and not saved. Loading '%1' replaces the changes.")
                                  .arg(QFileInfo(path).fileName()),
                              tr("&Load")),
-               [guard = QPointer<SetupFileActions>(this), contents, path](int answer) {
+               [guard = QPointer<SetupFileActions>(this), contents = *contents, path](int answer) {
                    // The unit may have been changed, or a recording begun, before the answer.
                    if (guard && answer == 0 && !guard->m_locked &&
                        contents.channelCount == guard->m_channelCount)
                        guard->apply(contents, path);
                });
+}
+
+void SetupFileActions::loadOnceReady(const QString& path)
+{
+    m_waiting = path;
+    loadWaiting();
+}
+
+void SetupFileActions::loadWaiting()
+{
+    if (m_waiting.isEmpty() || m_channelCount == 0 || m_locked)
+        return;
+    const QString path = std::exchange(m_waiting, {});
+    if (const auto contents = readOrTell(path))
+        apply(*contents, path);
+}
+
+std::optional<SetupFileContents> SetupFileActions::readOrTell(const QString& path)
+{
+    auto result = readSetupFile(path, m_channelCount);
+    if (auto* contents = std::get_if<SetupFileContents>(&result))
+        return std::move(*contents);
+    m_user.notify(Severity::Critical, tr("Load Configuration"),
+                  tr("Could not load the configuration.\n\n%1").arg(std::get<SetupFileError>(result).text));
+    return std::nullopt;
 }
 
 void SetupFileActions::apply(const SetupFileContents& contents, const QString& path)

@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QObject>
 #include <QString>
+#include <optional>
 
 class QFileDialog;
 
@@ -36,6 +37,8 @@ public:
     /// file that no dialog has asked about.
     void loadFrom(const QString& path);
     void saveTo(const QString& path);
+    /// Loads this file without a question as soon as there is a usable device, now or later; once.
+    void loadOnceReady(const QString& path);
 
 signals:
     /// A file in this folder was loaded or saved: remember it for the next start.
@@ -49,6 +52,9 @@ private:
     [[nodiscard]] bool isReady();
     [[nodiscard]] QFileDialog* createDialog(const QString& title);
     [[nodiscard]] QByteArray fingerprint() const;
+    /// Tells the user why, when the file cannot be loaded.
+    [[nodiscard]] std::optional<SetupFileContents> readOrTell(const QString& path);
+    void loadWaiting();
     void apply(const SetupFileContents& contents, const QString& path);
     void write(const QString& path);
     void remember(const QString& path);
@@ -56,6 +62,7 @@ private:
     SetupPanel& m_panel;
     UserInteraction& m_user;
     QString m_folder;
+    QString m_waiting; ///< to be loaded once there is a device
     QByteArray m_kept; ///< fingerprint of the setup as last loaded or saved
     int m_channelCount = 0;
     bool m_locked = false;

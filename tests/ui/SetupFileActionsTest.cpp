@@ -186,6 +186,19 @@ TEST_F(SetupFileActionsTest, ChangesAndFilesAreReplacedOnlyAfterAQuestion)
     EXPECT_TRUE(h.box(loadTitle()).isNull()) << "what was saved is not lost";
 }
 
+TEST_F(SetupFileActionsTest, AFileNamedBeforehandIsLoadedOnceTheUnitIsKnown)
+{
+    QSignalSpy loaded(&m_actions, &SetupFileActions::loaded);
+    m_actions.loadOnceReady(written(u"mice.vtconfig"_s, m_golden));
+    EXPECT_EQ(loaded.count(), 0);
+    ASSERT_TRUE(h.chooseUnit());
+    EXPECT_EQ(loaded.count(), 1);
+    EXPECT_EQ(m_panel.setup().animalIds.at(0), u"M-101"_s);
+    EXPECT_TRUE(h.box(u"Not Ready to Record"_s).isNull());
+    m_actions.setDevice(h.session.status().device);
+    EXPECT_EQ(loaded.count(), 1) << "once";
+}
+
 TEST_F(SetupFileActionsTest, ARecordingKeepsItsSetup)
 {
     ASSERT_TRUE(h.startRecording());
