@@ -72,8 +72,11 @@ void StimulationController::applyDioSettings(const DioSettings& settings)
 
 void StimulationController::setVexioPresent(bool present)
 {
+    const bool appeared = present && !m_vexioPresent;
     m_vexioPresent = present;
     qDebug().noquote() << "StimulationController: VEXIO present =" << present;
+    if (appeared && m_running)
+        prepareUnit();
 }
 
 void StimulationController::setDioPresent(bool present)
@@ -101,6 +104,21 @@ void StimulationController::setCageEnableMask(std::uint16_t mask)
 void StimulationController::writeCageEnable()
 {
     emit updateVexioCageEnable(static_cast<std::uint8_t>((m_cageEnableMask | m_extTriggerMask) & 0xFFU));
+}
+
+/// What a unit that was away or switched off has lost.
+void StimulationController::prepareUnit()
+{
+    if (usesVexio() && !m_cageConfigs.isEmpty())
+        emit writeVexioCageConfigs(m_cageConfigs);
+    writeCageEnable();
+}
+
+StimulationSource StimulationController::source() const
+{
+    if (usesVexio())
+        return StimulationSource::Unit;
+    return usesDio() ? StimulationSource::Outputs : StimulationSource::None;
 }
 
 void StimulationController::setActiveChannelCount(int count)

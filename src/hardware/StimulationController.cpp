@@ -57,9 +57,7 @@ void StimulationController::start()
     m_decisionFrameUs.reset();
     m_latency.forgetRequests();
     forgetExternalInputs();
-    if (usesVexio() && !m_cageConfigs.isEmpty())
-        emit writeVexioCageConfigs(m_cageConfigs);
-    writeCageEnable();
+    prepareUnit();
     m_running = true;
     updateOpenLoopTimer();
     qDebug().noquote() << "StimulationController: Started";

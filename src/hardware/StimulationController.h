@@ -9,6 +9,7 @@
 #include "hardware/StimulationLog.h"
 #include "hardware/StimulationRules.h"
 #include "hardware/StimulationSettings.h"
+#include "hardware/StimulationSummary.h"
 
 #include <QObject>
 #include <array>
@@ -52,6 +53,8 @@ public:
     /// Sets the seed, and logs it, as the constructor does.
     void setRandomSeed(std::uint32_t seed);
 
+    /// Whose settings count: as applySettings decided, with the presence of now.
+    [[nodiscard]] StimulationSource source() const;
     [[nodiscard]] bool isRunning() const { return m_running; }
     [[nodiscard]] StimulationProtocol protocol() const { return m_protocol; }
     [[nodiscard]] std::uint16_t cageEnableMask() const { return m_cageEnableMask; }
@@ -73,6 +76,7 @@ public:
     void logLatencySummary();
 
 public slots:
+    /// A unit that appears while running gets its profiles and its enable mask.
     void setVexioPresent(bool present);
     void setDioPresent(bool present);
     void setProtocol(vt::StimulationProtocol protocol);
@@ -149,6 +153,7 @@ private:
     void applyVexioSettings(const VexioSettings& settings);
     void applyDioSettings(const DioSettings& settings);
     void writeCageEnable();
+    void prepareUnit();
     void updateOpenLoopTimer();
 
     void stimulateDue(std::uint16_t due, const QString& reason, std::optional<qint64> frameArrivalUs);

@@ -338,6 +338,9 @@ TEST_F(Stimulation, SettingsReachTheUnitWithWhatWasDrawn)
     controller.applySettings(vexio, {});                  // while running: drawn anew, written at once
     EXPECT_EQ(controller.cageConfigs()[0].frequency, 34); // 581869302 / 2^24
     EXPECT_EQ(events(), "write 8, enable 5, enable 5");
+    controller.setVexioPresent(false);
+    controller.setVexioPresent(true); // was unplugged
+    EXPECT_EQ(events(), "write 8, enable 5");
     vexio.enabled = false;
     controller.applySettings(vexio, {});
     EXPECT_EQ(controller.protocol(), StimulationProtocol::ManualTrigger);

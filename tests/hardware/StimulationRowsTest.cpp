@@ -2,6 +2,7 @@
 #include "hardware/StimulationRows.h"
 #include "hardware/CageRandomiser.h"
 #include "hardware/StimulationLatency.h"
+#include "hardware/StimulationSummary.h"
 
 #include <gtest/gtest.h>
 
@@ -40,6 +41,40 @@ TEST(StimulationRows, AreByteExact)
          })
         EXPECT_EQ(each.row.toStdString(), each.expected);
     EXPECT_EQ(maskText(0x8005), QStringLiteral("0b1000000000000101"));
+}
+
+TEST(StimulationSummary, FillsTheConfigurationsRows)
+{
+    VexioSettings vexio;
+    vexio.protocol = StimulationProtocol::ActivityBased;
+    vexio.minIntervalMs = 90000;
+    vexio.randomInterval = true;
+    vexio.activityThreshold = 0.25;
+    vexio.cageEnableMask = 0b001;
+    vexio.extTriggerMask = 0b100;
+    vexio.schedule = {{{22, 0}, {6, 0}, {true, false, false, false, false, false, true}}};
+    vexio.cages[1] = {100, 100, 7, 0, false, true, false};
+    vexio.randomRange = {0, 255, 0, 255, 1, 255};
+    ConfigSummary summary;
+    summary.channelCount = 10;
+    describeStimulation(summary, StimulationSource::Unit, vexio, {});
+    const QList<QByteArray> unit = summary.toCsv().split('\n').mid(5);
+    EXPECT_EQ(unit[0], "Activation Mode:,ActivityBased,1.5,2,2,1,0.25");
+    EXPECT_EQ(unit[1], "Randomization Range:,43,3613,0,10.0271,0.5,127.5");
+    EXPECT_EQ(unit[2], "Activation Schedule Slot 1:,22:00,06:00,Monday Sunday");
+    EXPECT_EQ(unit[3], "Stim Cages:,1,0,1,0,0,0,0,0,0,0");
+    EXPECT_EQ(unit[6], ",Cage 2,1443,Random,3.5");
+
+    DioSettings dio;
+    dio.openLoop = true;
+    dio.stimIntervalMin = 2.5;
+    ConfigSummary outputs;
+    outputs.channelCount = 3;
+    describeStimulation(outputs, StimulationSource::Outputs, vexio, dio);
+    const QList<QByteArray> rows = outputs.toCsv().split('\n').mid(5);
+    EXPECT_EQ(rows[0], "Activation Mode:,OpenLoop,2.5,2");
+    EXPECT_EQ(rows[3], "Stim Cages:,1,1,1,0,0,0,0,0");
+    EXPECT_EQ(rows[6], ",Cage 2,-,-,-");
 }
 
 TEST(CageRandomiser, DrawsWithinTheRangeAndInAFixedOrder)
