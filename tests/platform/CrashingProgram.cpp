@@ -57,6 +57,12 @@ VT_KEPT void divideByZero(int zero)
     asm("" ::"r"(quotient));
 }
 
+VT_KEPT void callNothing(void (*function)())
+{
+    function();
+    keepInPlace();
+}
+
 VT_KEPT void runIllegalInstruction()
 {
     asm("ud2");
@@ -126,6 +132,7 @@ const std::map<std::string, void (*)()> ways{
     {"read", [] { readWhereNothingIs(nowhere()); }},
     {"write", [] { writeWhereNothingIs(nowhere()); }},
     {"divide", [] { divideByZero(0); }},
+    {"call", [] { callNothing(nullptr); }},
     {"illegal", [] { runIllegalInstruction(); }},
     {"overflow", [] { useUpTheStack(0); }},
     {"thread-overflow", [] { onAnotherThread([] { useUpTheStack(0); }); }},

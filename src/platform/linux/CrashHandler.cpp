@@ -29,6 +29,11 @@ namespace vt::CrashHandler {
 namespace {
 
 constexpr std::array<int, 5> CrashSignals{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
+#ifdef VELLUMTIDE_SANITIZED
+constexpr bool LeftToSanitizer = true;
+#else
+constexpr bool LeftToSanitizer = false;
+#endif
 constexpr int ReportProgramWaitMs = 5000;
 constexpr int ErrorOutputWaitMs = 1000;
 
@@ -220,10 +225,10 @@ bool install(const Options& options)
 {
     store(options);
     noteUtcOffset(QDateTime::currentDateTime().offsetFromUtc());
-#ifdef VELLUMTIDE_SANITIZED
-    qDebug("CrashHandler: crashes are left to the sanitizer");
-    return false;
-#else
+    if constexpr (LeftToSanitizer) {
+        qDebug("CrashHandler: crashes are left to the sanitizer");
+        return false;
+    }
     static bool installed = false;
     if (!installed) {
         prepareThread();
@@ -232,16 +237,15 @@ bool install(const Options& options)
             qWarning("CrashHandler: the system refused the handlers, error: %d", errno);
     }
     return installed;
-#endif
 }
 
 void prepareThread()
 {
-#ifndef VELLUMTIDE_SANITIZED // whose own signal stack stays
+    if constexpr (LeftToSanitizer)
+        return; // it has a signal stack of its own
     thread_local const SignalStack stack;
     if (!stack.isInstalled())
         qWarning("CrashHandler: no signal stack for this thread, error: %d", errno);
-#endif
 }
 
 void noteUtcOffset(int secondsEastOfUtc)

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <ucontext.h>
 #include <unistd.h>
 
@@ -150,6 +151,17 @@ void putFrames(const Output& output, const Stack& stack) noexcept
     }
 }
 
+/// A call through a bad pointer leads nowhere that could be walked from; who called is on top of the stack.
+void addCaller(Stack& stack, std::uintptr_t stackPointer) noexcept
+{
+    std::uintptr_t caller = 0;
+    const iovec here{&caller, sizeof caller};
+    const iovec there{reinterpret_cast<void*>(stackPointer), sizeof caller};
+    // Unlike a plain read, this one may fail.
+    if (::process_vm_readv(::getpid(), &here, 1, &there, 1, 0) == sizeof caller && modules.find(caller))
+        stack.frames[stack.count++] = caller;
+}
+
 void putDyingThread(const Output& output, const Fault& fault) noexcept
 {
     static Stack stack;
@@ -158,6 +170,8 @@ void putDyingThread(const Output& output, const Fault& fault) noexcept
     line.add(")\n");
     output.put(line);
     walkInterrupted(stack, fault.address);
+    if (stack.count == 1 && !modules.find(fault.address))
+        addCaller(stack, fault.stackPointer);
     putFrames(output, stack);
 }
 
@@ -186,6 +200,7 @@ Fault faultOf(int signal, const siginfo_t& info, const void* context) noexcept
     Fault fault;
     fault.signal = signal;
     fault.address = programCounterOf(context);
+    fault.stackPointer = stackPointerOf(context);
     const bool sentByProcess = info.si_code <= 0; // kill() and the like, abort() among them
     if (sentByProcess) {
         fault.code = ProgramEndedItself;

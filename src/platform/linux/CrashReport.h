@@ -18,6 +18,7 @@ struct Fault
     std::uint32_t code = 0;
     std::string_view typeName = "Unknown";
     std::uintptr_t address = 0; ///< of the instruction
+    std::uintptr_t stackPointer = 0;
     Access access = Access::None;
     std::uintptr_t accessAddress = 0;
     int signal = 0;

@@ -3,6 +3,8 @@
 
 #include <cstdlib>
 #include <cxxabi.h>
+#include <dwarf.h>
+#include <elfutils/libdw.h>
 #include <elfutils/libdwfl.h>
 #include <gelf.h>
 
@@ -22,6 +24,64 @@ GElf_Addr firstSegmentAddress(Elf* elf)
             return header.p_vaddr - header.p_offset;
     }
     return 0;
+}
+
+std::string withLine(const char* before, const char* path, int line)
+{
+    return before + ('(' + std::string(path) + ':' + std::to_string(line) + ')');
+}
+
+std::string nameOf(Dwarf_Die& function)
+{
+    Dwarf_Attribute attribute;
+    if (const char* name = dwarf_formstring(dwarf_attr_integrate(&function, DW_AT_linkage_name, &attribute)))
+        return ModuleSymbols::spelledOut(name);
+    const char* name = dwarf_diename(&function);
+    return name ? name : "?";
+}
+
+/// Where an inlined function was called: " (file:line)".
+std::string callOf(Dwarf_Die& inlined, Dwarf_Files* files)
+{
+    Dwarf_Attribute attribute;
+    Dwarf_Word file = 0;
+    Dwarf_Word line = 0;
+    if (dwarf_formudata(dwarf_attr(&inlined, DW_AT_call_file, &attribute), &file) != 0 ||
+        dwarf_formudata(dwarf_attr(&inlined, DW_AT_call_line, &attribute), &line) != 0)
+        return {};
+    const char* path = dwarf_filesrc(files, file, nullptr, nullptr);
+    return path ? withLine(" ", path, static_cast<int>(line)) : std::string();
+}
+
+/// For code that the compiler has put into its caller: "function (file:line), inlined in caller (file:line)",
+/// and so on to the function that the code belongs to. Empty for other code.
+std::string inlinedPlace(Dwfl_Module* module, GElf_Addr address)
+{
+    Dwarf_Addr bias = 0;
+    Dwarf_Die* unit = dwfl_module_addrdie(module, address, &bias);
+    Dwarf_Die* found = nullptr;
+    const int count = unit ? dwarf_getscopes(unit, address - bias, &found) : 0;
+    const std::unique_ptr<Dwarf_Die, decltype(&std::free)> scopes(found, &std::free);
+    Dwarf_Files* files = nullptr;
+    std::size_t fileCount = 0;
+    if (count <= 0 || dwarf_getsrcfiles(unit, &files, &fileCount) != 0)
+        return {};
+
+    int line = 0;
+    Dwfl_Line* source = dwfl_module_getsrc(module, address);
+    const char* path = source ? dwfl_lineinfo(source, nullptr, &line, nullptr, nullptr, nullptr) : nullptr;
+    std::string where = path ? withLine(" ", path, line) : std::string();
+    std::string place;
+    for (int i = 0; i < count; ++i) {
+        const int tag = dwarf_tag(&found[i]);
+        if (tag == DW_TAG_inlined_subroutine) {
+            place += nameOf(found[i]) + where + ", inlined in ";
+            where = callOf(found[i], files);
+        } else if (tag == DW_TAG_subprogram) {
+            return place.empty() ? place : place + nameOf(found[i]) + where;
+        }
+    }
+    return {};
 }
 
 } // namespace
@@ -75,14 +135,16 @@ std::string ModuleSymbols::placeName(const std::string& module, std::uint64_t of
     if (!file)
         return {};
     const GElf_Addr address = file->base + offset;
-    std::string place;
+    std::string place = inlinedPlace(file->module, address);
+    if (!place.empty())
+        return place;
     if (const char* name = dwfl_module_addrname(file->module, address))
         place = spelledOut(name);
     int line = 0;
     Dwfl_Line* source = dwfl_module_getsrc(file->module, address);
-    const char* path = source ? dwfl_lineinfo(source, nullptr, &line, nullptr, nullptr, nullptr) : nullptr;
-    if (path)
-        place += (place.empty() ? "(" : " (") + std::string(path) + ':' + std::to_string(line) + ')';
+    if (const char* path =
+            source ? dwfl_lineinfo(source, nullptr, &line, nullptr, nullptr, nullptr) : nullptr)
+        place += withLine(place.empty() ? "" : " ", path, line);
     return place;
 }
 
