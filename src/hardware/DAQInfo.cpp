@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "hardware/DAQInfo.h"
+#include "hardware/DAQInfoPrivate.h"
 
-#include "base/TimeSource.h"
 #include "daqmx/KeepAlive.h"
-#include "hardware/HardwareThread.h"
 
 #include <QDebug>
 #include <algorithm>
@@ -18,69 +16,7 @@ constexpr int ShutDownWaitMs = 5000;
 constexpr int ReadyPollMs = 200;
 constexpr int RecoveryWaitMs = 10000;
 
-using Answer = std::function<void(bool)>;
-using DeviceVector = std::vector<DAQDevice>;
-
 } // namespace
-
-struct DAQInfo::Private
-{
-    Private(DAQInfo* owner, DaqmxApi& api, TimeSource& timeSource)
-        : q(owner), driver(api), time(timeSource), hardware(std::make_shared<HardwareThread>(api, &answers)),
-          pollTimer(timeSource.createTimer(owner, [this] { poll(); }))
-    {}
-
-    DAQInfo* const q;
-    DaqmxApi& driver;
-    TimeSource& time;
-    DeviceVector devices;
-    std::function<bool(const DAQDevice&)> mayUse; ///< empty: every device
-    std::optional<DAQDevice> selected;
-    int analogInputs = 0;
-    bool isSessionOpen = false;
-    bool isAcquisitionStarted = false;
-    bool isRecovering = false;
-    quint64 selection = 0; ///< counts selections; answers to an older one are dropped
-    quint64 refreshes = 0; ///< lists applied or given up for a newer one
-    bool isLookPending = false;
-
-    struct Wait
-    {
-        qint64 startedMs;
-        int timeoutMs;
-        Answer done;
-        bool isLookPending;
-    };
-    std::optional<Wait> wait;
-    quint64 waits = 0;
-
-    Inbox answers;
-    std::shared_ptr<HardwareThread> hardware;
-    std::unique_ptr<Timer> pollTimer;
-
-    /// Runs work(session) on the hardware thread and done(value) here, unless the selection has changed.
-    template <typename Work, typename Done>
-    void ask(Work work, Done done)
-    {
-        hardware->run(std::move(work), [this, asked = selection, done = std::move(done)](auto value) mutable {
-            if (asked == selection)
-                done(std::move(value));
-        });
-    }
-    /// The same for an answer that is known: later, so that every callback comes after the call.
-    void answerLater(Answer done, bool value);
-
-    void changeSelection(std::optional<DAQDevice> device);
-    void closeSession();
-    [[nodiscard]] const DAQDevice* listed(const QString& name) const;
-    void applyList(DeviceVector list);
-    [[nodiscard]] bool isSelectedListed() const;
-
-    void poll();
-    void lookAnswered(bool isPresent);
-    void endWait(bool isReady);
-    void recoverNow(Answer done);
-};
 
 void DAQInfo::Private::answerLater(Answer done, bool value)
 {
@@ -98,6 +34,11 @@ void DAQInfo::Private::changeSelection(std::optional<DAQDevice> device)
     selected = std::move(device);
     analogInputs = 0;
     isRecovering = false;
+    isBuildInfoLatched = false;
+    eepromJobs.clear();
+    isEepromBusy = false;
+    eepromTimer->stop();
+    stimulation.beginSelection(selection);
     if (!wait)
         return;
     wait.reset();
@@ -203,11 +144,18 @@ void DAQInfo::Private::recoverNow(Answer done)
 
 DAQInfo::DAQInfo(DaqmxApi& driver, TimeSource& time, QObject* parent)
     : QObject(parent), d(std::make_unique<Private>(this, driver, time))
-{}
+{
+    const StimulationHardware* hardware = &d->stimulation;
+    connect(hardware, &StimulationHardware::pushButtonPressed, this, &DAQInfo::pushButtonPressed);
+    connect(hardware, &StimulationHardware::sensorCountChanged, this, &DAQInfo::sensorCountChanged);
+    connect(hardware, &StimulationHardware::sensorShorted, this, &DAQInfo::sensorShorted);
+    connect(hardware, &StimulationHardware::ledStateChanged, this, &DAQInfo::ledStateChanged);
+}
 
 DAQInfo::~DAQInfo()
 {
     d->pollTimer.reset();
+    d->eepromTimer.reset();
     if (d->hardware->shutDown(ShutDownWaitMs))
         return;
     qCritical("DAQInfo::~DAQInfo - the driver does not return, hardware thread abandoned");
@@ -231,7 +179,7 @@ int DAQInfo::analogInputCount() const
 
 void DAQInfo::refreshDAQList()
 {
-    using List = std::optional<DeviceVector>;
+    using List = std::optional<Private::DeviceVector>;
     auto promise = std::make_shared<std::promise<List>>();
     std::future<List> future = promise->get_future();
     const quint64 refresh = ++d->refreshes;
@@ -277,8 +225,8 @@ void DAQInfo::selectDevice(const QString& name, std::function<void(bool)> done)
         int analogInputs;
     };
     d->ask(
-        [api = &d->driver, name](HardwareSession& session) {
-            return Opened{session.open(name), countAnalogInputs(*api, name)};
+        [api = &d->driver, name, selection = d->selection](HardwareSession& session) {
+            return Opened{session.open(name, selection), countAnalogInputs(*api, name)};
         },
         [this, done = std::move(done)](const Opened& opened) {
             d->analogInputs = opened.analogInputs;
@@ -297,16 +245,6 @@ void DAQInfo::deselect()
     d->changeSelection(std::nullopt);
     if (d->isSessionOpen)
         d->closeSession();
-}
-
-void DAQInfo::probeI2C(std::function<void(bool)> done)
-{
-    d->ask([](HardwareSession& session) { return session.probe(); }, std::move(done));
-}
-
-void DAQInfo::getMCUHeader(std::function<void(std::optional<MCUHeader>)> done)
-{
-    d->ask([](HardwareSession& session) { return session.readHeader(); }, std::move(done));
 }
 
 void DAQInfo::waitForDeviceReady(int timeoutMs, std::function<void(bool)> done)

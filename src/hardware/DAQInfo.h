@@ -2,6 +2,7 @@
 #pragma once
 
 #include "daqmx/DaqmxApi.h"
+#include "hardware/BuildInfoCache.h"
 #include "hardware/DeviceList.h"
 #include "recording/McuHeader.h"
 
@@ -14,15 +15,16 @@
 
 namespace vt {
 
+class StimulationHardware;
 class TimeSource;
 
 /// Knows the NI-DAQmx devices, which one is selected, and owns what hangs on its digital lines: the hardware
-/// thread and the I2C buses. Interface thread; driver calls run on the hardware thread. Calls that take a
-/// callback return at once and call back on the interface thread; a callback is dropped when the object
-/// has been destroyed or another device has been selected meanwhile.
+/// thread, the cage light, the I2C buses and the units on them. Interface thread; driver calls run on the
+/// hardware thread. Calls that take a callback return at once and call back on the interface thread; a
+/// callback is dropped when the object has been destroyed or another device has been selected meanwhile.
 ///
-/// driver must stay alive until the process ends when a driver call hangs longer than the destructor waits
-/// (5 s), else as long as the object.
+/// driver and time must stay alive until the process ends when a driver call hangs longer than the destructor
+/// waits (5 s), else as long as the object.
 class DAQInfo : public QObject
 {
     Q_OBJECT
@@ -50,6 +52,17 @@ public:
     /// Reads the whole register file (127 bytes); done(empty) on failure.
     void getMCUHeader(std::function<void(std::optional<MCUHeader>)> done);
 
+    /// 16-bit words of the microcontroller's EEPROM at even addresses, 0 to 254. One access at a time; done
+    /// comes when the unit is ready for the next. Empty / false on failure.
+    void readDataEE(int address, std::function<void(std::optional<quint16>)> done);
+    void writeDataEE(int address, quint16 value, std::function<void(bool)> done);
+
+    /// The stimulation unit and the port expanders of the selected device; lives as long as this object.
+    [[nodiscard]] StimulationHardware& stimulation();
+
+    /// Where build information is kept; the application's data folder when not called.
+    void setBuildInfoCachePath(const QString& path);
+
     /// Polls the driver's device list every 200 ms until the selected device is there with the serial number
     /// that it had when selected; done(false) after timeoutMs. A wait that is under way ends with
     /// done(false) when another one begins.
@@ -68,7 +81,29 @@ public:
     /// Waits 5 s at most for the driver; a list that comes later still arrives, with deviceListChanged.
     Q_SLOT void refreshDAQList();
 
+public slots:
+    /// Logs what is known of the selected device.
+    void deviceInfo();
+    /// A fresh reading of the unit's build information: kept when valid, else replaced by what it told last
+    /// time. The first one since the device was selected counts, until resetBuildInfoLatch.
+    void handleBuildInfoCaptured(const vt::DaqBuildInfo& info, bool valid);
+    void resetBuildInfoLatch();
+    void startDIORecording(int nChannels);
+    void stopDIORecording();
+    void startVexioPolling();
+    void stopVexioPolling();
+    void pulseDioOutputs(std::uint16_t cageMask);
+    /// Switches the cage light over; ledStateChanged follows when that worked.
+    void toggleLEDCtrl();
+
 signals:
+    // The microcontroller's status byte, polled every 500 ms while a device is selected.
+    void pushButtonPressed();
+    void sensorCountChanged(int nSensors);
+    void sensorShorted(bool shorted);
+    void ledStateChanged(bool isEnabled);
+    /// valid: fresh or from an earlier session.
+    void buildInfoAvailable(const vt::DaqBuildInfo& info, bool valid);
     void deviceListChanged();
     /// The wait for re-enumeration began / ended: the notice titled "DAQ Reconnecting".
     void waitingForDevice(const QString& name);

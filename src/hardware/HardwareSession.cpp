@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "hardware/HardwareSession.h"
 
+#include "hardware/DataEeprom.h"
 #include "hardware/MCUBufferMap.h"
+#include "hardware/StimulationHardware.h"
+#include "hardware/VexioRegisters.h"
 
 #include <QDebug>
 
@@ -11,39 +14,205 @@ namespace {
 
 constexpr std::uint8_t McuAddress8 = 0x10;
 constexpr std::uint8_t McuFirstRegister = 0x00;
+constexpr std::uint8_t McuSensorCountRegister = 0x04;
 constexpr std::uint8_t McuStatusRegister = 0x0A;
+constexpr int MostChannels = 16;
 
 } // namespace
 
-bool HardwareSession::open(const QString& deviceName)
+HardwareSession::HardwareSession(const HardwareContext& context, Notify notify,
+                                 std::function<void()> betweenTransfers)
+    : m_context(context), m_notify(std::move(notify)), m_betweenTransfers(std::move(betweenTransfers))
+{}
+
+HardwareSession::~HardwareSession() = default;
+
+// ---- notices ----
+
+void HardwareSession::tell(std::function<void(StimulationHardware&)> step)
+{
+    m_notify([asked = m_selection, step = std::move(step)](StimulationHardware& receiver) {
+        if (receiver.selection() == asked)
+            step(receiver);
+    });
+}
+
+template <typename... Args>
+void HardwareSession::forward(void (VEXIO::*from)(Args...), void (StimulationHardware::*to)(Args...))
+{
+    QObject::connect(m_vexio.get(), from, m_vexio.get(), [this, to](Args... arguments) {
+        tell([to, ... values = std::decay_t<Args>(arguments)](StimulationHardware& receiver) {
+            (receiver.*to)(values...);
+        });
+    });
+}
+
+void HardwareSession::makeVexio()
+{
+    m_vexio = std::make_unique<VEXIO>(m_context);
+    m_vexio->setBetweenTransfers(m_betweenTransfers);
+    forward(&VEXIO::cageDataRead, &StimulationHardware::cageDataRead);
+    forward(&VEXIO::operationComplete, &StimulationHardware::operationComplete);
+    forward(&VEXIO::cageStatusRead, &StimulationHardware::cageStatusRead);
+    forward(&VEXIO::diagnosticsStatusRead, &StimulationHardware::diagnosticsStatusRead);
+    forward(&VEXIO::diagnosticsComplete, &StimulationHardware::diagnosticsComplete);
+    forward(&VEXIO::powerFaultDetected, &StimulationHardware::powerFaultDetected);
+    forward(&VEXIO::powerRestored, &StimulationHardware::powerRestored);
+    forward(&VEXIO::overTempDetected, &StimulationHardware::overTempDetected);
+    forward(&VEXIO::systemStatusChanged, &StimulationHardware::systemStatusChanged);
+    forward(&VEXIO::speakerDiagnosticsResults, &StimulationHardware::speakerDiagnosticsResults);
+}
+
+VEXIO& HardwareSession::vexio()
+{
+    if (!m_vexio)
+        makeVexio();
+    return *m_vexio;
+}
+
+// ---- life ----
+
+bool HardwareSession::open(const QString& deviceName, quint64 selection)
 {
     close();
-    const std::int32_t status = m_driver.DAQmxResetDevice(deviceName.toLocal8Bit().constData());
+    m_selection = selection;
+    m_kept = {};
+    m_isVexioPolling = false;
+    m_dioRecordingChannels.reset();
+    m_isComplete = build(deviceName);
+    return m_isComplete;
+}
+
+bool HardwareSession::build(const QString& deviceName)
+{
+    const std::int32_t status = m_context.driver.DAQmxResetDevice(deviceName.toLocal8Bit().constData());
     if (status < 0)
         qWarning().noquote() << "DAQmxResetDevice failed for" << deviceName << "err=" << status;
-    m_mcuBus = std::make_unique<I2C>(m_driver, deviceName, 0, 0, 1, 2);
-    m_stimulationBus = std::make_unique<I2C>(m_driver, deviceName, 0, 4, 5, 6);
-    m_dioBus = std::make_unique<I2C>(m_driver, deviceName, 1, 0, 1, 2);
-    return !m_mcuBus->failed();
+    qDebug().noquote() << "ledctrl:" << deviceName;
+    m_led = std::make_unique<ledCtrl>(m_context.driver, deviceName);
+    m_mcuBus = std::make_unique<I2C>(m_context.driver, deviceName, 0, 0, 1, 2);
+    m_stimulationBus = std::make_unique<I2C>(m_context.driver, deviceName, 0, 4, 5, 6);
+    m_dioBus = std::make_unique<I2C>(m_context.driver, deviceName, 1, 0, 1, 2);
+    if (m_mcuBus->failed())
+        return false;
+    initDio(deviceName);
+    initVexio(deviceName);
+    if (m_mcuBus->failed())
+        return false;
+    startStatusPoll();
+    tell([isVexioPresent = m_vexio->isInitialised(), isDioPresent = m_dio != nullptr](
+             StimulationHardware& receiver) { receiver.setPresence(isVexioPresent, isDioPresent); });
+    return true;
+}
+
+/// Sensors that the microcontroller counts; as many as there are analog inputs when it does not tell.
+int HardwareSession::channelCount(const QString& deviceName)
+{
+    std::uint8_t count = 0;
+    if (m_mcuBus->i2cRead(McuAddress8, McuSensorCountRegister, &count, 1) && count >= 1 &&
+        count <= MostChannels)
+        return count;
+    return countAnalogInputs(m_context.driver, deviceName);
+}
+
+void HardwareSession::initDio(const QString& deviceName)
+{
+    m_dio = std::make_unique<DIO>(m_context, deviceName, m_kept.heldOutputs);
+    QObject::connect(m_dio.get(), &DIO::dioInputStateChanged, m_dio.get(), [this](std::uint16_t inputMask) {
+        tell([inputMask](StimulationHardware& receiver) { emit receiver.dioInputStateChanged(inputMask); });
+    });
+    if (m_dio->init(m_dioBus.get(), channelCount(deviceName)))
+        return;
+    qDebug("DIO init failed: port expander not responding. Running without DIO.");
+    m_dio.reset();
+}
+
+void HardwareSession::initVexio(const QString& deviceName)
+{
+    makeVexio();
+    if (!m_vexio->initVexio(m_stimulationBus.get(), VEXIO_NS::CageCount)) {
+        qDebug("DAQInfo::initVexio - ERROR: Failed to initialize Vexio");
+        return;
+    }
+    if (!m_vexio->initInterruptTask(deviceName))
+        qDebug("DAQInfo::initVexio - Warning: Failed to initialize interrupt task");
+}
+
+void HardwareSession::startStatusPoll()
+{
+    const auto onInterface = [this](auto step) { tell(step); };
+    m_statusPoll = std::make_unique<McuStatusPoll>(
+        m_context, *m_mcuBus,
+        McuStatusPoll::Events{[onInterface] {
+                                  onInterface([](StimulationHardware& receiver) {
+                                      emit receiver.pushButtonPressed();
+                                  });
+                              },
+                              [onInterface](int count) {
+                                  onInterface([count](StimulationHardware& receiver) {
+                                      emit receiver.sensorCountChanged(count);
+                                  });
+                              },
+                              [onInterface](bool isShorted) {
+                                  onInterface([isShorted](StimulationHardware& receiver) {
+                                      emit receiver.sensorShorted(isShorted);
+                                  });
+                              }});
+    m_statusPoll->start();
+}
+
+void HardwareSession::keepState()
+{
+    m_vexio->endDiagnostics();
+    if (m_vexio->isInitialised())
+        m_kept.configMask = m_vexio->configMask();
+    if (m_dio)
+        m_kept.heldOutputs = m_dio->heldOutputs();
+    m_led->getLedState(m_kept.isLightOn);
 }
 
 void HardwareSession::close()
 {
+    if (std::exchange(m_isComplete, false))
+        keepState();
+    m_statusPoll.reset();
+    m_vexio.reset();
+    m_dio.reset();
+    m_led.reset();
     m_dioBus.reset();
     m_stimulationBus.reset();
     m_mcuBus.reset();
+    tell([](StimulationHardware& receiver) { receiver.setPresence(false, false); });
 }
 
 bool HardwareSession::rebuild(const DAQDevice& device)
 {
     close();
-    if (lookForDevice(m_driver, device) != DevicePresence::Present) {
+    if (lookForDevice(m_context.driver, device) != DevicePresence::Present) {
         qWarning().noquote() << "DAQInfo::recoverI2CSession: device went unready after"
                              << "deinitI2C; aborting recovery";
         return false;
     }
-    return open(device.name) && probe();
+    if (!build(device.name))
+        return false;
+    restoreState();
+    m_isComplete = true;
+    return probe();
 }
+
+/// The held outputs were put back when the expanders were set up.
+void HardwareSession::restoreState()
+{
+    if (m_kept.isLightOn)
+        m_led->setLEDCTRL(true);
+    m_vexio->keepConfigMask(m_kept.configMask);
+    if (m_isVexioPolling)
+        startVexioPolling();
+    if (m_dioRecordingChannels)
+        startDIORecording(*m_dioRecordingChannels);
+}
+
+// ---- microcontroller ----
 
 bool HardwareSession::probe()
 {
@@ -61,6 +230,55 @@ std::optional<MCUHeader> HardwareSession::readHeader()
         return MCUBufferMap(registers).header();
     qWarning("DAQInfo::getMCUHeader - i2cRead failed");
     return std::nullopt;
+}
+
+std::optional<std::uint16_t> HardwareSession::readDataEE(std::uint8_t address)
+{
+    return m_mcuBus ? dataeeprom::readWord(*m_mcuBus, address, m_betweenTransfers) : std::nullopt;
+}
+
+bool HardwareSession::writeDataEE(std::uint8_t address, std::uint16_t value)
+{
+    return m_mcuBus && dataeeprom::writeWord(*m_mcuBus, address, value, m_betweenTransfers);
+}
+
+// ---- polling and light ----
+
+void HardwareSession::startVexioPolling()
+{
+    m_isVexioPolling = true;
+    vexio().startInterruptPolling();
+    vexio().startStatusPolling();
+}
+
+void HardwareSession::stopVexioPolling()
+{
+    m_isVexioPolling = false;
+    vexio().stopStatusPolling();
+    vexio().stopInterruptPolling();
+}
+
+void HardwareSession::startDIORecording(int nChannels)
+{
+    m_dioRecordingChannels = nChannels;
+    if (m_dio)
+        m_dio->startDIORecording(nChannels);
+}
+
+void HardwareSession::stopDIORecording()
+{
+    m_dioRecordingChannels.reset();
+    if (m_dio)
+        m_dio->stopDIORecording();
+}
+
+void HardwareSession::toggleLEDCtrl()
+{
+    if (!m_led || !m_led->toggleLEDCtrl())
+        return;
+    bool isEnabled = false;
+    m_led->getLedState(isEnabled);
+    tell([isEnabled](StimulationHardware& receiver) { emit receiver.ledStateChanged(isEnabled); });
 }
 
 } // namespace vt

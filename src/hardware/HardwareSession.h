@@ -1,40 +1,102 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "hardware/DIO.h"
 #include "hardware/DeviceList.h"
+#include "hardware/HardwareContext.h"
 #include "hardware/I2C.h"
+#include "hardware/McuStatusPoll.h"
+#include "hardware/VEXIO.h"
+#include "hardware/ledCtrl.h"
 #include "recording/McuHeader.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 
 namespace vt {
 
-/// The I2C buses of the selected device and what is read over them. Hardware thread only: every call may
-/// take as long as the driver does.
+class StimulationHardware;
+
+/// What hangs on the selected device's digital lines: the cage light, three I2C buses, and on them the
+/// microcontroller, the stimulation unit and the port expanders. Hardware thread only: every call may take
+/// as long as the driver does.
 class HardwareSession
 {
 public:
-    explicit HardwareSession(DaqmxApi& driver) : m_driver(driver) {}
+    /// Runs a step on the interface thread. Steps keep their order.
+    using Notify = std::function<void(std::function<void(StimulationHardware&)>)>;
 
-    /// Resets the device and opens its three buses; closes an earlier session first. True when the
-    /// microcontroller's bus can be used.
-    bool open(const QString& deviceName);
+    /// betweenTransfers is called where others may cut in on a long operation.
+    HardwareSession(const HardwareContext& context, Notify notify, std::function<void()> betweenTransfers);
+    ~HardwareSession();
+
+    /// Resets the device and builds what hangs on it; closes an earlier session first. True when the
+    /// microcontroller's bus can be used: everything else may be missing. selection tells the receivers of
+    /// notices which device they are about.
+    bool open(const QString& deviceName, quint64 selection);
     void close();
     /// Closes, looks whether the very same unit is still there, opens and probes. True when the
-    /// microcontroller answered.
+    /// microcontroller answered. The cages' enable mask (written by the next stimulation), held outputs, the
+    /// cage light and polling are as before.
     bool rebuild(const DAQDevice& device);
 
     /// Reads the microcontroller's status register.
     [[nodiscard]] bool probe();
     /// Reads its whole register file.
     [[nodiscard]] std::optional<MCUHeader> readHeader();
+    /// 16-bit words of its EEPROM at even addresses (DataEeprom.h).
+    [[nodiscard]] std::optional<std::uint16_t> readDataEE(std::uint8_t address);
+    [[nodiscard]] bool writeDataEE(std::uint8_t address, std::uint16_t value);
+
+    /// Without a bus when the unit is not there; it then says so to every request.
+    [[nodiscard]] VEXIO& vexio();
+    /// Null when there are no port expanders.
+    [[nodiscard]] DIO* dio() { return m_dio.get(); }
+
+    void startVexioPolling();
+    void stopVexioPolling();
+    void startDIORecording(int nChannels);
+    void stopDIORecording();
+    void toggleLEDCtrl();
 
 private:
-    DaqmxApi& m_driver;
+    /// What a rebuilt session takes over.
+    struct Kept
+    {
+        std::uint8_t configMask = 0;
+        DIO::HeldOutputs heldOutputs{};
+        bool isLightOn = false;
+    };
+
+    void tell(std::function<void(StimulationHardware&)> step);
+    template <typename... Args>
+    void forward(void (VEXIO::*from)(Args...), void (StimulationHardware::*to)(Args...));
+    void makeVexio();
+    void keepState();
+    bool build(const QString& deviceName);
+    [[nodiscard]] int channelCount(const QString& deviceName);
+    void initDio(const QString& deviceName);
+    void initVexio(const QString& deviceName);
+    void startStatusPoll();
+    void restoreState();
+
+    const HardwareContext m_context;
+    const Notify m_notify;
+    const std::function<void()> m_betweenTransfers;
+    quint64 m_selection = 0;
+    Kept m_kept;
+    bool m_isComplete = false; ///< built and restored: its state is worth keeping
+    bool m_isVexioPolling = false;
+    std::optional<int> m_dioRecordingChannels;
+
+    std::unique_ptr<ledCtrl> m_led;
     std::unique_ptr<I2C> m_mcuBus;
     std::unique_ptr<I2C> m_stimulationBus;
     std::unique_ptr<I2C> m_dioBus;
+    std::unique_ptr<DIO> m_dio;
+    std::unique_ptr<VEXIO> m_vexio;
+    std::unique_ptr<McuStatusPoll> m_statusPoll;
 };
 
 } // namespace vt

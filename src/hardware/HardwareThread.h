@@ -8,6 +8,8 @@
 #include <QThread>
 #include <atomic>
 #include <chrono>
+#include <deque>
+#include <functional>
 #include <future>
 #include <memory>
 #include <type_traits>
@@ -20,8 +22,18 @@ namespace vt {
 class HardwareThread
 {
 public:
-    /// Values come back through answers, on the thread where that lives.
-    HardwareThread(DaqmxApi& driver, Inbox* answers) : m_session(driver), m_answers(answers)
+    enum class Lane {
+        Ordinary,
+        Stimulation ///< overtakes ordinary work, also between the transfers of such work that is under way
+    };
+
+    /// Values and notices come back through answers, on the thread where that and receiver live.
+    HardwareThread(DaqmxApi& driver, TimeSource& time, Inbox* answers, StimulationHardware* receiver)
+        : m_session(
+              {driver, time, &m_inbox},
+              [this](std::function<void(StimulationHardware&)> step) { notify(std::move(step)); },
+              [this] { runUrgent(); }),
+          m_answers(answers), m_receiver(receiver)
     {
         m_thread.setObjectName(QStringLiteral("hardware"));
         m_inbox.moveToThread(&m_thread);
@@ -31,12 +43,12 @@ public:
     HardwareThread(const HardwareThread&) = delete;
     HardwareThread& operator=(const HardwareThread&) = delete;
 
-    /// Runs work(session) on the hardware thread after all work that was posted before, then done(value)
-    /// where the answers go. Dropped after shutDown().
+    /// Runs work(session) on the hardware thread after all work that was posted before in the same lane,
+    /// then done(value) where the answers go. Dropped after shutDown().
     template <typename Work, typename Done>
-    void run(Work work, Done done)
+    void run(Work work, Done done, Lane lane = Lane::Ordinary)
     {
-        m_inbox.post([this, work = std::move(work), done = std::move(done)]() mutable {
+        std::function<void()> step = [this, work = std::move(work), done = std::move(done)]() mutable {
             if (m_isShuttingDown)
                 return;
             using Value = std::invoke_result_t<Work, HardwareSession&>;
@@ -44,6 +56,18 @@ public:
             MutexLock lock(m_answersMutex);
             if (m_answers)
                 m_answers->post([value, done = std::move(done)]() mutable { done(std::move(*value)); });
+        };
+        if (lane == Lane::Stimulation) {
+            {
+                MutexLock lock(m_urgentMutex);
+                m_urgent.push_back(std::move(step));
+            }
+            m_inbox.post([this] { runUrgent(); });
+            return;
+        }
+        m_inbox.post([this, step = std::move(step)] {
+            runUrgent();
+            step();
         });
     }
 
@@ -67,12 +91,37 @@ public:
     }
 
 private:
+    void notify(std::function<void(StimulationHardware&)> step)
+    {
+        MutexLock lock(m_answersMutex);
+        if (m_answers)
+            m_answers->post([receiver = m_receiver, step = std::move(step)] { step(*receiver); });
+    }
+    /// Does what waits in the lane for stimulation.
+    void runUrgent()
+    {
+        while (const std::function<void()> step = takeUrgent())
+            step();
+    }
+    [[nodiscard]] std::function<void()> takeUrgent()
+    {
+        MutexLock lock(m_urgentMutex);
+        if (m_urgent.empty())
+            return {};
+        std::function<void()> step = std::move(m_urgent.front());
+        m_urgent.pop_front();
+        return step;
+    }
+
     HardwareSession m_session;
     Mutex m_answersMutex;
     Inbox* m_answers VT_GUARDED_BY(m_answersMutex);
+    StimulationHardware* const m_receiver; ///< there as long as m_answers is
+    Mutex m_urgentMutex;
+    std::deque<std::function<void()>> m_urgent VT_GUARDED_BY(m_urgentMutex);
     std::atomic<bool> m_isShuttingDown{false};
     QThread m_thread;
-    Inbox m_inbox; ///< lives on m_thread
+    Inbox m_inbox; ///< lives on m_thread; context of the session's timers
 };
 
 } // namespace vt

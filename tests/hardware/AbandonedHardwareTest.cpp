@@ -29,7 +29,7 @@ TEST(AbandonedHardware, DestructionWaitsFiveSecondsAtMost)
     EXPECT_LT(timer.elapsed(), 8000);
     EXPECT_TRUE(log.hasPart(QStringLiteral("hardware thread abandoned")));
     unit.release();
-    EXPECT_TRUE(unit.waitForCount("ClearTask", 6)) << "the session that was under way is closed again";
+    EXPECT_TRUE(unit.waitForCount("ClearTask", 7)) << "the session that was under way is closed again";
     EXPECT_EQ(unit.openTasks(), 0);
     EXPECT_FALSE(isAnswered);
 }

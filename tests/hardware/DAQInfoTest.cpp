@@ -1,81 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "hardware/DAQInfo.h"
-#include "FakeTimeSource.h"
-#include "FakeUnit.h"
-#include "LogCapture.h"
-#include "McuImage.h"
+#include "DAQInfoFixture.h"
 #include "hardware/MCUBufferMap.h"
 
-#include <QEventLoop>
 #include <QSignalSpy>
-#include <QTimer>
-#include <algorithm>
 #include <gmock/gmock.h>
-#include <memory>
 
 namespace vt::test {
-
-namespace {
-
-const FakeUnit::Device Dev1{"Dev1", "USB-6210", 42, false, 16};
-const FakeUnit::Device Dev1Other{"Dev1", "USB-6210", 43, false, 16};
-const FakeUnit::Device Dev2{"Dev2", "USB-6218", 7, true, 32};
-
-class DAQInfoTest : public testing::Test
-{
-protected:
-    DAQInfoTest()
-    {
-        unit.setDevices({Dev1, Dev2});
-        unit.withMcu([](I2cSlave& mcu) {
-            const auto image = ratUnitRegisters();
-            std::copy(image.begin(), image.end(), mcu.registers.begin());
-        });
-        info = std::make_unique<DAQInfo>(unit, time);
-    }
-
-    /// Runs call(answer) and the event loop until the answer is there; empty after 10 s.
-    template <typename Value, typename Call>
-    std::optional<Value> answerOf(Call call)
-    {
-        std::optional<Value> answer;
-        QEventLoop loop;
-        QTimer::singleShot(10'000, &loop, &QEventLoop::quit);
-        call([&](Value value) {
-            answer = std::move(value);
-            loop.quit();
-        });
-        if (!answer)
-            loop.exec();
-        return answer;
-    }
-    bool select(const QString& name)
-    {
-        return answerOf<bool>([&](auto done) { info->selectDevice(name, done); }).value_or(false);
-    }
-    /// Waits until everything that was posted to the hardware thread has been done.
-    void settle()
-    {
-        std::ignore = answerOf<bool>([&](auto done) { info->probeI2C(done); });
-    }
-    /// Lets fake time pass in polling steps, waiting for each look at the device list, until stop() holds.
-    template <typename Stop>
-    void stepUntil(Stop stop)
-    {
-        for (int step = 0; step < 100 && !stop(); ++step) {
-            settle();
-            if (!stop())
-                time.advance(200);
-        }
-    }
-
-    LogCapture log;
-    FakeUnit unit;
-    FakeTimeSource time;
-    std::unique_ptr<DAQInfo> info;
-};
-
-} // namespace
 
 TEST(MCUBufferMap, ReadsLittleEndianFields)
 {
@@ -116,7 +47,7 @@ TEST_F(DAQInfoTest, SelectionResetsTheDeviceAndOpensThreeBuses)
     EXPECT_TRUE(log.hasInOrder({u"Dev1/port0/line0"_qs, u"Dev1/port0/line1:2"_qs, u"Dev1/port0/line4"_qs,
                                 u"Dev1/port0/line5:6"_qs, u"Dev1/port1/line0"_qs, u"Dev1/port1/line1:2"_qs}));
     EXPECT_EQ(unit.count("ResetDevice"), 1U);
-    EXPECT_EQ(unit.openTasks(), 6);
+    EXPECT_EQ(unit.openTasks(), TasksWithoutUnits);
     EXPECT_EQ(answerOf<bool>([&](auto done) { info->probeI2C(done); }), true);
     const auto header = answerOf<std::optional<MCUHeader>>([&](auto done) { info->getMCUHeader(done); });
     ASSERT_TRUE(header.has_value() && header->has_value());
@@ -124,7 +55,7 @@ TEST_F(DAQInfoTest, SelectionResetsTheDeviceAndOpensThreeBuses)
 
     EXPECT_TRUE(select(u"Dev2"_qs));
     EXPECT_EQ(info->analogInputCount(), 16) << "32 inputs, 16 of them usable";
-    EXPECT_EQ(unit.openTasks(), 6) << "the first device's buses are closed";
+    EXPECT_EQ(unit.openTasks(), TasksWithoutUnits) << "the first device's buses are closed";
     info.reset();
     EXPECT_EQ(unit.openTasks(), 0);
     EXPECT_EQ(unit.deadHandleCalls(), 0);
@@ -161,7 +92,7 @@ TEST_F(DAQInfoTest, VanishedSelectionIsTornDownUnlessAcquiring)
         const qsizetype before = log.count(tornDown);
         unit.setDevices(devices);
         info->refreshDAQList();
-        EXPECT_EQ(unit.openTasks(), 6);
+        EXPECT_EQ(unit.openTasks(), TasksWithoutUnits);
         EXPECT_EQ(log.count(tornDown), before);
         info->setAcquisitionStarted(false);
         info->refreshDAQList();
@@ -209,7 +140,7 @@ TEST_F(DAQInfoTest, WaitEndsWhenTheUnitIsBack)
     EXPECT_TRUE(
         log.hasInOrder({u"DAQInfo::waitForDeviceReady: waiting up to 3000 ms for Dev1 to re-enumerate"_qs,
                         u"DAQInfo::waitForDeviceReady: ready after 1000 ms"_qs}));
-    EXPECT_EQ(time.activeTimers(), 0);
+    EXPECT_EQ(time.activeTimers(), 1) << "that of the status poll";
 }
 
 TEST_F(DAQInfoTest, WaitRunsOut)
@@ -234,7 +165,7 @@ TEST_F(DAQInfoTest, RecoveryRebuildsTheSession)
     EXPECT_EQ(answerOf<bool>([&](auto done) { info->probeI2C(done); }), false) << "no way back but a new bus";
     EXPECT_EQ(answerOf<bool>([&](auto done) { info->recoverI2CSession(done); }), true);
     EXPECT_EQ(unit.count("ResetDevice"), 2U);
-    EXPECT_EQ(unit.openTasks(), 6);
+    EXPECT_EQ(unit.openTasks(), TasksWithoutUnits);
     EXPECT_EQ(unit.deadHandleCalls(), 0);
     EXPECT_EQ(answerOf<bool>([&](auto done) { info->probeI2C(done); }), true);
 }
@@ -265,9 +196,9 @@ TEST_F(DAQInfoTest, UnitThatLeavesDuringTheRebuildEndsTheRecovery)
 {
     ASSERT_TRUE(select(u"Dev1"_qs));
     unit.forgetCalls();
-    // The wait's look: list and serial number. Then the six tasks are closed with two calls each, and the
-    // look after that fails.
-    unit.failCall(2 + 12);
+    // The wait's look: list and serial number. Then the tasks are closed with two calls each, and the look
+    // after that fails.
+    unit.failCall(2 + 2 * TasksWithoutUnits);
     EXPECT_EQ(answerOf<bool>([&](auto done) { info->recoverI2CSession(done); }), false);
     EXPECT_TRUE(
         log.has(u"DAQInfo::recoverI2CSession: device went unready after deinitI2C; aborting recovery"_qs));
@@ -286,7 +217,7 @@ TEST_F(DAQInfoTest, AnswersToAnOlderSelectionAreDropped)
     settle();
     EXPECT_FALSE(isOldAnswered);
     EXPECT_EQ(ended.count(), 1);
-    EXPECT_EQ(time.activeTimers(), 0);
+    EXPECT_EQ(time.activeTimers(), 1) << "that of the status poll";
 }
 
 TEST_F(DAQInfoTest, HangingDriverHoldsUpNobodyButItself)

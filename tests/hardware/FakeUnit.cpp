@@ -132,6 +132,56 @@ const FakeUnit::Device* FakeUnit::find(const std::string& name) const
     return found == m_devices.end() ? nullptr : &*found;
 }
 
+// ---- slaves ----
+
+void FakeUnit::attachVexio()
+{
+    MutexLock lock(m_mutex);
+    m_vexio.emplace(0x10);
+}
+
+void FakeUnit::attachExpanders()
+{
+    MutexLock lock(m_mutex);
+    m_hasExpanders = true;
+}
+
+void FakeUnit::setInterruptLine(const std::string& line, bool isHigh)
+{
+    MutexLock lock(m_mutex);
+    if (isHigh)
+        m_lowLines.erase(line);
+    else
+        m_lowLines.insert(line);
+}
+
+/// Other lines of the port are high, so that the reader has to pick its own.
+std::uint32_t FakeUnit::portLevels(const std::string& line) const
+{
+    bool isHigh = true;
+    std::uint32_t bit = 1;
+    if (line.ends_with("/port0/line0")) {
+        isHigh = m_mcu.sda();
+    } else if (line.ends_with("/port0/line4")) {
+        bit = 1U << 4;
+        isHigh = !m_vexio || m_vexio->sda();
+    } else {
+        isHigh = m_hasExpanders && m_expanders[0].sda() && m_expanders[1].sda();
+    }
+    return isHigh ? 0xFFFFFFFF : ~bit;
+}
+
+void FakeUnit::driveLines(const std::string& lines, std::uint32_t word)
+{
+    if (lines.ends_with("/port0/line1:2"))
+        m_mcu.lines((word & 2) != 0, (word & 4) != 0);
+    else if (lines.ends_with("/port0/line5:6") && m_vexio)
+        m_vexio->lines((word & 32) != 0, (word & 64) != 0);
+    else if (lines.ends_with("/port1/line1:2"))
+        for (I2cSlave& expander : m_expanders)
+            expander.lines((word & 2) != 0, (word & 4) != 0);
+}
+
 // ---- tasks ----
 
 std::int32_t FakeUnit::DAQmxCreateTask(const char* name, daqmx::TaskHandle* task)
@@ -194,9 +244,7 @@ std::int32_t FakeUnit::DAQmxReadDigitalU32(daqmx::TaskHandle task, std::int32_t 
                                              ", " + std::to_string(fillMode) + ", " + std::to_string(size));
     if (status < 0)
         return status;
-    // Other lines of the port are high, so that the reader has to pick its own.
-    const bool isMcuLine = m_tasks[task].ends_with("/port0/line0");
-    values[0] = 0xFFFFFFFE | (isMcuLine && m_mcu.sda() ? 1U : 0U);
+    values[0] = portLevels(m_tasks[task]);
     *samplesRead = 1;
     return 0;
 }
@@ -213,7 +261,10 @@ std::int32_t FakeUnit::DAQmxReadDigitalLines(daqmx::TaskHandle task, std::int32_
                                              ", " + std::to_string(fillMode) + ", " + std::to_string(size));
     if (status < 0)
         return status;
-    values[0] = 1; // nothing signals
+    values[0] = 1;
+    for (const std::string& line : m_lowLines)
+        if (m_tasks[task].ends_with(line))
+            values[0] = 0;
     *samplesRead = 1;
     *bytesPerSample = 1;
     return 0;
@@ -234,9 +285,8 @@ std::int32_t FakeUnit::DAQmxWriteDigitalU32(daqmx::TaskHandle task, std::int32_t
                      seconds(timeoutSeconds) + ", " + std::to_string(layout) + ':' + list);
     if (status < 0)
         return status;
-    if (m_tasks[task].ends_with("/port0/line1:2"))
-        for (std::int32_t i = 0; i < samples; ++i)
-            m_mcu.lines((values[i] & 2) != 0, (values[i] & 4) != 0);
+    for (std::int32_t i = 0; i < samples; ++i)
+        driveLines(m_tasks[task], values[i]);
     *written = samples;
     return 0;
 }

@@ -5,15 +5,20 @@
 #include "I2cSlave.h"
 #include "base/Mutex.h"
 
+#include <array>
 #include <condition_variable>
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 namespace vt::test {
 
-/// The digital half of a driver with a microcontroller behind lines 0 (read), 1 (SDA) and 2 (SCL) of port 0
-/// of every device. All calls are booked as text.
+/// The digital half of a driver, the same behind every device: a microcontroller on lines 0 (read), 1 (SDA)
+/// and 2 (SCL) of port 0 and, when attached, a stimulation unit on lines 4, 5 and 6 and port expanders on
+/// lines 0, 1 and 2 of port 1. Of buses with nobody on them, that of the stimulation unit reads high, that
+/// of the expanders low. All calls are booked as text.
 class FakeUnit final : public DriverStub
 {
 public:
@@ -28,7 +33,24 @@ public:
         int analogInputs;
     };
 
-    FakeUnit() : m_mcu(0x10) {}
+    FakeUnit() : m_mcu(0x10), m_expanders{I2cSlave(0x40), I2cSlave(0x4E)} {}
+
+    void attachVexio();
+    void attachExpanders();
+    /// Level of "/port0/line7" or "/port1/line3"; high until told.
+    void setInterruptLine(const std::string& line, bool isHigh);
+    template <typename Action>
+    auto withVexio(Action action)
+    {
+        MutexLock lock(m_mutex);
+        return action(*m_vexio);
+    }
+    template <typename Action>
+    auto withExpander(std::size_t index, Action action)
+    {
+        MutexLock lock(m_mutex);
+        return action(m_expanders[index]);
+    }
 
     void setDevices(std::vector<Device> devices);
     /// Works on the microcontroller while no driver call runs.
@@ -88,12 +110,18 @@ private:
     std::int32_t book(const std::string& function, const std::string& arguments) VT_REQUIRES(m_mutex);
     std::int32_t bookTask(const std::string& function, daqmx::TaskHandle task,
                           const std::string& arguments = {}) VT_REQUIRES(m_mutex);
+    [[nodiscard]] std::uint32_t portLevels(const std::string& line) const VT_REQUIRES(m_mutex);
+    void driveLines(const std::string& lines, std::uint32_t word) VT_REQUIRES(m_mutex);
     [[nodiscard]] const Device* find(const std::string& name) const VT_REQUIRES(m_mutex);
 
     mutable Mutex m_mutex;
     mutable std::condition_variable_any m_changed;
     std::vector<Device> m_devices VT_GUARDED_BY(m_mutex);
     I2cSlave m_mcu VT_GUARDED_BY(m_mutex);
+    std::optional<I2cSlave> m_vexio VT_GUARDED_BY(m_mutex);
+    std::array<I2cSlave, 2> m_expanders VT_GUARDED_BY(m_mutex);
+    bool m_hasExpanders VT_GUARDED_BY(m_mutex) = false;
+    std::set<std::string> m_lowLines VT_GUARDED_BY(m_mutex);
     std::vector<std::string> m_calls VT_GUARDED_BY(m_mutex);
     std::map<daqmx::TaskHandle, std::string> m_tasks VT_GUARDED_BY(m_mutex); ///< live handles and their lines
     std::size_t m_created VT_GUARDED_BY(m_mutex) = 0;

@@ -98,7 +98,9 @@ void I2cSlave::byteReceived()
         m_pointer = m_shift;
         isSilent = m_pointer == trapRegister;
     } else if (m_isAcknowledged) {
-        registers[m_pointer++] = m_shift;
+        if (m_pointer != stuckRegister)
+            registers[m_pointer] = m_shift;
+        ++m_pointer;
     }
     ++m_bytes;
     note(hex(m_shift) + (m_isAcknowledged ? '+' : '-'));

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "hardware/McuStatusPoll.h"
+
+#include "hardware/I2C.h"
+
+namespace vt {
+
+namespace {
+
+constexpr std::uint8_t McuAddress8 = 0x10;
+constexpr std::uint8_t SensorCountRegister = 0x04;
+constexpr std::uint8_t StatusRegister = 0x0A;
+constexpr std::uint8_t PushButton = 0x01;
+constexpr std::uint8_t SensorCountChanged = 0x02;
+constexpr std::uint8_t SensorShorted = 0x04;
+
+} // namespace
+
+McuStatusPoll::McuStatusPoll(const HardwareContext& context, I2C& mcuBus, Events events)
+    : m_bus(mcuBus), m_events(std::move(events)),
+      m_timer(context.time.createTimer(context.timerContext, [this] { poll(); }))
+{}
+
+void McuStatusPoll::start()
+{
+    m_timer->start(PollPace::PeriodMs, TimerMode::SingleShot);
+}
+
+void McuStatusPoll::stop()
+{
+    m_timer->stop();
+}
+
+void McuStatusPoll::poll()
+{
+    const PollPace::Poll last = look();
+    if (!m_bus.failed())
+        m_timer->start(m_pace.nextMs(last), TimerMode::SingleShot);
+}
+
+PollPace::Poll McuStatusPoll::look()
+{
+    std::uint8_t status = 0;
+    if (!m_bus.i2cRead(McuAddress8, StatusRegister, &status, 1))
+        return PollPace::Poll::Missed;
+    const std::uint8_t before = m_last.value_or(static_cast<std::uint8_t>(status & ~SensorShorted));
+    const auto risen = static_cast<std::uint8_t>(status & ~before);
+    if ((risen & SensorCountChanged) != 0) {
+        std::uint8_t count = 0;
+        if (!m_bus.i2cRead(McuAddress8, SensorCountRegister, &count, 1))
+            return PollPace::Poll::Missed; // nothing told yet: the next look sees the same edges
+        m_events.sensorCountChanged(count);
+    }
+    m_last = status;
+    if ((risen & PushButton) != 0)
+        m_events.pushButtonPressed();
+    if (((status ^ before) & SensorShorted) != 0)
+        m_events.sensorShorted((status & SensorShorted) != 0);
+    return PollPace::Poll::Answered;
+}
+
+} // namespace vt

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "hardware/CageConfig.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace vt {
+
+class HardwareThread;
+
+/// The stimulation unit (VEXIO) and the port expanders (DIO) of the selected device, as the interface thread
+/// sees them. Every request returns at once and is carried out on the hardware thread in the order of the
+/// calls; what stimulates (activate, stop, enable, durations, cage profiles, outputs) overtakes everything
+/// else that waits there, so that it waits for one bus transfer at most. Signals arrive on the interface
+/// thread. Cage masks: bit c is cage c + 1.
+///
+/// Requests to a unit that is not there are answered as the unit does: operationComplete or
+/// diagnosticsComplete with false and "I2C not initialized", where the request has an answer.
+class StimulationHardware : public QObject
+{
+    Q_OBJECT
+public:
+    /// writtenUs: monotonic microseconds when the activation had been written to the unit; 0 without
+    /// success.
+    using ActivationDone = std::function<void(bool success, qint64 writtenUs)>;
+
+    explicit StimulationHardware(QObject* parent = nullptr);
+    ~StimulationHardware() override;
+
+    [[nodiscard]] bool vexioPresent() const { return m_isVexioPresent; }
+    [[nodiscard]] bool dioPresent() const { return m_isDioPresent; }
+
+    /// done comes exactly once, on this thread, unless this object is destroyed before.
+    void activateStimulation(std::uint8_t cageMask, ActivationDone done);
+
+    // Between DAQInfo and the hardware thread.
+    void attach(std::shared_ptr<HardwareThread> hardware);
+    /// What is told about an older selection is dropped from now on; nothing is present.
+    void beginSelection(quint64 selection);
+    [[nodiscard]] quint64 selection() const { return m_selection; }
+    void setPresence(bool isVexioPresent, bool isDioPresent);
+
+public slots:
+    void activateStimulation(std::uint8_t cageMask);
+    void stopStimulation(std::uint8_t cageMask);
+    void updateCageEnableConfig(std::uint8_t enableMask);
+    void writeAllCagesToHardware(const QList<vt::VEXIO_NS::CageConfig>& configs);
+    /// duration: register value, 0.5 s per unit.
+    void setCageDuration(std::uint8_t cageMask, std::uint8_t duration);
+    void readAllCages();
+    void readCageStatus();
+    void clearAllActivationCounters();
+    void runSpeakerDiagnostics();
+    void readDiagnosticsStatus();
+    /// Interrupt line every 150 ms, cage status every 500 ms; goes on after a recovery of the device.
+    void startVexioPolling();
+    void stopVexioPolling();
+
+    /// A 50 ms pulse.
+    void pulseOutputs(std::uint16_t cageMask);
+    void setOutputHold(std::uint16_t cageMask);
+    void clearOutput(std::uint16_t cageMask);
+    /// Looks for changed inputs every 50 ms; goes on after a recovery of the device.
+    void startDIORecording(int nChannels);
+    void stopDIORecording();
+
+signals:
+    void presenceChanged();
+
+    // As VEXIO emits them.
+    void cageDataRead(std::uint8_t cageNum, std::uint8_t frequency, std::uint8_t amplitude,
+                      std::uint8_t duration, std::uint8_t waveShape, std::uint16_t activations);
+    void operationComplete(bool success, const QString& message);
+    void cageStatusRead(std::uint8_t stimMask);
+    void diagnosticsStatusRead(std::uint8_t sysStatus, std::uint8_t sysExtraStatus,
+                               std::uint8_t speakerFaults0C, std::uint8_t speakerFaults0D);
+    void diagnosticsComplete(bool success, const QString& message);
+    void powerFaultDetected();
+    void powerRestored();
+    void overTempDetected();
+    void systemStatusChanged(std::uint8_t status);
+    void speakerDiagnosticsResults(std::uint8_t faults0C, std::uint8_t faults0D);
+    // As DIO emits it.
+    void dioInputStateChanged(std::uint16_t inputMask);
+
+    // The microcontroller's status byte; DAQInfo passes them on.
+    void pushButtonPressed();
+    void sensorCountChanged(int nSensors);
+    void sensorShorted(bool shorted);
+    void ledStateChanged(bool isEnabled);
+
+private:
+    std::shared_ptr<HardwareThread> m_hardware;
+    quint64 m_selection = 0;
+    bool m_isVexioPresent = false;
+    bool m_isDioPresent = false;
+};
+
+} // namespace vt

@@ -1,0 +1,454 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "hardware/VEXIO.h"
+
+#include "hardware/ByteText.h"
+#include "hardware/I2C.h"
+#include "hardware/VexioRegisters.h"
+
+#include <QDebug>
+#include <array>
+
+namespace vt {
+
+using namespace VEXIO_NS;
+
+namespace {
+
+constexpr int InterruptPeriodMs = 150;
+constexpr std::uint8_t TestPattern = 0xAA;
+constexpr std::uint8_t AllCages = 0xFF;
+constexpr std::uint16_t ExpectedConfiguration = 0x0001;
+constexpr std::uint8_t ExpectedTableVersion = 0x10;
+
+[[nodiscard]] std::uint16_t u16(const std::uint8_t* bytes)
+{
+    return static_cast<std::uint16_t>(bytes[0] | (bytes[1] << 8));
+}
+
+[[nodiscard]] bool isIn(std::uint8_t mask, int cage)
+{
+    return ((mask >> cage) & 1) != 0;
+}
+
+[[nodiscard]] QString verdict(bool isExpected)
+{
+    return isExpected ? QStringLiteral("OK") : QStringLiteral("UNEXPECTED");
+}
+
+} // namespace
+
+VEXIO::VEXIO(const HardwareContext& context, QObject* parent)
+    : QObject(parent), m_context(context), m_interruptLine(context.driver),
+      m_statusTimer(context.time.createTimer(context.timerContext, [this] { pollStatus(); })),
+      m_refreshTimer(context.time.createTimer(context.timerContext, [this] { readAllCagesFromHardware(); })),
+      m_diagnosticsTimer(context.time.createTimer(context.timerContext, [this] { pollDiagnosticsCounter(); }))
+{}
+
+VEXIO::~VEXIO() = default;
+
+// ---- registers ----
+
+bool VEXIO::hasBus(const char* operation) const
+{
+    if (!m_bus)
+        qDebug().noquote().nospace() << "VEXIO::" << operation << " - I2C not initialized";
+    return m_bus != nullptr;
+}
+
+bool VEXIO::readRegisters(std::uint8_t first, std::uint8_t* bytes, int count)
+{
+    return m_bus->i2cRead(UnitAddress8, first, bytes, count);
+}
+
+std::optional<std::uint8_t> VEXIO::readRegister(std::uint8_t address)
+{
+    std::uint8_t value = 0;
+    if (!readRegisters(address, &value, 1))
+        return std::nullopt;
+    return value;
+}
+
+bool VEXIO::writeRegister(std::uint8_t address, std::uint8_t value)
+{
+    return m_bus->i2cWrite(UnitAddress8, address, &value, 1);
+}
+
+std::optional<VEXIO::SpeakerFaults> VEXIO::readSpeakerFaults()
+{
+    std::array<std::uint8_t, 2> bytes{};
+    if (!readRegisters(REG_SPEAKER_FAULTS_1_4, bytes.data(), 2))
+        return std::nullopt;
+    return SpeakerFaults{bytes[0], bytes[1]};
+}
+
+// ---- initialisation ----
+
+bool VEXIO::initVexio(I2C* bus, int nCages)
+{
+    if (!bus) {
+        qDebug("VEXIO::initVexio - NULL I2C pointer");
+        return false;
+    }
+    m_bus = bus;
+    if (initialise(nCages))
+        return true;
+    m_bus = nullptr;
+    return false;
+}
+
+bool VEXIO::verifyUnit()
+{
+    if (!writeRegister(REG_TEST, TestPattern)) {
+        qDebug("VEXIO::initVexio - ERROR: Write test failed");
+        return false;
+    }
+    const auto echo = readRegister(REG_TEST);
+    if (!echo) {
+        qDebug("VEXIO::initVexio - ERROR: Read test failed");
+        return false;
+    }
+    qDebug().noquote() << "VEXIO::initVexio - Read test register 0x77:" << prefixedHexByte(*echo);
+    if (*echo != TestPattern) {
+        qDebug("VEXIO::initVexio - ERROR: Device not responding correctly");
+        return false;
+    }
+    qDebug("*** Vexio device verified at 0x10 ***");
+    return true;
+}
+
+bool VEXIO::initialise(int nCages)
+{
+    qDebug("VEXIO::initVexio - Initializing Vexio device at 0x10");
+    if (!verifyUnit())
+        return false;
+    constexpr std::array<std::uint8_t, 2> Zero{};
+    for (int cage = 0; cage < nCages; ++cage)
+        if (!m_bus->i2cWrite(UnitAddress8, cageRegister(cage, CageActivationsAt), Zero.data(), 2))
+            qDebug().noquote() << "VEXIO::initVexio - Write error clearing cage" << cage
+                               << "activation counter";
+    if (!writeRegister(REG_BSCONFIG, 0)) {
+        qDebug("VEXIO::initVexio - Write error initializing Base Shaker Config");
+        return false;
+    }
+    m_configMask = 0;
+    clearAllStickyFaults();
+    qDebug("VEXIO::initVexio - Initialization writes complete");
+    logUnitInformation();
+    return true;
+}
+
+void VEXIO::logUnitInformation()
+{
+    std::array<std::uint8_t, UnitInfoSize> info{};
+    if (!readRegisters(REG_UNIT_INFO, info.data(), UnitInfoSize)) {
+        qDebug("VEXIO::initVexio - Unit Info read error");
+        return;
+    }
+    QString raw;
+    for (const std::uint8_t byte : info)
+        raw += QLatin1Char(' ') + hexByte(byte);
+    const std::uint32_t serial = u16(info.data()) | (static_cast<std::uint32_t>(u16(&info[2])) << 16);
+    const std::uint16_t configuration = u16(&info[4]);
+    const std::uint8_t tableVersion = info[6];
+    qDebug("=== Vexio Unit Information (Reg 0x78-0x7E) ===");
+    qDebug().noquote() << QStringLiteral("Raw:") + raw;
+    qDebug().noquote() << "Serial number:" << serial;
+    qDebug().noquote() << QStringLiteral("Configuration: 0x%1 (%2, expected 0x0001)")
+                              .arg(configuration, 4, 16, QLatin1Char('0'))
+                              .arg(verdict(configuration == ExpectedConfiguration));
+    qDebug().noquote() << QStringLiteral("Table version: 0x%1 (%2, expected 0x10)")
+                              .arg(hexByte(tableVersion), verdict(tableVersion == ExpectedTableVersion));
+}
+
+void VEXIO::clearAllStickyFaults()
+{
+    if (!hasBus("clearAllStickyFaults"))
+        return;
+    qDebug("=== Clearing Sticky Fault Bits ===");
+    qDebug("%s", clearStickyBits(REG_SYSTEM_STATUS, StatusStickyBits)
+                     ? "Cleared System Status sticky bits (0x0A mask 0x79)"
+                     : "Failed to clear System Status sticky bits");
+    qDebug("%s", clearStickyBits(REG_SYS_EXTRA_STATUS, ExtraStatusStickyBits)
+                     ? "Cleared Sys Extra Status sticky bits (0x0B mask 0x90)"
+                     : "Failed to clear Sys Extra Status sticky bits");
+    qDebug("=== Sticky Bits Cleared ===");
+}
+
+bool VEXIO::clearStickyBits(std::uint8_t registerAddress, std::uint8_t mask)
+{
+    if (!hasBus("clearStickyBits"))
+        return false;
+    if (!writeRegister(registerAddress, mask)) {
+        qDebug().noquote() << "VEXIO::clearStickyBits - I2C write failed for register"
+                           << prefixedHexByte(registerAddress);
+        return false;
+    }
+    qDebug().noquote() << "VEXIO::clearStickyBits - Register" << prefixedHexByte(registerAddress)
+                       << "cleared bits: 0x" << hexByte(mask);
+    return true;
+}
+
+// ---- cages ----
+
+bool VEXIO::writeCageConfig(int cage, const CageConfig& config)
+{
+    if (!hasBus("writeCageConfig"))
+        return false;
+    if (cage < 0 || cage >= CageCount) {
+        qDebug().noquote() << "VEXIO::writeCageConfig - Invalid cage number" << cage << "(valid range: 0-7)";
+        return false;
+    }
+    const std::array<std::uint8_t, CageProfileSize> profile{config.frequency, config.amplitude,
+                                                            config.duration, config.waveShape};
+    if (m_bus->i2cWrite(UnitAddress8, cageRegister(cage, 0), profile.data(), CageProfileSize))
+        return true;
+    qDebug().noquote() << "VEXIO::writeCageConfig - I2C write failed for cage" << cage;
+    return false;
+}
+
+void VEXIO::writeAllCagesToHardware(const QList<CageConfig>& configs)
+{
+    if (!hasBus("writeAllCagesToHardware")) {
+        emit operationComplete(false, QStringLiteral("I2C not initialized"));
+        return;
+    }
+    if (configs.size() != CageCount) {
+        emit operationComplete(false, QStringLiteral("Invalid data size - expected 8 cages"));
+        return;
+    }
+    if (!writeRegister(REG_BSSTOP, AllCages))
+        qDebug("VEXIO::writeAllCagesToHardware - Warning: failed to stop active profiles before config "
+               "write");
+    int written = 0;
+    for (int cage = 0; cage < CageCount; ++cage)
+        written += writeCageConfig(cage, configs[cage]) ? 1 : 0;
+    emit operationComplete(written == CageCount, QStringLiteral("Wrote %1/8 cages").arg(written));
+}
+
+void VEXIO::readAllCagesFromHardware()
+{
+    if (!hasBus("readAllCagesFromHardware"))
+        return;
+    std::array<std::uint8_t, CageCount * CageBlockSize> bytes{};
+    if (!readRegisters(REG_CAGES, bytes.data(), static_cast<int>(bytes.size()))) {
+        qDebug("VEXIO::readAllCagesFromHardware - I2C read failed");
+        return;
+    }
+    for (int cage = 0; cage < CageCount; ++cage) {
+        const std::uint8_t* block = bytes.data() + cage * CageBlockSize;
+        emit cageDataRead(static_cast<std::uint8_t>(cage), block[0], block[1], block[2], block[3],
+                          u16(block + CageActivationsAt));
+    }
+}
+
+bool VEXIO::clearActivationCounter(int cage)
+{
+    if (!hasBus("clearActivationCounter"))
+        return false;
+    if (cage < 0 || cage >= CageCount) {
+        qDebug().noquote() << "VEXIO::clearActivationCounter - Invalid cage number" << cage
+                           << "(valid range: 0-7)";
+        return false;
+    }
+    constexpr std::array<std::uint8_t, 2> Zero{};
+    const bool isCleared =
+        m_bus->i2cWrite(UnitAddress8, cageRegister(cage, CageActivationsAt), Zero.data(), 2);
+    qDebug().noquote() << (isCleared ? "VEXIO::clearActivationCounter - Cleared activation counter for cage"
+                                     : "VEXIO::clearActivationCounter - I2C write failed for cage")
+                       << cage;
+    return isCleared;
+}
+
+void VEXIO::clearAllActivationCounters()
+{
+    if (!hasBus("clearAllActivationCounters")) {
+        emit operationComplete(false, QStringLiteral("I2C not initialized"));
+        return;
+    }
+    int cleared = 0;
+    for (int cage = 0; cage < CageCount; ++cage) {
+        if (m_betweenTransfers)
+            m_betweenTransfers();
+        cleared += clearActivationCounter(cage) ? 1 : 0;
+    }
+    QString message = QStringLiteral("Cleared %1 activation counters").arg(cleared);
+    if (cleared < CageCount)
+        message += QStringLiteral(", %1 failed").arg(CageCount - cleared);
+    emit operationComplete(cleared == CageCount, message);
+}
+
+void VEXIO::updateCageEnableConfig(std::uint8_t enableMask)
+{
+    if (!hasBus("updateCageEnableConfig"))
+        return;
+    if (m_diagnostics) {
+        m_diagnostics->pendingMask = enableMask;
+        m_diagnostics->isMaskRequested = true;
+        qDebug().noquote() << "VEXIO::updateCageEnableConfig - Blocked during diagnostics, saving for later:"
+                           << binaryByte(enableMask);
+        return;
+    }
+    if (!writeRegister(REG_BSCONFIG, enableMask)) {
+        qDebug("VEXIO::updateCageEnableConfig - I2C write failed for REG_BSCONFIG");
+        return;
+    }
+    m_configMask = enableMask;
+    qDebug().noquote() << "VEXIO::updateCageEnableConfig - Successfully wrote to REG_BSCONFIG, mask:"
+                       << binaryByte(enableMask);
+}
+
+void VEXIO::stopStimulation(std::uint8_t cageMask)
+{
+    if (!hasBus("stopStimulation") || cageMask == 0)
+        return;
+    if (m_diagnostics) {
+        qDebug("VEXIO::stopStimulation - Blocked during diagnostics");
+        return;
+    }
+    if (writeRegister(REG_BSSTOP, cageMask))
+        qDebug().noquote() << "VEXIO::stopStimulation - Stopped cages:" << binaryByte(cageMask);
+    else
+        qDebug("VEXIO::stopStimulation - I2C write failed for REG_BSSTOP");
+}
+
+void VEXIO::setCageDuration(std::uint8_t cageMask, std::uint8_t duration)
+{
+    if (!hasBus("setCageDuration"))
+        return;
+    if (m_diagnostics) {
+        qDebug("VEXIO::setCageDuration - Blocked during diagnostics");
+        return;
+    }
+    for (int cage = 0; cage < CageCount; ++cage)
+        if (isIn(cageMask, cage) && !writeRegister(cageRegister(cage, CageDurationAt), duration))
+            qDebug().noquote() << "VEXIO::setCageDuration - I2C write failed for cage" << cage;
+    qDebug().noquote() << "VEXIO::setCageDuration - Set duration" << duration
+                       << "for cages:" << binaryByte(cageMask);
+}
+
+// ---- status poll ----
+
+void VEXIO::startStatusPolling()
+{
+    if (hasBus("startStatusPolling"))
+        pollStatus();
+}
+
+void VEXIO::stopStatusPolling()
+{
+    m_statusTimer->stop();
+}
+
+void VEXIO::pollStatus()
+{
+    readCageStatusFromHardware();
+    const auto last = m_isStatusReadErrorLogged ? PollPace::Poll::Missed : PollPace::Poll::Answered;
+    m_statusTimer->start(m_statusPace.nextMs(last), TimerMode::SingleShot);
+}
+
+void VEXIO::readCageStatusFromHardware()
+{
+    if (!hasBus("readCageStatusFromHardware"))
+        return;
+    std::array<std::uint8_t, 2> bytes{};
+    if (!readRegisters(REG_BSACTIVE, bytes.data(), 2)) {
+        if (!std::exchange(m_isStatusReadErrorLogged, true))
+            qDebug("VEXIO::readCageStatusFromHardware - I2C read failed for REG_BSACTIVE/REG_SYSTEM_STATUS "
+                   "(polling continues)");
+        return;
+    }
+    m_isStatusReadErrorLogged = false;
+    emit cageStatusRead(bytes[0]);
+    std::uint8_t status = bytes[1];
+    if ((status & StatusNoPower) != 0)
+        status = static_cast<std::uint8_t>(status & ~StatusOverTemperature); // meaningless without 12 V
+    handlePowerEdge(status);
+    if (status != m_cachedStatus)
+        emit systemStatusChanged(status);
+    if ((status & ~m_cachedStatus & StatusOverTemperature) != 0) {
+        qDebug("VEXIO: over-temperature detected (status poll edge)");
+        emit overTempDetected();
+    }
+    m_cachedStatus = status;
+}
+
+void VEXIO::handlePowerEdge(std::uint8_t status)
+{
+    if (((status ^ m_cachedStatus) & StatusNoPower) == 0)
+        return;
+    if ((status & StatusNoPower) != 0) {
+        qDebug("VEXIO: 12V power NOT PRESENT (status poll edge)");
+        if (!writeRegister(REG_BSSTOP, AllCages))
+            qDebug("VEXIO: failed to BSSTOP on 12V-loss edge");
+        m_powerEdgeMs = m_context.time.monotonicMs();
+        emit powerFaultDetected();
+        return;
+    }
+    qDebug("VEXIO: 12V power restored (status poll edge)");
+    m_powerEdgeMs = m_context.time.monotonicMs();
+    emit powerRestored();
+}
+
+// ---- interrupt line ----
+
+bool VEXIO::initInterruptTask(const QString& deviceName)
+{
+    if (!m_interruptLine.open(deviceName + QStringLiteral("/port0/line7"))) {
+        qDebug().noquote() << "VEXIO::initInterruptTask"
+                           << "DAQ ERROR" << m_interruptLine.errorText();
+        return false;
+    }
+    m_interruptTimer = m_context.time.createTimer(m_context.timerContext, [this] { checkForInterrupt(); });
+    qDebug("VEXIO::initInterruptTask - Timer connected to checkForInterrupt");
+    return true;
+}
+
+void VEXIO::startInterruptPolling()
+{
+    if (!hasBus("startInterruptPolling"))
+        return;
+    qDebug("Vexio interrupt polling starting - clearing interrupt sources first...");
+    clearAllStickyFaults();
+    std::array<std::uint8_t, 4> status{};
+    if (readRegisters(REG_SYSTEM_STATUS, status.data(), 4))
+        qDebug().noquote() << "VEXIO::startInterruptPolling - Cleared pending status:"
+                           << "SysStatus=0x" << hexByte(status[0]) << "SysExtra=0x" << hexByte(status[1])
+                           << "SpkFaults1-4=0x" << hexByte(status[2]) << "SpkFaults5-8=0x"
+                           << hexByte(status[3]);
+    else
+        qDebug("VEXIO::startInterruptPolling - I2C read failed for status registers");
+    if (m_interruptTimer)
+        m_interruptTimer->start(InterruptPeriodMs, TimerMode::Repeating);
+    qDebug("Vexio interrupt polling started.");
+}
+
+void VEXIO::stopInterruptPolling()
+{
+    if (!hasBus("stopInterruptPolling"))
+        return;
+    if (m_interruptTimer)
+        m_interruptTimer->stop();
+    qDebug("Vexio interrupt polling stopped.");
+}
+
+void VEXIO::checkForInterrupt()
+{
+    if (!m_interruptLine.isOpen())
+        return;
+    const auto level = m_interruptLine.read();
+    if (!level) {
+        if (!std::exchange(m_isInterruptReadErrorLogged, true))
+            qDebug().noquote() << "VEXIO::checkForInterrupt"
+                               << "DAQ error reading interrupt line (polling continues):"
+                               << m_interruptLine.errorText();
+        return;
+    }
+    m_isInterruptReadErrorLogged = false;
+    // A fault that stays holds the line for hours: it is told once.
+    const bool isHigh = *level == InterruptLine::Level::High;
+    if (isHigh && !m_isInterruptHigh)
+        qDebug("Vexio interrupt detected on port0/line7!");
+    m_isInterruptHigh = isHigh;
+}
+
+} // namespace vt

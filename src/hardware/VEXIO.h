@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "hardware/CageConfig.h"
+#include "hardware/HardwareContext.h"
+#include "hardware/InterruptLine.h"
+#include "hardware/PollPace.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace vt {
+
+class I2C;
+
+/// The stimulation unit: eight cages, each with a speaker that plays a programmed profile when told to.
+/// Register protocol over the stimulation bus (VexioRegisters.h). Lives on the hardware thread and is called
+/// there only; signals are emitted there. Cage masks: bit c is cage c + 1. Cage numbers count from 0.
+///
+///     absent (no bus) -> initialised (initVexio) -> polling -> diagnostics active -> polling
+///
+/// While diagnostics are active, activations, stops and durations are refused and the enable mask is kept
+/// until they end. Within 1000 ms after the 12 V supply came or went nothing is activated.
+/// Without a bus every operation is logged as "I2C not initialized" and does nothing.
+class VEXIO : public QObject
+{
+    Q_OBJECT
+public:
+    /// What became of an activation: when the unit had taken it, on the monotonic clock; empty when it was
+    /// refused or failed.
+    using Activation = std::optional<qint64>;
+
+    explicit VEXIO(const HardwareContext& context, QObject* parent = nullptr);
+    ~VEXIO() override;
+
+    /// Verifies that the unit answers, clears the activation counters, disables all cages and clears sticky
+    /// faults. The bus outlives this object. False: no usable unit, and the object has no bus afterwards.
+    [[nodiscard]] bool initVexio(I2C* bus, int nCages);
+    [[nodiscard]] bool initInterruptTask(const QString& deviceName);
+    [[nodiscard]] bool isInitialised() const { return m_bus != nullptr; }
+
+    /// The enable mask that the unit should have. The setter writes nothing: the next activation does.
+    [[nodiscard]] std::uint8_t configMask() const { return m_configMask; }
+    void keepConfigMask(std::uint8_t mask) { m_configMask = mask; }
+
+    [[nodiscard]] bool writeCageConfig(int cage, const VEXIO_NS::CageConfig& config);
+    [[nodiscard]] bool clearActivationCounter(int cage);
+    [[nodiscard]] bool clearStickyBits(std::uint8_t registerAddress, std::uint8_t mask);
+
+    /// Called between the transfers of a long operation that others may cut in on.
+    void setBetweenTransfers(std::function<void()> step) { m_betweenTransfers = std::move(step); }
+
+    /// Reads the cages' status now and every 500 ms, less often while the unit does not answer.
+    void startStatusPolling();
+    void stopStatusPolling();
+
+    /// Gives up diagnostics that run: the unit is about to be let go.
+    void endDiagnostics();
+
+public slots:
+    /// Looks at the interrupt line every 150 ms.
+    void startInterruptPolling();
+    void stopInterruptPolling();
+    void checkForInterrupt();
+
+    void readAllCagesFromHardware();
+    void writeAllCagesToHardware(const QList<vt::VEXIO_NS::CageConfig>& configs);
+    void clearAllActivationCounters();
+    void readCageStatusFromHardware();
+    void updateCageEnableConfig(std::uint8_t enableMask);
+    vt::VEXIO::Activation activateStimulation(std::uint8_t cageMask);
+    void stopStimulation(std::uint8_t cageMask);
+    /// duration is the register value: 0.5 s per unit.
+    void setCageDuration(std::uint8_t cageMask, std::uint8_t duration);
+    void clearAllStickyFaults();
+
+    void readDiagnosticsStatus();
+    /// Up to about 4 s, driven by timers; ends with diagnosticsComplete.
+    void runSpeakerDiagnostics();
+
+signals:
+    void cageDataRead(std::uint8_t cageNum, std::uint8_t frequency, std::uint8_t amplitude,
+                      std::uint8_t duration, std::uint8_t waveShape, std::uint16_t activations);
+    void operationComplete(bool success, const QString& message);
+    void cageStatusRead(std::uint8_t stimMask);
+    void diagnosticsStatusRead(std::uint8_t sysStatus, std::uint8_t sysExtraStatus,
+                               std::uint8_t speakerFaults0C, std::uint8_t speakerFaults0D);
+    void diagnosticsComplete(bool success, const QString& message);
+    void powerFaultDetected();
+    void powerRestored();
+    void overTempDetected();
+    void systemStatusChanged(std::uint8_t status);
+    void speakerDiagnosticsResults(std::uint8_t faults0C, std::uint8_t faults0D);
+
+private:
+    struct SpeakerFaults
+    {
+        std::uint8_t faults0C;
+        std::uint8_t faults0D;
+    };
+    /// A run of the speaker diagnostics.
+    struct Diagnostics
+    {
+        std::uint8_t pendingMask = 0; ///< what REG_BSCONFIG is to be when they end
+        bool isMaskRequested = false; ///< updateCageEnableConfig came meanwhile
+        std::uint8_t initialCounter = 0;
+        std::uint8_t originalReg50 = 0;
+        int polls = 0;
+    };
+
+    [[nodiscard]] bool hasBus(const char* operation) const;
+    [[nodiscard]] bool readRegisters(std::uint8_t first, std::uint8_t* bytes, int count);
+    [[nodiscard]] std::optional<std::uint8_t> readRegister(std::uint8_t address);
+    [[nodiscard]] bool writeRegister(std::uint8_t address, std::uint8_t value);
+    [[nodiscard]] std::optional<SpeakerFaults> readSpeakerFaults();
+
+    [[nodiscard]] bool verifyUnit();
+    [[nodiscard]] bool initialise(int nCages);
+    void logUnitInformation();
+    void pollStatus();
+    void handlePowerEdge(std::uint8_t status);
+
+    [[nodiscard]] bool mayActivate(std::uint8_t cageMask);
+    void leaveDiagnosticMode();
+    void resyncCageEnable();
+    void warnBeforeActivation(std::uint8_t cageMask);
+    void logEnabledFaults(const QString& prefix);
+
+    [[nodiscard]] bool enableDiagnostics();
+    void abandonDiagnostics(const QString& message);
+    void pollDiagnosticsCounter();
+    void diagnosticsTimedOut();
+    void finishDiagnostics();
+    void restoreCageEnable(const char* operation);
+
+    const HardwareContext m_context;
+    I2C* m_bus = nullptr;
+    InterruptLine m_interruptLine;
+    std::function<void()> m_betweenTransfers;
+
+    std::uint8_t m_configMask = 0;   ///< last value written to REG_BSCONFIG
+    std::uint8_t m_cachedStatus = 0; ///< last REG_SYSTEM_STATUS; bit 0 is clear while bit 7 is set
+    std::optional<qint64> m_powerEdgeMs;
+    std::optional<Diagnostics> m_diagnostics; ///< while they are active
+    bool m_isStatusReadErrorLogged = false;
+    bool m_isInterruptReadErrorLogged = false;
+    bool m_isInterruptHigh = false;
+    PollPace m_statusPace;
+
+    std::unique_ptr<Timer> m_interruptTimer;
+    std::unique_ptr<Timer> m_statusTimer;
+    std::unique_ptr<Timer> m_refreshTimer;
+    std::unique_ptr<Timer> m_diagnosticsTimer;
+};
+
+} // namespace vt

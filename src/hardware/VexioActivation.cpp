@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// How the stimulation unit is told to stimulate: checks, the resync of the enable mask, the activation.
+#include "hardware/ByteText.h"
+#include "hardware/VEXIO.h"
+#include "hardware/VexioRegisters.h"
+
+#include <QDebug>
+#include <bit>
+
+namespace vt {
+
+using namespace VEXIO_NS;
+
+namespace {
+
+constexpr int PowerSettleMs = 1000;
+constexpr int RefreshDelayMs = 200; ///< by then the unit has counted the activation
+
+} // namespace
+
+bool VEXIO::mayActivate(std::uint8_t cageMask)
+{
+    if (cageMask == 0) {
+        qDebug("VEXIO::activateStimulation - No cages specified (mask = 0)");
+        return false;
+    }
+    if (m_diagnostics) {
+        qDebug("VEXIO::activateStimulation - Blocked during diagnostics");
+        return false;
+    }
+    if ((m_cachedStatus & StatusNoPower) != 0) {
+        qDebug("VEXIO::activateStimulation - Skipped: 12V power not present (cached status)");
+        return false;
+    }
+    if (!m_powerEdgeMs)
+        return true;
+    const qint64 elapsedMs = m_context.time.monotonicMs() - *m_powerEdgeMs;
+    if (elapsedMs >= PowerSettleMs)
+        return true;
+    qDebug().noquote() << "VEXIO::activateStimulation - Skipped: within" << PowerSettleMs
+                       << "ms 12V settle window (" << elapsedMs << "ms since edge)";
+    return false;
+}
+
+/// Interrupted diagnostics leave the unit in a mode in which it does not stimulate.
+void VEXIO::leaveDiagnosticMode()
+{
+    const auto reg50 = readRegister(REG_50);
+    if (!reg50 || (*reg50 & DiagnosticsEnable) == 0)
+        return;
+    qDebug("VEXIO: Clearing diagnostic mode before stimulation");
+    if (!writeRegister(REG_50, static_cast<std::uint8_t>(*reg50 & ~DiagnosticsEnable)))
+        qDebug("VEXIO::activateStimulation - I2C write failed for Reg50");
+}
+
+void VEXIO::logEnabledFaults(const QString& prefix)
+{
+    const auto faults = readSpeakerFaults();
+    if (!faults)
+        return;
+    for (int cage = 0; cage < CageCount; ++cage) {
+        const int code = speakerFaultCode(faults->faults0C, faults->faults0D, cage);
+        if (((m_configMask >> cage) & 1) != 0 && code != 0)
+            qDebug().noquote() << prefix << cage + 1 << "speaker fault:" << speakerFaultShortText(code);
+    }
+}
+
+/// After a brown-out the unit has all cages disabled, so the mask is written before every activation.
+void VEXIO::resyncCageEnable()
+{
+    const auto current = readRegister(REG_BSCONFIG);
+    if (current && m_configMask != 0 && *current != m_configMask) {
+        qDebug().noquote() << "VEXIO: *** HARDWARE CLEARED REG_BSCONFIG! *** Last:"
+                           << binaryByte(m_configMask) << "Current:" << binaryByte(*current);
+        logEnabledFaults(QStringLiteral("  Cage"));
+    }
+    if (!writeRegister(REG_BSCONFIG, m_configMask))
+        qDebug("VEXIO: ERROR - Failed to restore REG_BSCONFIG!");
+}
+
+void VEXIO::warnBeforeActivation(std::uint8_t cageMask)
+{
+    if ((cageMask & ~m_configMask) != 0)
+        qDebug().noquote() << "VEXIO: WARNING - Requested cages" << binaryByte(cageMask) << "but only"
+                           << binaryByte(m_configMask) << "enabled in BSCONFIG";
+    const auto status = readRegister(REG_SYSTEM_STATUS);
+    if (!status)
+        return;
+    if ((*status & StatusNoPower) != 0) {
+        qDebug("VEXIO: WARNING - 12V Power NOT PRESENT!");
+        emit diagnosticsStatusRead(*status, 0, 0, 0);
+    }
+    if ((*status & StatusSpeakerFault) != 0)
+        logEnabledFaults(QStringLiteral("VEXIO: WARNING - Cage"));
+}
+
+VEXIO::Activation VEXIO::activateStimulation(std::uint8_t cageMask)
+{
+    if (!hasBus("activateStimulation")) {
+        emit operationComplete(false, QStringLiteral("Stimulation failed: I2C not initialized"));
+        return std::nullopt;
+    }
+    if (!mayActivate(cageMask))
+        return std::nullopt;
+    leaveDiagnosticMode();
+    resyncCageEnable();
+    warnBeforeActivation(cageMask);
+    if (!writeRegister(REG_BSACTIVATE, cageMask)) {
+        qDebug("VEXIO::activateStimulation - I2C write failed for REG_BSACTIVATE");
+        emit operationComplete(false, QStringLiteral("Stimulation failed: I2C write error"));
+        return std::nullopt;
+    }
+    const qint64 writtenUs = m_context.time.monotonicUs();
+    m_refreshTimer->start(RefreshDelayMs, TimerMode::SingleShot);
+    emit operationComplete(
+        true, QStringLiteral("Stimulation activated for %1 cage(s)").arg(std::popcount(cageMask)));
+    return writtenUs;
+}
+
+} // namespace vt
