@@ -148,8 +148,6 @@ void StimulationController::setOpenLoopConfig(int minIntervalMs, int maxInterval
     qDebug().noquote().nospace() << "StimulationController: Open-loop config - min: " << minIntervalMs
                                  << " ms, max: " << maxIntervalMs << " ms, random: " << randomInterval;
     updateOpenLoopTimer();
-    if (!m_openLoopTimer->isActive())
-        m_openLoopIntervalMs = minIntervalMs;
     emit configChanged();
 }
 

@@ -78,6 +78,7 @@ void StimulationController::updateOpenLoopTimer()
         if (m_openLoopTimer->isActive())
             qDebug().noquote() << "StimulationController: Open-loop timer stopped";
         m_openLoopTimer->stop();
+        m_openLoopIntervalMs = m_minIntervalMs;
         return;
     }
     if (m_openLoopTimer->isActive() && m_openLoopIntervalMs == m_minIntervalMs)
@@ -228,7 +229,7 @@ void StimulationController::driveOutputs(std::uint16_t mask)
     emit setDioOutputHold(mask);
     for (std::size_t cage = 0; cage < m_clearTimers.size(); ++cage)
         if ((mask >> cage) & 1U)
-            m_clearTimers[cage]->start(m_cageDurationsMs[cage], TimerMode::SingleShot);
+            m_clearTimers[cage]->start(std::max(m_cageDurationsMs[cage], DioPulseMs), TimerMode::SingleShot);
     if (!m_dioSyncTimer->isActive())
         m_dioSyncTimer->start(DioSyncMs, TimerMode::Repeating);
 }

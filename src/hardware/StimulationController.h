@@ -44,6 +44,7 @@ public:
 
     static constexpr int ExtTriggerRekickMs = 9500;
     static constexpr int DioSyncMs = 50;
+    static constexpr int DioPulseMs = 50; ///< of the port expanders; an output is held that long at least
 
     /// Takes over a recording's settings by the setters below. Draws the cages' profiles, once per call, and
     /// hands them to the unit when running (else start() does). The unit's settings count when they are

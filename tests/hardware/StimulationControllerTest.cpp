@@ -368,6 +368,13 @@ TEST_F(Stimulation, DigitalOutputsAloneStimulateAllChannels)
     events();
     time.advance(30000);
     EXPECT_EQ(events(), "pulse 65535, hold 65535, triggered 65535 Open-loop timer");
+    time.advance(30);
+    controller.triggerManualStimulation();
+    events();
+    time.advance(69); // a tick in between does not cut the second pulse short
+    EXPECT_EQ(events(), "");
+    time.advance(1);
+    EXPECT_EQ(events(), "clear 65535");
     controller.handleDioConfigChanged(true, false, 0.5, 9);
     EXPECT_EQ(controller.protocol(), StimulationProtocol::SleepBased);
     controller.handleDioConfigChanged(false, false, 0.5, 9);
