@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace vt {
 
@@ -20,8 +21,8 @@ struct DriverMux::Task
     std::atomic<bool> cleared{false};
 };
 
-DriverMux::DriverMux(DaqmxApi& real, DaqmxApi& simulated, const QString& simulatedName)
-    : m_real(real), m_simulated(simulated), m_simulatedName(simulatedName.toStdString()), m_lastUsed(&real)
+DriverMux::DriverMux(DaqmxApi& others, std::vector<Side> sides)
+    : m_others(others), m_sides(std::move(sides)), m_lastUsed(&others)
 {}
 
 DriverMux::~DriverMux() = default;
@@ -30,9 +31,12 @@ DaqmxApi& DriverMux::ownerOf(const char* name)
 {
     const std::string text = name ? name : "";
     const std::string device = text.substr(0, text.find('/'));
-    DaqmxApi& owner = device == m_simulatedName ? m_simulated : m_real;
-    m_lastUsed = &owner;
-    return owner;
+    DaqmxApi* owner = &m_others;
+    for (const Side& side : m_sides)
+        if (device == side.device)
+            owner = side.driver;
+    m_lastUsed = owner;
+    return *owner;
 }
 
 std::int32_t DriverMux::bind(Task& task, const char* channel)
@@ -46,6 +50,31 @@ std::int32_t DriverMux::bind(Task& task, const char* channel)
     if (status >= 0)
         task.side = &owner;
     return status;
+}
+
+template <typename... Parameters, typename... Arguments>
+std::int32_t DriverMux::forward(std::int32_t (DaqmxApi::*function)(daqmx::TaskHandle, Parameters...),
+                                daqmx::TaskHandle task, Arguments... arguments)
+{
+    auto* const entry = static_cast<Task*>(task);
+    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
+    if (!side)
+        return errorInvalidTask;
+    m_lastUsed.store(side, std::memory_order_relaxed);
+    return (side->*function)(entry->inner, arguments...);
+}
+
+template <typename... Parameters, typename... Arguments>
+std::int32_t DriverMux::forwardChannels(std::int32_t (DaqmxApi::*function)(daqmx::TaskHandle, const char*,
+                                                                           Parameters...),
+                                        daqmx::TaskHandle task, const char* channels, Arguments... arguments)
+{
+    auto* const entry = static_cast<Task*>(task);
+    if (!entry)
+        return errorInvalidTask;
+    if (const std::int32_t status = bind(*entry, channels); status < 0)
+        return status;
+    return forward(function, task, channels, arguments...);
 }
 
 std::int32_t VT_DAQMX_CALL DriverMux::trampoline(daqmx::TaskHandle, std::int32_t eventType,
@@ -94,11 +123,14 @@ std::int32_t DriverMux::DAQmxGetSysDevNames(char* data, std::uint32_t bufferSize
 {
     std::string names;
     std::int32_t status = 0;
-    for (DaqmxApi* side : {&m_real, &m_simulated}) {
+    std::vector<DaqmxApi*> drivers{&m_others};
+    for (const Side& side : m_sides)
+        drivers.push_back(side.driver);
+    for (DaqmxApi* side : drivers) {
         std::string buffer(1024, '\0');
         const std::int32_t result =
             side->DAQmxGetSysDevNames(buffer.data(), static_cast<std::uint32_t>(buffer.size()));
-        if (result < 0) { // the other side's devices are there all the same
+        if (result < 0) { // the other sides' devices are there all the same
             m_lastUsed = side;
             status = status < 0 ? status : result;
             continue;
@@ -130,32 +162,17 @@ std::int32_t DriverMux::DAQmxGetExtendedErrorInfo(char* errorString, std::uint32
 
 std::int32_t DriverMux::DAQmxStartTask(daqmx::TaskHandle task)
 {
-    auto* const entry = static_cast<Task*>(task);
-    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
-    if (!side)
-        return errorInvalidTask;
-    m_lastUsed.store(side, std::memory_order_relaxed);
-    return side->DAQmxStartTask(entry->inner);
+    return forward(&DaqmxApi::DAQmxStartTask, task);
 }
 
 std::int32_t DriverMux::DAQmxStopTask(daqmx::TaskHandle task)
 {
-    auto* const entry = static_cast<Task*>(task);
-    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
-    if (!side)
-        return errorInvalidTask;
-    m_lastUsed.store(side, std::memory_order_relaxed);
-    return side->DAQmxStopTask(entry->inner);
+    return forward(&DaqmxApi::DAQmxStopTask, task);
 }
 
 std::int32_t DriverMux::DAQmxIsTaskDone(daqmx::TaskHandle task, daqmx::Bool32* isTaskDone)
 {
-    auto* const entry = static_cast<Task*>(task);
-    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
-    if (!side)
-        return errorInvalidTask;
-    m_lastUsed.store(side, std::memory_order_relaxed);
-    return side->DAQmxIsTaskDone(entry->inner, isTaskDone);
+    return forward(&DaqmxApi::DAQmxIsTaskDone, task, isTaskDone);
 }
 
 std::int32_t DriverMux::DAQmxCreateAIVoltageChan(daqmx::TaskHandle task, const char* physicalChannel,
@@ -163,29 +180,16 @@ std::int32_t DriverMux::DAQmxCreateAIVoltageChan(daqmx::TaskHandle task, const c
                                                  std::int32_t terminalConfig, double minVal, double maxVal,
                                                  std::int32_t units, const char* customScaleName)
 {
-    auto* const entry = static_cast<Task*>(task);
-    if (!entry)
-        return errorInvalidTask;
-    if (const std::int32_t status = bind(*entry, physicalChannel); status < 0)
-        return status;
-    DaqmxApi* const side = entry->side.load();
-    if (!side)
-        return errorInvalidTask;
-    m_lastUsed.store(side, std::memory_order_relaxed);
-    return side->DAQmxCreateAIVoltageChan(entry->inner, physicalChannel, nameToAssignToChannel,
-                                          terminalConfig, minVal, maxVal, units, customScaleName);
+    return forwardChannels(&DaqmxApi::DAQmxCreateAIVoltageChan, task, physicalChannel, nameToAssignToChannel,
+                           terminalConfig, minVal, maxVal, units, customScaleName);
 }
 
 std::int32_t DriverMux::DAQmxCfgSampClkTiming(daqmx::TaskHandle task, const char* source, double rate,
                                               std::int32_t activeEdge, std::int32_t sampleMode,
                                               std::uint64_t samplesPerChannel)
 {
-    auto* const entry = static_cast<Task*>(task);
-    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
-    if (!side)
-        return errorInvalidTask;
-    m_lastUsed.store(side, std::memory_order_relaxed);
-    return side->DAQmxCfgSampClkTiming(entry->inner, source, rate, activeEdge, sampleMode, samplesPerChannel);
+    return forward(&DaqmxApi::DAQmxCfgSampClkTiming, task, source, rate, activeEdge, sampleMode,
+                   samplesPerChannel);
 }
 
 std::int32_t DriverMux::DAQmxReadAnalogF64(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
@@ -193,43 +197,20 @@ std::int32_t DriverMux::DAQmxReadAnalogF64(daqmx::TaskHandle task, std::int32_t 
                                            std::uint32_t arraySizeInSamples,
                                            std::int32_t* samplesPerChannelRead, daqmx::Bool32* reserved)
 {
-    auto* const entry = static_cast<Task*>(task);
-    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
-    if (!side)
-        return errorInvalidTask;
-    m_lastUsed.store(side, std::memory_order_relaxed);
-    return side->DAQmxReadAnalogF64(entry->inner, samplesPerChannel, timeoutSeconds, fillMode, readArray,
-                                    arraySizeInSamples, samplesPerChannelRead, reserved);
+    return forward(&DaqmxApi::DAQmxReadAnalogF64, task, samplesPerChannel, timeoutSeconds, fillMode,
+                   readArray, arraySizeInSamples, samplesPerChannelRead, reserved);
 }
 
 std::int32_t DriverMux::DAQmxCreateDIChan(daqmx::TaskHandle task, const char* lines,
                                           const char* nameToAssignToLines, std::int32_t lineGrouping)
 {
-    auto* const entry = static_cast<Task*>(task);
-    if (!entry)
-        return errorInvalidTask;
-    if (const std::int32_t status = bind(*entry, lines); status < 0)
-        return status;
-    DaqmxApi* const side = entry->side.load();
-    if (!side)
-        return errorInvalidTask;
-    m_lastUsed.store(side, std::memory_order_relaxed);
-    return side->DAQmxCreateDIChan(entry->inner, lines, nameToAssignToLines, lineGrouping);
+    return forwardChannels(&DaqmxApi::DAQmxCreateDIChan, task, lines, nameToAssignToLines, lineGrouping);
 }
 
 std::int32_t DriverMux::DAQmxCreateDOChan(daqmx::TaskHandle task, const char* lines,
                                           const char* nameToAssignToLines, std::int32_t lineGrouping)
 {
-    auto* const entry = static_cast<Task*>(task);
-    if (!entry)
-        return errorInvalidTask;
-    if (const std::int32_t status = bind(*entry, lines); status < 0)
-        return status;
-    DaqmxApi* const side = entry->side.load();
-    if (!side)
-        return errorInvalidTask;
-    m_lastUsed.store(side, std::memory_order_relaxed);
-    return side->DAQmxCreateDOChan(entry->inner, lines, nameToAssignToLines, lineGrouping);
+    return forwardChannels(&DaqmxApi::DAQmxCreateDOChan, task, lines, nameToAssignToLines, lineGrouping);
 }
 
 std::int32_t DriverMux::DAQmxReadDigitalU32(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
@@ -237,13 +218,8 @@ std::int32_t DriverMux::DAQmxReadDigitalU32(daqmx::TaskHandle task, std::int32_t
                                             std::uint32_t* readArray, std::uint32_t arraySizeInSamples,
                                             std::int32_t* samplesPerChannelRead, daqmx::Bool32* reserved)
 {
-    auto* const entry = static_cast<Task*>(task);
-    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
-    if (!side)
-        return errorInvalidTask;
-    m_lastUsed.store(side, std::memory_order_relaxed);
-    return side->DAQmxReadDigitalU32(entry->inner, samplesPerChannel, timeoutSeconds, fillMode, readArray,
-                                     arraySizeInSamples, samplesPerChannelRead, reserved);
+    return forward(&DaqmxApi::DAQmxReadDigitalU32, task, samplesPerChannel, timeoutSeconds, fillMode,
+                   readArray, arraySizeInSamples, samplesPerChannelRead, reserved);
 }
 
 std::int32_t DriverMux::DAQmxReadDigitalLines(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
@@ -252,13 +228,8 @@ std::int32_t DriverMux::DAQmxReadDigitalLines(daqmx::TaskHandle task, std::int32
                                               std::int32_t* samplesPerChannelRead,
                                               std::int32_t* bytesPerSample, daqmx::Bool32* reserved)
 {
-    auto* const entry = static_cast<Task*>(task);
-    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
-    if (!side)
-        return errorInvalidTask;
-    m_lastUsed.store(side, std::memory_order_relaxed);
-    return side->DAQmxReadDigitalLines(entry->inner, samplesPerChannel, timeoutSeconds, fillMode, readArray,
-                                       arraySizeInBytes, samplesPerChannelRead, bytesPerSample, reserved);
+    return forward(&DaqmxApi::DAQmxReadDigitalLines, task, samplesPerChannel, timeoutSeconds, fillMode,
+                   readArray, arraySizeInBytes, samplesPerChannelRead, bytesPerSample, reserved);
 }
 
 std::int32_t DriverMux::DAQmxWriteDigitalU32(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
@@ -266,13 +237,8 @@ std::int32_t DriverMux::DAQmxWriteDigitalU32(daqmx::TaskHandle task, std::int32_
                                              daqmx::Bool32 dataLayout, const std::uint32_t* writeArray,
                                              std::int32_t* samplesPerChannelWritten, daqmx::Bool32* reserved)
 {
-    auto* const entry = static_cast<Task*>(task);
-    DaqmxApi* const side = entry ? entry->side.load() : nullptr;
-    if (!side)
-        return errorInvalidTask;
-    m_lastUsed.store(side, std::memory_order_relaxed);
-    return side->DAQmxWriteDigitalU32(entry->inner, samplesPerChannel, autoStart, timeoutSeconds, dataLayout,
-                                      writeArray, samplesPerChannelWritten, reserved);
+    return forward(&DaqmxApi::DAQmxWriteDigitalU32, task, samplesPerChannel, autoStart, timeoutSeconds,
+                   dataLayout, writeArray, samplesPerChannelWritten, reserved);
 }
 
 std::int32_t DriverMux::DAQmxGetDevProductType(const char* device, char* data, std::uint32_t bufferSize)

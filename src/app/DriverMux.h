@@ -4,7 +4,6 @@
 #include "base/Mutex.h"
 #include "daqmx/DaqmxApi.h"
 
-#include <QString>
 #include <atomic>
 #include <memory>
 #include <string>
@@ -12,15 +11,21 @@
 
 namespace vt {
 
-/// Two drivers as one: the real library and the simulated unit. Device lists are joined; calls that name a
+/// Several drivers as one: the real library and simulated units. Device lists are joined; calls that name a
 /// device or a channel go to the side that owns the name. A task belongs to a side from its first channel
 /// on, so the creation of the underlying task waits for that. Thread-safe like the drivers behind it; takes
 /// no lock on calls that carry a task.
 class DriverMux final : public DaqmxApi
 {
 public:
-    /// simulatedName: the one device of the simulated side; everything else goes to real.
-    DriverMux(DaqmxApi& real, DaqmxApi& simulated, const QString& simulatedName);
+    /// A driver with one device.
+    struct Side
+    {
+        std::string device;
+        DaqmxApi* driver;
+    };
+    /// What no side of the list is named for goes to others, which is asked first for its devices.
+    DriverMux(DaqmxApi& others, std::vector<Side> sides);
     ~DriverMux() override;
 
     std::int32_t DAQmxCreateTask(const char* taskName, daqmx::TaskHandle* task) override;
@@ -78,9 +83,18 @@ private:
     /// Creates the underlying task on the side that owns channel.
     [[nodiscard]] std::int32_t bind(Task& task, const char* channel);
 
-    DaqmxApi& m_real;
-    DaqmxApi& m_simulated;
-    const std::string m_simulatedName;
+    /// Hands a call that carries a task to the task's side.
+    template <typename... Parameters, typename... Arguments>
+    [[nodiscard]] std::int32_t forward(std::int32_t (DaqmxApi::*function)(daqmx::TaskHandle, Parameters...),
+                                       daqmx::TaskHandle task, Arguments... arguments);
+    /// The same for a call that adds channels, the first of which decide whose the task is.
+    template <typename... Parameters, typename... Arguments>
+    [[nodiscard]] std::int32_t
+    forwardChannels(std::int32_t (DaqmxApi::*function)(daqmx::TaskHandle, const char*, Parameters...),
+                    daqmx::TaskHandle task, const char* channels, Arguments... arguments);
+
+    DaqmxApi& m_others;
+    const std::vector<Side> m_sides;
     Mutex m_mutex;
     std::vector<std::unique_ptr<Task>> m_tasks VT_GUARDED_BY(m_mutex); ///< kept after they are cleared
     std::atomic<DaqmxApi*> m_lastUsed;                                 ///< whom to ask for an error's text

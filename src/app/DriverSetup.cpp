@@ -9,6 +9,32 @@
 
 namespace vt {
 
+namespace {
+
+/// What both units get from the command line, and what makes them two.
+SimulatedUnit::Config unitConfig(const CommandLine& line, QLatin1String name)
+{
+    SimulatedUnit::Config config;
+    config.deviceName = name;
+    config.seed = line.simulateSeed;
+    if (name == QLatin1String(DriverSetup::Simulated16Name)) {
+        constexpr std::uint32_t Serial = 20016;
+        constexpr std::uint64_t OtherAnimals = 1000;
+        config.serial = Serial;
+        config.channels = 16;
+        config.seed += OtherAnimals;
+    } else {
+        config.playbackFile = line.simulateFile;
+    }
+    if (line.animalType > 0)
+        config.animalType = line.animalType;
+    config.speed = line.simulateSpeed;
+    config.clock = line.simulateSpeed > 1.0 ? SimulatedUnit::Clock::AsReady : SimulatedUnit::Clock::RealTime;
+    return config;
+}
+
+} // namespace
+
 DriverSetup::DriverSetup(const CommandLine& line)
 {
     QString libraryError;
@@ -17,11 +43,14 @@ DriverSetup::DriverSetup(const CommandLine& line)
         m_error = libraryError;
         return;
     }
-    const bool asked = line.simulate || line.device == QLatin1String(SimulatedName);
-    if (asked || !realUnitPresent())
-        makeSimulatedUnit(line);
-    if (m_real && m_simulated)
-        m_mux = std::make_unique<DriverMux>(*m_real, *m_simulated, QLatin1String(SimulatedName));
+    makeSimulatedUnits(line);
+    std::vector<DriverMux::Side> sides;
+    for (const auto& unit : m_simulated)
+        sides.push_back({unit->deviceName().toStdString(), unit.get()});
+    if (!m_real && !sides.empty())
+        sides.erase(sides.begin());
+    if (!sides.empty())
+        m_mux = std::make_unique<DriverMux>(m_real ? *m_real : *m_simulated.front(), std::move(sides));
 }
 
 DriverSetup::~DriverSetup() = default;
@@ -35,36 +64,38 @@ bool DriverSetup::realUnitPresent() const
            names[0] != '\0';
 }
 
-void DriverSetup::makeSimulatedUnit(const CommandLine& line)
+void DriverSetup::makeSimulatedUnits(const CommandLine& line)
 {
-    SimulatedUnit::Config config;
-    config.deviceName = QLatin1String(SimulatedName);
-    if (line.channels > 0)
-        config.channels = line.channels;
-    if (line.animalType > 0)
-        config.animalType = line.animalType;
-    config.seed = line.simulateSeed;
-    config.playbackFile = line.simulateFile;
-    config.speed = line.simulateSpeed;
-    config.clock = line.simulateSpeed > 1.0 ? SimulatedUnit::Clock::AsReady : SimulatedUnit::Clock::RealTime;
-    config.faultControlFile = line.simulateFaults;
-    m_simulated = std::make_unique<SimulatedUnit>(config);
-    m_error = m_simulated->configurationError();
+    const bool small = line.device == QLatin1String(SimulatedName);
+    const bool large = line.device == QLatin1String(Simulated16Name);
+    std::vector<SimulatedUnit::Config> configs;
+    if (line.simulate || small || (!large && !realUnitPresent()))
+        configs.push_back(unitConfig(line, QLatin1String(SimulatedName)));
+    if (line.simulate || large)
+        configs.push_back(unitConfig(line, QLatin1String(Simulated16Name)));
+    for (SimulatedUnit::Config& config : configs) {
+        const bool chosen = large == (config.deviceName == QLatin1String(Simulated16Name));
+        if (chosen && line.channels > 0)
+            config.channels = line.channels;
+        if (chosen)
+            config.faultControlFile = line.simulateFaults;
+        m_simulated.push_back(std::make_unique<SimulatedUnit>(config));
+        if (m_error.isEmpty())
+            m_error = m_simulated.back()->configurationError();
+    }
 }
 
 DaqmxApi& DriverSetup::driver()
 {
     if (m_mux)
         return *m_mux;
-    if (m_simulated)
-        return *m_simulated;
-    return *m_real;
+    return m_real ? *m_real : *m_simulated.front();
 }
 
 void DriverSetup::setReadyForMore(std::function<bool()> ready)
 {
-    if (m_simulated)
-        m_simulated->setReadyForMore(std::move(ready));
+    for (const auto& unit : m_simulated)
+        unit->setReadyForMore(ready);
 }
 
 } // namespace vt

@@ -115,6 +115,11 @@ SimulatedUnit::SimulatedUnit(const Config& config) : d(std::make_unique<Private>
 
 SimulatedUnit::~SimulatedUnit() = default;
 
+QString SimulatedUnit::deviceName() const
+{
+    return d->config.deviceName;
+}
+
 QString SimulatedUnit::configurationError() const
 {
     return d->configurationError;

@@ -50,6 +50,7 @@ public:
     explicit SimulatedUnit(const Config& config);
     ~SimulatedUnit() override;
 
+    [[nodiscard]] QString deviceName() const;
     /// Why the unit cannot work (unreadable playback file...), or empty.
     [[nodiscard]] QString configurationError() const;
 
