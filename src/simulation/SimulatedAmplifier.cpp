@@ -145,6 +145,8 @@ private:
                 transmit("\r\n" + m_options.identity.toLatin1() + "\r\n2 channels\r\n");
             else if (identification == Identification::Wrong)
                 transmit("Thermometer 3, strivix compatible\r\n");
+            else if (identification == Identification::Endless)
+                stream();
             break;
         case AmplifierCommands::Command::Prepare:
             m_isPrepared = true;

@@ -28,7 +28,7 @@ public:
         double clockError = 0.003; ///< the device's clock is this share too fast
         QString identity = QStringLiteral("Strivix SA2-0417");
     };
-    enum class Identification { Proper, None, Wrong };
+    enum class Identification { Proper, None, Wrong, Endless };
     enum class StopBehaviour { Obeys, Ignores };
 
     /// Plugged in at once when that is possible. time outlives the object.

@@ -58,7 +58,7 @@ TEST(StrivixDevice, SaysWhyItIsNotTheAmplifier)
         int leastMs;
         int mostMs;
     };
-    const std::array<Case, 3> cases{
+    const std::array<Case, 4> cases{
         {{"no reply",
           [](SimulatedAmplifier& a) { a.setIdentification(SimulatedAmplifier::Identification::None); },
           u"Device did not identify as Strivix"_s,
@@ -67,6 +67,10 @@ TEST(StrivixDevice, SaysWhyItIsNotTheAmplifier)
           [](SimulatedAmplifier& a) { a.setIdentification(SimulatedAmplifier::Identification::Wrong); },
           u"Device did not identify as Strivix"_s,
           u"StrivixDevice: Device on %1 did not identify as Strivix"_s, 500, 520},
+         {"answers without end",
+          [](SimulatedAmplifier& a) { a.setIdentification(SimulatedAmplifier::Identification::Endless); },
+          u"Device did not identify as Strivix"_s,
+          u"StrivixDevice: Device on %1 did not identify as Strivix"_s, 2400, 2420},
          {"never silent",
           [](SimulatedAmplifier& a) {
               a.setStopBehaviour(SimulatedAmplifier::StopBehaviour::Ignores);
