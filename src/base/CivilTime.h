@@ -82,8 +82,9 @@ public:
     constexpr FixedText& addUtcOffset(int offsetSeconds) noexcept
     {
         const int minutes = (offsetSeconds < 0 ? -offsetSeconds : offsetSeconds) / 60;
+        const int digits = minutes / 60 * 100 + minutes % 60;
         add(offsetSeconds < 0 ? '-' : '+');
-        return addNumber(static_cast<std::uint64_t>(minutes / 60 * 100 + minutes % 60), 4);
+        return addDigits(digits, 4);
     }
     /// "2026/03/09 7:05:01"
     constexpr FixedText& addTime(const CivilTime& time) noexcept

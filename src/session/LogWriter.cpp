@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::size_t BatchBytes = 64 * 1024;
+constexpr std::size_t BatchBytes = std::size_t{64} << 10;
 constexpr std::chrono::milliseconds UntilNews = 1h;
 constexpr std::chrono::milliseconds BeforeRetry = 1s;
 constexpr std::chrono::milliseconds BeforeNextLook = 20ms; ///< at a debugger output without room

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <semaphore>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -23,6 +24,7 @@ namespace {
 
 /// Held for ever by whoever dies with it: a handler that allocates then hangs.
 std::atomic<bool> allocatorHeld{false};
+std::binary_semaphore threadRuns(0);
 
 void keepInPlace()
 {
@@ -88,6 +90,7 @@ VT_KEPT void giveUp()
 
 VT_KEPT void waitForEver()
 {
+    threadRuns.release();
     for (;;)
         ::pause();
 }
@@ -157,6 +160,7 @@ int main(int argc, char** argv)
     options.crashReportProgram = QString::fromLocal8Bit(argv[3]);
     const vt::LogManager log(options);
     std::thread(&waitForEver).detach();
+    threadRuns.acquire();
     ways.at(argv[1])();
     return 0;
 }

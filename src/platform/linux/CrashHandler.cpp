@@ -153,7 +153,8 @@ public:
     SignalStack()
     {
         const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-        constexpr std::size_t room = 128 * 1024; // the unwinder needs about 10 kB, the report's lines 10 kB
+        constexpr std::size_t room = std::size_t{128}
+                                     << 10; // the unwinder needs about 10 kB, the report's lines 10 kB
         m_bytes = page + room;
         m_memory =
             ::mmap(nullptr, m_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);

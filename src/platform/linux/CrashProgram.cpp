@@ -20,7 +20,7 @@ constexpr unsigned FirstInherited =
     3; ///< descriptors from here on hold locks and devices of the dying program
 constexpr int ExecFailed = 127;
 
-alignas(16) std::array<std::byte, 64 * 1024> childStack;
+alignas(16) std::array<std::byte, std::size_t{64} << 10> childStack;
 std::atomic<bool> started{false};
 
 /// Runs in the memory of the dying process, which is held until the program is loaded.
@@ -54,7 +54,7 @@ int startProgram(const char* const* arguments) noexcept
 void waitForProgram(int child, int timeoutMs) noexcept
 {
     constexpr int stepMs = 5;
-    const timespec step{0, stepMs * 1'000'000};
+    const timespec step{0, 1'000'000L * stepMs};
     for (int waitedMs = 0; waitedMs < timeoutMs; waitedMs += stepMs) {
         const pid_t ended = ::waitpid(child, nullptr, WNOHANG);
         if (ended == child || (ended < 0 && errno != EINTR))

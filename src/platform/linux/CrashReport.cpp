@@ -4,6 +4,7 @@
 #include "platform/linux/ModuleTable.h"
 #include "platform/linux/ThreadStacks.h"
 
+#include <bit>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,7 +17,7 @@ namespace vt::crash {
 
 namespace {
 
-constexpr std::uintptr_t NearStackBytes = 64 * 1024;
+constexpr std::uintptr_t NearStackBytes = std::uintptr_t{64} << 10;
 constexpr std::string_view Rule = "========================================\n";
 
 constexpr std::uint32_t AccessViolation = 0xC0000005;
@@ -156,7 +157,7 @@ void addCaller(Stack& stack, std::uintptr_t stackPointer) noexcept
 {
     std::uintptr_t caller = 0;
     const iovec here{&caller, sizeof caller};
-    const iovec there{reinterpret_cast<void*>(stackPointer), sizeof caller};
+    const iovec there{std::bit_cast<void*>(stackPointer), sizeof caller};
     // Unlike a plain read, this one may fail.
     if (::process_vm_readv(::getpid(), &here, 1, &there, 1, 0) == sizeof caller && modules.find(caller))
         stack.frames[stack.count++] = caller;
@@ -201,10 +202,10 @@ Fault faultOf(int signal, const siginfo_t& info, const void* context) noexcept
     fault.signal = signal;
     fault.address = programCounterOf(context);
     fault.stackPointer = stackPointerOf(context);
-    const bool sentByProcess = info.si_code <= 0; // kill() and the like, abort() among them
-    if (sentByProcess) {
-        fault.code = ProgramEndedItself;
-    } else if (signal == SIGSEGV) {
+    fault.code = ProgramEndedItself;
+    if (info.si_code <= 0) // sent by a process: kill() and the like, abort() among them
+        return fault;
+    if (signal == SIGSEGV) {
         describeMemoryFault(fault, info, context);
     } else if (signal == SIGBUS) {
         fault.code = info.si_code == BUS_ADRALN ? Misalignment : InPageError;
@@ -216,8 +217,6 @@ Fault faultOf(int signal, const siginfo_t& info, const void* context) noexcept
     } else if (signal == SIGILL) {
         fault.code = IllegalInstruction;
         fault.typeName = "Illegal Instruction";
-    } else {
-        fault.code = ProgramEndedItself;
     }
     return fault;
 }

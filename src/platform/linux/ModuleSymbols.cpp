@@ -7,6 +7,7 @@
 #include <elfutils/libdw.h>
 #include <elfutils/libdwfl.h>
 #include <gelf.h>
+#include <string_view>
 
 namespace vt {
 
@@ -40,7 +41,8 @@ std::string nameOf(Dwarf_Die& function)
     return name ? name : "?";
 }
 
-/// Where an inlined function was called: " (file:line)".
+/// Where an inlined function was called: " (file:line)"; empty in the system's own files, whose layers of
+/// templates tell nobody anything.
 std::string callOf(Dwarf_Die& inlined, Dwarf_Files* files)
 {
     Dwarf_Attribute attribute;
@@ -50,7 +52,8 @@ std::string callOf(Dwarf_Die& inlined, Dwarf_Files* files)
         dwarf_formudata(dwarf_attr(&inlined, DW_AT_call_line, &attribute), &line) != 0)
         return {};
     const char* path = dwarf_filesrc(files, file, nullptr, nullptr);
-    return path ? withLine(" ", path, static_cast<int>(line)) : std::string();
+    const bool ofTheSystem = path && std::string_view(path).starts_with("/usr/");
+    return path && !ofTheSystem ? withLine(" ", path, static_cast<int>(line)) : std::string();
 }
 
 /// For code that the compiler has put into its caller: "function (file:line), inlined in caller (file:line)",
@@ -60,8 +63,13 @@ std::string inlinedPlace(Dwfl_Module* module, GElf_Addr address)
     Dwarf_Addr bias = 0;
     Dwarf_Die* unit = dwfl_module_addrdie(module, address, &bias);
     Dwarf_Die* found = nullptr;
-    const int count = unit ? dwarf_getscopes(unit, address - bias, &found) : 0;
-    const std::unique_ptr<Dwarf_Die, decltype(&std::free)> scopes(found, &std::free);
+    if (!unit || dwarf_getscopes(unit, address - bias, &found) <= 0)
+        return {};
+    const std::unique_ptr<Dwarf_Die, decltype(&std::free)> innermost(found, &std::free);
+    // Those were the scopes as written; now those of the code as it lies there.
+    Dwarf_Die* around = nullptr;
+    const int count = dwarf_getscopes_die(innermost.get(), &around);
+    const std::unique_ptr<Dwarf_Die, decltype(&std::free)> scopes(around, &std::free);
     Dwarf_Files* files = nullptr;
     std::size_t fileCount = 0;
     if (count <= 0 || dwarf_getsrcfiles(unit, &files, &fileCount) != 0)
@@ -73,13 +81,19 @@ std::string inlinedPlace(Dwfl_Module* module, GElf_Addr address)
     std::string where = path ? withLine(" ", path, line) : std::string();
     std::string place;
     for (int i = 0; i < count; ++i) {
-        const int tag = dwarf_tag(&found[i]);
-        if (tag == DW_TAG_inlined_subroutine) {
-            place += nameOf(found[i]) + where + ", inlined in ";
-            where = callOf(found[i], files);
-        } else if (tag == DW_TAG_subprogram) {
-            return place.empty() ? place : place + nameOf(found[i]) + where;
-        }
+        Dwarf_Die& scope = around[i];
+        const int tag = dwarf_tag(&scope);
+        if (tag != DW_TAG_inlined_subroutine && tag != DW_TAG_subprogram)
+            continue;
+        if (tag == DW_TAG_subprogram && place.empty())
+            return place;
+        if (place.empty())
+            place.append(nameOf(scope)).append(where);
+        else if (tag == DW_TAG_subprogram || !where.empty())
+            place.append(", inlined in ").append(nameOf(scope)).append(where);
+        if (tag == DW_TAG_subprogram)
+            return place;
+        where = callOf(scope, files);
     }
     return {};
 }
