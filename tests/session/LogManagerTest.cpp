@@ -195,6 +195,7 @@ TEST_F(LogFolder, MakesARemovedFolderAnew)
 TEST_F(LogFolder, GivesMessagesBackAtItsEnd)
 {
     static QStringList seen;
+    seen.clear();
     const QtMessageHandler before = qInstallMessageHandler(
         [](QtMsgType, const QMessageLogContext&, const QString& text) { seen << text; });
     {
@@ -272,6 +273,17 @@ TEST_F(Writer, IsNotHeldByAnOutputThatNobodyReads)
     EXPECT_TRUE(writer.stop(Patience));
 }
 
+TEST_F(Writer, SurvivesTheEndOfItsReader)
+{
+    LogQueue queue;
+    LogWriter writer(queue, DebuggerOutput(m_writeEnd));
+    ASSERT_TRUE(writer.open(path(u"log"_s)));
+    close(std::exchange(m_readEnd, -1)); // a write into that pipe is answered with SIGPIPE
+    writer.start();
+    EXPECT_TRUE(writer.waitUntilWritten(queue.push("last\n"), Patience));
+    EXPECT_TRUE(writer.stop(Patience));
+}
+
 TEST_F(Writer, TellsHowManyLinesAnOutputWithoutReaderHasMissed)
 {
     LogQueue queue(1 << 18);
@@ -294,8 +306,8 @@ TEST_F(Writer, TellsHowManyLinesAnOutputWithoutReaderHasMissed)
 
 TEST_F(Writer, CutsAHalfWrittenLineOffAndCountsWhatItHadToGiveUp)
 {
-    // A file may not grow beyond 100 kB, as on a full disk, until the limit is lifted.
-    const rlim_t limit = 100'000;
+    // A file may not grow beyond a hundred lines and a half, as on a full disk, until the limit is lifted.
+    const rlim_t limit = 100'500;
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
     const auto ignored = signal(SIGXFSZ, SIG_IGN);

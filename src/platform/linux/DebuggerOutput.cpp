@@ -11,10 +11,14 @@ namespace vt {
 
 namespace {
 
-bool hasRoom(int descriptor, int timeoutMs)
+enum class Room { None, Some, NobodyReads };
+
+Room roomIn(int descriptor, int timeoutMs)
 {
     pollfd entry{descriptor, POLLOUT, 0};
-    return poll(&entry, 1, timeoutMs) > 0;
+    if (poll(&entry, 1, timeoutMs) <= 0)
+        return Room::None;
+    return (entry.revents & (POLLERR | POLLNVAL)) != 0 ? Room::NobodyReads : Room::Some;
 }
 
 } // namespace
@@ -24,7 +28,12 @@ std::size_t DebuggerOutput::write(std::string_view text)
     std::size_t taken = 0;
     // A pipe or terminal with room takes that much without waiting. The descriptor itself may be shared with
     // other programs and stays as it is.
-    while (taken < text.size() && hasRoom(m_descriptor, 0)) {
+    while (taken < text.size()) {
+        const Room room = roomIn(m_descriptor, 0);
+        if (room == Room::None)
+            break;
+        if (room == Room::NobodyReads)
+            return text.size(); // and a write would be answered with a signal
         const std::size_t piece = std::min<std::size_t>(text.size() - taken, PIPE_BUF);
         const ssize_t count = ::write(m_descriptor, text.data() + taken, piece);
         if (count < 0 && errno == EINTR)
@@ -40,7 +49,7 @@ std::size_t DebuggerOutput::write(std::string_view text)
 
 void DebuggerOutput::waitForRoom(int timeoutMs)
 {
-    hasRoom(m_descriptor, timeoutMs);
+    roomIn(m_descriptor, timeoutMs);
 }
 
 } // namespace vt
