@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "hardware/DIO.h"
+#include "FakeTimeSource.h"
+#include "FakeUnit.h"
+#include "LogCapture.h"
+#include "hardware/I2C.h"
+
+#include <QCoreApplication>
+#include <QSignalSpy>
+#include <gmock/gmock.h>
+
+namespace vt::test {
+
+namespace {
+
+class DioTest : public testing::Test
+{
+protected:
+    DioTest()
+    {
+        unit.attachExpanders();
+        bus = std::make_unique<I2C>(unit, u"Dev1"_qs, 1, 0, 1, 2);
+        make({});
+    }
+    void make(const DIO::HeldOutputs& held)
+    {
+        dio = std::make_unique<DIO>(HardwareContext{unit, time, QCoreApplication::instance()}, u"Dev1"_qs,
+                                    held);
+    }
+    void init(int channels)
+    {
+        ASSERT_TRUE(dio->init(bus.get(), channels));
+        std::ignore = traffic();
+    }
+    /// What expander 0, which hears everything, saw since the last look.
+    std::string traffic()
+    {
+        return unit.withExpander(0, [](I2cSlave& slave) {
+            const std::string seen = slave.transcript();
+            slave.forgetTranscript();
+            return seen;
+        });
+    }
+    std::uint8_t outputs(std::size_t expander)
+    {
+        return unit.withExpander(expander, [](I2cSlave& slave) { return slave.registers[0x14]; });
+    }
+
+    LogCapture log;
+    FakeUnit unit;
+    FakeTimeSource time;
+    std::unique_ptr<I2C> bus;
+    std::unique_ptr<DIO> dio;
+};
+
+} // namespace
+
+TEST_F(DioTest, EightChannelsUseOneExpanderWithNormalOutputs)
+{
+    make({0x02, 0xFF});
+    ASSERT_TRUE(dio->init(bus.get(), 8));
+    dio->setOutputLines(0x01, 1);
+    dio->handleManualPulse(0xFF00);
+    dio->setOutputHold(0x0110);
+    time.advance(100);
+    EXPECT_EQ(traffic(), "S 40+ 0C+ FF+ FF+ P S 40+ 0C+ S 41+ <FF+ <FF- P S 40+ 14+ FF+ FF+ P "
+                         "S 40+ 00+ 00+ FF+ 00+ 00+ 00+ FF+ 00+ FF+ 00+ 00+ P S 40+ 0A+ 44+ P "
+                         "S 40+ 14+ 02+ P S 40+ 14+ 12+ P")
+        << "nothing to the second expander, held outputs restored";
+    EXPECT_TRUE(log.hasInOrder({u"Begin PortExpander(s) init"_qs,
+                                u"Configuring for Plover (8-channel) hardware - outputs normal"_qs,
+                                u"Port expander 0x40: Setting GPPUA=0xFF GPPUB=0xFF"_qs}));
+    EXPECT_EQ(unit.calls().back().substr(0, 15), "WriteDigitalU32");
+    EXPECT_THAT(unit.calls(), testing::Contains(testing::HasSubstr("Dev1/port1/line3")));
+}
+
+TEST_F(DioTest, SixteenChannelsAreInverted)
+{
+    ASSERT_TRUE(dio->init(bus.get(), 16));
+    EXPECT_THAT(traffic(), testing::EndsWith("S 40+ 14+ FF+ P S 4E- P")) << "all off";
+    EXPECT_EQ(outputs(1), 0xFF);
+    EXPECT_TRUE(log.has(u"Configuring for Kestrel Box (16-channel) hardware - outputs INVERTED"_qs));
+    dio->handleManualPulse(0x8001);
+    EXPECT_EQ(outputs(0), 0xFE);
+    EXPECT_EQ(outputs(1), 0x7F);
+    time.advance(49);
+    EXPECT_EQ(outputs(0), 0xFE);
+    time.advance(1);
+    EXPECT_EQ(outputs(0), 0xFF);
+    EXPECT_EQ(outputs(1), 0xFF);
+}
+
+TEST_F(DioTest, HeldOutputsOutliveAPulse)
+{
+    init(8);
+    dio->setOutputHold(0x0004);
+    dio->handleManualPulse(0x0005);
+    EXPECT_EQ(outputs(0), 0x05);
+    time.advance(50);
+    EXPECT_EQ(outputs(0), 0x04);
+    dio->clearOutput(0x0004);
+    EXPECT_EQ(outputs(0), 0x00);
+    unit.withExpander(0, [](I2cSlave& slave) { slave.isSilent = true; });
+    dio->setOutputHold(0x0001);
+    dio->clearOutput(0x0001);
+    dio->handleManualPulse(0x0001);
+    time.advance(50);
+    EXPECT_TRUE(
+        log.hasInOrder({u"DIO::setOutputHold - port expander 0 write error"_qs,
+                        u"DIO::clearOutput - port expander 0 write error"_qs,
+                        u"port expander set active low error"_qs, u"port expander0 clear/restore error"_qs}));
+}
+
+TEST_F(DioTest, InputsAreReadWhenTheLineIsLow)
+{
+    init(16);
+    QSignalSpy changed(dio.get(), &DIO::dioInputStateChanged);
+    dio->startDIORecording(16);
+    time.advance(500);
+    EXPECT_EQ(unit.count("ReadDigitalLines"), 10U);
+    EXPECT_EQ(traffic(), "");
+    for (const std::size_t expander : {0U, 1U})
+        unit.withExpander(expander, [&](I2cSlave& slave) {
+            const std::array<std::uint8_t, 5> status{0x01, 0x10, 0x11, 0x12,
+                                                     static_cast<std::uint8_t>(expander == 0 ? 0xFD : 0x7F)};
+            std::copy(status.begin(), status.end(), slave.registers.begin() + 0x0F);
+        });
+    unit.setInterruptLine("/port1/line3", false);
+    time.advance(50);
+    unit.setInterruptLine("/port1/line3", true);
+    EXPECT_THAT(traffic(),
+                testing::StartsWith("S 40+ 0F+ P S 40+ 0F+ S 41+ <01+ <10+ <11+ <12+ <FD- P S 4E-"));
+    ASSERT_EQ(changed.count(), 1);
+    EXPECT_EQ(changed.last()[0].value<std::uint16_t>(), 0x7FFD);
+    EXPECT_TRUE(log.hasInOrder({u"Port 0 (0x40) status: 10111111"_qs, u"Changed Port 0: 01000000"_qs,
+                                u"Port 1 (0x4E) status: 11111110"_qs, u"Changed Port 1: 00000001"_qs}));
+    dio->stopDIORecording();
+    unit.setInterruptLine("/port1/line3", false);
+    time.advance(500);
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_TRUE(log.hasInOrder({u"DIO polling started on 16 channels."_qs, u"DIO polling stopped."_qs}));
+}
+
+TEST_F(DioTest, ErrorsDoNotFloodTheLog)
+{
+    init(8);
+    dio->startDIORecording(8);
+    unit.failFunction("ReadDigitalLines");
+    time.advance(500);
+    EXPECT_EQ(log.count(u"DIO::checkForInterrupt DAQ error (polling continues): extended text"_qs), 1);
+    unit.failFunction("");
+    unit.setInterruptLine("/port1/line3", false);
+    unit.withExpander(0, [](I2cSlave& slave) { slave.isSilent = true; });
+    time.advance(50 + 1000 + 2000 + 4000);
+    EXPECT_EQ(log.count(u"Port expander 0x40 clear interrupt error"_qs), 4) << "asked less and less often";
+    unit.withExpander(0, [](I2cSlave& slave) { slave.isSilent = false; });
+    QSignalSpy changed(dio.get(), &DIO::dioInputStateChanged);
+    time.advance(8000 + 100);
+    EXPECT_EQ(changed.count(), 3) << "back to every 50 ms";
+}
+
+TEST_F(DioTest, ExpanderThatDoesNotAnswerEndsTheInitialisation)
+{
+    unit.withExpander(1, [](I2cSlave& slave) { slave.stuckRegister = 0x0D; });
+    EXPECT_FALSE(dio->init(bus.get(), 9));
+    EXPECT_TRUE(log.has(u"Port expander 0x4E init error: GPPU readback mismatch GPPUA: wrote 0xFF, read 0xFF "
+                        "GPPUB: wrote 0xFF, read 0x00"_qs));
+    unit.withExpander(0, [](I2cSlave& slave) { slave.isSilent = true; });
+    EXPECT_FALSE(dio->init(bus.get(), 8));
+    EXPECT_TRUE(log.has(u"Port expander 0x40 init error: failed to write GPPUA/B"_qs));
+}
+
+} // namespace vt::test

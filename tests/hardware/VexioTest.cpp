@@ -1,0 +1,478 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What the stimulation unit sees on its bus, byte by byte, and what becomes of its answers.
+#include "hardware/VEXIO.h"
+#include "FakeTimeSource.h"
+#include "FakeUnit.h"
+#include "LogCapture.h"
+#include "hardware/I2C.h"
+#include "hardware/VexioRegisters.h"
+
+#include <QCoreApplication>
+#include <QSignalSpy>
+#include <gmock/gmock.h>
+
+namespace vt::test {
+
+namespace {
+
+using VEXIO_NS::CageConfig;
+
+/// One transfer each, as the unit writes it down.
+std::string written(const std::string& bytes)
+{
+    return "S 10+ " + bytes + "+ P";
+}
+std::string read(const std::string& first, const std::string& bytes)
+{
+    return "S 10+ " + first + "+ S 11+ " + bytes + "- P";
+}
+
+class VexioTest : public testing::Test
+{
+protected:
+    VexioTest()
+    {
+        unit.attachVexio();
+        unit.withVexio([](I2cSlave& slave) {
+            const std::array<std::uint8_t, 7> info{0x78, 0x56, 0x34, 0x12, 0x01, 0x00, 0x10};
+            std::copy(info.begin(), info.end(), slave.registers.begin() + 0x78);
+        });
+        bus = std::make_unique<I2C>(unit, u"Dev1"_qs, 0, 4, 5, 6);
+        vexio = std::make_unique<VEXIO>(HardwareContext{unit, time, QCoreApplication::instance()});
+    }
+    void init()
+    {
+        ASSERT_TRUE(vexio->initVexio(bus.get(), 8));
+        setRegister(0x0A, 0); // a real unit clears the bits that are written
+        setRegister(0x0B, 0);
+        forgetTraffic();
+    }
+    void forgetTraffic()
+    {
+        unit.withVexio([](I2cSlave& slave) { slave.forgetTranscript(); });
+    }
+    /// What went over the bus since the last look.
+    std::string traffic()
+    {
+        return unit.withVexio([](I2cSlave& slave) {
+            const std::string seen = slave.transcript();
+            slave.forgetTranscript();
+            return seen;
+        });
+    }
+    void setRegister(std::uint8_t address, std::uint8_t value)
+    {
+        unit.withVexio([&](I2cSlave& slave) { slave.registers[address] = value; });
+    }
+    std::uint8_t registerValue(std::uint8_t address)
+    {
+        return unit.withVexio([&](I2cSlave& slave) { return slave.registers[address]; });
+    }
+    void setSilent(bool isSilent)
+    {
+        unit.withVexio([&](I2cSlave& slave) { slave.isSilent = isSilent; });
+    }
+
+    LogCapture log;
+    FakeUnit unit;
+    FakeTimeSource time;
+    std::unique_ptr<I2C> bus;
+    std::unique_ptr<VEXIO> vexio;
+};
+
+std::string joined(const std::vector<std::string>& transfers)
+{
+    std::string all;
+    for (const std::string& transfer : transfers)
+        all += (all.empty() ? "" : " ") + transfer;
+    return all;
+}
+
+using Message = std::pair<bool, QString>;
+Message lastMessage(const QSignalSpy& spy)
+{
+    return {spy.last()[0].toBool(), spy.last()[1].toString()};
+}
+
+} // namespace
+
+TEST(VexioRegisters, ConversionsRoundAndClamp)
+{
+    using namespace VEXIO_NS;
+    EXPECT_EQ(frequencyHzToRegister(43), 0);
+    EXPECT_EQ(frequencyHzToRegister(3613), 255);
+    EXPECT_EQ(frequencyHzToRegister(1000), 68) << "68.36";
+    EXPECT_EQ(frequencyHzToRegister(50), 1) << "half is rounded up";
+    EXPECT_EQ(frequencyHzToRegister(0), 0);
+    EXPECT_EQ(frequencyHzToRegister(1e6), 255);
+    EXPECT_EQ(frequencyKHzToRegister(1.0), 68);
+    EXPECT_EQ(frequencyKHzToRegister(3.613), 255);
+    EXPECT_EQ(amplitudeVoltsToRegister(5.0), 127) << "127.16";
+    EXPECT_EQ(amplitudeVoltsToRegister(10.027), 255);
+    EXPECT_EQ(amplitudeVoltsToRegister(99), 255);
+    EXPECT_EQ(amplitudeVoltsToRegister(-1), 0);
+    EXPECT_EQ(durationSecToRegister(2.25), 5);
+    EXPECT_EQ(durationSecToRegister(127.5), 255);
+    EXPECT_EQ(durationSecToRegister(1000), 255);
+    EXPECT_DOUBLE_EQ(registerToFrequencyHz(100), 1443.0);
+    EXPECT_DOUBLE_EQ(registerToFrequencyKHz(100), 1.443);
+    EXPECT_DOUBLE_EQ(registerToAmplitudeVolts(100), 3.9322);
+    EXPECT_DOUBLE_EQ(registerToDurationSec(9), 4.5);
+    EXPECT_EQ(waveShapeName(2), u"Single Pulse"_qs);
+    EXPECT_EQ(waveShapeName(3), u"Unknown"_qs);
+    // Cages 1 to 4: 1, 2, 3, 0; cages 5 to 8: 0, 3, 2, 1.
+    const int codes[] = {1, 2, 3, 0, 0, 3, 2, 1};
+    for (int cage = 0; cage < 8; ++cage)
+        EXPECT_EQ(speakerFaultCode(0x39, 0x6C, cage), codes[cage]) << cage;
+}
+
+TEST_F(VexioTest, InitialisationVerifiesAndDisablesTheUnit)
+{
+    ASSERT_TRUE(vexio->initVexio(bus.get(), 8));
+    EXPECT_EQ(traffic(), joined({written("77+ AA"), read("77", "<AA"), written("3C+ 00+ 00"),
+                                 written("44+ 00+ 00"), written("4C+ 00+ 00"), written("54+ 00+ 00"),
+                                 written("5C+ 00+ 00"), written("64+ 00+ 00"), written("6C+ 00+ 00"),
+                                 written("74+ 00+ 00"), written("08+ 00"), written("0A+ 79"),
+                                 written("0B+ 90"), read("78", "<78+ <56+ <34+ <12+ <01+ <00+ <10")}));
+    EXPECT_TRUE(log.hasInOrder(
+        {u"VEXIO::initVexio - Initializing Vexio device at 0x10"_qs,
+         u"VEXIO::initVexio - Read test register 0x77: 0xAA"_qs, u"*** Vexio device verified at 0x10 ***"_qs,
+         u"=== Clearing Sticky Fault Bits ==="_qs,
+         u"VEXIO::clearStickyBits - Register 0x0A cleared bits: 0x 79"_qs,
+         u"Cleared System Status sticky bits (0x0A mask 0x79)"_qs,
+         u"Cleared Sys Extra Status sticky bits (0x0B mask 0x90)"_qs, u"=== Sticky Bits Cleared ==="_qs,
+         u"VEXIO::initVexio - Initialization writes complete"_qs,
+         u"=== Vexio Unit Information (Reg 0x78-0x7E) ==="_qs, u"Serial number: 305419896"_qs,
+         u"Configuration: 0x0001 (OK, expected 0x0001)"_qs, u"Table version: 0x10 (OK, expected 0x10)"_qs}));
+}
+
+TEST_F(VexioTest, UnusableUnitLeavesNoBus)
+{
+    EXPECT_FALSE(vexio->initVexio(nullptr, 8));
+    EXPECT_TRUE(log.has(u"VEXIO::initVexio - NULL I2C pointer"_qs));
+    unit.withVexio([](I2cSlave& slave) { slave.stuckRegister = 0x77; });
+    EXPECT_FALSE(vexio->initVexio(bus.get(), 8));
+    EXPECT_TRUE(log.has(u"VEXIO::initVexio - ERROR: Device not responding correctly"_qs));
+    setSilent(true);
+    EXPECT_FALSE(vexio->initVexio(bus.get(), 8));
+    EXPECT_TRUE(log.has(u"VEXIO::initVexio - ERROR: Write test failed"_qs));
+    forgetTraffic();
+
+    QSignalSpy operations(vexio.get(), &VEXIO::operationComplete);
+    QSignalSpy diagnostics(vexio.get(), &VEXIO::diagnosticsComplete);
+    EXPECT_FALSE(vexio->activateStimulation(1));
+    EXPECT_EQ(lastMessage(operations), Message(false, u"Stimulation failed: I2C not initialized"_qs));
+    vexio->writeAllCagesToHardware(QList<CageConfig>(8));
+    EXPECT_EQ(lastMessage(operations), Message(false, u"I2C not initialized"_qs));
+    vexio->clearAllActivationCounters();
+    vexio->runSpeakerDiagnostics();
+    EXPECT_EQ(lastMessage(diagnostics), Message(false, u"I2C not initialized"_qs));
+    vexio->readCageStatusFromHardware();
+    vexio->updateCageEnableConfig(1);
+    vexio->startStatusPolling();
+    EXPECT_TRUE(log.has(u"VEXIO::updateCageEnableConfig - I2C not initialized"_qs));
+    EXPECT_EQ(traffic(), "");
+    EXPECT_EQ(time.activeTimers(), 0);
+}
+
+// The worst case: interrupted diagnostics, a mask that a brown-out has cleared, speaker faults, and a cage
+// that is not enabled.
+TEST_F(VexioTest, ActivationChecksAndResyncsInOrder)
+{
+    init();
+    vexio->updateCageEnableConfig(0x05);
+    setRegister(0x08, 0x00);
+    setRegister(0x32, 0xC1);
+    setRegister(0x0A, 0x04);
+    setRegister(0x0C, 0x29); // cages 1 to 4: open, shorted, shorted, none
+    forgetTraffic();
+    QSignalSpy operations(vexio.get(), &VEXIO::operationComplete);
+    QSignalSpy cages(vexio.get(), &VEXIO::cageDataRead);
+    time.advance(7);
+    EXPECT_EQ(vexio->activateStimulation(0x0D), VEXIO::Activation(time.monotonicUs()));
+    EXPECT_EQ(traffic(),
+              joined({read("32", "<C1"), written("32+ 81"), read("08", "<00"), read("0C", "<29+ <00"),
+                      written("08+ 05"), read("0A", "<04"), read("0C", "<29+ <00"), written("00+ 0D")}));
+    EXPECT_TRUE(log.hasInOrder(
+        {u"VEXIO: Clearing diagnostic mode before stimulation"_qs,
+         u"VEXIO: *** HARDWARE CLEARED REG_BSCONFIG! *** Last: 0b00000101 Current: 0b00000000"_qs,
+         u"  Cage 1 speaker fault: Open"_qs, u"  Cage 3 speaker fault: Shorted"_qs,
+         u"VEXIO: WARNING - Requested cages 0b00001101 but only 0b00000101 enabled in BSCONFIG"_qs,
+         u"VEXIO: WARNING - Cage 1 speaker fault: Open"_qs}));
+    EXPECT_FALSE(log.hasPart(u"Cage 2 speaker fault"_qs)) << "not enabled";
+    EXPECT_EQ(lastMessage(operations), Message(true, u"Stimulation activated for 3 cage(s)"_qs));
+
+    setRegister(0x38 + 2 * 8 + 1, 0x7F);
+    setRegister(0x38 + 2 * 8 + 4, 0x34);
+    setRegister(0x38 + 2 * 8 + 5, 0x12);
+    time.advance(199);
+    EXPECT_EQ(cages.count(), 0);
+    time.advance(1);
+    ASSERT_EQ(cages.count(), 8);
+    EXPECT_EQ(cages[2][0].value<std::uint8_t>(), 2);
+    EXPECT_EQ(cages[2][2].value<std::uint8_t>(), 0x7F);
+    EXPECT_EQ(cages[2][5].value<std::uint16_t>(), 0x1234);
+
+    traffic();
+    EXPECT_TRUE(vexio->activateStimulation(0x01));
+    EXPECT_EQ(traffic(), joined({read("32", "<81"), read("08", "<05"), written("08+ 05"), read("0A", "<04"),
+                                 read("0C", "<29+ <00"), written("00+ 01")}))
+        << "nothing to clear any more, resync all the same";
+    EXPECT_FALSE(vexio->activateStimulation(0));
+    EXPECT_EQ(traffic(), "");
+    setSilent(true);
+    EXPECT_FALSE(vexio->activateStimulation(1));
+    EXPECT_EQ(lastMessage(operations), Message(false, u"Stimulation failed: I2C write error"_qs));
+}
+
+TEST_F(VexioTest, LostSupplyStopsAllAndSettles)
+{
+    init();
+    vexio->updateCageEnableConfig(0xFF);
+    QSignalSpy lost(vexio.get(), &VEXIO::powerFaultDetected);
+    QSignalSpy restored(vexio.get(), &VEXIO::powerRestored);
+    QSignalSpy hot(vexio.get(), &VEXIO::overTempDetected);
+    QSignalSpy changed(vexio.get(), &VEXIO::systemStatusChanged);
+    QSignalSpy active(vexio.get(), &VEXIO::cageStatusRead);
+    forgetTraffic();
+    setRegister(0x09, 0x12);
+    vexio->startStatusPolling();
+    EXPECT_EQ(traffic(), read("09", "<12+ <00"));
+    EXPECT_EQ(active.last()[0].value<std::uint8_t>(), 0x12);
+
+    setRegister(0x0A, 0x81);
+    time.advance(500);
+    EXPECT_EQ(traffic(), joined({read("09", "<12+ <81"), written("04+ FF")}));
+    EXPECT_EQ(changed.last()[0].value<std::uint8_t>(), 0x80) << "no temperature without 12 V";
+    EXPECT_EQ(lost.count(), 1);
+    time.advance(2000);
+    traffic();
+    EXPECT_EQ(lost.count(), 1) << "an edge";
+    EXPECT_FALSE(vexio->activateStimulation(1));
+    EXPECT_TRUE(log.has(u"VEXIO::activateStimulation - Skipped: 12V power not present (cached status)"_qs));
+
+    setRegister(0x0A, 0x00);
+    time.advance(500);
+    EXPECT_EQ(restored.count(), 1);
+    traffic();
+    vexio->stopStatusPolling();
+    time.advance(999);
+    EXPECT_FALSE(vexio->activateStimulation(1));
+    EXPECT_TRUE(log.has(
+        u"VEXIO::activateStimulation - Skipped: within 1000 ms 12V settle window ( 999 ms since edge)"_qs));
+    EXPECT_EQ(traffic(), "");
+    time.advance(1);
+    EXPECT_TRUE(vexio->activateStimulation(1));
+
+    setRegister(0x0A, 0x01);
+    vexio->readCageStatusFromHardware();
+    vexio->readCageStatusFromHardware();
+    EXPECT_EQ(hot.count(), 1);
+    EXPECT_EQ(changed.count(), 3);
+}
+
+TEST_F(VexioTest, SilentUnitIsToldOnceAndAskedLessOften)
+{
+    init();
+    vexio->startStatusPolling();
+    setSilent(true);
+    const auto polls = [this] { return log.count(u"Device select NAK"_qs); };
+    time.advance(500);
+    EXPECT_EQ(polls(), 1);
+    time.advance(999);
+    EXPECT_EQ(polls(), 1) << "1 s, then 2, 4, 8, 8";
+    time.advance(1 + 2000 + 4000 + 8000 + 8000);
+    EXPECT_EQ(polls(), 6);
+    EXPECT_EQ(log.count(u"VEXIO::readCageStatusFromHardware - I2C read failed for "
+                        "REG_BSACTIVE/REG_SYSTEM_STATUS (polling continues)"_qs),
+              1);
+    setSilent(false);
+    QSignalSpy active(vexio.get(), &VEXIO::cageStatusRead);
+    time.advance(8000 + 500 + 500);
+    EXPECT_EQ(active.count(), 3);
+}
+
+TEST_F(VexioTest, CageRequests)
+{
+    init();
+    QSignalSpy operations(vexio.get(), &VEXIO::operationComplete);
+    for (const int size : {7, 9}) {
+        vexio->writeAllCagesToHardware(QList<CageConfig>(size));
+        EXPECT_EQ(lastMessage(operations), Message(false, u"Invalid data size - expected 8 cages"_qs));
+    }
+    EXPECT_FALSE(vexio->writeCageConfig(8, {}));
+    EXPECT_FALSE(vexio->clearActivationCounter(-1));
+    vexio->stopStimulation(0);
+    EXPECT_EQ(traffic(), "");
+
+    QList<CageConfig> configs(8);
+    configs[7] = {0x11, 0x22, 0x33, 0x02, 999};
+    vexio->writeAllCagesToHardware(configs);
+    EXPECT_EQ(lastMessage(operations), Message(true, u"Wrote 8/8 cages"_qs));
+    const std::string writes = traffic();
+    EXPECT_THAT(writes, testing::StartsWith(joined({written("04+ FF"), written("38+ 00+ 00+ 00+ 00"),
+                                                    written("40+ 00+ 00+ 00+ 00")})));
+    EXPECT_THAT(writes, testing::EndsWith(written("70+ 11+ 22+ 33+ 02")));
+    vexio->setCageDuration(0x81, 0x09);
+    EXPECT_EQ(traffic(), joined({written("3A+ 09"), written("72+ 09")}));
+    EXPECT_TRUE(log.has(u"VEXIO::setCageDuration - Set duration 9 for cages: 0b10000001"_qs));
+    vexio->stopStimulation(0x03);
+    EXPECT_EQ(traffic(), written("04+ 03"));
+    vexio->updateCageEnableConfig(0xC0);
+    EXPECT_EQ(traffic(), written("08+ C0"));
+
+    int cuts = 0;
+    vexio->setBetweenTransfers([&] {
+        if (++cuts == 3)
+            setSilent(true); // cages 3 to 8 fail
+    });
+    vexio->clearAllActivationCounters();
+    EXPECT_EQ(lastMessage(operations), Message(false, u"Cleared 2 activation counters, 6 failed"_qs));
+    vexio->writeAllCagesToHardware(configs);
+    EXPECT_EQ(lastMessage(operations), Message(false, u"Wrote 0/8 cages"_qs));
+}
+
+TEST_F(VexioTest, InterruptLineIsToldOncePerFault)
+{
+    init();
+    unit.setInterruptLine("/port0/line7", false);
+    ASSERT_TRUE(vexio->initInterruptTask(u"Dev1"_qs));
+    vexio->startInterruptPolling();
+    EXPECT_EQ(traffic(), joined({written("0A+ 79"), written("0B+ 90"), read("0A", "<79+ <90+ <00+ <00")}));
+    EXPECT_TRUE(log.has(u"VEXIO::startInterruptPolling - Cleared pending status: SysStatus=0x 79 "
+                        "SysExtra=0x 90 SpkFaults1-4=0x 00 SpkFaults5-8=0x 00"_qs));
+    const QString detected = u"Vexio interrupt detected on port0/line7!"_qs;
+    time.advance(450);
+    EXPECT_EQ(unit.count("ReadDigitalLines"), 3U);
+    EXPECT_FALSE(log.has(detected));
+    unit.setInterruptLine("/port0/line7", true);
+    time.advance(450);
+    EXPECT_EQ(log.count(detected), 1);
+    unit.failFunction("ReadDigitalLines");
+    time.advance(450);
+    EXPECT_EQ(log.count(u"VEXIO::checkForInterrupt DAQ error reading interrupt line (polling continues): "
+                        "extended text"_qs),
+              1);
+    unit.failFunction("");
+    vexio->stopInterruptPolling();
+    time.advance(450);
+    EXPECT_EQ(unit.count("ReadDigitalLines"), 9U);
+    EXPECT_EQ(traffic(), "") << "a look at the line is no transfer";
+}
+
+// ---- speaker diagnostics ----
+
+TEST_F(VexioTest, DiagnosticsRunToTheThirdCycle)
+{
+    init();
+    vexio->updateCageEnableConfig(0x0F);
+    setRegister(0x32, 0xC2);
+    setRegister(0x34, 254);
+    setRegister(0x0C, 0xFF);
+    QSignalSpy complete(vexio.get(), &VEXIO::diagnosticsComplete);
+    QSignalSpy results(vexio.get(), &VEXIO::speakerDiagnosticsResults);
+    forgetTraffic();
+    vexio->runSpeakerDiagnostics();
+    EXPECT_EQ(traffic(), joined({read("0A", "<00"), read("08", "<0F"), written("04+ FF"), written("0C+ 00"),
+                                 written("0D+ 00"), read("34", "<FE"), read("32", "<C2"), written("32+ 82"),
+                                 written("32+ C2")}));
+    vexio->runSpeakerDiagnostics();
+    traffic();
+    EXPECT_FALSE(vexio->activateStimulation(1));
+    vexio->stopStimulation(1);
+    vexio->setCageDuration(1, 1);
+    vexio->updateCageEnableConfig(0x33);
+    EXPECT_EQ(traffic(), "") << "nothing cuts in on diagnostics";
+    EXPECT_TRUE(log.hasInOrder(
+        {u"VEXIO::activateStimulation - Blocked during diagnostics"_qs,
+         u"VEXIO::stopStimulation - Blocked during diagnostics"_qs,
+         u"VEXIO::setCageDuration - Blocked during diagnostics"_qs,
+         u"VEXIO::updateCageEnableConfig - Blocked during diagnostics, saving for later: 0b00110011"_qs}));
+
+    setRegister(0x34, 0); // two cycles
+    time.advance(10);
+    EXPECT_EQ(traffic(), read("34", "<00"));
+    setSilent(true);
+    time.advance(10);
+    setSilent(false);
+    traffic();
+    setRegister(0x34, 1);
+    setRegister(0x0D, 0x81); // cages 5 and 8
+    time.advance(10);
+    EXPECT_EQ(traffic(), joined({read("34", "<01"), written("32+ 82"), read("32", "<82"), read("08", "<0F"),
+                                 written("08+ 33"), read("0C", "<00+ <81")}));
+    EXPECT_TRUE(log.hasInOrder(
+        {u"VEXIO::pollDiagnosticsCounter - Failed to read diagnostic counter, retrying..."_qs,
+         u"Diagnostic counter incremented to 1 (+ 3 ) after 3 polls"_qs,
+         u"VEXIO::finishDiagnostics - REG_BSCONFIG was updated during diagnostics, writing 0x33"_qs,
+         u"=== Base Shaker Speaker Faults (All Cages) ==="_qs, u"Cage 1: OK (connected)"_qs,
+         u"Cage 5: FAULT - Open speaker (disconnected)"_qs,
+         u"Cage 8: FAULT - Shorted terminals (+ to -)"_qs}));
+    ASSERT_EQ(complete.count(), 1);
+    EXPECT_EQ(lastMessage(complete), Message(true, u"Diagnostics complete: 2 fault(s) detected"_qs));
+    EXPECT_EQ(results.last()[1].value<std::uint8_t>(), 0x81);
+    EXPECT_EQ(vexio->configMask(), 0x33);
+    EXPECT_EQ(time.activeTimers(), 0);
+    EXPECT_TRUE(vexio->activateStimulation(1));
+}
+
+TEST_F(VexioTest, DiagnosticsTimeOutAndStillWriteThePendingMask)
+{
+    init();
+    vexio->updateCageEnableConfig(0x0F);
+    QSignalSpy complete(vexio.get(), &VEXIO::diagnosticsComplete);
+    setRegister(0x32, 0x05);
+    vexio->runSpeakerDiagnostics();
+    EXPECT_EQ(registerValue(0x32), 0x45);
+    vexio->updateCageEnableConfig(0x30);
+    setRegister(0x34, 2);
+    time.advance(3990);
+    EXPECT_EQ(complete.count(), 0);
+    forgetTraffic();
+    time.advance(10);
+    EXPECT_EQ(traffic(),
+              joined({read("34", "<02"), written("32+ 05"), read("08", "<0F"), written("08+ 30")}));
+    EXPECT_EQ(lastMessage(complete), Message(false, u"Timeout waiting for diagnostics"_qs));
+    EXPECT_EQ(vexio->configMask(), 0x30);
+    EXPECT_EQ(time.activeTimers(), 0);
+}
+
+TEST_F(VexioTest, DiagnosticsThatCannotStartSayWhy)
+{
+    init();
+    QSignalSpy complete(vexio.get(), &VEXIO::diagnosticsComplete);
+    QSignalSpy status(vexio.get(), &VEXIO::diagnosticsStatusRead);
+    setRegister(0x0A, 0x80);
+    vexio->runSpeakerDiagnostics();
+    EXPECT_EQ(lastMessage(complete),
+              Message(false, u"12V power not present - connect power supply to run diagnostics"_qs));
+    setRegister(0x0A, 0x02);
+    setRegister(0x0D, 0x40);
+    vexio->runSpeakerDiagnostics();
+    EXPECT_EQ(lastMessage(complete), Message(false, u"No cages enabled - enable at least one cage to run "
+                                                    "speaker diagnostics (12V power present)"_qs));
+    ASSERT_EQ(status.count(), 1);
+    EXPECT_EQ(status.last()[3].value<std::uint8_t>(), 0x40);
+
+    vexio->updateCageEnableConfig(0x01);
+    struct Case
+    {
+        int trap; ///< the unit goes silent when this register is addressed
+        const char* message;
+    };
+    for (const Case& c :
+         {Case{0x34, "Failed to read diagnostic counter"}, Case{0x32, "Failed to read Reg50"}}) {
+        unit.withVexio([&c](I2cSlave& slave) { slave.trapRegister = c.trap; });
+        vexio->runSpeakerDiagnostics();
+        EXPECT_EQ(lastMessage(complete), Message(false, QString::fromLatin1(c.message)));
+        unit.withVexio([](I2cSlave& slave) {
+            slave.trapRegister = -1;
+            slave.isSilent = false;
+        });
+        EXPECT_EQ(time.activeTimers(), 0);
+        EXPECT_TRUE(vexio->activateStimulation(1)) << "diagnostics are not active";
+        time.advance(200);
+    }
+}
+
+} // namespace vt::test
