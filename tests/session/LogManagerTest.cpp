@@ -325,18 +325,20 @@ TEST_F(Writer, CutsAHalfWrittenLineOffAndCountsWhatItHadToGiveUp)
         std::snprintf(number.data(), number.size(), "%07d", i);
         std::ignore = writer.waitUntilWritten(queue.push(number.data() + rest + '\n'), Patience);
     }
-    EXPECT_EQ(content(path(u"log"_s)).size(), 100 * 1000);
+    // What fits is whole: the notice and the warning may go where a line did not.
+    EXPECT_GE(content(path(u"log"_s)).size(), 100 * 1000);
+    EXPECT_TRUE(content(path(u"log"_s)).endsWith(u'\n'));
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
     signal(SIGXFSZ, ignored);
     EXPECT_TRUE(writer.waitUntilWritten(queue.push("room again\n"), Patience));
     EXPECT_TRUE(writer.stop(Patience));
 
     int whole = 0;
-    int lost = -1;
+    int lost = 0;
     for (const QString& line : linesOf(path(u"log"_s))) {
         whole += line.size() == 999 && line.endsWith(QString::fromStdString(rest));
         if (const qsizetype place = line.indexOf(u"Lines lost: "_s); place >= 0)
-            lost = line.mid(place + 12).toInt();
+            lost += line.mid(place + 12).toInt();
     }
     EXPECT_GT(lost, 0);
     // The writer's own warning was either kept or given up with them.
