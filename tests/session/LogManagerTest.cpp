@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -271,6 +272,46 @@ TEST_F(Writer, IsNotHeldByAnOutputThatNobodyReads)
     // Nothing is missing for a reader who comes late.
     EXPECT_EQ(readUntil("last\n").size(), 1000 * 1001 + 5);
     EXPECT_TRUE(writer.stop(Patience));
+}
+
+TEST_F(Writer, HoldsNobodyWhenTheDiskHangs)
+{
+    const QByteArray name = QFile::encodeName(path(u"log"_s));
+    ASSERT_EQ(mkfifo(name.constData(), 0600), 0);
+    const int disk = open(name.constData(), O_RDWR | O_CLOEXEC);
+    LogQueue queue(1 << 18);
+    LogWriter writer(queue, DebuggerOutput(open("/dev/null", O_WRONLY | O_CLOEXEC)));
+    ASSERT_TRUE(writer.open(path(u"log"_s)));
+    writer.start();
+    constexpr int lines = 400; // more than disk and queue hold
+    for (int i = 0; i < lines; ++i)
+        queue.push(std::string(999, 'x') + '\n');
+    EXPECT_FALSE(writer.waitUntilWritten(queue.end(), 50));
+
+    // The disk comes back: what was queued is written, and what was not is counted.
+    std::string all;
+    std::array<char, 4096> piece{};
+    const auto readUntil = [&](const std::string& text) {
+        while (all.find(text) == std::string::npos)
+            if (const ssize_t count = read(disk, piece.data(), piece.size()); count > 0)
+                all.append(piece.data(), static_cast<std::size_t>(count));
+    };
+    std::thread reader([&] { readUntil("last\n"); });
+    EXPECT_TRUE(writer.waitUntilWritten(queue.end(), Patience));
+    queue.push("last\n");
+    reader.join();
+    const std::size_t notice = all.find("LogManager: Lines lost: ");
+    ASSERT_NE(notice, std::string::npos);
+    EXPECT_EQ(std::stoi(all.substr(notice + 24)) + std::count(all.begin(), all.end(), '\n'), lines + 2);
+
+    // It hangs again: the end does not wait for it for longer than it is told to.
+    queue.push(std::string(100'000, 'x') + '\n');
+    EXPECT_FALSE(writer.stop(50));
+    all.clear();
+    reader = std::thread([&] { readUntil("x\n"); });
+    EXPECT_TRUE(writer.stop(Patience));
+    reader.join();
+    close(disk);
 }
 
 TEST_F(Writer, SurvivesTheEndOfItsReader)
