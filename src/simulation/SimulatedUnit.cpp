@@ -79,8 +79,9 @@ UnitClock SimulatedUnit::Private::deviceClock()
             return static_cast<std::int64_t>(analog->blocksDelivered() * 1'000'000 / FramesPerSecond);
         };
     const double speed = std::max(config.speed, 1.0);
-    return
-        [this, speed] { return static_cast<std::int64_t>(static_cast<double>(time.monotonicUs()) * speed); };
+    return [this, speed, startUs = time.monotonicUs()] {
+        return static_cast<std::int64_t>(static_cast<double>(time.monotonicUs() - startUs) * speed);
+    };
 }
 
 SimulatedUnit::Private::Private(const Config& unitConfig)

@@ -99,14 +99,14 @@ void VexioModel::endProfiles(std::int64_t nowUs)
 
 void VexioModel::runDiagnostics(std::int64_t nowUs)
 {
-    if (!diagnosing() || !amplifierPowered())
+    if (!diagnosing() || !amplifierPowered() || nowUs < m_nextCycleUs)
         return;
-    while (m_nextCycleUs <= nowUs) {
-        m_nextCycleUs += DiagnosticCycleUs;
-        ++m_registers[DiagnosticCounter];
-        if (++m_cycles >= CyclesUntilReport)
-            reportFaults(m_registers[Enabled], 1);
-    }
+    const std::int64_t cycles = (nowUs - m_nextCycleUs) / DiagnosticCycleUs + 1;
+    m_nextCycleUs += cycles * DiagnosticCycleUs;
+    m_cycles += cycles;
+    m_registers[DiagnosticCounter] = static_cast<std::uint8_t>(m_registers[DiagnosticCounter] + cycles);
+    if (m_cycles >= CyclesUntilReport)
+        reportFaults(m_registers[Enabled], 1);
 }
 
 bool VexioModel::diagnosing() const

@@ -88,7 +88,7 @@ private:
     std::uint8_t m_stickyStatus = 0;
     std::uint8_t m_stickyExtra = 0;
     std::int64_t m_nextCycleUs = 0;
-    int m_cycles = 0; ///< since diagnostics were switched on
+    std::int64_t m_cycles = 0; ///< since diagnostics were switched on
 };
 
 } // namespace vt

@@ -165,6 +165,12 @@ class CannotBeginTest(AppTest):
         self.assert_status(0, self.run_program(*simulate("--channels", 1, base=base, duration=1)))
         self.assertEqual(reader.read_recording(base, reader.MOUSE).samples.shape, (120, 1))
 
+    def test_channels_are_for_the_simulated_unit_that_is_named(self):
+        for device, channels, expected in (("sim16", (), 16), ("sim16", ("--channels", 12), 12), ("sim", (), 8)):
+            base = self.folder / f"{device}_{expected}"
+            self.assert_status(0, self.run_program(*simulate("--device", device, *channels, base=base, duration=1)))
+            self.assertEqual(reader.read_recording(base, reader.MOUSE).samples.shape, (120, expected))
+
     def test_existing_files_that_must_not_be_touched(self):
         def check(role):
             folder = self.folder / role
