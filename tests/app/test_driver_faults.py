@@ -76,8 +76,8 @@ class FaultTest(DriverTest):
 class AnalogFaultsTest(FaultTest):
     def test_failing_and_hanging_steps(self):
         """A step that fails once is taken again; one that always fails is a unit that does not respond."""
-        steps = [("DAQmxCreateTask", 7), ("DAQmxCreateAIVoltageChan", 1), ("DAQmxCfgSampClkTiming", 1),
-                 ("DAQmxRegisterEveryNSamplesEvent", 1), ("DAQmxStartTask", 7)]
+        steps = [("DAQmxCreateTask", 8), ("DAQmxCreateAIVoltageChan", 1), ("DAQmxCfgSampClkTiming", 1),
+                 ("DAQmxRegisterEveryNSamplesEvent", 1), ("DAQmxStartTask", 8)]
         cases = []
         for number, (function, call) in enumerate(steps):
             code = CODES[number % 2]
@@ -95,7 +95,7 @@ class AnalogFaultsTest(FaultTest):
                                   f"DAQmxClearTask:1:{CODES[1]}", ""))
         # A call that takes ten seconds. The watchdog has its say when it is one that the signal waits for.
         ten = 10000
-        cases += [([LOST_UNIT], "", f"DAQmxReadAnalogF64:30:{ten}"), ([LOST_UNIT], "", f"DAQmxStartTask:7:{ten}"),
+        cases += [([LOST_UNIT], "", f"DAQmxReadAnalogF64:30:{ten}"), ([LOST_UNIT], "", f"DAQmxStartTask:8:{ten}"),
                   ([COMPLETE], "", f"DAQmxStopTask:1:{ten}"), ([COMPLETE], "", f"DAQmxWriteDigitalU32:500:{ten}"),
                   ([REFUSED], "", f"DAQmxGetSysDevNames:2:{ten}")]
         self.check_all(cases, at_once=len(cases))

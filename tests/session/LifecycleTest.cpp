@@ -103,7 +103,8 @@ TEST(Lifecycle, TenMinutesWithOneUnplugAreTwoCompleteSegments)
     EXPECT_EQ(rows.at(0), "Event,Segment,DateTime,Label");
     EXPECT_TRUE(rows.at(1).startsWith("1,1,2026-03-02 10:1")) << rows.at(1).constData();
     EXPECT_TRUE(rows.at(1).endsWith(",\"feeding, late\"")) << rows.at(1).constData();
-    EXPECT_EQ(harness.unit.openTaskCount(), 3 * 2) << "only the three buses' tasks stay open";
+    EXPECT_EQ(harness.unit.openTaskCount(), 3 * 2 + 1 + 2)
+        << "only the three buses, the cage light and two interrupt lines stay open";
     EXPECT_EQ(harness.unit.deadHandleCalls(), 0);
     EXPECT_TRUE(harness.session->lastSummary().contains(u"Lost: nothing"_s))
         << qPrintable(harness.session->lastSummary());
