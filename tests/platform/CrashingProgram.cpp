@@ -16,9 +16,9 @@
 #include <thread>
 #include <unistd.h>
 
-#define VT_KEPT __attribute__((noinline, noclone))
+#define VT_KEPT __attribute__((noinline))
 
-extern "C" void* __libc_malloc(std::size_t size);
+extern "C" void* __libc_malloc(std::size_t size) noexcept;
 
 namespace {
 
@@ -34,7 +34,7 @@ void keepInPlace()
 } // namespace
 
 // In place of the library's, so that a test can hold it.
-extern "C" void* malloc(std::size_t size)
+extern "C" void* malloc(std::size_t size) noexcept
 {
     while (allocatorHeld.load(std::memory_order_relaxed))
         std::this_thread::yield();
@@ -53,9 +53,9 @@ VT_KEPT void writeWhereNothingIs(int* place)
     keepInPlace();
 }
 
-VT_KEPT void divideByZero(int zero)
+VT_KEPT void divideByZero(int divisor)
 {
-    const int quotient = 7 / zero;
+    const int quotient = 7 / divisor;
     asm("" ::"r"(quotient));
 }
 
@@ -97,9 +97,14 @@ VT_KEPT void waitForEver()
 
 namespace {
 
+// Out of the compiler's sight, which would make a trap of what it can see.
+std::atomic<std::uintptr_t> badAddress{64};
+std::atomic<int> zero{0};
+std::atomic<void (*)()> nothing{nullptr};
+
 int* nowhere()
 {
-    return reinterpret_cast<int*>(std::uintptr_t{64});
+    return reinterpret_cast<int*>(badAddress.load());
 }
 
 void dieHoldingTheAllocator()
@@ -134,11 +139,11 @@ void onAnotherThread(void (*function)())
 const std::map<std::string, void (*)()> ways{
     {"read", [] { readWhereNothingIs(nowhere()); }},
     {"write", [] { writeWhereNothingIs(nowhere()); }},
-    {"divide", [] { divideByZero(0); }},
-    {"call", [] { callNothing(nullptr); }},
+    {"divide", [] { divideByZero(zero); }},
+    {"call", [] { callNothing(nothing); }},
     {"illegal", [] { runIllegalInstruction(); }},
-    {"overflow", [] { useUpTheStack(0); }},
-    {"thread-overflow", [] { onAnotherThread([] { useUpTheStack(0); }); }},
+    {"overflow", [] { useUpTheStack(zero); }},
+    {"thread-overflow", [] { onAnotherThread([] { useUpTheStack(zero); }); }},
     {"exception", [] { throwWithoutCatch(); }},
     {"thread-exception", [] { onAnotherThread([] { throwWithoutCatch(); }); }},
     {"abort", [] { giveUp(); }},

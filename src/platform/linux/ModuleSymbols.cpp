@@ -56,14 +56,42 @@ std::string callOf(Dwarf_Die& inlined, Dwarf_Files* files)
     return path && !ofTheSystem ? withLine(" ", path, static_cast<int>(line)) : std::string();
 }
 
-/// For code that the compiler has put into its caller: "function (file:line), inlined in caller (file:line)",
-/// and so on to the function that the code belongs to. Empty for other code.
-std::string inlinedPlace(Dwfl_Module* module, GElf_Addr address)
+/// The part of a file's debug information that tells of an address; die is null when there is none.
+struct Unit
+{
+    Dwarf_Die* die = nullptr;
+    Dwarf_Addr address = 0; ///< as the debug information counts
+};
+
+Unit unitOf(Dwfl_Module* module, GElf_Addr address)
 {
     Dwarf_Addr bias = 0;
-    Dwarf_Die* unit = dwfl_module_addrdie(module, address, &bias);
+    Dwarf_Die* die = dwfl_module_addrdie(module, address, &bias);
+    if (die && dwarf_haspc(die, address - bias) > 0)
+        return {die, address - bias};
+    // Not every compiler writes the table that the call above looks into.
+    die = nullptr;
+    while ((die = dwfl_module_nextcu(module, die, &bias)))
+        if (dwarf_haspc(die, address - bias) > 0)
+            return {die, address - bias};
+    return {};
+}
+
+/// " (file:line)"; empty when unknown.
+std::string lineOf(const Unit& unit)
+{
+    int number = 0;
+    Dwarf_Line* line = unit.die ? dwarf_getsrc_die(unit.die, unit.address) : nullptr;
+    const char* path = line ? dwarf_linesrc(line, nullptr, nullptr) : nullptr;
+    return path && dwarf_lineno(line, &number) == 0 ? withLine(" ", path, number) : std::string();
+}
+
+/// For code that the compiler has put into its caller: "function (file:line), inlined in caller (file:line)",
+/// and so on to the function that the code lies in. Empty for other code.
+std::string inlinedPlace(const Unit& unit)
+{
     Dwarf_Die* found = nullptr;
-    if (!unit || dwarf_getscopes(unit, address - bias, &found) <= 0)
+    if (!unit.die || dwarf_getscopes(unit.die, unit.address, &found) <= 0)
         return {};
     const std::unique_ptr<Dwarf_Die, decltype(&std::free)> innermost(found, &std::free);
     // Those were the scopes as written; now those of the code as it lies there.
@@ -72,13 +100,10 @@ std::string inlinedPlace(Dwfl_Module* module, GElf_Addr address)
     const std::unique_ptr<Dwarf_Die, decltype(&std::free)> scopes(around, &std::free);
     Dwarf_Files* files = nullptr;
     std::size_t fileCount = 0;
-    if (count <= 0 || dwarf_getsrcfiles(unit, &files, &fileCount) != 0)
+    if (count <= 0 || dwarf_getsrcfiles(unit.die, &files, &fileCount) != 0)
         return {};
 
-    int line = 0;
-    Dwfl_Line* source = dwfl_module_getsrc(module, address);
-    const char* path = source ? dwfl_lineinfo(source, nullptr, &line, nullptr, nullptr, nullptr) : nullptr;
-    std::string where = path ? withLine(" ", path, line) : std::string();
+    std::string where = lineOf(unit);
     std::string place;
     for (int i = 0; i < count; ++i) {
         Dwarf_Die& scope = around[i];
@@ -149,16 +174,12 @@ std::string ModuleSymbols::placeName(const std::string& module, std::uint64_t of
     if (!file)
         return {};
     const GElf_Addr address = file->base + offset;
-    std::string place = inlinedPlace(file->module, address);
+    const Unit unit = unitOf(file->module, address);
+    std::string place = inlinedPlace(unit);
     if (!place.empty())
         return place;
-    if (const char* name = dwfl_module_addrname(file->module, address))
-        place = spelledOut(name);
-    int line = 0;
-    Dwfl_Line* source = dwfl_module_getsrc(file->module, address);
-    if (const char* path =
-            source ? dwfl_lineinfo(source, nullptr, &line, nullptr, nullptr, nullptr) : nullptr)
-        place += withLine(place.empty() ? "" : " ", path, line);
+    const char* name = dwfl_module_addrname(file->module, address);
+    place = (name ? spelledOut(name) : std::string()) + lineOf(unit);
     return place;
 }
 
