@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/Application.h"
 
+#include "app/CommandLineSetup.h"
 #include "app/ConsoleInteraction.h"
 #include "app/DriverSetup.h"
 #include "app/HeadlessRunner.h"
+#include "app/Safeguards.h"
 #include "base/TimeSource.h"
 #include "daqmx/KeepAlive.h"
 #include "platform/TerminationSignals.h"
 #include "session/AppSettings.h"
+#include "session/LogManager.h"
 #include "session/SessionController.h"
 #include "ui/MainWindow.h"
+#include "ui/SetupFileActions.h"
 #include "ui/SetupPanel.h"
 #include "ui/WindowInteraction.h"
 
@@ -26,12 +30,19 @@ namespace {
 
 constexpr int badArguments = 2;
 
-void installMessagePattern()
+/// The log of this run; what follows in the run is in it.
+LogManager::Options logOptions(CrashHandler::Notice crashNotice)
 {
-    qSetMessagePattern(
-        u"[%{time yyyy/MM/dd h:mm:ss.zzz} UTC%{time tt} %{if-debug}D%{endif}%{if-info}I%{endif}"
-        "%{if-warning}W%{endif}%{if-critical}C%{endif}%{if-fatal}F%{endif}] %{file}:%{line} - "
-        "%{message}"_s);
+    LogManager::Options options;
+    options.crashNotice = crashNotice;
+    return options;
+}
+
+void prepareSettings(const CommandLine& line)
+{
+    AppSettings::migrateLegacySettings();
+    if (line.clearSettings)
+        AppSettings::clearAll();
 }
 
 /// Handles everything but an actual run; empty when a run is wanted.
@@ -60,14 +71,6 @@ int listDevices(SessionController& session)
             QStringList{device.name, device.productType, device.serial, device.simulated ? u"yes"_s : u"no"_s}
                 .join(u'\t'));
     return 0;
-}
-
-SessionController::Options sessionOptions()
-{
-    SessionController::Options options;
-    options.autoResume = AppSettings::autoResumeOnDaqDisconnect();
-    options.rememberSaveName = [](const QString& base) { AppSettings::setSaveFileName(base); };
-    return options;
 }
 
 /// True for arguments that only lead to an error message. Single-dash words ("-platform") may be the window
@@ -128,6 +131,7 @@ void connectWindow(MainWindow& window, SessionController& session, WindowInterac
     QObject::connect(&window, &MainWindow::saveFileNameChosen, &window, &AppSettings::setSaveFileName);
     QObject::connect(&window, &MainWindow::autoResumeChosen, &window,
                      &AppSettings::setAutoResumeOnDaqDisconnect);
+    QObject::connect(&window, &MainWindow::configDirChosen, &window, &AppSettings::setLastConfigDir);
     QObject::connect(&window, &MainWindow::geometryToKeep, &window, &AppSettings::setGeometry);
     QObject::connect(&user, &WindowInteraction::fatalErrorSeen, &window, [] { QCoreApplication::exit(1); });
     // Whoever asks the process to end cannot answer a question.
@@ -142,17 +146,23 @@ void connectWindow(MainWindow& window, SessionController& session, WindowInterac
     });
 }
 
-void applyCommandLine(MainWindow& window, const CommandLine& line)
+void applyExplicit(MainWindow& window, const CommandLine& line)
 {
     RecordingSetup setup = window.setupPanel()->setup();
-    if (line.channels > 0)
-        setup.channelCount = line.channels;
-    if (!line.animalIds.isEmpty())
-        setup.animalIds = line.animalIds;
-    setup.activityOnly = line.activityOnly;
-    setup.bandpass = line.bandpass;
-    setup.basePath = line.output;
+    applyExplicitOptions(line, setup);
     window.setupPanel()->setSetup(setup);
+}
+
+void applyCommandLine(MainWindow& window, const CommandLine& line)
+{
+    applyExplicit(window, line);
+    if (!line.setupFile.isEmpty()) {
+        // What was given on the command line goes before what the file says.
+        QObject::connect(
+            window.setupFileActions(), &SetupFileActions::loaded, &window,
+            [&window, line] { applyExplicit(window, line); }, Qt::SingleShotConnection);
+        window.setupFileActions()->loadOnceReady(line.setupFile);
+    }
     // After the window's own first look for devices.
     if (!line.device.isEmpty())
         QMetaObject::invokeMethod(
@@ -173,18 +183,22 @@ bool isConsoleRun(int argc, char** argv)
 
 int runConsole()
 {
-    installMessagePattern();
     const CommandLine line = parseCommandLine(QCoreApplication::arguments().mid(1));
     if (const auto status = answerAtOnce(line))
         return *status;
+    const LogManager log(logOptions(CrashHandler::Notice::StandardError));
     const TerminationSignals termination; // before and longer than all that takes time
+    prepareSettings(line);
     const Services services(line);
     if (services.failed())
         return 1;
     ConsoleInteraction user;
-    SessionController session(services.driver(), services.time(), user, sessionOptions());
+    Safeguards safeguards;
+    SessionController session(services.driver(), services.time(), user, safeguards.sessionOptions());
     if (line.action == CommandLine::Action::ListDevices)
         return listDevices(session);
+    const auto power = Safeguards::protect(session, services.time(), user);
+    Safeguards::tellUnclosed(user);
     services.paceBy(session);
 
     HeadlessRunner runner(session, services.time(), line);
@@ -198,23 +212,28 @@ int runConsole()
 
 int runWindow()
 {
-    installMessagePattern();
     const CommandLine line = parseCommandLine(QCoreApplication::arguments().mid(1));
     if (const auto status = answerAtOnce(line))
         return *status;
+    const LogManager log(logOptions(CrashHandler::Notice::MessageBox));
     const TerminationSignals termination; // before and longer than all that takes time
+    prepareSettings(line);
     const Services services(line);
     if (services.failed())
         return 1;
     WindowInteraction user;
-    SessionController session(services.driver(), services.time(), user, sessionOptions());
+    Safeguards safeguards;
+    SessionController session(services.driver(), services.time(), user, safeguards.sessionOptions());
+    const auto power = Safeguards::protect(session, services.time(), user);
     services.paceBy(session);
     const QString suggestedName = line.output.isEmpty() ? AppSettings::saveFileName() : line.output;
     MainWindow window(session, user,
-                      {suggestedName, AppSettings::geometry(), AppSettings::autoResumeOnDaqDisconnect()});
+                      {suggestedName, AppSettings::geometry(), AppSettings::autoResumeOnDaqDisconnect(),
+                       AppSettings::lastConfigDir()});
     connectWindow(window, session, user, termination);
     applyCommandLine(window, line);
     window.show();
+    Safeguards::tellUnclosed(user);
     return QCoreApplication::exec();
 }
 

@@ -35,7 +35,10 @@ void ConsoleInteraction::notify(Severity, const QString& title, const QString& t
 
 void ConsoleInteraction::ask(const Question& question, std::function<void(int)> answered)
 {
-    printError(u"%1 %2"_s.arg(question.text, question.buttons.value(question.defaultButton)));
+    if (!question.informativeText.isEmpty())
+        printError(u"%1: %2 %3"_s.arg(question.title, question.text, question.informativeText));
+    else
+        printError(u"%1 %2"_s.arg(question.text, question.buttons.value(question.defaultButton)));
     answered(question.defaultButton);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/HeadlessRunner.h"
 
+#include "app/CommandLineSetup.h"
 #include "app/ConsoleInteraction.h"
 #include "base/TimeSource.h"
 #include "session/SessionController.h"
@@ -102,19 +103,38 @@ void HeadlessRunner::deviceSelected(const DeviceDetails& details)
     m_waitingForDevice = false;
     if (m_done)
         return;
+    if (!details.refusal.isEmpty()) {
+        fail(details.refusal);
+        return;
+    }
     if (m_line.animalType > 0 && details.usable && !details.simulated &&
         m_line.animalType != details.animalType)
         printError(
             u"--animal is ignored: %1 itself says %2."_s.arg(details.name, kindName(details.animalType)));
-    RecordingSetup setup;
-    setup.basePath = m_line.output;
-    setup.channelCount = m_line.channels > 0 ? m_line.channels : details.offeredChannels;
-    setup.animalIds = m_line.animalIds;
-    setup.activityOnly = m_line.activityOnly;
-    setup.bandpass = m_line.bandpass;
-    setup.frameLimit = m_line.frameLimit();
+    std::optional<SetupFileContents> contents;
+    if (!m_line.setupFile.isEmpty() && details.usable) {
+        contents = readSetup(details);
+        if (!contents)
+            return;
+    }
     m_progress->start(progressIntervalMs, TimerMode::Repeating);
-    m_session.record(setup);
+    m_session.record(setupFromCommandLine(m_line, details, contents ? &*contents : nullptr));
+}
+
+std::optional<SetupFileContents> HeadlessRunner::readSetup(const DeviceDetails& details)
+{
+    const auto explain = [](const QString& problem) {
+        return u"Could not load the configuration.\n\n%1"_s.arg(problem);
+    };
+    auto read = readSetupFile(m_line.setupFile, details.offeredChannels);
+    if (const auto* error = std::get_if<SetupFileError>(&read)) {
+        fail(explain(error->text));
+        return std::nullopt;
+    }
+    auto contents = std::get<SetupFileContents>(std::move(read));
+    if (!contents.vexioProblem.isEmpty())
+        printError(explain(contents.vexioProblem));
+    return contents;
 }
 
 void HeadlessRunner::printProgress()

@@ -3,9 +3,11 @@
 
 #include "app/CommandLine.h"
 #include "session/SessionTypes.h"
+#include "session/SetupFile.h"
 
 #include <QObject>
 #include <memory>
+#include <optional>
 
 namespace vt {
 
@@ -35,6 +37,8 @@ private:
     [[nodiscard]] QString chooseDevice(QString* problem) const;
     void deviceSelected(const DeviceDetails& details);
     void recordingEnded(EndReason reason);
+    /// The setup file, or nothing after the run has failed with the reason.
+    [[nodiscard]] std::optional<SetupFileContents> readSetup(const DeviceDetails& details);
     void printProgress();
     void fail(const QString& message);
 

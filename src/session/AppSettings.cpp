@@ -123,21 +123,14 @@ void setShowLidWarning(bool show)
     setValue(u"PowerWarnings/showLidWarning"_s, show);
 }
 
-QString openRecording()
+QStringList openRecordings()
 {
-    return value(u"openRecording"_s).toString();
+    return value(u"openRecordings"_s).toStringList();
 }
 
-void setOpenRecording(const QString& basePath)
+void setOpenRecordings(const QStringList& rawFiles)
 {
-    setValue(u"openRecording"_s, basePath);
-}
-
-void clearOpenRecording()
-{
-    const auto store = currentStore();
-    store->remove(u"openRecording"_s);
-    sync(*store);
+    setValue(u"openRecordings"_s, rawFiles);
 }
 
 void migrateLegacySettings()

@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 /// What the program remembers between runs, in the platform's settings store under the application's
 /// organisation and name. Every change is on the disk when its function returns. A store that cannot be
@@ -33,11 +34,10 @@ void setLastAnimalIdDir(const QString& folder);
 [[nodiscard]] bool showLidWarning();
 void setShowLidWarning(bool show);
 
-/// Base path of the recording that is running. Still there at the next start when the program did not get to
-/// close it; empty otherwise.
-[[nodiscard]] QString openRecording();
-void setOpenRecording(const QString& basePath);
-void clearOpenRecording();
+/// Raw files that instances of the program are writing. One that is still there when nobody writes it was not
+/// closed.
+[[nodiscard]] QStringList openRecordings();
+void setOpenRecordings(const QStringList& rawFiles);
 
 /// Takes over what an earlier release kept under another organisation's name. Keys that this program's own
 /// store holds already win. The old store is emptied once the new one is safely written. At start-up, before

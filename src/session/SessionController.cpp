@@ -5,6 +5,7 @@
 
 #include "acquisition/AcquisitionFrame.h"
 #include "daqmx/KeepAlive.h"
+#include "platform/DaqClaim.h"
 #include "session/HeaderBuilder.h"
 #include "session/UserInteraction.h"
 
@@ -69,6 +70,8 @@ SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverAp
     watchdog = time.createTimer(q, [this] { watchdogFired(); });
     reconnectPoll = time.createTimer(q, [this] { pollReconnect(); });
     diskTimer = time.createTimer(q, [this] { sampleDisk(); });
+    if (options.claim)
+        daqInfo.setPermission([this](const DAQDevice& unit) { return claimDevice(unit); });
     QObject::connect(&daqInfo, &DAQInfo::deviceListChanged, q, &SessionController::devicesChanged);
     QObject::connect(&daqInfo, &DAQInfo::waitingForDevice, q, [this](const QString& name) {
         user.showNotice(u"reconnecting"_s, u"DAQ Reconnecting"_s,
@@ -222,8 +225,11 @@ void SessionController::refreshDevices()
 std::vector<DeviceEntry> SessionController::devices() const
 {
     std::vector<DeviceEntry> entries;
-    for (const DAQDevice& device : d->daqInfo.devices())
-        entries.push_back({device.name, device.productType, device.serial, device.simulated, false});
+    for (const DAQDevice& device : d->daqInfo.devices()) {
+        const auto holder = d->options.claim ? d->options.claim->otherHolder(device.serial) : std::nullopt;
+        entries.push_back({device.name, device.productType, device.serial, device.simulated,
+                           holder.has_value(), holder.value_or(0)});
+    }
     return entries;
 }
 
@@ -240,8 +246,16 @@ void SessionController::prepare(const RecordingSetup& setup)
 
 void SessionController::record(const RecordingSetup& setup)
 {
-    d->startAfterPrepare = true;
-    d->prepare(setup);
+    if (!d->options.lidQuery || !d->options.showLidWarning || !d->options.showLidWarning() ||
+        d->state != SessionState::Idle) {
+        d->record(setup);
+        return;
+    }
+    const quint64 mine = ++d->lidQuestion;
+    d->options.lidQuery(this, [this, mine, setup](const PowerSchemeQuery::Result& scheme) {
+        if (mine == d->lidQuestion)
+            d->lidAnswered(scheme, setup);
+    });
 }
 
 void SessionController::start()

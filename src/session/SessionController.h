@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "session/LidWarning.h"
 #include "session/SessionTypes.h"
 
 #include <QObject>
@@ -10,6 +11,7 @@
 
 namespace vt {
 
+class DaqClaim;
 class DaqmxApi;
 class DataManager;
 class RecordingCompanion;
@@ -32,6 +34,13 @@ public:
         bool autoResume = false; ///< "autoResumeOnDaqDisconnect" as read at launch
         /// Called with the base path of each prepared recording, to be remembered for the next one.
         std::function<void(const QString&)> rememberSaveName;
+        /// Claims of devices among running instances; outlives the controller. Null: none are made.
+        DaqClaim* claim = nullptr;
+        /// What happens when the lid is closed; empty: nobody is warned.
+        LidWarning::Query lidQuery = {};
+        /// "PowerWarnings/showLidWarning", and how it is switched off.
+        std::function<bool()> showLidWarning = {};
+        std::function<void()> hideLidWarning = {};
     };
     /// driver, time and user outlive the controller.
     SessionController(DaqmxApi& driver, TimeSource& time, UserInteraction& user, Options options,
@@ -44,7 +53,8 @@ public:
     /// Devices of the driver, as of the last refresh.
     void refreshDevices();
     [[nodiscard]] std::vector<DeviceEntry> devices() const;
-    /// Reads the device's microcontroller; deviceSelected(details) follows. An empty name selects none.
+    /// Claims the device and reads its microcontroller; deviceSelected(details) follows. A device that
+    /// another instance holds is left alone. An empty name selects none.
     void selectDevice(const QString& name);
 
     /// Checks the setup, reads the device, creates the files. prepared(ok) follows. On failure the user has
@@ -52,16 +62,17 @@ public:
     void prepare(const RecordingSetup& setup);
     /// From Prepared. Ends in Recording, or in Idle after a message.
     void start();
-    /// Prepare and start in one go.
+    /// Prepare and start in one go, after a warning when closing the lid would end the recording.
     void record(const RecordingSetup& setup);
 
     /// Asks "Are you sure you want to stop recording?" first.
     void requestStop();
     /// Stops without asking.
     void stop(EndReason reason);
-    /// System shutdown, sleep or hibernation.
-    void forcedGracefulStop();
-    /// forcedGracefulStop for a caller that may not return before it is done: waits up to timeoutMs.
+    /// System shutdown, sleep or hibernation. With waitMs > 0 it returns only when the recording is closed,
+    /// or after that time.
+    void forcedGracefulStop(int waitMs);
+    /// Stops without asking and waits for it, up to timeoutMs; false when that was not enough.
     bool stopAndWait(EndReason reason, int timeoutMs);
 
     /// Event number of the new marker, -1 when there is no marker file.

@@ -3,12 +3,14 @@
 #include "session/SessionPrivate.h"
 
 #include "acquisition/AcquisitionFrame.h"
+#include "platform/DaqClaim.h"
 #include "session/HeaderBuilder.h"
 #include "session/SetupCheck.h"
 #include "session/UserInteraction.h"
 
 #include <QDebug>
 #include <QFileInfo>
+#include <QPointer>
 #include <algorithm>
 
 namespace vt {
@@ -31,6 +33,34 @@ int offeredChannels(const MCUHeader& mcu, int analogInputs)
 
 } // namespace
 
+void SessionPrivate::lidAnswered(const PowerSchemeQuery::Result& scheme, const RecordingSetup& wanted)
+{
+    if (!PowerSchemeQuery::lidStopsRecording(scheme)) {
+        record(wanted);
+        return;
+    }
+    Question question = LidWarning::question(scheme);
+    question.checked = [hide = options.hideLidWarning](bool never) {
+        if (never && hide)
+            hide();
+    };
+    user.ask(question,
+             [guard = QPointer<SessionController>(q), this, mine = lidQuestion, wanted](int answer) {
+                 if (!guard || mine != lidQuestion || answer < 0)
+                     return;
+                 if (answer == LidWarning::OpenPowerSettings && !PowerSchemeQuery::openPowerSettings())
+                     qWarning("The system's power settings could not be opened");
+                 // The settings take effect while the recording runs, so both buttons go on.
+                 record(wanted);
+             });
+}
+
+void SessionPrivate::record(const RecordingSetup& wanted)
+{
+    startAfterPrepare = true;
+    prepare(wanted);
+}
+
 void SessionPrivate::selectDevice(const QString& name)
 {
     if (state != SessionState::Idle) {
@@ -43,13 +73,17 @@ void SessionPrivate::selectDevice(const QString& name)
     selecting = !name.isEmpty();
     if (name.isEmpty()) {
         daqInfo.deselect();
+        if (options.claim)
+            options.claim->release();
         emit q->deviceSelected(device);
         return;
     }
+    refusal.clear();
     daqInfo.selectDevice(name, [this, mine, name](bool ok) {
         if (mine != selection)
             return;
         device.name = name;
+        device.refusal = refusal;
         if (const auto selected = daqInfo.selectedDevice(); selected && selected->name == name) {
             device.productType = selected->productType;
             device.serial = selected->serial;
@@ -64,6 +98,23 @@ void SessionPrivate::selectDevice(const QString& name)
                 deviceRead(header);
         });
     });
+}
+
+bool SessionPrivate::claimDevice(const DAQDevice& unit)
+{
+    if (options.claim->tryClaim(unit.serial))
+        return true;
+    options.claim->release(); // whatever was selected before is selected no more
+    const auto holder = options.claim->otherHolder(unit.serial);
+    if (!holder)
+        refusal = SessionController::tr("%1 could not be reserved for this program.").arg(unit.name);
+    else if (*holder == 0)
+        refusal = SessionController::tr("%1 is in use by another Vellumtide instance.").arg(unit.name);
+    else
+        refusal = SessionController::tr("%1 is in use by another Vellumtide instance (process %2).")
+                      .arg(unit.name)
+                      .arg(*holder);
+    return false;
 }
 
 void SessionPrivate::deviceRead(const std::optional<MCUHeader>& header)

@@ -35,7 +35,10 @@ struct SessionPrivate
     ~SessionPrivate();
 
     // Preparing (SessionPrepare.cpp)
+    void lidAnswered(const PowerSchemeQuery::Result& scheme, const RecordingSetup& wanted);
+    void record(const RecordingSetup& wanted);
     void selectDevice(const QString& name);
+    [[nodiscard]] bool claimDevice(const DAQDevice& unit);
     void deviceRead(const std::optional<MCUHeader>& header);
     void prepare(const RecordingSetup& wanted);
     void createFiles();
@@ -115,6 +118,8 @@ struct SessionPrivate
     quint64 operation = 0;
     quint64 selection = 0; ///< counts selections; answers to older ones are void
     bool selecting = false;
+    QString refusal;         ///< why the device last asked for was not selected
+    quint64 lidQuestion = 0; ///< counts questions; answers to older ones are void
     bool fileWork = false;
     quint64 fileGeneration = 0; ///< callbacks of older file work are void
     std::optional<EndReason> pendingStop;

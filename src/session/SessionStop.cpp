@@ -237,13 +237,15 @@ bool SessionPrivate::stopAndWait(EndReason reason, int timeoutMs)
     return true;
 }
 
-void SessionController::forcedGracefulStop()
+void SessionController::forcedGracefulStop(int waitMs)
 {
     qInfo().noquote() << banner();
     qInfo("FORCED GRACEFUL STOP INITIATED");
     qInfo("System shutdown/sleep/hibernate event detected");
     qInfo("Stopping DAQ acquisition and flushing all data...");
     d->stop(EndReason::ForcedStop);
+    if (waitMs > 0 && !d->stopAndWait(EndReason::ForcedStop, waitMs))
+        qCritical("The recording could not be closed within %d ms", waitMs);
 }
 
 } // namespace vt

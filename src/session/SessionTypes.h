@@ -37,7 +37,8 @@ struct DeviceEntry
     QString productType;
     QString serial;
     bool simulated = false;
-    bool inUse = false; ///< claimed by another instance
+    bool inUse = false;   ///< claimed by another instance
+    qint64 holderPid = 0; ///< of that instance; 0: not known
 };
 
 /// What is known about the selected device once its microcontroller has been read.
@@ -50,7 +51,8 @@ struct DeviceDetails
     int animalType = 0; ///< 1 mouse, 2 rat, as the unit reports
     int gain = 0;
     bool simulated = false;
-    bool usable = false; ///< microcontroller answered
+    bool usable = false;  ///< microcontroller answered
+    QString refusal = {}; ///< why it was not selected at all, for the user: another instance has it
 };
 
 /// What the user chose for the next recording.

@@ -16,6 +16,9 @@ struct Question
     QString text;
     QStringList buttons;
     int defaultButton = 0;
+    QString informativeText = {};           ///< below the text, in smaller type; may be empty
+    QString checkBox = {};                  ///< label of a check box; empty: none
+    std::function<void(bool)> checked = {}; ///< state of the check box, called before the answer
 };
 
 /// How the session controller talks to the person in front of the program. The window shows boxes; the

@@ -31,7 +31,9 @@ QString spokenText(const DeviceEntry& device)
     if (device.simulated)
         text += DevicePanel::tr(", simulated");
     if (device.inUse)
-        text += DevicePanel::tr(", in use by another program");
+        text += device.holderPid > 0 ? DevicePanel::tr(", in use by another Vellumtide instance (process %1)")
+                                           .arg(device.holderPid)
+                                     : DevicePanel::tr(", in use by another Vellumtide instance");
     return text;
 }
 
@@ -155,8 +157,11 @@ void DevicePanel::setDetails(const DeviceDetails& details)
         return;
     }
     if (!details.usable) {
-        showMessage(tr("The unit does not answer. Make sure it is connected and switched on, then choose it "
-                       "again."));
+        showMessage(
+            details.refusal.isEmpty()
+                ? tr("The unit does not answer. Make sure it is connected and switched on, then choose "
+                     "it again.")
+                : details.refusal);
         setEmphasis(m_message, Emphasis::Danger);
         // Choosing the same unit again has to reach it again.
         m_filling = true;

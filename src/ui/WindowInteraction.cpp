@@ -2,6 +2,7 @@
 #include "ui/WindowInteraction.h"
 
 #include <QAbstractButton>
+#include <QCheckBox>
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QMessageBox>
@@ -121,6 +122,12 @@ void WindowInteraction::ask(const Question& question, std::function<void(int)> a
 {
     auto* box = new QMessageBox(m_window);
     fill(box, QMessageBox::Question, question.title, question.text);
+    box->setInformativeText(question.informativeText);
+    QCheckBox* check = nullptr;
+    if (!question.checkBox.isEmpty()) {
+        check = new QCheckBox(question.checkBox, box);
+        box->setCheckBox(check);
+    }
     QAbstractButton* last = nullptr;
     for (int index = 0; index < question.buttons.size(); ++index) {
         // The same role for all: the buttons stand in the order of the question on every desktop.
@@ -134,9 +141,12 @@ void WindowInteraction::ask(const Question& question, std::function<void(int)> a
     // closed.
     box->setEscapeButton(last);
     const auto done = std::make_shared<bool>(false);
-    const auto finish = [this, done, answered = std::move(answered)](int index) {
+    const auto finish = [this, done, check, checked = question.checked,
+                         answered = std::move(answered)](int index) {
         if (std::exchange(*done, true))
             return;
+        if (check && checked)
+            checked(check->isChecked());
         answered(index);
         emit questionAnswered(index);
     };

@@ -57,14 +57,17 @@ class Program:
     """One running program. Its output is read as it comes, so that it never waits for the test.
 
     first_lines: each output is closed after so many lines instead of being read to its end.
+    home: settings, logs and runtime files of an earlier run (its home) instead of new ones.
     """
 
-    def __init__(self, folder, arguments, environment=None, settings="", prefix=(), first_lines=None):
-        home = Path(tempfile.mkdtemp(prefix="home-", dir=folder))
+    def __init__(self, folder, arguments, environment=None, settings="", prefix=(), first_lines=None,
+                 home=None):
+        home = home or Path(tempfile.mkdtemp(prefix="home-", dir=folder))
+        self.home = home
         runtime = home / "run"
-        runtime.mkdir(mode=0o700)
+        runtime.mkdir(mode=0o700, exist_ok=True)
         config = home / "config" / "OrrinDale"
-        config.mkdir(parents=True)
+        config.mkdir(parents=True, exist_ok=True)
         if settings:
             (config / "Vellumtide5.conf").write_text(f"[General]\n{settings}\n")
         values = {name: value for name, value in os.environ.items() if not name.startswith("XDG_")}

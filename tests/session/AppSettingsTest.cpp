@@ -56,16 +56,16 @@ TEST_F(AppSettingsTest, DefaultsAndTheKeysThatOtherVersionsRead)
 {
     EXPECT_FALSE(AppSettings::autoResumeOnDaqDisconnect());
     EXPECT_TRUE(AppSettings::showLidWarning());
-    EXPECT_EQ(AppSettings::saveFileName() + AppSettings::lastConfigDir() + AppSettings::lastAnimalIdDir() +
-                  AppSettings::openRecording(),
+    EXPECT_EQ(AppSettings::saveFileName() + AppSettings::lastConfigDir() + AppSettings::lastAnimalIdDir(),
               QString());
+    EXPECT_EQ(AppSettings::openRecordings(), QStringList());
     AppSettings::setSaveFileName(u"/data/a"_s);
     AppSettings::setAutoResumeOnDaqDisconnect(true);
     AppSettings::setGeometry("shape");
     AppSettings::setLastConfigDir(u"/configs"_s);
     AppSettings::setLastAnimalIdDir(u"/ids"_s);
     AppSettings::setShowLidWarning(false);
-    AppSettings::setOpenRecording(u"/data/b"_s);
+    AppSettings::setOpenRecordings({u"/data/b"_s, u"/data/c"_s});
 
     QFile file(m_current); // on the disk at once: the program may die in the next moment
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -73,11 +73,9 @@ TEST_F(AppSettingsTest, DefaultsAndTheKeysThatOtherVersionsRead)
     for (const char* line :
          {"saveFileName=/data/a\n", "autoResumeOnDaqDisconnect=true\n",
           "geometry=", "[SetupDialog]\nlastConfigDir=/configs\n", "[ChannelConfig]\nlastAnimalIDDir=/ids\n",
-          "[PowerWarnings]\nshowLidWarning=false\n", "openRecording=/data/b\n"})
+          "[PowerWarnings]\nshowLidWarning=false\n", "openRecordings=/data/b, /data/c\n"})
         EXPECT_TRUE(text.contains(line)) << line << text.constData();
-    EXPECT_EQ(AppSettings::openRecording(), u"/data/b"_s);
-    AppSettings::clearOpenRecording();
-    EXPECT_EQ(AppSettings::openRecording(), QString());
+    EXPECT_EQ(AppSettings::openRecordings(), (QStringList{u"/data/b"_s, u"/data/c"_s}));
     EXPECT_EQ(messages(), QStringList());
 }
 
@@ -120,7 +118,7 @@ TEST_F(AppSettingsTest, AStoreThatCannotBeWrittenIsToldOnce)
     AppSettings::setSaveFileName(u"/data/a"_s);
     AppSettings::setLastConfigDir(u"/configs"_s);
     AppSettings::setGeometry("shape");
-    AppSettings::clearOpenRecording();
+    AppSettings::setOpenRecordings({});
     ASSERT_EQ(messages().size(), 1) << qPrintable(messages().join(u'\n'));
     EXPECT_TRUE(messages()[0].contains(unwritable));
 }

@@ -70,6 +70,12 @@ SessionHarness::SessionHarness(const Options& options) : unit(unitConfig(options
 {
     SessionController::Options sessionOptions;
     sessionOptions.autoResume = options.autoResume;
+    sessionOptions.claim = options.claim;
+    sessionOptions.lidQuery = options.lidQuery;
+    if (options.showLidWarning) {
+        sessionOptions.showLidWarning = [setting = options.showLidWarning] { return *setting; };
+        sessionOptions.hideLidWarning = [setting = options.showLidWarning] { *setting = false; };
+    }
     session = std::make_unique<SessionController>(unit, time, user, sessionOptions);
 }
 

@@ -61,6 +61,9 @@ public:
         int channels = 2;
         int animalType = 1;
         bool autoResume = false;
+        DaqClaim* claim = nullptr;
+        LidWarning::Query lidQuery = {};
+        bool* showLidWarning = nullptr; ///< the setting, read and written
     };
     SessionHarness() : SessionHarness(Options{}) {}
     explicit SessionHarness(const Options& options);

@@ -46,6 +46,16 @@ QString errorText(const QDBusError& error)
     return QStringLiteral("%1 (%2)").arg(error.name(), error.message());
 }
 
+bool isAbsent(const QDBusError& error)
+{
+    return error.type() == QDBusError::Disconnected || error.type() == QDBusError::ServiceUnknown;
+}
+
+QDBusError noBus()
+{
+    return {QDBusError::Disconnected, QStringLiteral("no connection to the system bus")};
+}
+
 } // namespace logind
 
 LogindInhibitor::LogindInhibitor(const QDBusConnection& bus, const QString& what, Mode mode)

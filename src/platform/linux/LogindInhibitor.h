@@ -24,6 +24,11 @@ inline constexpr int AnswerTimeoutMs = 2000;
 [[nodiscard]] QDBusMessage propertyCall(const QString& property);
 /// Name and text of an error, for the log.
 [[nodiscard]] QString errorText(const QDBusError& error);
+/// There is no bus, or no logind on it. PowerEvents, made at the program's start, warns of that; for
+/// everybody else it is no news.
+[[nodiscard]] bool isAbsent(const QDBusError& error);
+/// The error of a call that cannot even be sent.
+[[nodiscard]] QDBusError noBus();
 
 } // namespace logind
 

@@ -17,7 +17,7 @@ SleepInhibitor::SleepInhibitor(const QDBusConnection& bus)
 bool SleepInhibitor::acquire()
 {
     if (!m_bus.isConnected()) {
-        report(QDBusError(QDBusError::Disconnected, QStringLiteral("no connection to the system bus")));
+        report(logind::noBus());
         return false;
     }
     m_inhibitor.take(QStringLiteral("%1 is recording").arg(QCoreApplication::applicationName()));
@@ -37,7 +37,8 @@ void SleepInhibitor::report(const QDBusError& error)
                            << "sleep:idle inhibitor"
                            << ") -";
     else if (!std::exchange(m_warned, true))
-        qWarning().noquote() << "PowerRequest: Inhibit failed, error:" << logind::errorText(error);
+        (logind::isAbsent(error) ? qInfo() : qWarning()).noquote()
+            << "PowerRequest: Inhibit failed, error:" << logind::errorText(error);
 }
 
 struct PowerRequest::Private

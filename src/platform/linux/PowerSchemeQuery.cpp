@@ -60,14 +60,15 @@ struct Answers
     std::function<void(const Result&)> answered;
     QString lid;
     QString lidOnMains;
-    QString failure;
+    QDBusError failure;
     int missing = 2;
 
     void finish()
     {
-        result.queryFailed = !failure.isEmpty();
+        result.queryFailed = failure.isValid();
         if (result.queryFailed) {
-            qWarning().noquote() << "PowerSchemeQuery: logind failed, error:" << failure;
+            (logind::isAbsent(failure) ? qInfo() : qWarning()).noquote()
+                << "PowerSchemeQuery: logind failed, error:" << logind::errorText(failure);
         } else {
             result.lidDC = lidAction(lid);
             result.lidAC = lidOnMains.isEmpty() ? result.lidDC : lidAction(lidOnMains);
@@ -86,7 +87,7 @@ void ask(const QDBusConnection& bus, const QString& property, QString Answers::*
         watcher->deleteLater();
         const QDBusPendingReply<QDBusVariant> reply = *watcher;
         if (reply.isError())
-            answers->failure = logind::errorText(reply.error());
+            answers->failure = reply.error();
         else
             (*answers).*target = reply.value().variant().toString();
         if (--answers->missing == 0)
@@ -103,7 +104,7 @@ void queryLid(const QDBusConnection& bus, const QString& powerSupplyFolder, QObj
     answers->result.hasBattery = hasBattery(powerSupplyFolder);
     answers->answered = std::move(answered);
     if (!bus.isConnected()) {
-        answers->failure = QStringLiteral("no connection to the system bus");
+        answers->failure = logind::noBus();
         answers->finish();
         return;
     }

@@ -6,6 +6,8 @@
 #include <QString>
 #include <QStringList>
 #include <QtGlobal>
+#include <chrono>
+#include <condition_variable>
 
 namespace vt::test {
 
@@ -18,8 +20,11 @@ public:
         active() = this;
         m_previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& line) {
             LogCapture& self = *active();
-            MutexLock lock(self.m_mutex);
-            self.m_lines << line;
+            {
+                MutexLock lock(self.m_mutex);
+                self.m_lines << line;
+            }
+            self.m_changed.notify_all();
         });
     }
     ~LogCapture() { qInstallMessageHandler(m_previous); }
@@ -33,6 +38,18 @@ public:
     }
     [[nodiscard]] qsizetype count(const QString& line) const { return lines().count(line); }
     [[nodiscard]] bool has(const QString& line) const { return lines().contains(line); }
+    [[nodiscard]] bool contains(const char* line) const { return has(QString::fromUtf8(line)); }
+    /// Waits until line has been logged.
+    [[nodiscard]] bool waitFor(const char* line)
+    {
+        const QString wanted = QString::fromUtf8(line);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        MutexLock lock(m_mutex);
+        while (!m_lines.contains(wanted))
+            if (m_changed.wait_until(m_mutex, deadline) == std::cv_status::timeout)
+                return m_lines.contains(wanted);
+        return true;
+    }
     [[nodiscard]] bool hasPart(const QString& part) const
     {
         for (const QString& line : lines())
@@ -58,6 +75,7 @@ private:
     }
 
     QtMessageHandler m_previous = nullptr;
+    std::condition_variable_any m_changed;
     mutable Mutex m_mutex;
     QStringList m_lines VT_GUARDED_BY(m_mutex);
 };

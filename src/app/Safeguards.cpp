@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/Safeguards.h"
+
+#include "session/AppSettings.h"
+#include "session/OpenRecordings.h"
+#include "session/UserInteraction.h"
+
+#include <QCoreApplication>
+
+namespace vt {
+
+SessionController::Options Safeguards::sessionOptions()
+{
+    SessionController::Options options;
+    options.autoResume = AppSettings::autoResumeOnDaqDisconnect();
+    options.rememberSaveName = [](const QString& base) { AppSettings::setSaveFileName(base); };
+    options.claim = &m_claim;
+    options.lidQuery = &PowerSchemeQuery::query;
+    options.showLidWarning = &AppSettings::showLidWarning;
+    options.hideLidWarning = [] { AppSettings::setShowLidWarning(false); };
+    return options;
+}
+
+std::unique_ptr<PowerGuard> Safeguards::protect(SessionController& session, TimeSource& time,
+                                                UserInteraction& user)
+{
+    session.addCompanion(std::make_unique<OpenRecordings>());
+    return std::make_unique<PowerGuard>(session, time, user, PowerGuard::systemServices());
+}
+
+void Safeguards::tellUnclosed(UserInteraction& user)
+{
+    if (const QStringList files = OpenRecordings::takeUnclosed(); !files.isEmpty())
+        user.notify(Severity::Warning, QCoreApplication::translate("Safeguards", "Recording Not Closed"),
+                    OpenRecordings::message(files));
+}
+
+} // namespace vt

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "platform/DaqClaim.h"
+#include "session/PowerGuard.h"
+#include "session/SessionController.h"
+
+#include <memory>
+
+namespace vt {
+
+class TimeSource;
+class UserInteraction;
+
+/// What keeps recordings safe from the world around the program: the claim of the device, the computer's
+/// power management, and the note of what is being recorded. Interface thread.
+class Safeguards
+{
+public:
+    /// Options of the controller, which this object outlives.
+    [[nodiscard]] SessionController::Options sessionOptions();
+    /// Protects the recordings of this controller for as long as the result lives, which session, time and
+    /// user outlive.
+    [[nodiscard]] static std::unique_ptr<PowerGuard> protect(SessionController& session, TimeSource& time,
+                                                             UserInteraction& user);
+    /// Tells the user of recordings that an earlier run could not close.
+    static void tellUnclosed(UserInteraction& user);
+
+private:
+    DaqClaim m_claim;
+};
+
+} // namespace vt

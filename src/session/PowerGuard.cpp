@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "session/PowerGuard.h"
+
+#include "base/TimeSource.h"
+#include "platform/PowerRequest.h"
+#include "session/SessionController.h"
+#include "session/SessionTexts.h"
+#include "session/UserInteraction.h"
+
+#include <QDebug>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+bool isProtected(SessionState state)
+{
+    switch (state) {
+    case SessionState::Idle:
+    case SessionState::Preparing:
+    case SessionState::Prepared:
+        return false;
+    case SessionState::Starting:
+    case SessionState::Recording:
+    case SessionState::Paused:
+    case SessionState::Resuming:
+    case SessionState::Stopping:
+        break;
+    }
+    return true;
+}
+
+} // namespace
+
+PowerGuard::Services PowerGuard::systemServices()
+{
+    auto request = std::make_shared<PowerRequest>();
+    return {PowerEvents::create(), [request](bool hold) {
+                if (hold)
+                    request->acquire();
+                else
+                    request->release();
+            }};
+}
+
+PowerGuard::PowerGuard(SessionController& controller, TimeSource& time, UserInteraction& user,
+                       Services services, QObject* parent)
+    : QObject(parent), m_controller(controller), m_time(time), m_user(user), m_services(std::move(services))
+{
+    connect(&controller, &SessionController::stateChanged, this, &PowerGuard::handleState);
+    PowerEvents* events = m_services.events.get();
+    connect(events, &PowerEvents::suspending, this, &PowerGuard::handleSuspending);
+    connect(events, &PowerEvents::shutdownConfirmed, this, &PowerGuard::handleShutdown);
+}
+
+PowerGuard::~PowerGuard() = default;
+
+void PowerGuard::handleState()
+{
+    const SessionState state = m_controller.state();
+    if (const bool wanted = isProtected(state); wanted != m_protecting) {
+        m_protecting = wanted;
+        m_services.keepAwake(wanted);
+        m_services.events->setAcquiring(wanted);
+    }
+    if (state == SessionState::Idle && m_eventWaits) {
+        m_eventWaits = false;
+        // After the last of the stop's own steps.
+        QMetaObject::invokeMethod(
+            this, [this] { m_services.events->readyForSystemEvent(); }, Qt::QueuedConnection);
+    }
+}
+
+void PowerGuard::handleSuspending(int answerWithinMs)
+{
+    if (m_controller.state() == SessionState::Idle) {
+        qInfo("System suspending while not recording — leaving app open.");
+        m_services.events->readyForSystemEvent();
+        return;
+    }
+    qInfo("System suspending during active recording — forcing graceful stop.");
+    endRecording(Event::Suspend, answerWithinMs);
+}
+
+void PowerGuard::handleShutdown(int answerWithinMs)
+{
+    if (m_controller.state() == SessionState::Idle) {
+        m_services.events->readyForSystemEvent();
+        return;
+    }
+    endRecording(Event::Shutdown, answerWithinMs);
+}
+
+void PowerGuard::endRecording(Event event, int answerWithinMs)
+{
+    tellUser(event);
+    m_eventWaits = true;
+    m_controller.forcedGracefulStop(answerWithinMs);
+}
+
+void PowerGuard::tellUser(Event event)
+{
+    const QString time = m_time.now().toString(messageTimeFormat());
+    m_user.showNotice(u"forcedStop"_s, tr("Recording Stopped"),
+                      (event == Event::Suspend ? tr("The recording was stopped at %1 because the computer "
+                                                    "was going to sleep. Its files are closed.")
+                                               : tr("The recording was stopped at %1 because the computer "
+                                                    "was shutting down. Its files are closed."))
+                          .arg(time),
+                      tr("OK"), [] {});
+}
+
+} // namespace vt

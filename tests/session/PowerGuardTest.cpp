@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What a recording does when the computer sleeps or goes down, and what it leaves when it is killed.
+#include "LogCapture.h"
+#include "SessionHarness.h"
+
+#include "recording/RawFileReader.h"
+#include "recording/SegmentPaths.h"
+#include "session/AppSettings.h"
+#include "session/OpenRecordings.h"
+#include "session/PowerGuard.h"
+
+#include <QFile>
+#include <gtest/gtest.h>
+
+using namespace vt;
+using namespace vt::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class FakePowerEvents final : public PowerEvents
+{
+public:
+    void setAcquiring(bool acquiring) override { acquiringCalls.push_back(acquiring); }
+    void readyForSystemEvent() override { ++ready; }
+    std::vector<bool> acquiringCalls;
+    int ready = 0;
+};
+
+class PowerGuardTest : public testing::Test
+{
+protected:
+    PowerGuardTest()
+    {
+        auto fake = std::make_unique<FakePowerEvents>();
+        events = fake.get();
+        guard = std::make_unique<PowerGuard>(
+            *harness.session, harness.time, harness.user,
+            PowerGuard::Services{std::move(fake), [this](bool hold) { keepAwakeCalls.push_back(hold); }});
+    }
+    [[nodiscard]] bool isIdle() const { return harness.session->state() == SessionState::Idle; }
+    [[nodiscard]] qint64 recordedFrames(const QString& name)
+    {
+        RawFileReader raw;
+        EXPECT_TRUE(raw.open(segmentPaths(harness.path(name), 1).raw));
+        return raw.frameCount();
+    }
+
+    SessionHarness harness{{.channels = 2, .animalType = 1, .autoResume = true}};
+    FakePowerEvents* events = nullptr;
+    std::vector<bool> keepAwakeCalls;
+    std::unique_ptr<PowerGuard> guard;
+};
+
+const QStringList forcedStopLines{QString(60, u'='), u"FORCED GRACEFUL STOP INITIATED"_s,
+                                  u"System shutdown/sleep/hibernate event detected"_s,
+                                  u"Stopping DAQ acquisition and flushing all data..."_s,
+                                  u"Forced graceful stop completed - application ready for system event"_s};
+
+} // namespace
+
+TEST_F(PowerGuardTest, SleepWhileRecordingClosesTheFilesBeforeTheSystemGoesOn)
+{
+    ASSERT_TRUE(harness.beginRecording());
+    EXPECT_EQ(keepAwakeCalls, std::vector{true});
+    EXPECT_EQ(events->acquiringCalls, std::vector{true});
+    ASSERT_EQ(harness.deliver(89), 89);
+    const LogCapture log;
+    emit events->suspending(0);
+    EXPECT_EQ(events->ready, 0);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return events->ready > 0; }));
+    EXPECT_TRUE(isIdle());
+    EXPECT_EQ(harness.session->lastEndReason(), EndReason::ForcedStop);
+    EXPECT_TRUE(
+        log.hasInOrder(QStringList{u"System suspending during active recording — forcing graceful stop."_s} +
+                       forcedStopLines));
+    EXPECT_EQ(recordedFrames(u"run"_s), 90 * 4);
+    EXPECT_EQ(keepAwakeCalls, (std::vector{true, false}));
+    EXPECT_EQ(events->acquiringCalls, (std::vector{true, false}));
+    EXPECT_TRUE(harness.user.notices[u"forcedStop"_s].text.contains(u"going to sleep"_s));
+    SessionHarness::settle();
+    EXPECT_EQ(events->ready, 1);
+}
+
+TEST_F(PowerGuardTest, ASystemThatWaitsForTheHandlerGetsClosedFilesFromIt)
+{
+    ASSERT_TRUE(harness.beginRecording());
+    ASSERT_EQ(harness.deliver(29), 29);
+    const LogCapture log;
+    emit events->shutdownConfirmed(4000);
+    EXPECT_TRUE(isIdle());
+    EXPECT_EQ(recordedFrames(u"run"_s), 30 * 4);
+    EXPECT_TRUE(log.hasInOrder(forcedStopLines));
+}
+
+TEST_F(PowerGuardTest, SleepWhileIdleStopsNothing)
+{
+    ASSERT_TRUE(harness.select());
+    const LogCapture log;
+    emit events->suspending(0);
+    EXPECT_EQ(log.lines(), QStringList{u"System suspending while not recording — leaving app open."_s});
+    EXPECT_EQ(events->ready, 1);
+    emit events->shutdownConfirmed(0);
+    EXPECT_EQ(events->ready, 2);
+    EXPECT_TRUE(harness.user.notices.empty());
+}
+
+TEST_F(PowerGuardTest, APausedRecordingIsStillProtectedAndStopsForTheSystem)
+{
+    ASSERT_TRUE(harness.beginRecording());
+    ASSERT_EQ(harness.deliver(59), 59);
+    harness.unit.unplug();
+    harness.passTime(5100);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return harness.session->state() == SessionState::Paused; }));
+    EXPECT_EQ(keepAwakeCalls, std::vector{true});
+    emit events->shutdownConfirmed(0);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return events->ready > 0; }));
+    EXPECT_TRUE(isIdle());
+    EXPECT_EQ(recordedFrames(u"run"_s), 60 * 4);
+    EXPECT_EQ(keepAwakeCalls, (std::vector{true, false}));
+}
+
+TEST_F(PowerGuardTest, AnEventDuringAStopWaitsForThatStop)
+{
+    ASSERT_TRUE(harness.beginRecording());
+    harness.session->stop(EndReason::UserStop);
+    emit events->shutdownConfirmed(0);
+    EXPECT_EQ(events->ready, 0);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return events->ready > 0; }));
+    EXPECT_TRUE(isIdle());
+}
+
+TEST(OpenRecordings, ARecordingThatWasNotClosedIsToldOnceAndARunningOneNever)
+{
+    QTemporaryDir settings;
+    AppSettings::useFiles(settings.filePath(u"current.ini"_s), settings.filePath(u"legacy.ini"_s));
+    SessionHarness harness;
+    harness.session->addCompanion(std::make_unique<OpenRecordings>());
+    ASSERT_TRUE(harness.beginRecording());
+    EXPECT_EQ(OpenRecordings::takeUnclosed(), QStringList()); // its writer still holds the file
+    EXPECT_EQ(OpenRecordings::takeUnclosed(), QStringList());
+
+    // As after a kill: the note is there, the lock is not.
+    const QString killed = harness.path(u"killed.binfb"_s);
+    AppSettings::setOpenRecordings(AppSettings::openRecordings() << killed);
+    EXPECT_EQ(OpenRecordings::takeUnclosed(), QStringList{killed});
+    EXPECT_TRUE(OpenRecordings::message({killed}).contains(killed));
+    EXPECT_EQ(OpenRecordings::takeUnclosed(), QStringList());
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_TRUE(AppSettings::openRecordings().isEmpty());
+    AppSettings::useFiles({}, {});
+}
