@@ -217,8 +217,11 @@ void HardwareSession::restoreState()
 bool HardwareSession::probe()
 {
     std::uint8_t status = 0;
-    if (m_mcuBus && m_mcuBus->i2cRead(McuAddress8, McuStatusRegister, &status, 1))
+    if (m_mcuBus && m_mcuBus->i2cRead(McuAddress8, McuStatusRegister, &status, 1)) {
+        if (m_statusPoll)
+            m_statusPoll->note(status);
         return true;
+    }
     qWarning("DAQInfo::probeI2C - MCU 0x10 read failed (i2c NAK / no response)");
     return false;
 }
@@ -226,8 +229,12 @@ bool HardwareSession::probe()
 std::optional<MCUHeader> HardwareSession::readHeader()
 {
     std::array<std::uint8_t, McuRegisterCount> registers{};
-    if (m_mcuBus && m_mcuBus->i2cRead(McuAddress8, McuFirstRegister, registers.data(), McuRegisterCount))
-        return MCUBufferMap(registers).header();
+    if (m_mcuBus && m_mcuBus->i2cRead(McuAddress8, McuFirstRegister, registers.data(), McuRegisterCount)) {
+        MCUHeader header = MCUBufferMap(registers).header();
+        if (m_statusPoll)
+            m_statusPoll->note(header.status);
+        return header;
+    }
     qWarning("DAQInfo::getMCUHeader - i2cRead failed");
     return std::nullopt;
 }

@@ -3,6 +3,8 @@
 
 #include "hardware/I2C.h"
 
+#include <tuple>
+
 namespace vt {
 
 namespace {
@@ -26,9 +28,9 @@ void McuStatusPoll::start()
     m_timer->start(PollPace::PeriodMs, TimerMode::SingleShot);
 }
 
-void McuStatusPoll::stop()
+void McuStatusPoll::note(std::uint8_t status)
 {
-    m_timer->stop();
+    std::ignore = judge(status);
 }
 
 void McuStatusPoll::poll()
@@ -43,19 +45,26 @@ PollPace::Poll McuStatusPoll::look()
     std::uint8_t status = 0;
     if (!m_bus.i2cRead(McuAddress8, StatusRegister, &status, 1))
         return PollPace::Poll::Missed;
+    return judge(status);
+}
+
+PollPace::Poll McuStatusPoll::judge(std::uint8_t status)
+{
     const std::uint8_t before = m_last.value_or(static_cast<std::uint8_t>(status & ~SensorShorted));
     const auto risen = static_cast<std::uint8_t>(status & ~before);
-    if ((risen & SensorCountChanged) != 0) {
-        std::uint8_t count = 0;
-        if (!m_bus.i2cRead(McuAddress8, SensorCountRegister, &count, 1))
-            return PollPace::Poll::Missed; // nothing told yet: the next look sees the same edges
-        m_events.sensorCountChanged(count);
-    }
     m_last = status;
     if ((risen & PushButton) != 0)
         m_events.pushButtonPressed();
     if (((status ^ before) & SensorShorted) != 0)
         m_events.sensorShorted((status & SensorShorted) != 0);
+    m_isCountOwed = m_isCountOwed || (risen & SensorCountChanged) != 0;
+    if (!m_isCountOwed)
+        return PollPace::Poll::Answered;
+    std::uint8_t count = 0;
+    if (!m_bus.i2cRead(McuAddress8, SensorCountRegister, &count, 1))
+        return PollPace::Poll::Missed;
+    m_isCountOwed = false;
+    m_events.sensorCountChanged(count);
     return PollPace::Poll::Answered;
 }
 

@@ -29,15 +29,18 @@ public:
 
     McuStatusPoll(const HardwareContext& context, I2C& mcuBus, Events events);
     void start();
-    void stop();
+    /// The status byte as somebody else has read it: reading clears the unit's events.
+    void note(std::uint8_t status);
 
 private:
     void poll();
     [[nodiscard]] PollPace::Poll look();
+    [[nodiscard]] PollPace::Poll judge(std::uint8_t status);
 
     I2C& m_bus;
     const Events m_events;
     std::optional<std::uint8_t> m_last;
+    bool m_isCountOwed = false; ///< the number of sensors changed and could not be read yet
     PollPace m_pace;
     std::unique_ptr<Timer> m_timer;
 };

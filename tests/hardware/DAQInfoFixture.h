@@ -23,6 +23,22 @@ inline const FakeUnit::Device Dev2{"Dev2", "USB-6218", 7, true, 32};
 /// Three buses of two tasks each, and the cage light.
 inline constexpr int TasksWithoutUnits = 7;
 
+/// Runs call(answer) and the event loop until the answer is there; empty after 10 s.
+template <typename Value, typename Call>
+std::optional<Value> answerOf(Call call)
+{
+    std::optional<Value> answer;
+    QEventLoop loop;
+    QTimer::singleShot(10'000, &loop, &QEventLoop::quit);
+    call([&](Value value) {
+        answer = std::move(value);
+        loop.quit();
+    });
+    if (!answer)
+        loop.exec();
+    return answer;
+}
+
 /// A DAQInfo over a fake unit, with fake time.
 class DAQInfoTest : public testing::Test
 {
@@ -38,21 +54,6 @@ protected:
         info->setBuildInfoCachePath(cachePath());
     }
 
-    /// Runs call(answer) and the event loop until the answer is there; empty after 10 s.
-    template <typename Value, typename Call>
-    std::optional<Value> answerOf(Call call)
-    {
-        std::optional<Value> answer;
-        QEventLoop loop;
-        QTimer::singleShot(10'000, &loop, &QEventLoop::quit);
-        call([&](Value value) {
-            answer = std::move(value);
-            loop.quit();
-        });
-        if (!answer)
-            loop.exec();
-        return answer;
-    }
     [[nodiscard]] QString cachePath() const { return folder.filePath(QStringLiteral("cache/builds.json")); }
     bool select(const QString& name)
     {

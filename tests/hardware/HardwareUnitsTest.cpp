@@ -210,10 +210,6 @@ TEST_F(HardwareUnitsTest, StatusByteIsPolledForEdges)
     EXPECT_EQ(answerOf<bool>([&](auto done) { info->recoverI2CSession(done); }), true);
     setStatus(unit, 0x01);
     poll();
-    setStatus(unit, 0x00);
-    poll();
-    setStatus(unit, 0x01);
-    poll();
     EXPECT_EQ(button.count(), 2);
 }
 
