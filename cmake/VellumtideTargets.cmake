@@ -12,8 +12,8 @@ target_compile_definitions(vt_flags INTERFACE
   VELLUMTIDE_VERSION_BUILD="${PROJECT_VERSION_PATCH}")
 target_compile_options(vt_flags INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
                                           -Wcast-align -Wformat=2)
-# Log lines name source files as they stand in the tree, wherever it was built.
-target_compile_options(vt_flags INTERFACE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+# Log lines and crash reports name source files as they stand in the tree, wherever it was built.
+target_compile_options(vt_flags INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(VELLUMTIDE_WERROR)
   target_compile_options(vt_flags INTERFACE -Werror)
 endif()

@@ -2,6 +2,7 @@
 #include "acquisition/AcquisitionCore.h"
 
 #include "daqmx/DaqmxStatus.h"
+#include "platform/CrashHandler.h"
 
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -27,6 +28,7 @@ AcquisitionCore::AcquisitionCore(DaqmxApi& driver, TimeSource& time,
 {
     m_thread.setObjectName(QStringLiteral("acquisition"));
     m_inbox.moveToThread(&m_thread);
+    m_inbox.post(&CrashHandler::prepareThread);
 }
 
 AcquisitionCore::~AcquisitionCore()

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "acquisition/StrivixThread.h"
+#include "platform/CrashHandler.h"
 
 namespace vt {
 
@@ -7,6 +8,7 @@ StrivixThread::StrivixThread(TimeSource& time) : m_time(time)
 {
     m_thread.setObjectName(QStringLiteral("serial amplifier"));
     m_inbox.moveToThread(&m_thread);
+    m_inbox.post(&CrashHandler::prepareThread);
 }
 
 StrivixThread::~StrivixThread()

@@ -4,6 +4,7 @@
 #include "base/Inbox.h"
 #include "base/Mutex.h"
 #include "hardware/HardwareSession.h"
+#include "platform/CrashHandler.h"
 
 #include <QThread>
 #include <atomic>
@@ -37,6 +38,7 @@ public:
     {
         m_thread.setObjectName(QStringLiteral("hardware"));
         m_inbox.moveToThread(&m_thread);
+        m_inbox.post(&CrashHandler::prepareThread);
         m_thread.start(QThread::InheritPriority);
     }
     ~HardwareThread() { m_thread.wait(); }

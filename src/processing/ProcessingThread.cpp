@@ -2,6 +2,7 @@
 #include "processing/ProcessingThread.h"
 
 #include "acquisition/AcquisitionFrame.h"
+#include "platform/CrashHandler.h"
 #include "processing/DataManager.h"
 
 #include <QDeadlineTimer>
@@ -45,6 +46,7 @@ bool ProcessingThread::finish(int timeoutMs)
 
 void ProcessingThread::run()
 {
+    CrashHandler::prepareThread();
     quint32 done = 0;
     for (;;) {
         const quint32 seen = m_events.load(std::memory_order_acquire);

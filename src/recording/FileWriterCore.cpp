@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "recording/FileWriterCore.h"
 
+#include "platform/CrashHandler.h"
 #include "recording/BlockWrite.h"
 #include "recording/WriterThread.h"
 
@@ -153,6 +154,7 @@ void FileWriterCore::countDropped(TargetAccount& account, quint64 bytes)
 void FileWriterCore::run()
 {
     WriterThread::forbidTermination();
+    CrashHandler::prepareThread();
     qDebug().noquote() << "FileWriter: Processing loop started on thread" << QThread::currentThread();
     while (m_running && !m_stopPerforming) {
         if (m_shutdownRequested && closeWhenDrained()) {

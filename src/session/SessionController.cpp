@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "session/SessionController.h"
 
+#include "platform/CrashHandler.h"
 #include "session/SessionPrivate.h"
 
 #include "acquisition/AcquisitionFrame.h"
@@ -63,9 +64,11 @@ SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverAp
 {
     fileThread->setObjectName(u"SessionFiles"_s);
     fileWorker->moveToThread(fileThread.get());
+    fileWorker->post(&CrashHandler::prepareThread);
     fileThread->start();
     textThread->setObjectName(u"SessionTexts"_s);
     textWorker->moveToThread(textThread.get());
+    textWorker->post(&CrashHandler::prepareThread);
     textThread->start();
     watchdog = time.createTimer(q, [this] { watchdogFired(); });
     reconnectPoll = time.createTimer(q, [this] { pollReconnect(); });

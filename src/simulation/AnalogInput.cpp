@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "simulation/AnalogInput.h"
 
+#include "platform/CrashHandler.h"
 #include "simulation/DriverErrors.h"
 
 #include <algorithm>
@@ -158,6 +159,7 @@ void AnalogInput::waitUs(std::int64_t durationUs)
 
 void AnalogInput::runClock()
 {
+    CrashHandler::prepareThread();
     MutexLock lock(m_mutex);
     while (!m_quit) {
         const bool paused = m_stalled && m_pacing == Pacing::AsReady;

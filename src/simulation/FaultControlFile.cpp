@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "simulation/FaultControlFile.h"
+#include "platform/CrashHandler.h"
 
 #include <QFile>
 #include <chrono>
@@ -29,6 +30,7 @@ FaultControlFile::~FaultControlFile()
 
 void FaultControlFile::run()
 {
+    CrashHandler::prepareThread();
     while (true) {
         readNewLines();
         MutexLock lock(m_mutex);

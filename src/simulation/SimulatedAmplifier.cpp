@@ -2,6 +2,7 @@
 #include "simulation/SimulatedAmplifier.h"
 
 #include "base/ThreadCall.h"
+#include "platform/CrashHandler.h"
 #include "platform/PseudoTerminal.h"
 #include "simulation/AmplifierWire.h"
 #include "simulation/AnimalModel.h"
@@ -198,6 +199,7 @@ SimulatedAmplifier::SimulatedAmplifier(TimeSource& time, Options options)
 {
     m_thread.setObjectName(QStringLiteral("simulated amplifier"));
     m_inbox.moveToThread(&m_thread);
+    m_inbox.post(&CrashHandler::prepareThread);
     m_thread.start();
     auto line = callOn(m_inbox, CallTimeoutMs, [&time, this, options = std::move(options)] {
         auto made = std::make_shared<Line>(time, m_inbox, options, m_linkPath);
