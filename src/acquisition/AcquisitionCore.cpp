@@ -154,7 +154,7 @@ void AcquisitionCore::deliver()
 {
     if (!m_slot->delivery.enter(m_ownerGeneration))
         return;
-    const FrameQueue::PushResult result = m_queue.push(m_readBuffer.data());
+    const FrameQueue::PushResult result = m_queue.push(m_readBuffer.data(), m_lastCallbackUs.load());
     const quint64 blocks = ++m_blocks;
     m_dataFlowed = true;
     if (result != FrameQueue::PushResult::SkippedBusy)

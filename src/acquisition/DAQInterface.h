@@ -40,6 +40,9 @@ public:
     /// Pulls the oldest frame. Consumer's thread; blocks only for the copy of one frame.
     /// False when the queue is empty (counted, logged) or maxSize is below frameSize() (frame stays queued).
     virtual bool getLatestData(double* buffer, int maxSize, int* samplesRead) = 0;
+    /// When the last sample of the frame that was pulled last had arrived (the time source's monotonic
+    /// microseconds); -1: not known. Consumer's thread.
+    [[nodiscard]] virtual qint64 pulledFrameArrivedUs() const { return -1; }
 
     /// channelCount() x 20.
     [[nodiscard]] virtual int frameSize() const = 0;

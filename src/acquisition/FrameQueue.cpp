@@ -15,7 +15,7 @@ FrameQueue::FrameQueue(int frameSize, OverflowLog overflowLog)
                        << "frames, buffer size=" << frameSize << "samples";
 }
 
-FrameQueue::PushResult FrameQueue::push(const double* frame)
+FrameQueue::PushResult FrameQueue::push(const double* frame, qint64 arrivedUs)
 {
     if (!m_mutex.tryLockFor(PushLockLimit)) {
         m_skippedBusy.fetch_add(1);
@@ -28,7 +28,9 @@ FrameQueue::PushResult FrameQueue::push(const double* frame)
         --m_count;
         totalDrops = ++m_droppedOldest;
     }
-    std::copy_n(frame, m_frameSize, m_slots[(m_readIndex + m_count) % m_slots.size()].begin());
+    const std::size_t writeIndex = (m_readIndex + m_count) % m_slots.size();
+    std::copy_n(frame, m_frameSize, m_slots[writeIndex].begin());
+    m_arrivedUs[writeIndex] = arrivedUs;
     ++m_count;
     ++m_queuedTotal;
     m_mutex.unlock();
@@ -51,6 +53,7 @@ bool FrameQueue::getLatestData(double* buffer, int maxSize, int* samplesRead)
         } else if (maxSize >= m_frameSize) {
             std::copy_n(m_slots[m_readIndex].begin(), m_frameSize, buffer);
             *samplesRead = m_frameSize;
+            m_takenArrivedUs = m_arrivedUs[m_readIndex];
             m_readIndex = (m_readIndex + 1) % m_slots.size();
             --m_count;
             return true;

@@ -33,14 +33,17 @@ public:
         DroppedOldest, ///< queued, at the price of the oldest frame
         SkippedBusy    ///< the lock stayed busy for 1 ms: this frame is lost, the queue is as it was
     };
-    /// Producer's thread; waits 1 ms at most. frame: frameSize() samples in volts.
-    PushResult push(const double* frame);
+    /// Producer's thread; waits 1 ms at most. frame: frameSize() samples in volts. arrivedUs: monotonic
+    /// microseconds, handed on with the frame.
+    PushResult push(const double* frame, qint64 arrivedUs = -1);
 
     /// Consumer's thread; blocks for the copy of one frame at most. False when the queue is empty or
     /// maxSize is below frameSize(); then nothing is taken and *samplesRead stays as it was.
     [[nodiscard]] bool getLatestData(double* buffer, int maxSize, int* samplesRead);
 
     [[nodiscard]] int frameSize() const { return m_frameSize; }
+    /// When the frame that was taken last had arrived; -1 before the first. Consumer's thread.
+    [[nodiscard]] qint64 takenFrameArrivedUs() const { return m_takenArrivedUs; }
     /// The queue's part of the device's counters, taken at one instant.
     [[nodiscard]] AcquisitionCounters counters() const;
 
@@ -59,6 +62,8 @@ private:
     const OverflowLog m_overflowLog;
     mutable Mutex m_mutex;
     std::array<std::vector<double>, FrameQueueCapacity> m_slots VT_GUARDED_BY(m_mutex);
+    std::array<qint64, FrameQueueCapacity> m_arrivedUs VT_GUARDED_BY(m_mutex){};
+    qint64 m_takenArrivedUs = -1; ///< consumer's thread
     std::size_t m_readIndex VT_GUARDED_BY(m_mutex) = 0;
     std::size_t m_count VT_GUARDED_BY(m_mutex) = 0;
     std::uint64_t m_queuedTotal VT_GUARDED_BY(m_mutex) = 0; ///< frames that entered the ring

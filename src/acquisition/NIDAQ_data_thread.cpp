@@ -59,6 +59,11 @@ bool NIDAQ_data_thread::getLatestData(double* buffer, int maxSize, int* samplesR
     return m_core->queue().getLatestData(buffer, maxSize, samplesRead);
 }
 
+qint64 NIDAQ_data_thread::pulledFrameArrivedUs() const
+{
+    return m_core->queue().takenFrameArrivedUs();
+}
+
 int NIDAQ_data_thread::frameSize() const
 {
     return m_core->queue().frameSize();

@@ -34,6 +34,7 @@ public:
     ~NIDAQ_data_thread() override;
 
     bool getLatestData(double* buffer, int maxSize, int* samplesRead) override;
+    [[nodiscard]] qint64 pulledFrameArrivedUs() const override;
     [[nodiscard]] int frameSize() const override;
     [[nodiscard]] int channelCount() const override { return m_channelCount; }
     /// Does nothing but log when startError() is not empty.

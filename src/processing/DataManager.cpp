@@ -268,6 +268,7 @@ void DataManager::writeRaw()
 void DataManager::publishStep(const QDateTime& now)
 {
     ProcessingState& s = *m_state;
+    s.decisionFrameArrivedUs.store(s.device->pulledFrameArrivedUs(), std::memory_order_relaxed);
     emit newFeatureFrameReady(now);
     // The vectors are built for listeners only.
     if (!s.config.activityOnly &&
@@ -314,6 +315,11 @@ quint64 DataManager::framesProcessed() const
 quint64 DataManager::segmentFramesProcessed() const
 {
     return m_state->segmentFramesProcessed.load(std::memory_order_relaxed);
+}
+
+qint64 DataManager::decisionFrameArrivedUs() const
+{
+    return m_state->decisionFrameArrivedUs.load(std::memory_order_relaxed);
 }
 
 quint64 DataManager::copyRawTrace(int channel, std::span<float> out) const

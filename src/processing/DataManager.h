@@ -75,6 +75,9 @@ public:
     [[nodiscard]] FeatureSet lastFeatures(int channel) const;
     [[nodiscard]] SleepCounts sleepCounts(int channel) const; ///< any thread (atomics)
     [[nodiscard]] bool noSignal(int channel) const;           ///< any thread
+    /// When the frame that completed the newest decision had arrived (DAQInterface::pulledFrameArrivedUs);
+    /// set before newSleepDecision is emitted. Any thread.
+    [[nodiscard]] qint64 decisionFrameArrivedUs() const;
 
     /// One tick: pulls one frame and processes it. Processing thread.
     Q_SLOT void handleNewDAQData(int samplesRead);

@@ -73,6 +73,7 @@ struct ProcessingState
     quint64 emptyFetches = 0;
     std::atomic<quint64> framesProcessed{0};
     std::atomic<quint64> segmentFramesProcessed{0};
+    std::atomic<qint64> decisionFrameArrivedUs{-1};
     quint64 framesRefused = 0; ///< of this segment: the writer could not take them
 };
 

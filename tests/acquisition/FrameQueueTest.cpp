@@ -86,14 +86,17 @@ TEST(FrameQueue, OverflowDropsTheOldest)
     LogCapture log;
     FrameQueue queue(FrameSize);
     for (int i = 0; i < FrameQueueCapacity; ++i)
-        EXPECT_EQ(queue.push(frame(i).data()), FrameQueue::PushResult::Queued);
-    EXPECT_EQ(queue.push(frame(10).data()), FrameQueue::PushResult::DroppedOldest);
-    EXPECT_EQ(queue.push(frame(11).data()), FrameQueue::PushResult::DroppedOldest);
+        EXPECT_EQ(queue.push(frame(i).data(), 1000 + i), FrameQueue::PushResult::Queued);
+    EXPECT_EQ(queue.push(frame(10).data(), 1010), FrameQueue::PushResult::DroppedOldest);
+    EXPECT_EQ(queue.push(frame(11).data(), 1011), FrameQueue::PushResult::DroppedOldest);
     EXPECT_TRUE(log.has(u"DAQ callback: Queue full, dropped oldest frame (total drops: 2 )"_qs));
     EXPECT_EQ(queue.counters().framesDropped, 2U);
     EXPECT_EQ(queue.counters().framesQueued, 10U);
-    for (int i = 2; i < 12; ++i)
+    EXPECT_EQ(queue.takenFrameArrivedUs(), -1);
+    for (int i = 2; i < 12; ++i) {
         EXPECT_DOUBLE_EQ(pullFirst(queue), i);
+        EXPECT_EQ(queue.takenFrameArrivedUs(), 1000 + i);
+    }
     EXPECT_DOUBLE_EQ(pullFirst(queue), -1);
     expectBalanced(queue, 10);
 }
