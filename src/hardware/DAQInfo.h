@@ -81,20 +81,19 @@ public:
     /// Waits 5 s at most for the driver; a list that comes later still arrives, with deviceListChanged.
     Q_SLOT void refreshDAQList();
 
-public slots:
     /// Logs what is known of the selected device.
-    void deviceInfo();
+    Q_SLOT void deviceInfo();
     /// A fresh reading of the unit's build information: kept when valid, else replaced by what it told last
     /// time. The first one since the device was selected counts, until resetBuildInfoLatch.
-    void handleBuildInfoCaptured(const vt::DaqBuildInfo& info, bool valid);
-    void resetBuildInfoLatch();
-    void startDIORecording(int nChannels);
-    void stopDIORecording();
-    void startVexioPolling();
-    void stopVexioPolling();
-    void pulseDioOutputs(std::uint16_t cageMask);
+    Q_SLOT void handleBuildInfoCaptured(const vt::DaqBuildInfo& info, bool valid);
+    Q_SLOT void resetBuildInfoLatch();
+    Q_SLOT void startDIORecording(int nChannels);
+    Q_SLOT void stopDIORecording();
+    Q_SLOT void startVexioPolling();
+    Q_SLOT void stopVexioPolling();
+    Q_SLOT void pulseDioOutputs(std::uint16_t cageMask);
     /// Switches the cage light over; ledStateChanged follows when that worked.
-    void toggleLEDCtrl();
+    Q_SLOT void toggleLEDCtrl();
 
 signals:
     // The microcontroller's status byte, polled every 500 ms while a device is selected.

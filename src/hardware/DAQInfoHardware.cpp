@@ -5,6 +5,7 @@
 #include "hardware/DataEeprom.h"
 
 #include <QDebug>
+#include <utility>
 
 namespace vt {
 

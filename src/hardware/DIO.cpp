@@ -6,6 +6,7 @@
 
 #include <QDebug>
 #include <algorithm>
+#include <utility>
 
 namespace vt {
 

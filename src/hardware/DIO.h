@@ -37,18 +37,17 @@ public:
     [[nodiscard]] bool init(I2C* bus, int nChannels);
     [[nodiscard]] HeldOutputs heldOutputs() const { return m_held; }
 
-public slots:
     /// Looks at the expanders' interrupt line every 50 ms.
-    void startDIORecording(int nChannels);
-    void stopDIORecording();
-    void checkForInterrupt();
+    Q_SLOT void startDIORecording(int nChannels);
+    Q_SLOT void stopDIORecording();
+    Q_SLOT void checkForInterrupt();
 
     /// A pulse of 50 ms on one expander's outputs. port: 0 or 1.
-    void setOutputLines(std::uint8_t lines, int port);
-    void clearOutputLines();
-    void handleManualPulse(std::uint16_t cageMask);
-    void setOutputHold(std::uint16_t mask);
-    void clearOutput(std::uint16_t mask);
+    Q_SLOT void setOutputLines(std::uint8_t lines, int port);
+    Q_SLOT void clearOutputLines();
+    Q_SLOT void handleManualPulse(std::uint16_t cageMask);
+    Q_SLOT void setOutputHold(std::uint16_t mask);
+    Q_SLOT void clearOutput(std::uint16_t mask);
 
 signals:
     /// Levels of all inputs (bit set: high) after one of them changed.

@@ -7,6 +7,7 @@
 #include "hardware/VexioRegisters.h"
 
 #include <QDebug>
+#include <utility>
 
 namespace vt {
 

@@ -17,8 +17,8 @@ class HardwareThread;
 /// The stimulation unit (VEXIO) and the port expanders (DIO) of the selected device, as the interface thread
 /// sees them. Every request returns at once and is carried out on the hardware thread in the order of the
 /// calls; what stimulates (activate, stop, enable, durations, cage profiles, outputs) overtakes everything
-/// else that waits there, so that it waits for one bus transfer at most. Signals arrive on the interface
-/// thread. Cage masks: bit c is cage c + 1.
+/// else, also between the transfers of what is under way: it waits for one bus transfer, and for stimulation
+/// that was asked for before. Signals arrive on the interface thread. Cage masks: bit c is cage c + 1.
 ///
 /// Requests to a unit that is not there are answered as the unit does: operationComplete or
 /// diagnosticsComplete with false and "I2C not initialized", where the request has an answer.
@@ -46,29 +46,28 @@ public:
     [[nodiscard]] quint64 selection() const { return m_selection; }
     void setPresence(bool isVexioPresent, bool isDioPresent);
 
-public slots:
-    void activateStimulation(std::uint8_t cageMask);
-    void stopStimulation(std::uint8_t cageMask);
-    void updateCageEnableConfig(std::uint8_t enableMask);
-    void writeAllCagesToHardware(const QList<vt::VEXIO_NS::CageConfig>& configs);
+    Q_SLOT void activateStimulation(std::uint8_t cageMask);
+    Q_SLOT void stopStimulation(std::uint8_t cageMask);
+    Q_SLOT void updateCageEnableConfig(std::uint8_t enableMask);
+    Q_SLOT void writeAllCagesToHardware(const QList<vt::VEXIO_NS::CageConfig>& configs);
     /// duration: register value, 0.5 s per unit.
-    void setCageDuration(std::uint8_t cageMask, std::uint8_t duration);
-    void readAllCages();
-    void readCageStatus();
-    void clearAllActivationCounters();
-    void runSpeakerDiagnostics();
-    void readDiagnosticsStatus();
+    Q_SLOT void setCageDuration(std::uint8_t cageMask, std::uint8_t duration);
+    Q_SLOT void readAllCages();
+    Q_SLOT void readCageStatus();
+    Q_SLOT void clearAllActivationCounters();
+    Q_SLOT void runSpeakerDiagnostics();
+    Q_SLOT void readDiagnosticsStatus();
     /// Interrupt line every 150 ms, cage status every 500 ms; goes on after a recovery of the device.
-    void startVexioPolling();
-    void stopVexioPolling();
+    Q_SLOT void startVexioPolling();
+    Q_SLOT void stopVexioPolling();
 
     /// A 50 ms pulse.
-    void pulseOutputs(std::uint16_t cageMask);
-    void setOutputHold(std::uint16_t cageMask);
-    void clearOutput(std::uint16_t cageMask);
+    Q_SLOT void pulseOutputs(std::uint16_t cageMask);
+    Q_SLOT void setOutputHold(std::uint16_t cageMask);
+    Q_SLOT void clearOutput(std::uint16_t cageMask);
     /// Looks for changed inputs every 50 ms; goes on after a recovery of the device.
-    void startDIORecording(int nChannels);
-    void stopDIORecording();
+    Q_SLOT void startDIORecording(int nChannels);
+    Q_SLOT void stopDIORecording();
 
 signals:
     void presenceChanged();

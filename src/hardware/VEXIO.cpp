@@ -7,6 +7,7 @@
 
 #include <QDebug>
 #include <array>
+#include <utility>
 
 namespace vt {
 
@@ -53,6 +54,12 @@ bool VEXIO::hasBus(const char* operation) const
     if (!m_bus)
         qDebug().noquote().nospace() << "VEXIO::" << operation << " - I2C not initialized";
     return m_bus != nullptr;
+}
+
+void VEXIO::letOthersIn()
+{
+    if (m_betweenTransfers)
+        m_betweenTransfers();
 }
 
 bool VEXIO::readRegisters(std::uint8_t first, std::uint8_t* bytes, int count)
@@ -229,13 +236,13 @@ void VEXIO::readAllCagesFromHardware()
 {
     if (!hasBus("readAllCagesFromHardware"))
         return;
-    std::array<std::uint8_t, CageCount * CageBlockSize> bytes{};
+    std::array<std::uint8_t, std::size_t{CageCount} * CageBlockSize> bytes{};
     if (!readRegisters(REG_CAGES, bytes.data(), static_cast<int>(bytes.size()))) {
         qDebug("VEXIO::readAllCagesFromHardware - I2C read failed");
         return;
     }
     for (int cage = 0; cage < CageCount; ++cage) {
-        const std::uint8_t* block = bytes.data() + cage * CageBlockSize;
+        const std::uint8_t* block = &bytes[static_cast<std::size_t>(cage) * CageBlockSize];
         emit cageDataRead(static_cast<std::uint8_t>(cage), block[0], block[1], block[2], block[3],
                           u16(block + CageActivationsAt));
     }
@@ -267,8 +274,7 @@ void VEXIO::clearAllActivationCounters()
     }
     int cleared = 0;
     for (int cage = 0; cage < CageCount; ++cage) {
-        if (m_betweenTransfers)
-            m_betweenTransfers();
+        letOthersIn();
         cleared += clearActivationCounter(cage) ? 1 : 0;
     }
     QString message = QStringLiteral("Cleared %1 activation counters").arg(cleared);
@@ -330,8 +336,10 @@ void VEXIO::setCageDuration(std::uint8_t cageMask, std::uint8_t duration)
 
 void VEXIO::startStatusPolling()
 {
-    if (hasBus("startStatusPolling"))
-        pollStatus();
+    if (!hasBus("startStatusPolling"))
+        return;
+    letOthersIn();
+    pollStatus();
 }
 
 void VEXIO::stopStatusPolling()
@@ -409,6 +417,7 @@ void VEXIO::startInterruptPolling()
         return;
     qDebug("Vexio interrupt polling starting - clearing interrupt sources first...");
     clearAllStickyFaults();
+    letOthersIn();
     std::array<std::uint8_t, 4> status{};
     if (readRegisters(REG_SYSTEM_STATUS, status.data(), 4))
         qDebug().noquote() << "VEXIO::startInterruptPolling - Cleared pending status:"

@@ -62,26 +62,25 @@ public:
     /// Gives up diagnostics that run: the unit is about to be let go.
     void endDiagnostics();
 
-public slots:
     /// Looks at the interrupt line every 150 ms.
-    void startInterruptPolling();
-    void stopInterruptPolling();
-    void checkForInterrupt();
+    Q_SLOT void startInterruptPolling();
+    Q_SLOT void stopInterruptPolling();
+    Q_SLOT void checkForInterrupt();
 
-    void readAllCagesFromHardware();
-    void writeAllCagesToHardware(const QList<vt::VEXIO_NS::CageConfig>& configs);
-    void clearAllActivationCounters();
-    void readCageStatusFromHardware();
-    void updateCageEnableConfig(std::uint8_t enableMask);
-    vt::VEXIO::Activation activateStimulation(std::uint8_t cageMask);
-    void stopStimulation(std::uint8_t cageMask);
+    Q_SLOT void readAllCagesFromHardware();
+    Q_SLOT void writeAllCagesToHardware(const QList<vt::VEXIO_NS::CageConfig>& configs);
+    Q_SLOT void clearAllActivationCounters();
+    Q_SLOT void readCageStatusFromHardware();
+    Q_SLOT void updateCageEnableConfig(std::uint8_t enableMask);
+    Q_SLOT vt::VEXIO::Activation activateStimulation(std::uint8_t cageMask);
+    Q_SLOT void stopStimulation(std::uint8_t cageMask);
     /// duration is the register value: 0.5 s per unit.
-    void setCageDuration(std::uint8_t cageMask, std::uint8_t duration);
-    void clearAllStickyFaults();
+    Q_SLOT void setCageDuration(std::uint8_t cageMask, std::uint8_t duration);
+    Q_SLOT void clearAllStickyFaults();
 
-    void readDiagnosticsStatus();
+    Q_SLOT void readDiagnosticsStatus();
     /// Up to about 4 s, driven by timers; ends with diagnosticsComplete.
-    void runSpeakerDiagnostics();
+    Q_SLOT void runSpeakerDiagnostics();
 
 signals:
     void cageDataRead(std::uint8_t cageNum, std::uint8_t frequency, std::uint8_t amplitude,
@@ -114,6 +113,7 @@ private:
     };
 
     [[nodiscard]] bool hasBus(const char* operation) const;
+    void letOthersIn();
     [[nodiscard]] bool readRegisters(std::uint8_t first, std::uint8_t* bytes, int count);
     [[nodiscard]] std::optional<std::uint8_t> readRegister(std::uint8_t address);
     [[nodiscard]] bool writeRegister(std::uint8_t address, std::uint8_t value);
