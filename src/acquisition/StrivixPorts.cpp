@@ -12,7 +12,8 @@ QList<SerialPortEntry> serialPorts()
     QList<SerialPortEntry> entries;
     const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
     for (const QSerialPortInfo& port : ports)
-        entries.append({port.systemLocation(), port.description(), port.serialNumber()});
+        entries.append(
+            {port.systemLocation(), port.description(), port.serialNumber(), port.hasVendorIdentifier()});
     return entries;
 }
 

@@ -12,6 +12,7 @@ struct SerialPortEntry
     QString path;         ///< as StrivixDevice::open takes it
     QString description;  ///< of the USB device, as it says; may be empty
     QString serialNumber; ///< of the USB device; may be empty
+    bool isUsb = false;   ///< at a USB device, which a serial amplifier is
 };
 
 /// The system's list of serial ports. Any thread; a few milliseconds.

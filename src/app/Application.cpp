@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/Application.h"
 
+#include "app/AmplifierSetup.h"
 #include "app/CommandLineSetup.h"
 #include "app/ConsoleInteraction.h"
 #include "app/DriverSetup.h"
@@ -110,6 +111,12 @@ public:
     }
     [[nodiscard]] DaqmxApi& driver() const { return m_shared->drivers.driver(); }
     [[nodiscard]] TimeSource& time() const { return m_shared->time; }
+    /// The session's options with what this run offers.
+    [[nodiscard]] SessionController::Options complete(SessionController::Options options) const
+    {
+        options.amplifierPorts = m_shared->amplifiers.finder();
+        return options;
+    }
     void paceBy(const SessionController& session) const
     {
         m_shared->drivers.setReadyForMore([&session] { return session.readyForMoreData(); });
@@ -118,9 +125,10 @@ public:
 private:
     struct Shared
     {
-        explicit Shared(const CommandLine& line) : drivers(line) {}
+        explicit Shared(const CommandLine& line) : drivers(line), amplifiers(line, time) {}
         DriverSetup drivers;
         SystemTimeSource time;
+        AmplifierSetup amplifiers;
     };
     std::shared_ptr<Shared> m_shared;
 };
@@ -194,7 +202,8 @@ int runConsole()
         return 1;
     ConsoleInteraction user;
     Safeguards safeguards;
-    SessionController session(services.driver(), services.time(), user, safeguards.sessionOptions());
+    SessionController session(services.driver(), services.time(), user,
+                              services.complete(safeguards.sessionOptions()));
     if (line.action == CommandLine::Action::ListDevices)
         return listDevices(session);
     const auto power = Safeguards::protect(session, services.time(), user);
@@ -223,7 +232,8 @@ int runWindow()
         return 1;
     WindowInteraction user;
     Safeguards safeguards;
-    SessionController session(services.driver(), services.time(), user, safeguards.sessionOptions());
+    SessionController session(services.driver(), services.time(), user,
+                              services.complete(safeguards.sessionOptions()));
     const auto power = Safeguards::protect(session, services.time(), user);
     services.paceBy(session);
     const QString suggestedName = line.output.isEmpty() ? AppSettings::saveFileName() : line.output;

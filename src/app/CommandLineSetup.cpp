@@ -24,6 +24,8 @@ void applyExplicitOptions(const CommandLine& line, RecordingSetup& setup)
         setup.basePath = line.output;
     if (line.channels > 0)
         setup.channelCount = line.channels;
+    if (line.animalType > 0)
+        setup.animalType = line.animalType;
     for (qsizetype channel = 0; channel < line.animalIds.size(); ++channel) {
         if (channel < setup.animalIds.size())
             setup.animalIds[channel] = line.animalIds[channel];

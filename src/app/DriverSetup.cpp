@@ -3,6 +3,7 @@
 
 #include "app/DriverMux.h"
 #include "daqmx/DaqmxLibrary.h"
+#include "session/AmplifierPort.h"
 #include "simulation/SimulatedUnit.h"
 
 #include <array>
@@ -68,13 +69,14 @@ void DriverSetup::makeSimulatedUnits(const CommandLine& line)
 {
     const bool small = line.device == QLatin1String(SimulatedName);
     const bool large = line.device == QLatin1String(Simulated16Name);
+    const bool amplifier = line.device.startsWith(amplifierPrefix());
     std::vector<SimulatedUnit::Config> configs;
     if (line.simulate || small || (!large && !realUnitPresent()))
         configs.push_back(unitConfig(line, QLatin1String(SimulatedName)));
     if (line.simulate || large)
         configs.push_back(unitConfig(line, QLatin1String(Simulated16Name)));
     for (SimulatedUnit::Config& config : configs) {
-        const bool chosen = large == (config.deviceName == QLatin1String(Simulated16Name));
+        const bool chosen = !amplifier && large == (config.deviceName == QLatin1String(Simulated16Name));
         if (chosen && line.channels > 0)
             config.channels = line.channels;
         if (chosen)

@@ -65,8 +65,12 @@ QString HeadlessRunner::chooseDevice(QString* problem) const
 {
     const std::vector<DeviceEntry> devices = m_session.devices();
     QStringList names;
-    for (const DeviceEntry& device : devices)
+    QStringList units; // who is at a serial port is not known before it is chosen
+    for (const DeviceEntry& device : devices) {
         names << device.name;
+        if (device.kind == DeviceKind::NiUnit)
+            units << device.name;
+    }
     const QString listed =
         names.isEmpty() ? u"none was found"_s : u"available: %1"_s.arg(names.join(u", "_s));
     if (!m_line.device.isEmpty()) {
@@ -75,8 +79,8 @@ QString HeadlessRunner::chooseDevice(QString* problem) const
         *problem = u"There is no device '%1' (%2)."_s.arg(m_line.device, listed);
     } else if (m_line.simulate && names.contains(u"sim"_s)) {
         return u"sim"_s;
-    } else if (names.size() == 1) {
-        return names.first();
+    } else if (units.size() == 1) {
+        return units.first();
     } else {
         *problem = u"Choose a device with --device (%1)."_s.arg(listed);
     }
@@ -107,7 +111,7 @@ void HeadlessRunner::deviceSelected(const DeviceDetails& details)
         fail(details.refusal);
         return;
     }
-    if (m_line.animalType > 0 && details.usable && !details.simulated &&
+    if (m_line.animalType > 0 && details.usable && !details.simulated && details.kind == DeviceKind::NiUnit &&
         m_line.animalType != details.animalType)
         printError(
             u"--animal is ignored: %1 itself says %2."_s.arg(details.name, kindName(details.animalType)));

@@ -5,9 +5,20 @@
 
 namespace vt {
 
-double inputOffsetVolts(int gain)
+namespace {
+
+QString deviceDescription(const DeviceDetails& device)
 {
-    return gain == 0 ? 2.5 : 0.0;
+    if (device.kind == DeviceKind::SerialAmplifier)
+        return QStringLiteral("Strivix ") + device.serial;
+    return device.productType;
+}
+
+} // namespace
+
+double inputOffsetVolts(int gain, DeviceKind kind)
+{
+    return kind == DeviceKind::NiUnit && gain == 0 ? 2.5 : 0.0;
 }
 
 QStringList completeAnimalIds(const QStringList& ids, int channelCount)
@@ -31,12 +42,13 @@ FileHeader buildHeader(const RecordingSetup& setup, const DeviceDetails& device,
     header.featuresPerEpoch = mcu.animalType == AnimalMouse ? 4 : 6;
     header.sampleRate = DecimatedRateHz;
     header.mcuGain = mcu.gain;
-    header.offsetSubtracted = inputOffsetVolts(mcu.gain);
-    header.maxAmplitude = NiFullScaleVolts;
+    header.offsetSubtracted = inputOffsetVolts(mcu.gain, device.kind);
+    header.maxAmplitude =
+        device.kind == DeviceKind::SerialAmplifier ? AmplifierFullScaleVolts : NiFullScaleVolts;
     header.lightOnset = setup.lightOnset;
     header.darkOnset = setup.darkOnset;
     header.channelLabels = completeAnimalIds(setup.animalIds, setup.channelCount);
-    header.deviceDescription = device.productType;
+    header.deviceDescription = deviceDescription(device);
     header.deviceSerial = device.serial;
     header.mcu = mcu;
     return header;
@@ -52,7 +64,7 @@ ConfigSummary buildConfigSummary(const QString& basePath, const RecordingSetup& 
                                 .arg(device.productType, device.serial,
                                      device.simulated ? QStringLiteral(" (simulated)") : QString());
     summary.deviceName = device.name;
-    summary.deviceDescription = device.productType;
+    summary.deviceDescription = deviceDescription(device);
     summary.lightOnset = setup.lightOnset;
     summary.darkOnset = setup.darkOnset;
     summary.animalIds = completeAnimalIds(setup.animalIds, setup.channelCount);

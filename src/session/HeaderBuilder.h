@@ -8,11 +8,13 @@
 namespace vt {
 
 inline constexpr double NiFullScaleVolts = 5.0;
+inline constexpr double AmplifierFullScaleVolts = 3.3;
 
-/// Volts that are subtracted from every decimated sample: 2.5 for a unit that reports gain 0, else 0.
-[[nodiscard]] double inputOffsetVolts(int gain);
+/// Volts that are subtracted from every decimated sample: 2.5 for a unit that reports gain 0, else 0. Nothing
+/// is subtracted with the serial amplifier, which reports none.
+[[nodiscard]] double inputOffsetVolts(int gain, DeviceKind kind = DeviceKind::NiUnit);
 
-/// The header of a recording on an NI-DAQmx unit, but for its start date and time.
+/// The header of a recording, but for its start date and time.
 [[nodiscard]] FileHeader buildHeader(const RecordingSetup& setup, const DeviceDetails& device,
                                      const MCUHeader& mcu);
 

@@ -59,6 +59,8 @@ SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverAp
                                UserInteraction& interaction, SessionController::Options sessionOptions)
     : q(controller), driver(driverApi), time(timeSource), user(interaction),
       options(std::move(sessionOptions)), daqInfo(driverApi, timeSource),
+      niUnit(driverApi, timeSource, daqInfo, reserve()),
+      amplifier(timeSource, options.amplifierPorts, reserve()), unit(&niUnit),
       fileThread(std::make_unique<QThread>()), fileWorker(std::make_unique<Inbox>()),
       textThread(std::make_unique<QThread>()), textWorker(std::make_shared<Inbox>())
 {
@@ -73,8 +75,6 @@ SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverAp
     watchdog = time.createTimer(q, [this] { watchdogFired(); });
     reconnectPoll = time.createTimer(q, [this] { pollReconnect(); });
     diskTimer = time.createTimer(q, [this] { sampleDisk(); });
-    if (options.claim)
-        daqInfo.setPermission([this](const DAQDevice& unit) { return claimDevice(unit); });
     QObject::connect(&daqInfo, &DAQInfo::deviceListChanged, q, &SessionController::devicesChanged);
     QObject::connect(&daqInfo, &DAQInfo::waitingForDevice, q, [this](const QString& name) {
         user.showNotice(u"reconnecting"_s, u"DAQ Reconnecting"_s,
@@ -223,6 +223,8 @@ void SessionController::addCompanion(std::unique_ptr<RecordingCompanion> compani
 void SessionController::refreshDevices()
 {
     d->daqInfo.refreshDAQList();
+    if (d->amplifier.refresh())
+        emit devicesChanged();
 }
 
 std::vector<DeviceEntry> SessionController::devices() const
@@ -231,7 +233,13 @@ std::vector<DeviceEntry> SessionController::devices() const
     for (const DAQDevice& device : d->daqInfo.devices()) {
         const auto holder = d->options.claim ? d->options.claim->otherHolder(device.serial) : std::nullopt;
         entries.push_back({device.name, device.productType, device.serial, device.simulated,
-                           holder.has_value(), holder.value_or(0)});
+                           holder.has_value(), holder.value_or(0), DeviceKind::NiUnit});
+    }
+    for (const AmplifierPort& port : d->amplifier.ports()) {
+        const QString claimName = StrivixRecordingDevice::claimName(port);
+        const auto holder = d->options.claim ? d->options.claim->otherHolder(claimName) : std::nullopt;
+        entries.push_back({port.name, port.description, port.serial, port.simulated, holder.has_value(),
+                           holder.value_or(0), DeviceKind::SerialAmplifier});
     }
     return entries;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "session/AmplifierPort.h"
 #include "session/LidWarning.h"
 #include "session/SessionTypes.h"
 
@@ -41,6 +42,8 @@ public:
         /// "PowerWarnings/showLidWarning", and how it is switched off.
         std::function<bool()> showLidWarning = {};
         std::function<void()> hideLidWarning = {};
+        /// Where serial amplifiers may be; empty: nowhere.
+        AmplifierPorts amplifierPorts = {};
     };
     /// driver, time and user outlive the controller.
     SessionController(DaqmxApi& driver, TimeSource& time, UserInteraction& user, Options options,
@@ -50,11 +53,12 @@ public:
 
     void addCompanion(std::unique_ptr<RecordingCompanion> companion);
 
-    /// Devices of the driver, as of the last refresh.
+    /// Devices of the driver and serial ports, as of the last refresh.
     void refreshDevices();
     [[nodiscard]] std::vector<DeviceEntry> devices() const;
-    /// Claims the device and reads its microcontroller; deviceSelected(details) follows. A device that
-    /// another instance holds is left alone. An empty name selects none.
+    /// Claims the device and reads its microcontroller, or asks who is at the serial port;
+    /// deviceSelected(details) follows. A device that another instance holds is left alone. An empty name
+    /// selects none.
     void selectDevice(const QString& name);
 
     /// Checks the setup, reads the device, creates the files. prepared(ok) follows. On failure the user has
@@ -75,7 +79,7 @@ public:
     /// Stops without asking and waits for it, up to timeoutMs; false when that was not enough.
     bool stopAndWait(EndReason reason, int timeoutMs);
 
-    /// Event number of the new marker, -1 when there is no marker file.
+    /// Event number of the new marker, -1 when there is no marker file, as with the serial amplifier.
     int addMarker(const QString& label);
 
     [[nodiscard]] SessionState state() const;

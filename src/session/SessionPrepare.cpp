@@ -2,7 +2,6 @@
 // Selecting a device and preparing a recording: device read, checks, files.
 #include "session/SessionPrivate.h"
 
-#include "acquisition/AcquisitionFrame.h"
 #include "platform/DaqClaim.h"
 #include "session/HeaderBuilder.h"
 #include "session/SetupCheck.h"
@@ -11,7 +10,6 @@
 #include <QDebug>
 #include <QFileInfo>
 #include <QPointer>
-#include <algorithm>
 
 namespace vt {
 
@@ -23,13 +21,6 @@ const auto commFailedTitle = u"DAQ Communication Failed"_s;
 const auto commFailedText =
     u"DAQ not responding.\nMake sure the DAQ is connected and powered, then re-select "
     u"it from the device list."_s;
-
-int offeredChannels(const MCUHeader& mcu, int analogInputs)
-{
-    if (mcu.sensorCount >= 1 && mcu.sensorCount <= MaxChannels)
-        return mcu.sensorCount;
-    return std::min(analogInputs, MaxChannels);
-}
 
 } // namespace
 
@@ -72,61 +63,50 @@ void SessionPrivate::selectDevice(const QString& name)
     mcu = MCUHeader{};
     selecting = !name.isEmpty();
     if (name.isEmpty()) {
-        daqInfo.deselect();
+        unit->deselect();
         if (options.claim)
             options.claim->release();
         emit q->deviceSelected(device);
         return;
     }
-    refusal.clear();
-    daqInfo.selectDevice(name, [this, mine, name](bool ok) {
-        if (mine != selection)
-            return;
-        device.name = name;
-        device.refusal = refusal;
-        if (const auto selected = daqInfo.selectedDevice(); selected && selected->name == name) {
-            device.productType = selected->productType;
-            device.serial = selected->serial;
-            device.simulated = selected->simulated;
-        }
-        if (!ok) {
-            deviceRead(std::nullopt);
-            return;
-        }
-        daqInfo.getMCUHeader([this, mine](const std::optional<MCUHeader>& header) {
-            if (mine == selection)
-                deviceRead(header);
-        });
+    const bool isAmplifier = name.startsWith(amplifierPrefix());
+    RecordingDevice* const next = isAmplifier ? static_cast<RecordingDevice*>(&amplifier) : &niUnit;
+    if (next != unit)
+        unit->deselect();
+    unit = next;
+    unit->select(name, [this, mine](const RecordingDevice::Reading& reading) {
+        if (mine == selection)
+            deviceRead(reading);
     });
 }
 
-bool SessionPrivate::claimDevice(const DAQDevice& unit)
+RecordingDevice::Reserve SessionPrivate::reserve()
 {
-    if (options.claim->tryClaim(unit.serial))
-        return true;
-    options.claim->release(); // whatever was selected before is selected no more
-    const auto holder = options.claim->otherHolder(unit.serial);
-    if (!holder)
-        refusal = SessionController::tr("%1 could not be reserved for this program.").arg(unit.name);
-    else if (*holder == 0)
-        refusal = SessionController::tr("%1 is in use by another Vellumtide instance.").arg(unit.name);
-    else
-        refusal = SessionController::tr("%1 is in use by another Vellumtide instance (process %2).")
-                      .arg(unit.name)
-                      .arg(*holder);
-    return false;
+    if (!options.claim)
+        return {};
+    return [this](const QString& serial, const QString& name) { return claimDevice(serial, name); };
 }
 
-void SessionPrivate::deviceRead(const std::optional<MCUHeader>& header)
+QString SessionPrivate::claimDevice(const QString& serial, const QString& name)
+{
+    if (options.claim->tryClaim(serial))
+        return {};
+    options.claim->release(); // whatever was selected before is selected no more
+    const auto holder = options.claim->otherHolder(serial);
+    if (!holder)
+        return SessionController::tr("%1 could not be reserved for this program.").arg(name);
+    if (*holder == 0)
+        return SessionController::tr("%1 is in use by another Vellumtide instance.").arg(name);
+    return SessionController::tr("%1 is in use by another Vellumtide instance (process %2).")
+        .arg(name)
+        .arg(*holder);
+}
+
+void SessionPrivate::deviceRead(const RecordingDevice::Reading& reading)
 {
     selecting = false;
-    device.usable = header.has_value();
-    if (header) {
-        mcu = *header;
-        device.animalType = mcu.animalType;
-        device.gain = mcu.gain;
-        device.offeredChannels = offeredChannels(mcu, daqInfo.analogInputCount());
-    }
+    device = reading.details;
+    mcu = reading.mcu.value_or(MCUHeader{});
     emit q->deviceSelected(device);
 }
 
@@ -163,19 +143,25 @@ void SessionPrivate::prepare(const RecordingSetup& wanted)
         prepareFailed(problem);
         return;
     }
-    daqInfo.getMCUHeader([this, mine](const std::optional<MCUHeader>& header) {
-        if (mine != operation)
-            return;
-        if (!header) {
-            qWarning("saveChannelConfig: aborted, DAQ comm failed during setup");
-            user.notify(Severity::Critical, commFailedTitle, commFailedText);
-            prepareFailed(QString());
-            return;
-        }
-        deviceRead(header);
-        qInfo("MaxAmplitudeOfData: %f", NiFullScaleVolts);
-        createFiles();
+    unit->read(setup, [this, mine](const RecordingDevice::Reading& reading) {
+        if (mine == operation)
+            prepareRead(reading);
     });
+}
+
+void SessionPrivate::prepareRead(const RecordingDevice::Reading& reading)
+{
+    if (!reading.mcu) {
+        qWarning("saveChannelConfig: aborted, DAQ comm failed during setup");
+        const QString& reason = reading.details.refusal;
+        user.notify(Severity::Critical, commFailedTitle, reason.isEmpty() ? commFailedText : reason);
+        prepareFailed(QString());
+        return;
+    }
+    deviceRead(reading);
+    if (device.kind == DeviceKind::NiUnit)
+        qInfo("MaxAmplitudeOfData: %f", NiFullScaleVolts);
+    createFiles();
 }
 
 void SessionPrivate::prepareFailed(const QString& problem)
@@ -197,7 +183,8 @@ void SessionPrivate::createFiles()
         return;
     }
     makeSegment(setup.basePath, 0);
-    markers = std::make_shared<MarkerFile>();
+    // Markers come with the unit's push button.
+    markers = device.kind == DeviceKind::NiUnit ? std::make_shared<MarkerFile>() : nullptr;
     onFileThread(
         [files = segment, marks = markers, base = setup.basePath, animal = int{mcu.animalType}] {
             PreparedFiles prepared;
@@ -211,6 +198,8 @@ void SessionPrivate::createFiles()
                                        : u"%1: %2"_s.arg(failure.path, failure.error);
                 return prepared;
             }
+            if (!marks)
+                return prepared;
             const bool markersExisted = QFileInfo::exists(files->paths().markers);
             prepared.markersFailed = !marks->open(files->paths().markers);
             if (!prepared.markersFailed && !markersExisted)

@@ -7,10 +7,12 @@
 #include "hardware/DAQInfo.h"
 #include "processing/DataManager.h"
 #include "recording/MarkerFile.h"
+#include "session/NiRecordingDevice.h"
 #include "session/RecordingSegment.h"
 #include "session/RecordingSummary.h"
 #include "session/SessionController.h"
 #include "session/SessionExtensions.h"
+#include "session/StrivixRecordingDevice.h"
 
 #include <QThread>
 #include <atomic>
@@ -38,8 +40,11 @@ struct SessionPrivate
     void lidAnswered(const PowerSchemeQuery::Result& scheme, const RecordingSetup& wanted);
     void record(const RecordingSetup& wanted);
     void selectDevice(const QString& name);
-    [[nodiscard]] bool claimDevice(const DAQDevice& unit);
-    void deviceRead(const std::optional<MCUHeader>& header);
+    /// Why the device cannot be claimed for this instance, or empty.
+    [[nodiscard]] QString claimDevice(const QString& serial, const QString& name);
+    [[nodiscard]] RecordingDevice::Reserve reserve();
+    void deviceRead(const RecordingDevice::Reading& reading);
+    void prepareRead(const RecordingDevice::Reading& reading);
     void prepare(const RecordingSetup& wanted);
     void createFiles();
     struct PreparedFiles
@@ -56,6 +61,7 @@ struct SessionPrivate
     void startRecovered(bool ok);
     void writeHeaders(std::function<void(bool)> done);
     void launchSegment();
+    void acquisitionFailed(const QString& text, quint64 launch);
     void makeManager();
     void handleNewSleepDecision(const std::vector<bool>& asleep, const std::vector<QDateTime>& since,
                                 const std::vector<double>& stats);
@@ -100,6 +106,9 @@ struct SessionPrivate
     UserInteraction& user;
     const SessionController::Options options;
     DAQInfo daqInfo;
+    NiRecordingDevice niUnit;
+    StrivixRecordingDevice amplifier;
+    RecordingDevice* unit; ///< of the kind that was selected last
 
     std::unique_ptr<QThread> fileThread;
     std::unique_ptr<Inbox> fileWorker;   ///< lives on fileThread
@@ -118,7 +127,6 @@ struct SessionPrivate
     quint64 operation = 0;
     quint64 selection = 0; ///< counts selections; answers to older ones are void
     bool selecting = false;
-    QString refusal;         ///< why the device last asked for was not selected
     quint64 lidQuestion = 0; ///< counts questions; answers to older ones are void
     bool fileWork = false;
     quint64 fileGeneration = 0; ///< callbacks of older file work are void
@@ -147,6 +155,7 @@ struct SessionPrivate
     std::unique_ptr<Timer> diskTimer;
     std::atomic<qint64> lastDataMs{-1};
     qint64 watchdogStartedMs = 0;
+    quint64 launches = 0; ///< counts segments that were launched; messages of older devices are void
 
     RecordingResult result;
     std::vector<bool> sleeping;

@@ -3,8 +3,7 @@
 #include "session/SessionPrivate.h"
 
 #include "acquisition/AcquisitionFrame.h"
-#include "acquisition/NIDAQ_data_thread.h"
-#include "acquisition/PhysicalChannels.h"
+#include "acquisition/DAQInterface.h"
 #include "hardware/DAQInfo.h"
 #include "session/HeaderBuilder.h"
 #include "session/SessionTexts.h"
@@ -27,7 +26,7 @@ void SessionPrivate::start()
     qInfo("Starting Data Acquisition");
     setState(SessionState::Starting);
     const quint64 mine = ++operation;
-    daqInfo.probeI2C([this, mine](bool answered) {
+    unit->probe([this, mine](bool answered) {
         if (mine != operation)
             return;
         if (answered) {
@@ -35,7 +34,7 @@ void SessionPrivate::start()
             return;
         }
         qWarning("DAQ I2C probe failed pre-acquisition; attempting recovery");
-        daqInfo.recoverI2CSession([this, mine](bool recovered) {
+        unit->recover([this, mine](bool recovered) {
             if (mine == operation)
                 startRecovered(recovered);
         });
@@ -99,10 +98,12 @@ void SessionPrivate::headersWritten(bool ok)
 
 void SessionPrivate::makeManager()
 {
-    manager = std::make_shared<DataManager>(DataManager::Config{setup.channelCount, mcu.animalType, 0,
-                                                                setup.activityOnly, setup.bandpass,
-                                                                inputOffsetVolts(mcu.gain)},
-                                            time);
+    const int amplifierType =
+        device.kind == DeviceKind::SerialAmplifier ? StrivixRecordingDevice::AmplifierType : 0;
+    manager = std::make_shared<DataManager>(
+        DataManager::Config{setup.channelCount, mcu.animalType, amplifierType, setup.activityOnly,
+                            setup.bandpass, inputOffsetVolts(mcu.gain, device.kind)},
+        time);
     QObject::connect(
         manager.get(), &DataManager::newSleepDecision, manager.get(),
         [this, inbox = answers.address()](const std::vector<bool>& asleep,
@@ -130,9 +131,10 @@ void SessionPrivate::launchSegment()
     if (!manager)
         makeManager();
     lastDataMs = -1;
-    auto acquisition = std::make_unique<NIDAQ_data_thread>(
-        driver, time, physicalChannels(device.name, setup.channelCount), setup.channelCount);
-    acquisition->setRequiredSerial(device.serial);
+    auto acquisition = unit->makeAcquisition(
+        setup.channelCount, [this, mine = ++launches, inbox = answers.address()](const QString& text) {
+            inbox->post([this, mine, text] { acquisitionFailed(text, mine); });
+        });
     if (setup.frameLimit > 0) {
         const quint64 done = manager->framesProcessed();
         acquisition->setFrameLimit(setup.frameLimit > done ? setup.frameLimit - done : 1);
@@ -156,6 +158,17 @@ void SessionPrivate::launchSegment()
         companion->segmentStarted(context());
     armWatchdog();
     qInfo("DAQ watchdog timer started (5 second timeout)");
+}
+
+void SessionPrivate::acquisitionFailed(const QString& text, quint64 launch)
+{
+    // Later failures are the watchdog's: what had arrived before is still being delivered. The same is true
+    // of a resumed segment, which it takes back to the pause.
+    const bool isFirstSegment = segmentNumber == 0 && state == SessionState::Recording;
+    if (launch != launches || !isFirstSegment || lastDataMs >= 0)
+        return;
+    user.notify(Severity::Critical, u"DAQ Communication Failed"_s, text);
+    stop(EndReason::CouldNotStart);
 }
 
 void SessionPrivate::noteData()
@@ -222,7 +235,7 @@ void SessionPrivate::pollReconnect()
         stop(EndReason::DurationReached);
         return;
     }
-    if (!daqInfo.isDevicePresent())
+    if (!unit->isPresent())
         return;
     qInfo("Reconnect poll: DAQ has re-enumerated — attempting resume");
     reconnectPoll->stop();
@@ -234,7 +247,7 @@ void SessionPrivate::attemptResume()
     qInfo("attemptResume: starting recovery + new segment");
     setState(SessionState::Resuming);
     const quint64 mine = ++operation;
-    daqInfo.recoverI2CSession([this, mine](bool ok) {
+    unit->recover([this, mine](bool ok) {
         if (mine == operation)
             resumeRecovered(ok);
     });
@@ -243,7 +256,7 @@ void SessionPrivate::attemptResume()
 void SessionPrivate::resumeRecovered(bool ok)
 {
     if (!ok) {
-        qWarning("attemptResume: recoverI2CSession failed");
+        qWarning().noquote() << unit->notBackText();
         resumeFailed();
         return;
     }

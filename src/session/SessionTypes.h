@@ -30,15 +30,21 @@ enum class SessionState {
 /// "Idle", "Recording", ... for the window and the progress lines; translated there.
 [[nodiscard]] QString sessionStateName(SessionState state);
 
+enum class DeviceKind {
+    NiUnit,         ///< NI-DAQmx unit with a microcontroller
+    SerialAmplifier ///< no microcontroller, so no animal type, no push button, no marker file
+};
+
 /// One thing that can be recorded from.
 struct DeviceEntry
 {
-    QString name; ///< NI-DAQmx name
+    QString name; ///< NI-DAQmx name, or "strivix:" and a port
     QString productType;
     QString serial;
     bool simulated = false;
     bool inUse = false;   ///< claimed by another instance
     qint64 holderPid = 0; ///< of that instance; 0: not known
+    DeviceKind kind = DeviceKind::NiUnit;
 };
 
 /// What is known about the selected device once its microcontroller has been read.
@@ -48,11 +54,12 @@ struct DeviceDetails
     QString productType;
     QString serial;
     int offeredChannels = 0;
-    int animalType = 0; ///< 1 mouse, 2 rat, as the unit reports
+    int animalType = 0; ///< 1 mouse, 2 rat, as the unit reports or, for the serial amplifier, as last chosen
     int gain = 0;
     bool simulated = false;
-    bool usable = false;  ///< microcontroller answered
-    QString refusal = {}; ///< why it was not selected at all, for the user: another instance has it
+    bool usable = false;  ///< microcontroller or amplifier answered
+    QString refusal = {}; ///< why it cannot be used, for the user: another instance has it. Empty: not known
+    DeviceKind kind = DeviceKind::NiUnit;
 };
 
 /// What the user chose for the next recording.
@@ -60,6 +67,7 @@ struct RecordingSetup
 {
     QString basePath;      ///< with or without ".bin" / ".binfb"
     int channelCount = 0;  ///< 1 .. the device's offered channels
+    int animalType = 0;    ///< for a device that does not know it: 1 mouse, 2 rat; 0: not chosen, mouse
     QStringList animalIds; ///< one per channel; missing ones are filled with the channel number
     QTime lightOnset{7, 0};
     QTime darkOnset{19, 0};

@@ -30,7 +30,7 @@ class SimulatedAmplifier::Line
 {
 public:
     Line(TimeSource& time, Inbox& context, const Options& options, const QString& linkPath)
-        : m_time(time), m_options(options),
+        : identity(options.identity), m_time(time), m_options(options),
           m_linkPath(linkPath), m_animals{AnimalModel(options.animalType, options.seed),
                                           AnimalModel(options.animalType, options.seed + 1)},
           m_timer(time.createTimer(&context, [this] { step(); }))
@@ -95,6 +95,7 @@ public:
     qsizetype bytesToCorrupt = 0;
     StopBehaviour stopBehaviour = StopBehaviour::Obeys;
     Identification identification = Identification::Proper;
+    QString identity;
 
 private:
     void step()
@@ -143,7 +144,7 @@ private:
             break;
         case AmplifierCommands::Command::Identify:
             if (identification == Identification::Proper)
-                transmit("\r\n" + m_options.identity.toLatin1() + "\r\n2 channels\r\n");
+                transmit("\r\n" + identity.toLatin1() + "\r\n2 channels\r\n");
             else if (identification == Identification::Wrong)
                 transmit("Thermometer 3, strivix compatible\r\n");
             else if (identification == Identification::Endless)
@@ -272,6 +273,14 @@ void SimulatedAmplifier::setStopBehaviour(StopBehaviour behaviour)
 void SimulatedAmplifier::setIdentification(Identification identification)
 {
     onLine([identification](Line& line) { return line.identification = identification; });
+}
+
+void SimulatedAmplifier::setIdentity(const QString& identity)
+{
+    onLine([identity](Line& line) {
+        line.identity = identity;
+        return true;
+    });
 }
 
 void SimulatedAmplifier::disappear()

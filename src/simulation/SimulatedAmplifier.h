@@ -56,6 +56,8 @@ public:
     void startStreaming();
     void setStopBehaviour(StopBehaviour behaviour);
     void setIdentification(Identification identification);
+    /// Another amplifier: how it calls itself from now on.
+    void setIdentity(const QString& identity);
     /// The cable is pulled out.
     void disappear();
     /// It is plugged in again, not streaming; as another device file behind the same portName(). False when

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/AmplifierSetup.h"
+
+#include "acquisition/StrivixPorts.h"
+#include "simulation/AmplifierFaults.h"
+#include "simulation/SimulatedAmplifier.h"
+
+#include <QCoreApplication>
+
+namespace vt {
+
+namespace {
+
+QString text(const char* source)
+{
+    return QCoreApplication::translate("AmplifierSetup", source);
+}
+
+} // namespace
+
+AmplifierSetup::AmplifierSetup(const CommandLine& line, TimeSource& time)
+{
+    const bool isSimulatedNamed = line.device == simulatedName();
+    if (line.device.startsWith(amplifierPrefix()) && !isSimulatedNamed)
+        m_namedPort = line.device.mid(amplifierPrefix().size());
+    if ((!line.simulate && !isSimulatedNamed) || !SimulatedAmplifier::isAvailable())
+        return;
+    SimulatedAmplifier::Options options;
+    options.seed = line.simulateSeed;
+    if (line.animalType > 0)
+        options.animalType = line.animalType;
+    m_simulated = std::make_unique<SimulatedAmplifier>(time, options);
+    if (isSimulatedNamed && !line.simulateFaults.isEmpty())
+        m_faults = std::make_unique<AmplifierFaults>(*m_simulated, line.simulateFaults);
+}
+
+AmplifierSetup::~AmplifierSetup() = default;
+
+std::vector<AmplifierPort> AmplifierSetup::ports() const
+{
+    std::vector<AmplifierPort> offered;
+    bool isNamedListed = m_namedPort.isEmpty();
+    for (const SerialPortEntry& port : serialPorts()) {
+        const bool isNamed = port.path == m_namedPort;
+        if (!port.isUsb && !isNamed)
+            continue;
+        isNamedListed = isNamedListed || isNamed;
+        const QString description = port.description.isEmpty()
+                                        ? text("USB serial port")
+                                        : text("USB serial port (%1)").arg(port.description);
+        offered.push_back({amplifierPrefix() + port.path, port.path, description, port.serialNumber, false});
+    }
+    if (!isNamedListed)
+        offered.push_back({amplifierPrefix() + m_namedPort, m_namedPort, text("Serial port"), {}, false});
+    if (m_simulated)
+        offered.push_back(
+            {simulatedName(), m_simulated->portName(), text("Serial amplifier"), QString(), true});
+    return offered;
+}
+
+} // namespace vt
