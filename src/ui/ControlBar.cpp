@@ -22,7 +22,6 @@ ControlBar::ControlBar(QWidget* parent)
     m_stop->setAccessibleName(tr("Stop Recording"));
     setKind(m_stop, QStringLiteral("danger"));
     m_marker->setObjectName(QStringLiteral("markerButton"));
-    m_marker->setToolTip(tr("Write a marker with the current time into the marker file (M)"));
     m_marker->setAccessibleName(tr("Add marker"));
     setKind(m_marker, QStringLiteral("plain"));
 
@@ -43,14 +42,23 @@ ControlBar::ControlBar(QWidget* parent)
     connect(m_start, &QPushButton::clicked, this, &ControlBar::startRequested);
     connect(m_stop, &QPushButton::clicked, this, &ControlBar::stopRequested);
     connect(m_marker, &QPushButton::clicked, this, &ControlBar::markerRequested);
-    setState(SessionState::Idle);
+    setDevice({});
+}
+
+void ControlBar::setDevice(const DeviceDetails& details)
+{
+    m_hasMarkers = details.kind == DeviceKind::NiUnit;
+    m_marker->setToolTip(m_hasMarkers ? tr("Write a marker with the current time into the marker file (M)")
+                                      : tr("Recordings from the serial amplifier have no marker file"));
+    setState(m_state);
 }
 
 void ControlBar::setState(SessionState state)
 {
+    m_state = state;
     m_start->setEnabled(state == SessionState::Idle);
     m_stop->setEnabled(state != SessionState::Idle && state != SessionState::Stopping);
-    m_marker->setEnabled(state == SessionState::Recording);
+    m_marker->setEnabled(m_hasMarkers && state == SessionState::Recording);
 }
 
 } // namespace vt

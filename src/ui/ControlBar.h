@@ -18,6 +18,8 @@ public:
 
     /// Enables what makes sense in this state.
     void setState(SessionState state);
+    /// Whether this kind of device comes with a marker file; else the button says why there are no markers.
+    void setDevice(const DeviceDetails& details);
 
 signals:
     void startRequested();
@@ -29,6 +31,8 @@ private:
     QPushButton* m_start;
     QPushButton* m_stop;
     QPushButton* m_marker;
+    SessionState m_state = SessionState::Idle;
+    bool m_hasMarkers = true;
 };
 
 } // namespace vt

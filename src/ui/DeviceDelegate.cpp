@@ -63,8 +63,9 @@ void DeviceDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option
                       painter->fontMetrics().elidedText(name, Qt::ElideRight, top.width()));
     painter->setFont(Theme::font(TextRole::Caption, option.font));
     painter->setPen(quiet);
-    const QString second =
-        tr("%1, serial %2").arg(index.data(ProductType).toString(), index.data(Serial).toString());
+    const QString product = index.data(ProductType).toString();
+    const QString serial = index.data(Serial).toString();
+    const QString second = serial.isEmpty() ? product : tr("%1, serial %2").arg(product, serial);
     painter->drawText(bottom, Qt::AlignVCenter | Qt::AlignLeft,
                       painter->fontMetrics().elidedText(second, Qt::ElideRight, bottom.width()));
     painter->restore();

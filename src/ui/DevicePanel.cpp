@@ -27,7 +27,9 @@ QLabel* valueLabel(QWidget* parent)
 
 QString spokenText(const DeviceEntry& device)
 {
-    QString text = DevicePanel::tr("%1, %2, serial %3").arg(device.name, device.productType, device.serial);
+    QString text = DevicePanel::tr("%1, %2").arg(device.name, device.productType);
+    if (!device.serial.isEmpty())
+        text += DevicePanel::tr(", serial %1").arg(device.serial);
     if (device.simulated)
         text += DevicePanel::tr(", simulated");
     if (device.inUse)
@@ -170,7 +172,10 @@ void DevicePanel::setDetails(const DeviceDetails& details)
         m_chosen.clear();
         return;
     }
-    showDetails(QString::number(details.offeredChannels), statustext::animalTypeText(details.animalType),
+    const QString animal = details.kind == DeviceKind::SerialAmplifier
+                               ? tr("See below")
+                               : statustext::animalTypeText(details.animalType);
+    showDetails(QString::number(details.offeredChannels), animal,
                 details.gain == 0 ? tr("Not reported") : QString::number(details.gain));
 }
 

@@ -221,6 +221,7 @@ void MainWindow::connectSession()
     connect(&m_controller, &SessionController::deviceSelected, this, [this](const DeviceDetails& details) {
         m_device = details;
         m_devices->setDetails(details);
+        m_controls->setDevice(details);
         m_setup->setDevice(details);
         m_setupFile->setDevice(details);
         m_simulated->setVisible(details.usable && details.simulated);
@@ -249,7 +250,7 @@ void MainWindow::handleState(SessionState state)
     m_loadConfigAction->setEnabled(idle);
     m_startAction->setEnabled(idle);
     m_stopAction->setEnabled(!idle && state != SessionState::Stopping);
-    m_markerAction->setEnabled(state == SessionState::Recording);
+    m_markerAction->setEnabled(state == SessionState::Recording && m_device.kind == DeviceKind::NiUnit);
     if (state == SessionState::Paused)
         freezeTraces();
     refreshStatus();

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/SetupPanel.h"
 
+#include "acquisition/AcquisitionFrame.h"
 #include "ui/ElidedLabel.h"
 #include "ui/StatusText.h"
 #include "ui/Theme.h"
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -26,7 +28,6 @@ namespace vt {
 
 namespace {
 
-constexpr int MaxChannels = 16;
 constexpr int VisibleAnimalRows = 5;
 
 template <typename Field>
@@ -51,10 +52,11 @@ void addField(QGridLayout* grid, int column, const QString& caption, QWidget* fi
 } // namespace
 
 SetupPanel::SetupPanel(QWidget* parent)
-    : QWidget(parent), m_channelCount(new QSpinBox(this)), m_animals(new QTableWidget(this)),
-      m_animalsOrHint(new QStackedWidget(this)), m_lightOn(new QTimeEdit(this)),
-      m_darkOn(new QTimeEdit(this)), m_activityOnly(new QCheckBox(this)), m_bandpass(new QCheckBox(this)),
-      m_fileName(new ElidedLabel(this)), m_folder(new ElidedLabel(this)),
+    : QWidget(parent), m_channelCount(new QSpinBox(this)),
+      m_animalTypeCaption(new QLabel(tr("Animal t&ype"), this)), m_animalTypeChoice(new QComboBox(this)),
+      m_animals(new QTableWidget(this)), m_animalsOrHint(new QStackedWidget(this)),
+      m_lightOn(new QTimeEdit(this)), m_darkOn(new QTimeEdit(this)), m_activityOnly(new QCheckBox(this)),
+      m_bandpass(new QCheckBox(this)), m_fileName(new ElidedLabel(this)), m_folder(new ElidedLabel(this)),
       m_selectFile(new QPushButton(tr("Select &File..."), this)),
       m_loadConfig(new QPushButton(tr("Load Config…"), this)),
       m_saveConfig(new QPushButton(tr("Save Config…"), this))
@@ -84,6 +86,15 @@ Card* SetupPanel::buildAnimals()
     addField(grid, 0, tr("&Channels"), m_channelCount);
     addField(grid, 1, tr("&Light on"), m_lightOn);
     addField(grid, 2, tr("&Dark on"), m_darkOn);
+    describe(m_animalTypeChoice, tr("Animal type"),
+             tr("What animals are recorded. The serial amplifier does not know it."));
+    m_animalTypeChoice->setObjectName(QStringLiteral("animalType"));
+    for (const int type : {AnimalMouse, AnimalRat})
+        m_animalTypeChoice->addItem(statustext::animalTypeText(type), type);
+    m_animalTypeCaption->setBuddy(m_animalTypeChoice);
+    setTextRole(m_animalTypeCaption, TextRole::Caption);
+    grid->addWidget(m_animalTypeCaption, 2, 0);
+    grid->addWidget(m_animalTypeChoice, 2, 1, 1, 2);
     card->body()->addLayout(grid);
 
     describe(m_animals, tr("Animal IDs"),
@@ -177,6 +188,7 @@ void SetupPanel::setDevice(const DeviceDetails& details)
 {
     m_offeredChannels = details.usable ? std::min(details.offeredChannels, MaxChannels) : 0;
     m_animalType = details.animalType;
+    showAnimalTypeChoice(details.usable && details.kind == DeviceKind::SerialAmplifier);
     const bool hadNone = m_channelCount->value() == 0;
     {
         const QSignalBlocker block(m_channelCount);
@@ -196,6 +208,8 @@ void SetupPanel::setSetup(const RecordingSetup& setup)
     m_wantedChannels = setup.channelCount;
     m_channelCount->setValue(setup.channelCount);
     setChannelCount(m_channelCount->value());
+    if (const int index = m_animalTypeChoice->findData(setup.animalType); index >= 0)
+        m_animalTypeChoice->setCurrentIndex(index);
     m_lightOn->setTime(setup.lightOnset);
     m_darkOn->setTime(setup.darkOnset);
     m_activityOnly->setChecked(setup.activityOnly);
@@ -208,6 +222,7 @@ RecordingSetup SetupPanel::setup() const
     RecordingSetup setup = m_carried;
     setup.basePath = m_basePath;
     setup.channelCount = m_channelCount->value();
+    setup.animalType = m_animalTypeChoice->currentData().toInt();
     setup.animalIds = enteredAnimalIds();
     setup.lightOnset = m_lightOn->time();
     setup.darkOnset = m_darkOn->time();
@@ -257,6 +272,17 @@ void SetupPanel::setChannelCount(int count)
     }
 }
 
+void SetupPanel::showAnimalTypeChoice(bool shown)
+{
+    m_animalTypeCaption->setVisible(shown);
+    m_animalTypeChoice->setVisible(shown);
+}
+
+int SetupPanel::animalType() const
+{
+    return m_animalTypeChoice->isHidden() ? m_animalType : m_animalTypeChoice->currentData().toInt();
+}
+
 void SetupPanel::setSuggestedPath(const QString& basePath)
 {
     m_suggestedPath = basePath;
@@ -282,7 +308,7 @@ void SetupPanel::selectFile()
 {
     if (m_locked)
         return;
-    const QString extension = statustext::extensionFor(m_animalType);
+    const QString extension = statustext::extensionFor(animalType());
     auto* dialog = new QFileDialog(this, tr("Select new %0 file").arg(extension));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setNameFilter(tr("Vellumtide data files (*.%0)").arg(extension));
@@ -308,7 +334,7 @@ void SetupPanel::setLocked(bool locked)
     m_locked = locked;
     const bool channels = !locked && m_offeredChannels > 0;
     for (QWidget* field : {static_cast<QWidget*>(m_channelCount), static_cast<QWidget*>(m_lightOn),
-                           static_cast<QWidget*>(m_darkOn)})
+                           static_cast<QWidget*>(m_darkOn), static_cast<QWidget*>(m_animalTypeChoice)})
         field->setEnabled(channels);
     // What was entered stays readable during a recording.
     m_animals->setEditTriggers(channels ? QAbstractItemView::AllEditTriggers

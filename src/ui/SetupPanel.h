@@ -8,6 +8,7 @@
 #include <QStringList>
 
 class QCheckBox;
+class QComboBox;
 class QLabel;
 class QLayout;
 class QPushButton;
@@ -29,8 +30,8 @@ class SetupPanel : public QWidget
 public:
     explicit SetupPanel(QWidget* parent = nullptr);
 
-    /// Limits the channel count to what the unit offers and fixes the file name's extension. A unit that is
-    /// not usable leaves nothing to set up.
+    /// Limits the channel count to what the unit offers and fixes the file name's extension. The animal type
+    /// is asked for with a device that does not know it. A unit that is not usable leaves nothing to set up.
     void setDevice(const DeviceDetails& details);
     /// The channel count is limited to what the unit offers, now or once one is chosen.
     void setSetup(const RecordingSetup& setup);
@@ -64,10 +65,14 @@ private:
     [[nodiscard]] Card* buildFile();
     [[nodiscard]] QLayout* buildConfigButtons();
     void setChannelCount(int count);
+    void showAnimalTypeChoice(bool shown);
+    [[nodiscard]] int animalType() const;
     [[nodiscard]] QStringList enteredAnimalIds() const;
     void showBasePath();
 
     QSpinBox* m_channelCount;
+    QLabel* m_animalTypeCaption; ///< with its field seen only when the device does not know the type
+    QComboBox* m_animalTypeChoice;
     QTableWidget* m_animals;
     QStackedWidget* m_animalsOrHint;
     QTimeEdit* m_lightOn;
