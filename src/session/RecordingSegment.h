@@ -7,6 +7,7 @@
 #include "recording/SegmentPaths.h"
 #include "recording/TimeStampFile.h"
 #include "recording/VellumtideFile.h"
+#include "session/SessionTypes.h"
 
 #include <QDateTime>
 #include <QStringList>
@@ -23,9 +24,6 @@ inline constexpr int DestructionFlushTimeoutMs = 5000;
 inline constexpr int DeviceStopTimeoutMs = 15000; ///< a driver's read may take 10 s to give up
 inline constexpr int ProcessingStopTimeoutMs = 10000;
 inline constexpr int StampsCloseTimeoutMs = 5000;
-
-/// Which wording a teardown's log lines take.
-enum class TeardownKind { Stop, Pause };
 
 /// What became of a segment.
 struct TeardownReport
@@ -72,6 +70,7 @@ public:
     void launch(std::unique_ptr<DAQInterface> device, std::shared_ptr<DataManager> manager);
 
     /// Stops the device, lets the processing finish what is queued, flushes the writer, closes the files.
+    /// kind chooses the words of the log lines.
     [[nodiscard]] TeardownReport tearDown(TeardownKind kind, int flushTimeoutMs);
     /// For a segment that was never launched: removes the files that it brought into being. A header at most
     /// stands in them, and a disk that was too full for all of them is to have the room back.

@@ -81,6 +81,10 @@ SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverAp
                         u"Waiting for DAQ \"%1\" to reconnect..."_s.arg(name), QString(), {});
     });
     QObject::connect(&daqInfo, &DAQInfo::waitingEnded, q, [this] { user.closeNotice(u"reconnecting"_s); });
+    connectUnitEvents();
+    auto stimulating = std::make_unique<StimulationSession>(daqInfo.stimulation(), time, user, textWorker);
+    stimulation = stimulating.get();
+    companions.push_back(std::move(stimulating));
 }
 
 SessionPrivate::~SessionPrivate()
@@ -140,7 +144,10 @@ RecordingContext SessionPrivate::context() const
             setup.channelCount,
             mcu.animalType,
             completeAnimalIds(setup.animalIds, setup.channelCount),
-            device.simulated};
+            device.simulated,
+            setup.activityOnly,
+            setup.vexio,
+            setup.dio};
 }
 
 std::vector<ChannelSummary> SessionPrivate::channelSummaries() const
@@ -302,6 +309,11 @@ int SessionController::addMarker(const QString& label)
     return d->markers->addMarker(d->segmentNumber, d->time.now(), label);
 }
 
+ManualStimulation SessionController::stimulateNow()
+{
+    return d->stimulation->stimulateNow();
+}
+
 SessionState SessionController::state() const
 {
     return d->state;
@@ -341,6 +353,7 @@ SessionStatus SessionController::status() const
     status.bytesPerHour =
         qint64{d->setup.channelCount} * 3600 * (qint64{2} * DecimatedRateHz + valuesPerStep * 8 / 2);
     status.channels = d->channelSummaries();
+    status.stimulation = d->stimulation->status();
     return status;
 }
 

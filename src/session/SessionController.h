@@ -82,6 +82,9 @@ public:
     /// Event number of the new marker, -1 when there is no marker file, as with the serial amplifier.
     int addMarker(const QString& label);
 
+    /// Stimulates all enabled cages at once, whatever the protocol.
+    ManualStimulation stimulateNow();
+
     [[nodiscard]] SessionState state() const;
     [[nodiscard]] SessionStatus status() const;
     /// The processing object of the running segment for displays, or null. Its display channels are safe to

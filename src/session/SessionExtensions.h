@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QString>
+#include <optional>
 #include <vector>
 
 namespace vt {
@@ -18,6 +19,18 @@ struct RecordingContext
     int animalType = 0;
     QStringList animalIds;
     bool simulatedDevice = false;
+    bool isActivityOnly = false;
+    std::optional<VexioSettings> vexio; ///< as set up; empty: never
+    std::optional<DioSettings> dio;
+};
+
+/// The decisions of one step, a value per channel.
+struct SleepDecisionNews
+{
+    std::vector<bool> sleeping;
+    std::vector<QDateTime> sleepBeginTime;
+    std::vector<double> decisionStats;
+    qint64 frameArrivedUs = -1; ///< of the frame that completed them, monotonic clock; -1: not known
 };
 
 /// Something that the session starts, pauses and stops together with a recording, at the moments that the
@@ -28,14 +41,11 @@ class RecordingCompanion
 {
 public:
     virtual ~RecordingCompanion() = default;
-    virtual void recordingStarted(const RecordingContext&) {}
+    virtual void recordingStarted(const RecordingContext&) {} ///< just before the first segment runs
     virtual void segmentStarted(const RecordingContext&) {}
-    virtual void segmentStopping() {} ///< before the acquisition stops, at pause and at stop
+    virtual void segmentStopping(TeardownKind) {} ///< before the acquisition stops
     virtual void recordingStopped() {}
-    virtual void sleepDecision(const std::vector<bool>& /*sleeping*/,
-                               const std::vector<QDateTime>& /*sleepBeginTime*/,
-                               const std::vector<double>& /*decisionStats*/)
-    {}
+    virtual void sleepDecision(const SleepDecisionNews&) {}
 };
 
 } // namespace vt

@@ -12,6 +12,7 @@
 #include "session/RecordingSummary.h"
 #include "session/SessionController.h"
 #include "session/SessionExtensions.h"
+#include "session/StimulationSession.h"
 #include "session/StrivixRecordingDevice.h"
 
 #include <QThread>
@@ -63,8 +64,7 @@ struct SessionPrivate
     void launchSegment();
     void acquisitionFailed(const QString& text, quint64 launch);
     void makeManager();
-    void handleNewSleepDecision(const std::vector<bool>& asleep, const std::vector<QDateTime>& since,
-                                const std::vector<double>& stats);
+    void handleNewSleepDecision(const SleepDecisionNews& news);
     void headersWritten(bool ok);
     void armWatchdog();
     void watchdogFired();
@@ -97,6 +97,7 @@ struct SessionPrivate
     void makeSegment(const QString& base, int number);
     void connectWriter();
     void sampleDisk();
+    void connectUnitEvents();
     template <typename Work, typename Done>
     void onFileThread(Work work, Done done);
 
@@ -163,7 +164,8 @@ struct SessionPrivate
     std::vector<double> decisionStats;
     qint64 freeDiskBytes = -1;
     bool diskSamplePending = false;
-    std::vector<std::unique_ptr<RecordingCompanion>> companions;
+    std::vector<std::unique_ptr<RecordingCompanion>> companions; ///< the first is stimulation
+    StimulationSession* stimulation = nullptr;                   ///< in companions
 };
 
 template <typename Work, typename Done>

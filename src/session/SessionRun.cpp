@@ -82,16 +82,17 @@ void SessionPrivate::headersWritten(bool ok)
         return;
     makeManager();
     recordingRan = true;
+    for (const auto& companion : companions)
+        companion->recordingStarted(context());
     launchSegment();
-    const ConfigSummary configuration = buildConfigSummary(segment->paths().base, setup, device);
+    ConfigSummary configuration = buildConfigSummary(segment->paths().base, setup, device);
+    stimulation->describe(configuration);
     callAsync(
         *textWorker, answers,
         [configuration, path = segment->paths().configuration] {
             return writeConfigSummary(path, configuration);
         },
         [this](bool written) { result.losses.filesNotWritten += written ? 0U : 1U; });
-    for (const auto& companion : companions)
-        companion->recordingStarted(context());
     setState(SessionState::Recording);
     emit q->segmentStarted(segment->paths().base, segmentNumber);
 }
@@ -106,24 +107,25 @@ void SessionPrivate::makeManager()
         time);
     QObject::connect(
         manager.get(), &DataManager::newSleepDecision, manager.get(),
-        [this, inbox = answers.address()](const std::vector<bool>& asleep,
-                                          const std::vector<QDateTime>& since,
-                                          const std::vector<double>& stats) {
-            inbox->post([this, asleep, since, stats] { handleNewSleepDecision(asleep, since, stats); });
+        [this, inbox = answers.address(), source = manager.get()](const std::vector<bool>& asleep,
+                                                                  const std::vector<QDateTime>& since,
+                                                                  const std::vector<double>& stats) {
+            inbox->post(
+                [this, news = SleepDecisionNews{asleep, since, stats, source->decisionFrameArrivedUs()}] {
+                    handleNewSleepDecision(news);
+                });
         },
         Qt::DirectConnection);
 }
 
-void SessionPrivate::handleNewSleepDecision(const std::vector<bool>& asleep,
-                                            const std::vector<QDateTime>& since,
-                                            const std::vector<double>& stats)
+void SessionPrivate::handleNewSleepDecision(const SleepDecisionNews& news)
 {
-    sleeping = asleep;
-    sleepBeginTime = since;
-    decisionStats = stats;
+    sleeping = news.sleeping;
+    sleepBeginTime = news.sleepBeginTime;
+    decisionStats = news.decisionStats;
     for (const auto& companion : companions)
-        companion->sleepDecision(asleep, since, stats);
-    emit q->sleepDecision(asleep, since, stats);
+        companion->sleepDecision(news);
+    emit q->sleepDecision(sleeping, sleepBeginTime, decisionStats);
 }
 
 void SessionPrivate::launchSegment()

@@ -63,7 +63,7 @@ void SessionPrivate::tearDown(TeardownKind kind)
     watchdog->stop();
     if (segment->device()) {
         for (const auto& companion : companions)
-            companion->segmentStopping();
+            companion->segmentStopping(kind);
     }
     teardownReport = std::make_shared<TeardownReport>();
     fileWork = true;

@@ -113,6 +113,26 @@ struct LossSummary
     }
 };
 
+/// What the stimulation of the running recording is doing.
+struct StimulationStatus
+{
+    enum class State {
+        NotSetUp,  ///< or no recording runs
+        Unit,      ///< by the stimulation unit
+        Outputs,   ///< by the digital outputs alone
+        NoUnit,    ///< set up, but the stimulation unit does not answer
+        NoOutputs, ///< set up, but the digital outputs do not answer
+        NoPower    ///< the stimulation unit has no 12 V
+    };
+    State state = State::NotSetUp;
+    bool isRunning = false; ///< false also while the recording is paused
+    StimulationProtocol protocol = StimulationProtocol::ManualTrigger;
+    quint16 cages = 0;          ///< enabled for the protocol; bit i: cage i + 1
+    quint16 triggeredCages = 0; ///< follow an external trigger
+    quint64 stimulations = 0;   ///< asked for so far
+    quint64 refused = 0;        ///< of these, not carried out by the stimulation unit
+};
+
 /// A copy of the session's state for display; made on the interface thread, cheap enough for 10 Hz.
 struct SessionStatus
 {
@@ -131,7 +151,19 @@ struct SessionStatus
     qint64 freeDiskBytes = -1;     ///< -1: unknown
     qint64 bytesPerHour = 0;       ///< what a recording of this size writes
     std::vector<ChannelSummary> channels;
+    StimulationStatus stimulation;
 };
+
+/// What became of a stimulation by hand.
+enum class ManualStimulation {
+    Requested,
+    NoCages,         ///< none is enabled
+    OutsideSchedule, ///< not allowed now
+    NotRunning       ///< no recording with stimulation runs
+};
+
+/// How a segment ends: the recording goes on later, or not.
+enum class TeardownKind { Stop, Pause };
 
 /// How a recording ended.
 enum class EndReason {

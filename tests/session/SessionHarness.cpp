@@ -13,13 +13,15 @@ namespace vt::test {
 
 namespace {
 
-SimulatedUnit::Config unitConfig(const SessionHarness::Options& options)
+SimulatedUnit::Config unitConfig(const SessionHarness::Options& options, const TimeSource& time)
 {
     SimulatedUnit::Config config;
     config.deviceName = QStringLiteral("Dev1");
     config.channels = options.channels;
     config.animalType = options.animalType;
     config.clock = SimulatedUnit::Clock::Manual;
+    if (options.devicesOnFakeTime)
+        config.clockUs = [&time] { return time.monotonicUs(); };
     return config;
 }
 
@@ -66,7 +68,7 @@ QString RecordingUser::lastText(const QString& title) const
     return found == messages.rend() ? QString() : found->text;
 }
 
-SessionHarness::SessionHarness(const Options& options) : unit(unitConfig(options))
+SessionHarness::SessionHarness(const Options& options) : unit(unitConfig(options, time))
 {
     SessionController::Options sessionOptions;
     sessionOptions.autoResume = options.autoResume;

@@ -64,6 +64,7 @@ public:
         DaqClaim* claim = nullptr;
         LidWarning::Query lidQuery = {};
         bool* showLidWarning = nullptr; ///< the setting, read and written
+        bool devicesOnFakeTime = false; ///< the stimulation unit's clock is the harness's time
     };
     SessionHarness() : SessionHarness(Options{}) {}
     explicit SessionHarness(const Options& options);

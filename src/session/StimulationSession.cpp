@@ -1,0 +1,274 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "session/StimulationSession.h"
+
+#include "hardware/StimulationHardware.h"
+#include "recording/SegmentPaths.h"
+#include "session/UserInteraction.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QPointer>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const auto powerNotice = u"stimulationPower"_s;
+
+QString text(const char* source)
+{
+    return QCoreApplication::translate("StimulationSession", source);
+}
+
+/// What the setup asks for and does not answer, for the user; empty when all is there.
+QString missingHardwareText(const VexioSettings& vexio, const DioSettings& dio,
+                            const StimulationHardware& hardware)
+{
+    const bool isUnitMissing = vexio.enabled && !hardware.vexioPresent();
+    const bool isDioMissing = dio.enabled && !hardware.dioPresent();
+    const QString advice =
+        text("Check its cable and its power supply, and select the acquisition unit again before the next "
+             "recording.");
+    if (isUnitMissing && dio.enabled && !isDioMissing)
+        return text("This recording is set up to stimulate, but the stimulation unit does not answer. Only "
+                    "the digital outputs are used, as they are set up.") +
+               u"\n\n"_s + advice;
+    if (isUnitMissing)
+        return text("This recording is set up to stimulate, but the stimulation unit does not answer. The "
+                    "recording goes on, and no cage is stimulated.") +
+               u"\n\n"_s + advice;
+    if (isDioMissing && vexio.enabled)
+        return text("The digital outputs are set up, but do not answer. The stimulation unit is used without "
+                    "them.");
+    if (isDioMissing)
+        return text("This recording is set up to stimulate by the digital outputs, but they do not answer. "
+                    "The recording goes on, and no cage is stimulated.");
+    return {};
+}
+
+bool followsSleep(StimulationProtocol protocol)
+{
+    return protocol == StimulationProtocol::SleepBased || protocol == StimulationProtocol::ActivityBased;
+}
+
+} // namespace
+
+StimulationSession::StimulationSession(StimulationHardware& hardware, TimeSource& time, UserInteraction& user,
+                                       std::shared_ptr<Inbox> logWorker)
+    : m_hardware(hardware), m_user(user), m_controller(time, std::move(logWorker))
+{
+    connectHardware();
+    connectRequests();
+    notePresence();
+}
+
+StimulationSession::~StimulationSession() = default;
+
+void StimulationSession::connectHardware()
+{
+    const auto* hardware = &m_hardware;
+    auto* controller = &m_controller;
+    QObject::connect(hardware, &StimulationHardware::presenceChanged, controller, [this] { notePresence(); });
+    QObject::connect(hardware, &StimulationHardware::dioInputStateChanged, controller,
+                     &StimulationController::handleDioInputState);
+    QObject::connect(hardware, &StimulationHardware::diagnosticsStatusRead, controller,
+                     &StimulationController::writeDiagRow);
+    QObject::connect(hardware, &StimulationHardware::powerFaultDetected, controller,
+                     [this] { showPower(false); });
+    QObject::connect(hardware, &StimulationHardware::powerRestored, controller, [this] { showPower(true); });
+}
+
+void StimulationSession::connectRequests()
+{
+    const auto* controller = &m_controller;
+    auto* hardware = &m_hardware;
+    QObject::connect(controller, &StimulationController::activateVexioStimulation, hardware,
+                     [this](std::uint8_t cageMask) { activate(cageMask); });
+    // Also sent while settings change that nobody asked to be carried out.
+    QObject::connect(controller, &StimulationController::updateVexioCageEnable, hardware,
+                     [this](std::uint8_t enableMask) {
+                         if (m_isWanted && m_controller.source() == StimulationSource::Unit)
+                             m_hardware.updateCageEnableConfig(enableMask);
+                     });
+    QObject::connect(controller, &StimulationController::stopVexioStimulation, hardware,
+                     &StimulationHardware::stopStimulation);
+    QObject::connect(controller, &StimulationController::setVexioCageDuration, hardware,
+                     &StimulationHardware::setCageDuration);
+    QObject::connect(controller, &StimulationController::writeVexioCageConfigs, hardware,
+                     &StimulationHardware::writeAllCagesToHardware);
+    QObject::connect(controller, &StimulationController::pulseDioOutput, hardware,
+                     &StimulationHardware::pulseOutputs);
+    QObject::connect(controller, &StimulationController::setDioOutputHold, hardware,
+                     &StimulationHardware::setOutputHold);
+    QObject::connect(controller, &StimulationController::clearDioOutput, hardware,
+                     &StimulationHardware::clearOutput);
+    QObject::connect(controller, &StimulationController::stimulationTriggered, controller,
+                     [this] { ++m_stimulations; });
+}
+
+void StimulationSession::notePresence()
+{
+    m_controller.setVexioPresent(m_hardware.vexioPresent());
+    m_controller.setDioPresent(m_hardware.dioPresent());
+}
+
+void StimulationSession::activate(std::uint8_t cageMask)
+{
+    m_hardware.activateStimulation(cageMask, [this, guard = QPointer<StimulationController>(&m_controller)](
+                                                 bool isDone, qint64 writtenUs) {
+        if (!guard)
+            return;
+        m_refused += isDone ? 0U : 1U;
+        m_controller.noteActivationReturned(isDone ? std::optional(writtenUs) : std::nullopt);
+    });
+}
+
+void StimulationSession::applySettings()
+{
+    m_controller.setActiveChannelCount(m_channelCount);
+    m_controller.applySettings(m_vexio, m_dio);
+    m_applied = m_controller.source();
+    if (m_applied == StimulationSource::Unit)
+        m_hardware.startVexioPolling();
+    const bool isInputWatched = m_applied == StimulationSource::Unit && m_vexio.extTriggerMask != 0;
+    if (m_hardware.dioPresent() && (m_dio.enabled || isInputWatched))
+        m_hardware.startDIORecording(m_channelCount);
+}
+
+void StimulationSession::recordingStarted(const RecordingContext& context)
+{
+    m_vexio = context.vexio.value_or(VexioSettings{});
+    m_dio = context.dio.value_or(DioSettings{});
+    m_channelCount = context.channelCount;
+    m_isWanted = m_vexio.enabled || m_dio.enabled;
+    m_applied = StimulationSource::None;
+    m_hasRun = false;
+    m_isPowerMissing = false;
+    m_stimulations = 0;
+    m_refused = 0;
+    if (!m_isWanted)
+        return;
+    notePresence();
+    applySettings();
+    warnAboutSetup(context);
+}
+
+void StimulationSession::warnAboutSetup(const RecordingContext& context)
+{
+    QString problem = missingHardwareText(m_vexio, m_dio, m_hardware);
+    if (problem.isEmpty() && context.isActivityOnly && followsSleep(m_controller.protocol()))
+        problem =
+            text("This recording is set up to stimulate by sleep decisions, but a recording of activity "
+                 "only makes none. Cages are only stimulated by hand or by their triggers.");
+    if (problem.isEmpty())
+        return;
+    qWarning().noquote() << "Stimulation:" << problem.section(u'\n', 0, 0);
+    m_user.notify(Severity::Warning, text("Stimulation"), problem);
+}
+
+void StimulationSession::segmentStarted(const RecordingContext& context)
+{
+    if (!m_isWanted)
+        return;
+    // The unit's own settings stay when it goes; what was set up without it does not fit it.
+    if (m_applied != StimulationSource::Unit && m_controller.source() != m_applied) {
+        qInfo("Stimulation hardware that was missing answers now");
+        applySettings();
+    }
+    if (m_controller.source() == StimulationSource::None)
+        return;
+    m_controller.initStimFile(segmentPaths(context.basePath, context.animalType).stimulation);
+    m_controller.start();
+    m_hasRun = true;
+    qInfo("StimulationController started");
+}
+
+void StimulationSession::segmentStopping(TeardownKind kind)
+{
+    if (!m_controller.isRunning())
+        return;
+    m_controller.stop();
+    m_controller.closeStimFile();
+    qInfo("%s", kind == TeardownKind::Pause ? "StimulationController stopped (pause)"
+                                            : "StimulationController stopped");
+}
+
+void StimulationSession::recordingStopped()
+{
+    if (!m_isWanted)
+        return;
+    m_hardware.stopVexioPolling();
+    m_hardware.stopDIORecording();
+    m_user.closeNotice(powerNotice);
+    if (m_hasRun) {
+        m_controller.logLatencySummary();
+        qInfo().noquote() << "Stimulations:" << m_stimulations << "requested," << m_refused
+                          << "not carried out by the stimulation unit";
+    }
+    m_isWanted = false;
+}
+
+void StimulationSession::sleepDecision(const SleepDecisionNews& news)
+{
+    if (!m_controller.isRunning())
+        return;
+    if (news.frameArrivedUs >= 0)
+        m_controller.noteDecisionFrameArrival(news.frameArrivedUs);
+    m_controller.handleNewSleepDecision(news.sleeping, news.sleepBeginTime, news.decisionStats);
+}
+
+void StimulationSession::showPower(bool isPresent)
+{
+    m_isPowerMissing = !isPresent;
+    if (!m_isWanted)
+        return;
+    if (isPresent) {
+        m_user.closeNotice(powerNotice);
+        return;
+    }
+    m_user.showNotice(powerNotice, text("Stimulation"),
+                      text("The stimulation unit has lost its 12 V supply: no cage is stimulated until the "
+                           "supply is back. The recording goes on."),
+                      text("OK"), [] {});
+}
+
+void StimulationSession::describe(ConfigSummary& summary) const
+{
+    describeStimulation(summary, m_isWanted ? m_applied : StimulationSource::None, m_vexio, m_dio);
+}
+
+ManualStimulation StimulationSession::stimulateNow()
+{
+    if (!m_controller.isRunning())
+        return ManualStimulation::NotRunning;
+    m_controller.triggerManualStimulation();
+    if ((m_controller.cageEnableMask() & ~unsigned{m_controller.extTriggerMask()}) == 0)
+        return ManualStimulation::NoCages;
+    return m_controller.isWithinStimPeriod() ? ManualStimulation::Requested
+                                             : ManualStimulation::OutsideSchedule;
+}
+
+StimulationStatus StimulationSession::status() const
+{
+    StimulationStatus status;
+    if (!m_isWanted)
+        return status;
+    status.protocol = m_controller.protocol();
+    status.cages = m_controller.cageEnableMask();
+    status.triggeredCages = m_controller.extTriggerMask();
+    status.isRunning = m_controller.isRunning();
+    status.stimulations = m_stimulations;
+    status.refused = m_refused;
+    using State = StimulationStatus::State;
+    if (m_controller.source() == StimulationSource::None)
+        status.state = m_vexio.enabled ? State::NoUnit : State::NoOutputs;
+    else if (m_controller.source() == StimulationSource::Unit)
+        status.state = m_isPowerMissing ? State::NoPower : State::Unit;
+    else
+        status.state = State::Outputs;
+    return status;
+}
+
+} // namespace vt

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "hardware/StimulationController.h"
+#include "session/SessionExtensions.h"
+
+#include <memory>
+
+namespace vt {
+
+class StimulationHardware;
+class UserInteraction;
+
+/// Stimulation as a part of a recording: hands the recording's settings and decisions to the controller, the
+/// controller's requests to the hardware, and starts and stops both at the right moments. Interface thread.
+///
+/// A recording whose setup does not ask for stimulation touches neither the stimulation unit nor the digital
+/// outputs. One that asks for it while the hardware does not answer warns the user and goes on; when the
+/// hardware answers at a later segment, stimulation begins there.
+class StimulationSession final : public RecordingCompanion
+{
+public:
+    /// All three outlive the object. The stimulation log is written on logWorker's thread.
+    StimulationSession(StimulationHardware& hardware, TimeSource& time, UserInteraction& user,
+                       std::shared_ptr<Inbox> logWorker);
+    ~StimulationSession() override;
+
+    void recordingStarted(const RecordingContext& context) override;
+    void segmentStarted(const RecordingContext& context) override;
+    void segmentStopping(TeardownKind kind) override;
+    void recordingStopped() override;
+    void sleepDecision(const SleepDecisionNews& news) override;
+
+    /// Fills in the stimulation rows; after recordingStarted.
+    void describe(ConfigSummary& summary) const;
+    /// Stimulates all enabled cages at once, or tells why not.
+    ManualStimulation stimulateNow();
+    [[nodiscard]] StimulationStatus status() const;
+
+private:
+    void connectHardware();
+    void connectRequests();
+    void notePresence();
+    void applySettings();
+    void activate(std::uint8_t cageMask);
+    void warnAboutSetup(const RecordingContext& context);
+    void showPower(bool isPresent);
+
+    StimulationHardware& m_hardware;
+    UserInteraction& m_user;
+    StimulationController m_controller;
+
+    VexioSettings m_vexio;
+    DioSettings m_dio;
+    int m_channelCount = 0;
+    bool m_isWanted = false; ///< by the setup of the recording that runs
+    StimulationSource m_applied = StimulationSource::None;
+    bool m_hasRun = false; ///< in this recording
+    bool m_isPowerMissing = false;
+    quint64 m_stimulations = 0;
+    quint64 m_refused = 0;
+};
+
+} // namespace vt

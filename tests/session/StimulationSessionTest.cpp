@@ -1,0 +1,306 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Stimulation inside a recording: what the simulated stimulation unit and port expanders did, against what
+// the setup asked for and what the stimulation log says.
+#include "LogCapture.h"
+#include "SessionHarness.h"
+
+#include "processing/DataManager.h"
+
+#include <QFile>
+#include <gmock/gmock.h>
+#include <thread>
+
+using namespace vt;
+using namespace vt::test;
+using namespace Qt::StringLiterals;
+using testing::ElementsAre;
+
+namespace {
+
+using Kind = DeviceEvent::Kind;
+
+constexpr int FramesPerDecision = 60;
+
+QStringList lines(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
+}
+
+class StimulationSessionTest : public testing::Test
+{
+protected:
+    StimulationSessionTest() : harness({.channels = 3, .autoResume = true, .devicesOnFakeTime = true})
+    {
+        vexio.enabled = true;
+        vexio.cageEnableMask = 0b101;
+        vexio.cages.fill({100, 100, 2, 0}); // 1.44 kHz, 3.9 V, 1 s
+    }
+
+    [[nodiscard]] bool begin(std::optional<DioSettings> dio = std::nullopt)
+    {
+        if (!harness.select())
+            return false;
+        harness.unit.clearDeviceEvents();
+        RecordingSetup setup = harness.setup();
+        setup.vexio = vexio;
+        setup.dio = dio;
+        harness.session->record(setup);
+        return SessionHarness::waitUntil(
+                   [this] { return harness.session->state() == SessionState::Recording; }) &&
+               harness.waitForDevice();
+    }
+    void fault(const char* command) { ASSERT_TRUE(harness.unit.applyFaultCommand(QLatin1String(command))); }
+    /// One decision, the frame that completes it included; the session hears of it lateMs later. One frame of
+    /// the segment has gone in before.
+    void decide(int lateMs)
+    {
+        ASSERT_EQ(harness.deliver(m_framesToDecision - 1), m_framesToDecision - 1);
+        m_framesToDecision = FramesPerDecision;
+        ASSERT_EQ(harness.unit.advanceFrames(1), 1);
+        const auto processing = harness.session->processing();
+        while (processing->framesProcessed() != harness.unit.framesDelivered())
+            std::this_thread::yield();
+        harness.time.advance(lateMs);
+        SessionHarness::settle();
+    }
+    void interrupt()
+    {
+        harness.unit.unplug();
+        harness.passTime(5100);
+        ASSERT_TRUE(SessionHarness::waitUntil([this] { return harness.user.notices.contains(u"paused"_s); }));
+        harness.unit.replug();
+        ASSERT_TRUE(
+            harness.passUntil([this] { return harness.session->state() == SessionState::Recording; }, 100));
+        ASSERT_TRUE(harness.waitForDevice());
+        m_framesToDecision = FramesPerDecision - 1;
+    }
+    /// Cages whose profile began, in order.
+    [[nodiscard]] std::vector<int> begun() const
+    {
+        std::vector<int> cages;
+        for (const DeviceEvent& event : harness.unit.deviceEvents())
+            if (event.kind == Kind::StimulationStarted)
+                cages.push_back(event.cage);
+        return cages;
+    }
+    [[nodiscard]] bool waitForBegun(std::size_t count) const
+    {
+        return SessionHarness::waitUntil([&] { return begun().size() >= count; });
+    }
+    [[nodiscard]] quint64 stimulations() const { return harness.session->status().stimulation.stimulations; }
+    /// Rows of a segment's stimulation log without header, time and date.
+    [[nodiscard]] QStringList rows(const QString& base) const
+    {
+        QStringList all = lines(harness.path(base + u"_Stim.csv"_s)).mid(1);
+        for (QString& row : all) {
+            QStringList cells = row.split(u',');
+            cells.removeAt(1);
+            row = cells.join(u',');
+        }
+        return all;
+    }
+    /// Value cells of "_cnfg.csv" rows that begin with name.
+    [[nodiscard]] QStringList configuration(const QString& name) const
+    {
+        QStringList found;
+        for (const QString& line : lines(harness.path(u"run_cnfg.csv"_s)))
+            if (line.startsWith(name))
+                found << line.mid(name.size() + 1);
+        return found;
+    }
+
+    LogCapture log;
+    VexioSettings vexio;
+    SessionHarness harness;
+
+private:
+    int m_framesToDecision = FramesPerDecision - 1;
+};
+
+const auto Cages1And3 = u"1/1.44/3.9,-/-/-,1/1.44/3.9"_s;
+using State = StimulationStatus::State;
+
+} // namespace
+
+TEST_F(StimulationSessionTest, DecisionsStimulateAcrossAPauseAndTheLatencyIsKnown)
+{
+    vexio.protocol = StimulationProtocol::ActivityBased;
+    vexio.activityThreshold = -1e9; // every decision
+    ASSERT_TRUE(begin());
+    EXPECT_EQ(harness.session->status().stimulation.state, State::Unit);
+    decide(5);
+    ASSERT_TRUE(waitForBegun(2));
+    decide(7);
+    ASSERT_TRUE(waitForBegun(4));
+    interrupt();
+    EXPECT_TRUE(log.contains("StimulationController stopped (pause)"));
+    harness.unit.clearDeviceEvents();
+    decide(6);
+    ASSERT_TRUE(waitForBegun(2));
+    ASSERT_EQ(harness.deliver(45), 45);
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+
+    // The unit was without power meanwhile: its profiles were written again.
+    const qint64 startUs = harness.unit.deviceEvents().front().timeUs;
+    EXPECT_THAT(harness.unit.deviceEvents(),
+                ElementsAre(DeviceEvent{Kind::StimulationStarted, 1, false, startUs},
+                            DeviceEvent{Kind::StimulationStarted, 3, false, startUs},
+                            DeviceEvent{Kind::StimulationStopped, 1, false, startUs + 1'000'000},
+                            DeviceEvent{Kind::StimulationStopped, 3, false, startUs + 1'000'000}));
+    const QString row = u"Stim,ActivityBased,1,2,3,"_s + Cages1And3;
+    EXPECT_EQ(rows(u"run"_s), (QStringList{row, row}));
+    EXPECT_EQ(rows(u"run (1)"_s), QStringList{row});
+    EXPECT_TRUE(
+        log.hasInOrder({u"StimulationController started"_s,
+                        u"StimulationController: Latency from frame to register write: 5.0 ms"_s,
+                        u"StimulationController: Latency from frame to register write: 7.0 ms"_s,
+                        u"StimulationController stopped (pause)"_s, u"StimulationController started"_s,
+                        u"StimulationController: Latency from frame to register write: 6.0 ms"_s,
+                        u"StimulationController stopped"_s,
+                        u"StimulationController: Latency from frame to register write, 3 stimulations: "
+                        "median 6.0 ms, 95th percentile 7.0 ms, maximum 7.0 ms"_s}));
+    EXPECT_EQ(configuration(u"Activation Mode:"_s), QStringList{u"ActivityBased,1,2,2,0,-1e+09"_s});
+    EXPECT_EQ(configuration(u"Stim Cages:"_s), QStringList{u"1,0,1,0,0,0,0,0"_s});
+    EXPECT_EQ(configuration(u",Cage 8"_s), QStringList{u"1443,3.93,1.0"_s});
+}
+
+TEST_F(StimulationSessionTest, SleepersAreStimulatedAfterTheirTime)
+{
+    vexio.protocol = StimulationProtocol::SleepBased;
+    vexio.sleepDurationSec = 4;
+    QStringList expected;
+    QObject::connect(
+        harness.session.get(), &SessionController::sleepDecision, harness.session.get(),
+        [&](const std::vector<bool>& sleeping, const std::vector<QDateTime>& since) {
+            const auto isDue = [&](std::size_t channel) {
+                return sleeping[channel] && since[channel].secsTo(harness.time.now()) >= 4;
+            };
+            const auto cell = [](bool isStimulated) { return isStimulated ? u"1/1.44/3.9"_s : u"-/-/-"_s; };
+            if (isDue(0) || isDue(2))
+                expected << u"Stim,Sleep-based,1,4,3,%1,-/-/-,%2"_s.arg(cell(isDue(0)), cell(isDue(2)));
+        });
+    ASSERT_TRUE(begin());
+    constexpr int TenMinutes = 10 * 60 * 30;
+    for (int frame = 0; frame < TenMinutes && expected.size() < 6; ++frame)
+        ASSERT_EQ(harness.deliver(1), 1);
+    ASSERT_GE(expected.size(), 6);
+    ASSERT_TRUE(
+        SessionHarness::waitUntil([&] { return stimulations() == static_cast<quint64>(expected.size()); }));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_EQ(rows(u"run"_s), expected);
+}
+
+TEST_F(StimulationSessionTest, OpenLoopGoesOnAfterABrownOutAndHoldsTheOutputs)
+{
+    vexio.protocol = StimulationProtocol::OpenLoop;
+    vexio.minIntervalMs = 1000;
+    DioSettings dio;
+    dio.enabled = true;
+    ASSERT_TRUE(begin(dio));
+    ASSERT_EQ(harness.deliver(30), 30);
+    ASSERT_TRUE(waitForBegun(2));
+    fault("vexio brownout");
+    ASSERT_EQ(harness.deliver(30), 30);
+    ASSERT_TRUE(waitForBegun(4));
+    EXPECT_TRUE(log.hasPart(u"HARDWARE CLEARED REG_BSCONFIG"_s));
+    EXPECT_EQ(harness.session->stimulateNow(), ManualStimulation::Requested);
+    ASSERT_TRUE(waitForBegun(6));
+    const auto levels = [&] {
+        std::map<int, bool> last;
+        for (const DeviceEvent& event : harness.unit.deviceEvents())
+            if (event.kind == Kind::OutputChanged)
+                last[event.cage] = event.high;
+        return last;
+    };
+    EXPECT_EQ(levels(), (std::map<int, bool>{{1, true}, {3, true}}));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_TRUE(SessionHarness::waitUntil([&] {
+        return levels() == std::map<int, bool>{{1, false}, {3, false}};
+    }));
+    EXPECT_EQ(rows(u"run"_s), (QStringList{u"Stim,Open-loop timer,0.0166667,2,3,"_s + Cages1And3,
+                                           u"Stim,Open-loop timer,0.0166667,2,3,"_s + Cages1And3,
+                                           u"Stim,Manual trigger,0.0166667,2,3,"_s + Cages1And3}));
+    EXPECT_EQ(harness.session->stimulateNow(), ManualStimulation::NotRunning);
+}
+
+TEST_F(StimulationSessionTest, ATriggeredCageFollowsItsInput)
+{
+    vexio.extTriggerMask = 0b010;
+    vexio.cages[1].duration = 20;
+    fault("dio input 2 low");
+    ASSERT_TRUE(begin());
+    fault("dio input 2 high");
+    ASSERT_TRUE(harness.passUntil([&] { return begun() == std::vector<int>{2}; }, 10));
+    fault("dio input 2 low");
+    ASSERT_TRUE(harness.passUntil(
+        [&] { return harness.unit.deviceEvents().back().kind == Kind::StimulationStopped; }, 10));
+    const std::vector<DeviceEvent> events = harness.unit.deviceEvents();
+    EXPECT_LT(events.back().timeUs - events.front().timeUs, 5'000'000) << "not at the end of the profile";
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_EQ(rows(u"run"_s), (QStringList{u"digInput,Ext.Trig_High,0,1,0"_s,
+                                           u"Stim,ExtTrigger,1,2,3,-/-/-,10/1.44/3.9,-/-/-"_s,
+                                           u"digInput,Ext.Trig_Low,0,1,0"_s}));
+}
+
+TEST_F(StimulationSessionTest, AMissingUnitIsToldOnceAndTheRecordingGoesOn)
+{
+    vexio.protocol = StimulationProtocol::ActivityBased;
+    vexio.activityThreshold = -1e9;
+    fault("vexio absent");
+    ASSERT_TRUE(begin());
+    decide(0);
+    EXPECT_TRUE(
+        harness.user.lastText(u"Stimulation"_s)
+            .startsWith(u"This recording is set up to stimulate, but the stimulation unit does not answer. "
+                        "The recording goes on, and no cage is stimulated."_s));
+    EXPECT_EQ(harness.session->status().stimulation.state, State::NoUnit);
+    EXPECT_EQ(harness.session->stimulateNow(), ManualStimulation::NotRunning);
+    EXPECT_FALSE(QFile::exists(harness.path(u"run_Stim.csv"_s)));
+    EXPECT_EQ(configuration(u"Stim Cages:"_s), QStringList{u"0,0,0,0,0,0,0,0"_s});
+
+    // It is found when the devices are set up again.
+    fault("vexio present");
+    interrupt();
+    decide(0);
+    ASSERT_TRUE(waitForBegun(2));
+    // And lost while it is in use: stimulation fails, recording does not.
+    fault("vexio absent");
+    decide(0);
+    ASSERT_TRUE(
+        SessionHarness::waitUntil([&] { return harness.session->status().stimulation.refused == 1; }));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_EQ(rows(u"run (1)"_s).size(), 2);
+    EXPECT_EQ(harness.session->lastEndReason(), EndReason::UserStop);
+    EXPECT_FALSE(harness.session->status().losses.any());
+    EXPECT_EQ(std::ranges::count(harness.user.messages, u"Stimulation"_s, &RecordingUser::Message::title), 1);
+}
+
+TEST_F(StimulationSessionTest, WithoutASetupNothingIsTouchedAndTheButtonMarks)
+{
+    vexio.enabled = false;
+    ASSERT_TRUE(begin());
+    decide(0);
+    EXPECT_EQ(harness.session->status().stimulation.state, State::NotSetUp);
+    fault("button");
+    const auto marks = [&] { return lines(harness.path(u"run_Marks.csv"_s)).mid(1); };
+    ASSERT_TRUE(harness.passUntil([&] { return marks().size() == 1; }, 10));
+    EXPECT_TRUE(marks().front().endsWith(u",Push button"_s));
+    fault("sensors 2");
+    fault("shorted 1");
+    ASSERT_TRUE(harness.passUntil(
+        [&] {
+            return harness.user.notices.contains(u"sensorCount"_s) &&
+                   harness.user.notices.contains(u"sensorShorted"_s);
+        },
+        10));
+    fault("shorted 0");
+    ASSERT_TRUE(harness.passUntil([&] { return !harness.user.notices.contains(u"sensorShorted"_s); }, 10));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_TRUE(harness.unit.deviceEvents().empty());
+    EXPECT_FALSE(log.hasPart(u"VEXIO::updateCageEnableConfig"_s));
+    EXPECT_FALSE(QFile::exists(harness.path(u"run_Stim.csv"_s)));
+    EXPECT_FALSE(log.hasPart(u"StimulationController started"_s));
+}
