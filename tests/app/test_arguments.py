@@ -46,7 +46,8 @@ class AnswersTest(AppTest):
     def test_simulated_unit_is_listed(self):
         result = self.run_program("--list-devices", "--simulate")
         self.assert_status(0, result)
-        self.assertEqual(result.out, "sim\tSIM-6218\t20001\tyes\nsim16\tSIM-6218\t20016\tyes\n")
+        self.assertEqual(result.out, "sim\tSIM-6218\t20001\tyes\nsim16\tSIM-6218\t20016\tyes\n"
+                         "strivix:sim\tSerial amplifier\t\tyes\n")
         self.assertEqual(result.messages, "")
 
 

@@ -111,7 +111,8 @@ class DeviceListTest(DriverTest):
         self.assertEqual(result.messages, "")
         result = self.list_devices("--simulate", STANDIN_DEVICE="PXI1Slot2", STANDIN_SERIAL="4294967295")
         self.assertEqual(result.out, "PXI1Slot2\tStand-in 8\t4294967295\tno\n"
-                         "sim\tSIM-6218\t20001\tyes\nsim16\tSIM-6218\t20016\tyes\n")
+                         "sim\tSIM-6218\t20001\tyes\nsim16\tSIM-6218\t20016\tyes\n"
+                         "strivix:sim\tSerial amplifier\t\tyes\n")
 
     def test_no_unit_offers_the_simulated_one(self):
         control = self.folder / "control"
