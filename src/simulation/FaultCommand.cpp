@@ -146,6 +146,7 @@ const Rule Rules[] = {
     {QLatin1String("stall"), Kind::Stall, parseOnOff, QLatin1String(" on|off")},
     {QLatin1String("delay"), Kind::Delay, parseNumber<OneDayMs>, QLatin1String(" MILLISECONDS")},
     {QLatin1String("hang"), Kind::Hang, parseNumber<OneDayMs>, QLatin1String(" MILLISECONDS")},
+    {QLatin1String("slow"), Kind::SlowLines, parseNumber<1000>, QLatin1String(" MILLISECONDS")},
     {QLatin1String("bus-nak"), Kind::BusNak, parseOnOff, QLatin1String(" on|off")},
     {QLatin1String("fail-call"), Kind::FailCall, parseFailCall, QLatin1String(" N CODE [once|forever]")},
     {QLatin1String("register"), Kind::SetRegister, parseRegister, QLatin1String(" ADDRESS VALUE")},

@@ -15,6 +15,7 @@ namespace vt {
 ///   stall on|off                     no callbacks, while the device goes on acquiring
 ///   delay MS                         each callback comes MS late; 0 ends it
 ///   hang MS                          the next analog read blocks for MS
+///   slow MS                          each call on the digital lines takes MS, as on a real unit; 0 ends it
 ///   bus-nak on|off                   the microcontroller acknowledges nothing
 ///   fail-call N CODE [once|forever]  the N-th driver call from now (0: the next) fails with CODE;
 ///                                    a CODE of 0 ends it
@@ -44,6 +45,7 @@ struct FaultCommand
         Stall,
         Delay,
         Hang,
+        SlowLines,
         BusNak,
         FailCall,
         SetRegister,

@@ -76,6 +76,7 @@ public:
     void stallCallbacks(bool stalled);
     void delayCallbacks(int milliseconds);
     void hangNextRead(int milliseconds);
+    void slowLineCalls(int milliseconds); ///< each read and write of digital lines takes this long; 0 ends it
     /// The n-th driver call from now (0: the next) and, with forEver, all later ones, fail with code; 0 ends
     /// it. A failing stop or clear still stops or clears, as with the driver; other failing calls do nothing.
     void failCall(std::uint64_t n, std::int32_t code, bool forEver);

@@ -69,6 +69,7 @@ std::int32_t SimulatedUnit::DAQmxReadDigitalU32(daqmx::TaskHandle task, std::int
                                                 std::int32_t* samplesPerChannelRead, daqmx::Bool32*)
 {
     return d->call("DAQmxReadDigitalU32", [&]() -> std::int32_t {
+        d->takeLineCallTime();
         if (samplesPerChannelRead)
             *samplesPerChannelRead = 0;
         if (!readArray)
@@ -102,6 +103,7 @@ std::int32_t SimulatedUnit::DAQmxReadDigitalLines(daqmx::TaskHandle task, std::i
                                                   std::int32_t* bytesPerSample, daqmx::Bool32*)
 {
     return d->call("DAQmxReadDigitalLines", [&]() -> std::int32_t {
+        d->takeLineCallTime();
         if (samplesPerChannelRead)
             *samplesPerChannelRead = 0;
         if (bytesPerSample)
@@ -139,6 +141,7 @@ std::int32_t SimulatedUnit::DAQmxWriteDigitalU32(daqmx::TaskHandle task, std::in
                                                  std::int32_t* samplesPerChannelWritten, daqmx::Bool32*)
 {
     return d->call("DAQmxWriteDigitalU32", [&]() -> std::int32_t {
+        d->takeLineCallTime();
         if (samplesPerChannelWritten)
             *samplesPerChannelWritten = 0;
         if (!writeArray)

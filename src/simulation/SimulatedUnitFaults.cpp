@@ -5,6 +5,7 @@
 #include "simulation/SimulatedUnitPrivate.h"
 
 #include <algorithm>
+#include <chrono>
 
 namespace vt {
 
@@ -72,6 +73,22 @@ void SimulatedUnit::delayCallbacks(int milliseconds)
 void SimulatedUnit::hangNextRead(int milliseconds)
 {
     d->analog->hangNextRead(milliseconds);
+}
+
+void SimulatedUnit::slowLineCalls(int milliseconds)
+{
+    d->lineCallMs = std::max(milliseconds, 0);
+}
+
+void SimulatedUnit::Private::takeLineCallTime()
+{
+    const int milliseconds = lineCallMs;
+    if (milliseconds == 0)
+        return;
+    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    MutexLock lock(idleMutex);
+    while (std::chrono::steady_clock::now() < until)
+        never.wait_until(idleMutex, until);
 }
 
 void SimulatedUnit::setMcuRegister(std::uint8_t address, std::uint8_t value)
@@ -203,6 +220,9 @@ bool SimulatedUnit::applyFaultCommand(const QString& line, QString* error)
         break;
     case Kind::Hang:
         hangNextRead(number);
+        break;
+    case Kind::SlowLines:
+        slowLineCalls(number);
         break;
     case Kind::FailCall:
         failCall(command->number, command->code, command->on);

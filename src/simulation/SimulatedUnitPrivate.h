@@ -11,6 +11,7 @@
 #include "simulation/SimulatedUnit.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <map>
 #include <memory>
 #include <string>
@@ -64,6 +65,8 @@ struct SimulatedUnit::Private
     void applyToVexio(const FaultCommand& command);
     /// The clock of the devices on the lines.
     [[nodiscard]] UnitClock deviceClock();
+    /// What a call on the digital lines takes. Without the lock: other calls go on meanwhile.
+    void takeLineCallTime();
 
     const Config config;
     const std::string deviceName;
@@ -71,6 +74,10 @@ struct SimulatedUnit::Private
     SystemTimeSource time;
     DigitalLines digital;
     std::unique_ptr<AnalogInput> analog;
+
+    std::atomic<int> lineCallMs{0};
+    Mutex idleMutex;
+    std::condition_variable_any never; ///< nobody notifies it: a wait for it passes the time
 
     Mutex mutex;
     std::map<std::uintptr_t, SimulatedTask> tasks VT_GUARDED_BY(mutex);

@@ -32,6 +32,7 @@ TEST(FaultCommand, UnderstandsItsLanguage)
         {"stall off", Kind::Stall, 0, 0, false},
         {"delay 80", Kind::Delay, 0, 80, false},
         {"hang 10000", Kind::Hang, 0, 10000, false},
+        {"slow 1", Kind::SlowLines, 0, 1, false},
         {"bus-nak on", Kind::BusNak, 0, 0, true},
         {"fail-call 12 -88709", Kind::FailCall, -88709, 12, false},
         {"fail-call 12 -88709 once", Kind::FailCall, -88709, 12, false},
