@@ -8,6 +8,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
@@ -231,6 +232,33 @@ TEST_F(SetupPanelTest, TheFileDialogCarriesTheUnitsExtensionAndGivesABasePath)
     }
 }
 
+TEST_F(SetupPanelTest, TheAnimalTypeIsAskedForWhereTheDeviceDoesNotKnowIt)
+{
+    auto* type = m_panel.findChild<QComboBox*>(u"animalType"_s);
+    m_panel.setDevice(details(u"Dev1"_s, 8, 2));
+    EXPECT_FALSE(type->isVisible());
+    m_panel.setDevice({});
+    DeviceDetails amplifier = details(u"strivix:/dev/ttyACM0"_s, 2, 1);
+    amplifier.kind = DeviceKind::SerialAmplifier;
+    m_panel.setDevice(amplifier);
+    ASSERT_TRUE(type->isVisible());
+    EXPECT_EQ(m_panel.setup().animalType, 1);
+    EXPECT_EQ(m_panel.setup().channelCount, 2);
+    type->setFocus();
+    QTest::keyClick(type, Qt::Key_Down);
+    m_panel.findChild<QSpinBox*>()->setFocus();
+    QTest::keyClick(m_panel.findChild<QSpinBox*>(), Qt::Key_Down);
+    EXPECT_EQ(m_panel.setup().animalType, 2);
+    EXPECT_EQ(m_panel.setup().channelCount, 1);
+    m_panel.selectFile();
+    EXPECT_EQ(m_panel.findChild<QFileDialog*>()->windowTitle(), u"Select new bin file"_s);
+    m_panel.setDevice(amplifier); // as it is read again before a recording
+    EXPECT_EQ(m_panel.setup().animalType, 2);
+    EXPECT_EQ(m_panel.setup().channelCount, 1);
+    m_panel.setLocked(true);
+    EXPECT_FALSE(type->isEnabled());
+}
+
 TEST_F(SetupPanelTest, TheLastNameIsOnlySuggestedNotTaken)
 {
     m_panel.setSuggestedPath(u"/data/last"_s);
@@ -274,6 +302,14 @@ TEST(ControlBar, EachStateAllowsWhatMakesSense)
         EXPECT_EQ(enabled("stopButton"), stop) << static_cast<int>(state);
         EXPECT_EQ(enabled("markerButton"), marker) << static_cast<int>(state);
     }
+    bar.setState(S::Recording);
+    DeviceDetails amplifier;
+    amplifier.kind = DeviceKind::SerialAmplifier;
+    bar.setDevice(amplifier);
+    EXPECT_FALSE(enabled("markerButton"));
+    EXPECT_TRUE(bar.findChild<QPushButton*>(u"markerButton"_s)->toolTip().contains(u"no marker file"_s));
+    bar.setDevice({});
+    EXPECT_TRUE(enabled("markerButton"));
 }
 
 TEST(ControlBar, KeyMSetsAMarkerButNotWhileTyping)
