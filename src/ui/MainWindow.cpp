@@ -150,7 +150,11 @@ void MainWindow::buildStatusBar()
     m_simulated = new QLabel(tr("Simulated unit: the signals do not come from animals"), this);
     setEmphasis(m_simulated, Emphasis::Warning);
     m_simulated->hide();
+    m_stimulation = new QLabel(this);
+    m_stimulation->setObjectName(QStringLiteral("stimulation"));
+    m_stimulation->hide();
     statusBar()->setSizeGripEnabled(false);
+    statusBar()->addPermanentWidget(m_stimulation);
     statusBar()->addPermanentWidget(m_simulated);
     statusBar()->addPermanentWidget(m_indicator);
 }
@@ -161,6 +165,9 @@ void MainWindow::buildMenus(const WindowPreferences& preferences)
     m_startAction = recording->addAction(tr("&Start Recording"), this, &MainWindow::startRecording);
     m_stopAction = recording->addAction(tr("S&top Recording"), this, [this] { m_controller.requestStop(); });
     m_markerAction = recording->addAction(tr("Add &Marker"), this, &MainWindow::handleMarker);
+    m_stimulateAction = recording->addAction(tr("Stimulate &Now"), this, &MainWindow::handleStimulateNow);
+    m_stimulateAction->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_T));
+    m_stimulateAction->setEnabled(false);
     recording->addSeparator();
     QAction* file = recording->addAction(tr("Select &File..."), this, [this] { m_setup->selectFile(); });
     file->setShortcut(QKeySequence::SaveAs);
@@ -306,6 +313,27 @@ void MainWindow::handleMarker()
                              MessageMs);
 }
 
+void MainWindow::handleStimulateNow()
+{
+    const quint16 cages = m_controller.status().stimulation.cages;
+    statusBar()->showMessage(statustext::manualStimulationText(m_controller.stimulateNow(), cages),
+                             MessageMs);
+}
+
+void MainWindow::showStimulation(const StimulationStatus& stimulation)
+{
+    using State = StimulationStatus::State;
+    m_stimulateAction->setEnabled(stimulation.isRunning);
+    const QString line = statustext::stimulationText(stimulation);
+    m_stimulation->setVisible(!line.isEmpty());
+    m_stimulation->setText(line);
+    const bool works = stimulation.state == State::Unit || stimulation.state == State::Outputs;
+    setEmphasis(m_stimulation, works ? Emphasis::Normal : Emphasis::Warning);
+    m_stimulation->setToolTip(
+        tr("Stimulations asked for: %1\nNot carried out by the stimulation unit: %2")
+            .arg(QLocale().toString(stimulation.stimulations), QLocale().toString(stimulation.refused)));
+}
+
 void MainWindow::handleAutoResume(bool enabled)
 {
     emit autoResumeChosen(enabled);
@@ -320,6 +348,7 @@ void MainWindow::refreshStatus()
 {
     const SessionStatus status = m_controller.status();
     m_strip->setStatus(status);
+    showStimulation(status.stimulation);
     if (!status.channels.empty() || status.state != SessionState::Idle) {
         m_sleep->setChannels(status.channels, m_scoring,
                              status.state == SessionState::Idle ? SleepTable::Phase::Ended

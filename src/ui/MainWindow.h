@@ -83,6 +83,8 @@ private:
     void freezeTraces();
     void handleRecordingEnded(EndReason reason);
     void handleMarker();
+    void handleStimulateNow();
+    void showStimulation(const StimulationStatus& stimulation);
     void handleAutoResume(bool enabled);
     void handleQuestionAnswered(int index);
     void refreshStatus();
@@ -103,9 +105,11 @@ private:
     QPlainTextEdit* m_report = nullptr;
     QLabel* m_indicator = nullptr;
     QLabel* m_simulated = nullptr;
+    QLabel* m_stimulation = nullptr;
     QAction* m_startAction = nullptr;
     QAction* m_stopAction = nullptr;
     QAction* m_markerAction = nullptr;
+    QAction* m_stimulateAction = nullptr;
     QAction* m_loadConfigAction = nullptr;
     QTimer m_statusTimer;
     DeviceDetails m_device;

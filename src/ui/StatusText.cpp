@@ -14,6 +14,21 @@ QString text(const char* source, int n = -1)
     return QCoreApplication::translate("StatusText", source, nullptr, n);
 }
 
+QString protocolText(StimulationProtocol protocol)
+{
+    switch (protocol) {
+    case StimulationProtocol::SleepBased:
+        return text("sleep-based");
+    case StimulationProtocol::ActivityBased:
+        return text("activity-based");
+    case StimulationProtocol::ManualTrigger:
+        return text("by hand");
+    case StimulationProtocol::OpenLoop:
+        return text("at intervals");
+    }
+    return {};
+}
+
 } // namespace
 
 SleepDisplay sleepDisplay(const ChannelSummary& channel, Scoring scoring)
@@ -136,6 +151,66 @@ QString lossText(const LossSummary& losses)
     add(text("Flush time-outs: %1"), losses.flushTimeouts);
     add(text("Writes out of order: %1"), losses.writesReordered);
     return lines.isEmpty() ? text("Nothing was lost.") : lines.join(QLatin1Char('\n'));
+}
+
+QString cageList(quint16 mask)
+{
+    constexpr int Cages = 16;
+    const auto isIn = [mask](int cage) { return cage < Cages && ((mask >> cage) & 1) != 0; };
+    QStringList parts;
+    for (int first = 0; first < Cages; ++first) {
+        if (!isIn(first))
+            continue;
+        int last = first;
+        while (isIn(last + 1))
+            ++last;
+        const bool isRange = last > first + 1;
+        parts << (isRange ? text("%1–%2").arg(first + 1).arg(last + 1) : QString::number(first + 1));
+        if (last == first + 1)
+            parts << QString::number(last + 1);
+        first = last;
+    }
+    return parts.join(QStringLiteral(", "));
+}
+
+QString stimulationText(const StimulationStatus& status)
+{
+    using State = StimulationStatus::State;
+    switch (status.state) {
+    case State::NotSetUp:
+        return {};
+    case State::NoUnit:
+        return text("Stimulation: set up, but no stimulation unit answers");
+    case State::NoOutputs:
+        return text("Stimulation: set up, but the digital outputs do not answer");
+    case State::NoPower:
+        return text("Stimulation: the stimulation unit has no 12 V supply");
+    case State::Unit:
+    case State::Outputs:
+        break;
+    }
+    const quint16 free = status.cages & static_cast<quint16>(~status.triggeredCages);
+    QString line = text("Stimulation: %1, %2")
+                       .arg(protocolText(status.protocol),
+                            free == 0 ? text("no cage") : text("cages %1").arg(cageList(free)));
+    if (status.triggeredCages != 0)
+        line += text("; by trigger cages %1").arg(cageList(status.triggeredCages));
+    return line;
+}
+
+QString manualStimulationText(ManualStimulation result, quint16 cages)
+{
+    switch (result) {
+    case ManualStimulation::Requested:
+        return text("Stimulation of cages %1 requested").arg(cageList(cages));
+    case ManualStimulation::NoCages:
+        return text("Nothing was stimulated: no cage is enabled");
+    case ManualStimulation::OutsideSchedule:
+        return text("Nothing was stimulated: the schedule does not allow it now");
+    case ManualStimulation::NotRunning:
+        return text("Nothing was stimulated: stimulation does not run");
+    }
+    return {};
 }
 
 QString extensionFor(int animalType)

@@ -34,6 +34,11 @@ enum class Scoring { SleepWake, ActivityOnly };
 [[nodiscard]] QString animalTypeText(int animalType);
 /// Everything that was lost, one line each, for a tool tip; says so when nothing was.
 [[nodiscard]] QString lossText(const LossSummary& losses);
+/// "1, 3" or "1–8, 10": the cages of a mask, bit i standing for cage i + 1.
+[[nodiscard]] QString cageList(quint16 mask);
+/// "Stimulation: sleep-based, cages 1, 3", or what keeps it from happening; empty when it is not set up.
+[[nodiscard]] QString stimulationText(const StimulationStatus& status);
+[[nodiscard]] QString manualStimulationText(ManualStimulation result, quint16 cages);
 /// Extension of the raw data file without the dot: "binfb" for animal type 1 (mouse), else "bin".
 [[nodiscard]] QString extensionFor(int animalType);
 

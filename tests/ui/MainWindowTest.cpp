@@ -245,3 +245,31 @@ TEST(MainWindow, FitsTheSmallestScreen)
         EXPECT_LE(value->fontMetrics().horizontalAdvance(value->text()), value->width()) << name;
     }
 }
+
+TEST(MainWindow, StimulatesByTheMenusKeyWhileARecordingIsSetUpForIt)
+{
+    WindowHarness h;
+    const auto* shown = h.window.findChild<QLabel*>(u"stimulation"_s);
+    ASSERT_TRUE(h.chooseUnit());
+    RecordingSetup setup = h.window.setupPanel()->setup();
+    setup.basePath = h.folder.filePath(u"run"_s);
+    setup.vexio.emplace();
+    setup.vexio->enabled = true;
+    setup.vexio->cageEnableMask = 0b10;
+    h.window.setupPanel()->setSetup(setup);
+    QTest::keyClick(&h.window, Qt::Key_T, Qt::ControlModifier);
+    EXPECT_TRUE(shown->isHidden());
+
+    h.button(u"startButton"_s)->click();
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.deliver(1) == 1; }));
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return !shown->isHidden(); }));
+    EXPECT_EQ(shown->text(), u"Stimulation: by hand, cages 2"_s);
+    h.unit.clearDeviceEvents();
+    QTest::keyClick(&h.window, Qt::Key_T, Qt::ControlModifier);
+    EXPECT_EQ(h.session.status().stimulation.stimulations, 1U);
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return !h.unit.deviceEvents().empty(); }));
+
+    h.session.stop(EndReason::UserStop);
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.session.state() == SessionState::Idle; }));
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return shown->isHidden(); }));
+}

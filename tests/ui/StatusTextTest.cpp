@@ -55,6 +55,23 @@ TEST(StatusText, LossesAreNamedWithTheirNumbers)
     EXPECT_EQ(lossText(losses), QStringLiteral("Frames dropped: 12\nBytes failed: 1,500"));
 }
 
+TEST(StatusText, StimulationInOneLine)
+{
+    using State = StimulationStatus::State;
+    using P = StimulationProtocol;
+    for (const auto& [status, expected] :
+         {std::pair{StimulationStatus{}, ""},
+          std::pair{StimulationStatus{State::Unit, true, P::SleepBased, 0b101},
+                    "Stimulation: sleep-based, cages 1, 3"},
+          std::pair{StimulationStatus{State::Outputs, true, P::OpenLoop, 0xFDFF},
+                    "Stimulation: at intervals, cages 1–9, 11–16"},
+          std::pair{StimulationStatus{State::Unit, true, P::ManualTrigger, 0b110, 0b111},
+                    "Stimulation: by hand, no cage; by trigger cages 1–3"},
+          std::pair{StimulationStatus{State::NoUnit, false, P::SleepBased, 0},
+                    "Stimulation: set up, but no stimulation unit answers"}})
+        EXPECT_EQ(stimulationText(status), QString::fromUtf8(expected));
+}
+
 TEST(StatusText, MouseFilesCarryTheLongExtension)
 {
     EXPECT_EQ(extensionFor(1), QStringLiteral("binfb"));

@@ -99,6 +99,10 @@ public:
         setup.animalIds.clear();
         for (int channel = 0; channel < m_channels - 1; ++channel)
             setup.animalIds << QStringLiteral("M-%1").arg(101 + channel);
+        setup.vexio.emplace();
+        setup.vexio->enabled = true;
+        setup.vexio->protocol = StimulationProtocol::SleepBased;
+        setup.vexio->cageEnableMask = 0b101;
         m_window.setupPanel()->setSetup(setup);
         runFor(100);
         save(QStringLiteral("2-ready"));
