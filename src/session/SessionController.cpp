@@ -147,7 +147,8 @@ RecordingContext SessionPrivate::context() const
             device.simulated,
             setup.activityOnly,
             setup.vexio,
-            setup.dio};
+            setup.dio,
+            device.kind};
 }
 
 std::vector<ChannelSummary> SessionPrivate::channelSummaries() const

@@ -22,6 +22,7 @@ struct RecordingContext
     bool isActivityOnly = false;
     std::optional<VexioSettings> vexio; ///< as set up; empty: never
     std::optional<DioSettings> dio;
+    DeviceKind deviceKind = DeviceKind::NiUnit;
 };
 
 /// The decisions of one step, a value per channel.

@@ -157,7 +157,12 @@ void StimulationSession::recordingStarted(const RecordingContext& context)
 
 void StimulationSession::warnAboutSetup(const RecordingContext& context)
 {
-    QString problem = missingHardwareText(m_vexio, m_dio, m_hardware);
+    QString problem =
+        context.deviceKind == DeviceKind::SerialAmplifier
+            ? text(
+                  "This recording is set up to stimulate, but the serial amplifier has neither a stimulation "
+                  "unit nor digital outputs. The recording goes on, and no cage is stimulated.")
+            : missingHardwareText(m_vexio, m_dio, m_hardware);
     if (problem.isEmpty() && context.isActivityOnly && followsSleep(m_controller.protocol()))
         problem =
             text("This recording is set up to stimulate by sleep decisions, but a recording of activity "
