@@ -16,6 +16,13 @@ QString text(const char* source)
     return QCoreApplication::translate("AmplifierSetup", source);
 }
 
+/// A port as people call it, without what begins the path of a port on Windows.
+QString shownPort(const QString& path)
+{
+    const QLatin1String devicePrefix("\\\\.\\");
+    return path.startsWith(devicePrefix) ? path.mid(devicePrefix.size()) : path;
+}
+
 } // namespace
 
 AmplifierSetup::AmplifierSetup(const CommandLine& line, TimeSource& time)
@@ -41,14 +48,16 @@ std::vector<AmplifierPort> AmplifierSetup::ports() const
     std::vector<AmplifierPort> offered;
     bool isNamedListed = m_namedPort.isEmpty();
     for (const SerialPortEntry& port : serialPorts()) {
-        const bool isNamed = port.path == m_namedPort;
+        const QString shown = shownPort(port.path);
+        const bool isNamed = port.path == m_namedPort || shown == m_namedPort;
         if (!port.isUsb && !isNamed)
             continue;
         isNamedListed = isNamedListed || isNamed;
         const QString description = port.description.isEmpty()
                                         ? text("USB serial port")
                                         : text("USB serial port (%1)").arg(port.description);
-        offered.push_back({amplifierPrefix() + port.path, port.path, description, port.serialNumber, false});
+        offered.push_back({amplifierPrefix() + (isNamed ? m_namedPort : shown), port.path, description,
+                           port.serialNumber, false});
     }
     if (!isNamedListed)
         offered.push_back({amplifierPrefix() + m_namedPort, m_namedPort, text("Serial port"), {}, false});
