@@ -22,8 +22,10 @@ constexpr int MostChannels = 16;
 } // namespace
 
 HardwareSession::HardwareSession(const HardwareContext& context, Notify notify,
-                                 std::function<void()> betweenTransfers)
-    : m_context(context), m_notify(std::move(notify)), m_betweenTransfers(std::move(betweenTransfers))
+                                 std::function<void()> betweenTransfers,
+                                 std::function<bool()> isUrgentWaiting)
+    : m_context(context), m_notify(std::move(notify)), m_betweenTransfers(std::move(betweenTransfers)),
+      m_isUrgentWaiting(std::move(isUrgentWaiting))
 {}
 
 HardwareSession::~HardwareSession() = default;
@@ -52,6 +54,7 @@ void HardwareSession::makeVexio()
 {
     m_vexio = std::make_unique<VEXIO>(m_context);
     m_vexio->setBetweenTransfers(m_betweenTransfers);
+    m_vexio->setUrgentWaiting(m_isUrgentWaiting);
     forward(&VEXIO::cageDataRead, &StimulationHardware::cageDataRead);
     forward(&VEXIO::operationComplete, &StimulationHardware::operationComplete);
     forward(&VEXIO::cageStatusRead, &StimulationHardware::cageStatusRead);

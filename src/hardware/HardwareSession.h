@@ -27,8 +27,10 @@ public:
     /// Runs a step on the interface thread. Steps keep their order.
     using Notify = std::function<void(std::function<void(StimulationHardware&)>)>;
 
-    /// betweenTransfers is called where others may cut in on a long operation.
-    HardwareSession(const HardwareContext& context, Notify notify, std::function<void()> betweenTransfers);
+    /// betweenTransfers is called where others may cut in on a long operation; isUrgentWaiting says whether
+    /// one wants to.
+    HardwareSession(const HardwareContext& context, Notify notify, std::function<void()> betweenTransfers,
+                    std::function<bool()> isUrgentWaiting);
     ~HardwareSession();
 
     /// Resets the device and builds what hangs on it; closes an earlier session first. True when the
@@ -84,6 +86,7 @@ private:
     const HardwareContext m_context;
     const Notify m_notify;
     const std::function<void()> m_betweenTransfers;
+    const std::function<bool()> m_isUrgentWaiting;
     quint64 m_selection = 0;
     Kept m_kept;
     bool m_isComplete = false; ///< built and restored: its state is worth keeping

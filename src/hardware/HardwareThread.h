@@ -33,7 +33,7 @@ public:
         : m_session(
               {driver, time, &m_inbox},
               [this](std::function<void(StimulationHardware&)> step) { notify(std::move(step)); },
-              [this] { runUrgent(); }),
+              [this] { runUrgent(); }, [this] { return isUrgentWaiting(); }),
           m_answers(answers), m_receiver(receiver)
     {
         m_thread.setObjectName(QStringLiteral("hardware"));
@@ -104,6 +104,11 @@ private:
     {
         while (const std::function<void()> step = takeUrgent())
             step();
+    }
+    [[nodiscard]] bool isUrgentWaiting()
+    {
+        MutexLock lock(m_urgentMutex);
+        return !m_urgent.empty();
     }
     [[nodiscard]] std::function<void()> takeUrgent()
     {

@@ -69,7 +69,7 @@ struct I2C::Private
     [[nodiscard]] bool answerByte(bool isLast);
     [[nodiscard]] bool addressPhase(std::uint8_t deviceAddress8, std::uint8_t registerAddress,
                                     Direction direction);
-    [[nodiscard]] bool receiveBytes(std::span<std::uint8_t> bytes);
+    [[nodiscard]] bool receiveBytes(std::span<std::uint8_t> bytes, const std::function<bool()>& isToEnd);
 };
 
 // ---- tasks ----
@@ -313,17 +313,20 @@ bool I2C::Private::addressPhase(std::uint8_t deviceAddress8, std::uint8_t regist
     return result == Transmit::Acknowledged;
 }
 
-bool I2C::Private::receiveBytes(std::span<std::uint8_t> bytes)
+bool I2C::Private::receiveBytes(std::span<std::uint8_t> bytes, const std::function<bool()>& isToEnd)
 {
     bytesRead = 0;
     for (std::uint8_t& byte : bytes) {
-        if (!receiveByte(byte) || !answerByte(&byte == &bytes.back())) {
+        const bool isEnded = bytesRead > 0 && isToEnd && isToEnd();
+        if (!receiveByte(byte) || !answerByte(isEnded || &byte == &bytes.back())) {
             qDebug().noquote() << "Error reading byte" << bytesRead;
             return false;
         }
         ++bytesRead;
+        if (isEnded)
+            break;
     }
-    return true;
+    return bytesRead == static_cast<int>(bytes.size());
 }
 
 // ---- interface ----
@@ -402,7 +405,8 @@ bool I2C::i2cWrite(std::uint8_t deviceAddress8, std::uint8_t registerAddress, co
     return !d->failed;
 }
 
-bool I2C::i2cRead(std::uint8_t deviceAddress8, std::uint8_t registerAddress, std::uint8_t* buffer, int length)
+bool I2C::i2cRead(std::uint8_t deviceAddress8, std::uint8_t registerAddress, std::uint8_t* buffer, int length,
+                  const std::function<bool()>& isToEnd)
 {
     if (!d->isUsable() || !buffer || length < 1 || !d->startCondition())
         return false;
@@ -411,7 +415,7 @@ bool I2C::i2cRead(std::uint8_t deviceAddress8, std::uint8_t registerAddress, std
                            << " Error selecting device: " << deviceAddress8;
         return false;
     }
-    const bool isComplete = d->receiveBytes({buffer, static_cast<std::size_t>(length)});
+    const bool isComplete = d->receiveBytes({buffer, static_cast<std::size_t>(length)}, isToEnd);
     d->stopCondition();
     return isComplete && !d->failed;
 }

@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QString>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 namespace vt {
@@ -29,7 +30,10 @@ public:
     /// A null buffer or a length below 1 writes the register address alone.
     bool i2cWrite(std::uint8_t deviceAddress8, std::uint8_t registerAddress, const std::uint8_t* data,
                   int length);
-    bool i2cRead(std::uint8_t deviceAddress8, std::uint8_t registerAddress, std::uint8_t* buffer, int length);
+    /// isToEnd, asked before every byte but the first: when it says so that byte is the last, the transfer
+    /// ends in good order, and the result is false.
+    bool i2cRead(std::uint8_t deviceAddress8, std::uint8_t registerAddress, std::uint8_t* buffer, int length,
+                 const std::function<bool()>& isToEnd = {});
     void stopI2C();
 
     [[nodiscard]] bool failed() const;

@@ -237,8 +237,12 @@ void VEXIO::readAllCagesFromHardware()
     if (!hasBus("readAllCagesFromHardware"))
         return;
     std::array<std::uint8_t, std::size_t{CageCount} * CageBlockSize> bytes{};
-    if (!readRegisters(REG_CAGES, bytes.data(), static_cast<int>(bytes.size()))) {
-        qDebug("VEXIO::readAllCagesFromHardware - I2C read failed");
+    if (!m_bus->i2cRead(UnitAddress8, REG_CAGES, bytes.data(), static_cast<int>(bytes.size()),
+                        m_isUrgentWaiting)) {
+        if (!m_bus->failed() && m_isUrgentWaiting && m_isUrgentWaiting())
+            m_refreshTimer->start(RefreshDelayMs, TimerMode::SingleShot);
+        else
+            qDebug("VEXIO::readAllCagesFromHardware - I2C read failed");
         return;
     }
     for (int cage = 0; cage < CageCount; ++cage) {

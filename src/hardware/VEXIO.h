@@ -54,6 +54,9 @@ public:
 
     /// Called between the transfers of a long operation that others may cut in on.
     void setBetweenTransfers(std::function<void()> step) { m_betweenTransfers = std::move(step); }
+    /// isWaiting: is there something that must not wait for the bus? A refresh of the cages' data, 64 bytes
+    /// at 25 driver calls each, is broken off then and made again later.
+    void setUrgentWaiting(std::function<bool()> isWaiting) { m_isUrgentWaiting = std::move(isWaiting); }
 
     /// Reads the cages' status now and every 500 ms, less often while the unit does not answer.
     void startStatusPolling();
@@ -112,6 +115,8 @@ private:
         int polls = 0;
     };
 
+    static constexpr int RefreshDelayMs = 200; ///< by then the unit has counted an activation
+
     [[nodiscard]] bool hasBus(const char* operation) const;
     void letOthersIn();
     [[nodiscard]] bool readRegisters(std::uint8_t first, std::uint8_t* bytes, int count);
@@ -142,6 +147,7 @@ private:
     I2C* m_bus = nullptr;
     InterruptLine m_interruptLine;
     std::function<void()> m_betweenTransfers;
+    std::function<bool()> m_isUrgentWaiting;
 
     std::uint8_t m_configMask = 0;   ///< last value written to REG_BSCONFIG
     std::uint8_t m_cachedStatus = 0; ///< last REG_SYSTEM_STATUS; bit 0 is clear while bit 7 is set

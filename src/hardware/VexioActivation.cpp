@@ -14,7 +14,6 @@ using namespace VEXIO_NS;
 namespace {
 
 constexpr int PowerSettleMs = 1000;
-constexpr int RefreshDelayMs = 200; ///< by then the unit has counted the activation
 
 } // namespace
 

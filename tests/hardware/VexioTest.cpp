@@ -332,6 +332,21 @@ TEST_F(VexioTest, CageRequests)
     EXPECT_EQ(lastMessage(operations), Message(false, u"Wrote 0/8 cages"_qs));
 }
 
+TEST_F(VexioTest, RefreshStepsAsideForWhatIsUrgentAndComesBack)
+{
+    init();
+    QSignalSpy cages(vexio.get(), &VEXIO::cageDataRead);
+    bool isWaiting = true;
+    vexio->setUrgentWaiting([&] { return isWaiting; });
+    vexio->readAllCagesFromHardware();
+    EXPECT_EQ(traffic(), read("38", "<00+ <00"));
+    EXPECT_EQ(cages.count(), 0);
+    EXPECT_FALSE(log.contains("VEXIO::readAllCagesFromHardware - I2C read failed"));
+    isWaiting = false;
+    time.advance(200);
+    EXPECT_EQ(cages.count(), 8);
+}
+
 TEST_F(VexioTest, InterruptLineIsToldOncePerFault)
 {
     init();
