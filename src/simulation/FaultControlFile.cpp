@@ -15,8 +15,11 @@ constexpr qint64 MaximumLineBytes = 512;
 } // namespace
 
 FaultControlFile::FaultControlFile(const QString& path, std::function<void(const QString&)> apply)
-    : m_path(path), m_apply(std::move(apply)), m_thread([this] { run(); })
-{}
+    : m_path(path), m_apply(std::move(apply))
+{
+    readNewLines();
+    m_thread = std::thread([this] { run(); });
+}
 
 FaultControlFile::~FaultControlFile()
 {

@@ -16,7 +16,7 @@ namespace vt {
 class FaultControlFile
 {
 public:
-    /// apply runs on the watching thread.
+    /// apply runs on the watching thread, for what is in the file already before this returns.
     FaultControlFile(const QString& path, std::function<void(const QString& line)> apply);
     ~FaultControlFile();
     FaultControlFile(const FaultControlFile&) = delete;
@@ -28,7 +28,7 @@ private:
 
     const QString m_path;
     const std::function<void(const QString&)> m_apply;
-    qint64 m_offset = 0; ///< watching thread only
+    qint64 m_offset = 0; ///< watching thread only, once that runs
     Mutex m_mutex;
     std::condition_variable_any m_quitChanged;
     bool m_quit VT_GUARDED_BY(m_mutex) = false;
