@@ -4,6 +4,7 @@
 #include "Report.h"
 #include "platform/windows/plain/EventWindow.h"
 
+#include <tuple>
 #include <windows.h>
 
 namespace {
@@ -65,6 +66,29 @@ void decisions()
     }
 }
 
+void repetitions()
+{
+    Report report("an event told to several windows");
+    const int windows[3] = {};
+    vt::windows::ToldEvent told;
+    int number = 0;
+    for (const auto& [event, window, isNew] : {
+             std::tuple{Event::QueryBlocked, 0, true},
+             {Event::QueryBlocked, 1, false},
+             {Event::QueryBlocked, 2, false},
+             {Event::QueryBlocked, 0, true}, // asked once more
+             {Event::QueryBlocked, 1, false},
+             {Event::ShutdownConfirmed, 1, true},
+             {Event::ShutdownConfirmed, 0, false},
+             {Event::BatteryLow, 0, true},
+             {Event::BatteryLow, 1, true},
+         })
+        report.equal(told.isNew(event, &windows[window]), isNew, "message " + std::to_string(number++));
+    vt::windows::ToldEvent single;
+    report.check(single.isNew(Event::Suspending, nullptr) && single.isNew(Event::Suspending, nullptr),
+                 "the only window is not told everything");
+}
+
 void hiddenWindow()
 {
     Report report("hidden window for system messages");
@@ -101,6 +125,7 @@ void blockReason()
 int main()
 {
     decisions();
+    repetitions();
     hiddenWindow();
     blockReason();
     return Report::exitCode();

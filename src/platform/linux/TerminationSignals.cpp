@@ -85,4 +85,6 @@ TerminationSignals::~TerminationSignals()
     close(d->descriptor);
 }
 
+void TerminationSignals::leaveTerminal() {}
+
 } // namespace vt

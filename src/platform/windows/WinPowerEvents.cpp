@@ -14,9 +14,10 @@ using windows::SystemEvent;
 
 namespace {
 
-// Windows ends a program 5 s after it was told of the end, and suspends 2 s after it told of that.
+// Windows ends a program 5 s after it was told of the end, and suspends 2 s after it told of that. Both less
+// a margin for what comes after the wait: the last lines of the log, the answer to the message.
 constexpr int EndSessionMs = 4000;
-constexpr int SuspendMs = 2000;
+constexpr int SuspendMs = 1500;
 
 const char* reasonText(windows::EndReason reason)
 {
@@ -69,14 +70,6 @@ void logEvent(const windows::MessageVerdict& verdict)
     }
 }
 
-/// An event that lasts until another one: told to several windows, it is still one.
-bool isState(SystemEvent event)
-{
-    return event == SystemEvent::ShutdownConfirmed || event == SystemEvent::ShutdownCancelled ||
-           event == SystemEvent::Suspending || event == SystemEvent::ResumedAutomatically ||
-           event == SystemEvent::ResumedByUser;
-}
-
 } // namespace
 
 std::unique_ptr<PowerEvents> PowerEvents::create()
@@ -92,7 +85,7 @@ WinPowerEvents::WinPowerEvents()
     if (!application->inherits("QGuiApplication")) {
         m_window = std::make_unique<windows::EventWindow>(
             [this](unsigned message, std::uintptr_t wParam, std::intptr_t lParam) {
-                return handle(message, wParam, lParam);
+                return handle(nullptr, message, wParam, lParam);
             });
         if (!m_window->window())
             qWarning("WinPowerEvents: CreateWindowExW failed, error: %lu", m_window->error());
@@ -152,16 +145,16 @@ bool WinPowerEvents::nativeEventFilter(const QByteArray& eventType, void* messag
     if (eventType != "windows_generic_MSG" || !message)
         return false;
     const MSG& native = *static_cast<const MSG*>(message);
-    const auto answer = handle(native.message, native.wParam, native.lParam);
+    const auto answer = handle(native.hwnd, native.message, native.wParam, native.lParam);
     if (answer && result)
         *result = *answer;
     return answer.has_value();
 }
 
-std::optional<qintptr> WinPowerEvents::handle(unsigned message, quintptr wParam, qintptr lParam)
+std::optional<qintptr> WinPowerEvents::handle(void* window, unsigned message, quintptr wParam, qintptr lParam)
 {
     const windows::MessageVerdict verdict = windows::judgeMessage(message, wParam, lParam, m_acquiring);
-    if (verdict.event != SystemEvent::None)
+    if (verdict.event != SystemEvent::None && m_told.isNew(verdict.event, window))
         tell(verdict);
     if (!verdict.answered)
         return std::nullopt;
@@ -170,10 +163,6 @@ std::optional<qintptr> WinPowerEvents::handle(unsigned message, quintptr wParam,
 
 void WinPowerEvents::tell(const windows::MessageVerdict& verdict)
 {
-    const bool repeated = isState(verdict.event) && verdict.event == m_lastEvent;
-    m_lastEvent = verdict.event;
-    if (repeated)
-        return;
     logEvent(verdict);
     if (verdict.event == SystemEvent::ShutdownConfirmed)
         emit shutdownConfirmed(EndSessionMs);

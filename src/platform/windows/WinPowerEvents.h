@@ -29,15 +29,15 @@ public:
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
 
 private:
-    /// The answer to a message that goes no further.
-    std::optional<qintptr> handle(unsigned message, quintptr wParam, qintptr lParam);
+    /// The answer to a message to the window that goes no further.
+    std::optional<qintptr> handle(void* window, unsigned message, quintptr wParam, qintptr lParam);
     void tell(const windows::MessageVerdict& verdict);
     void block();
     void unblock();
 
     std::unique_ptr<windows::EventWindow> m_window;
     void* m_blockingWindow = nullptr; ///< carries the block reason
-    windows::SystemEvent m_lastEvent = windows::SystemEvent::None;
+    windows::ToldEvent m_told;
     bool m_acquiring = false;
 };
 

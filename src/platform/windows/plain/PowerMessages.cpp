@@ -60,4 +60,14 @@ MessageVerdict judgeMessage(unsigned message, std::uintptr_t wParam, std::intptr
     return verdict;
 }
 
+bool ToldEvent::isNew(SystemEvent event, const void* window)
+{
+    if (event == m_event && window != m_firstWindow && event != SystemEvent::PowerStatusChanged &&
+        event != SystemEvent::BatteryLow)
+        return false;
+    m_event = event;
+    m_firstWindow = window;
+    return true;
+}
+
 } // namespace vt::windows

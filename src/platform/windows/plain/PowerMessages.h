@@ -34,4 +34,17 @@ struct MessageVerdict
 [[nodiscard]] MessageVerdict judgeMessage(unsigned message, std::uintptr_t wParam, std::intptr_t lParam,
                                           bool acquiring);
 
+/// Tells an event from its repetitions: the system tells each event to every top-level window in turn. The
+/// change of the power status and the low battery are news each time. One thread.
+class ToldEvent
+{
+public:
+    /// window: the one that is told, null for a program with only one.
+    [[nodiscard]] bool isNew(SystemEvent event, const void* window);
+
+private:
+    SystemEvent m_event = SystemEvent::None;
+    const void* m_firstWindow = nullptr; ///< told it first; told again, it is the next event of its kind
+};
+
 } // namespace vt::windows
