@@ -111,6 +111,8 @@ void StimulationSession::connectRequests()
 void StimulationSession::notePresence()
 {
     m_controller.setVexioPresent(m_hardware.vexioPresent());
+    if (!m_hardware.vexioPresent())
+        m_isPowerMissing = false;
     m_controller.setDioPresent(m_hardware.dioPresent());
 }
 
@@ -145,12 +147,13 @@ void StimulationSession::recordingStarted(const RecordingContext& context)
     m_isWanted = m_vexio.enabled || m_dio.enabled;
     m_applied = StimulationSource::None;
     m_hasRun = false;
-    m_isPowerMissing = false;
     m_stimulations = 0;
     m_refused = 0;
     if (!m_isWanted)
         return;
     notePresence();
+    if (m_isPowerMissing)
+        showPower(false); // as it was when the last recording ended; polling tells when it has changed
     applySettings();
     warnAboutSetup(context);
 }

@@ -278,6 +278,31 @@ TEST_F(StimulationSessionTest, AMissingUnitIsToldOnceAndTheRecordingGoesOn)
     EXPECT_EQ(std::ranges::count(harness.user.messages, u"Stimulation"_s, &RecordingUser::Message::title), 1);
 }
 
+TEST_F(StimulationSessionTest, LostPowerIsToldInEveryRecordingUntilItIsBack)
+{
+    ASSERT_TRUE(begin());
+    const auto isTold = [&] { return harness.user.notices.contains(u"stimulationPower"_s); };
+    fault("vexio 12v off");
+    ASSERT_TRUE(harness.passUntil(isTold, 10));
+    EXPECT_EQ(harness.session->status().stimulation.state, State::NoPower);
+    harness.session->stimulateNow();
+    EXPECT_TRUE(
+        SessionHarness::waitUntil([&] { return harness.session->status().stimulation.refused == 1; }));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_FALSE(isTold());
+
+    RecordingSetup again = harness.setup(u"again"_s);
+    again.vexio = vexio;
+    harness.session->record(again);
+    ASSERT_TRUE(
+        SessionHarness::waitUntil([&] { return harness.session->state() == SessionState::Recording; }));
+    EXPECT_TRUE(isTold());
+    fault("vexio 12v on");
+    ASSERT_TRUE(harness.passUntil([&] { return !isTold(); }, 10));
+    EXPECT_EQ(harness.session->status().stimulation.state, State::Unit);
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+}
+
 TEST_F(StimulationSessionTest, WithoutASetupNothingIsTouchedAndTheButtonMarks)
 {
     vexio.enabled = false;
