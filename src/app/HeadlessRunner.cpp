@@ -4,9 +4,12 @@
 #include "app/CommandLineSetup.h"
 #include "app/ConsoleInteraction.h"
 #include "base/TimeSource.h"
+#include "platform/ExclusiveProbe.h"
+#include "recording/SegmentPaths.h"
 #include "session/SessionController.h"
 
 #include <QDebug>
+#include <QFileInfo>
 #include <algorithm>
 
 namespace vt {
@@ -16,6 +19,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int progressIntervalMs = 2000;
+constexpr int selectionTimeoutMs = 60000;
 const auto endedTooEarly = u"Ended before the recording began."_s;
 
 QString kindName(int animalType)
@@ -53,7 +57,11 @@ int exitStatusFor(EndReason reason, const LossSummary& losses)
 HeadlessRunner::HeadlessRunner(SessionController& session, TimeSource& time, const CommandLine& line,
                                QObject* parent)
     : QObject(parent), m_session(session), m_line(line),
-      m_progress(time.createTimer(this, [this] { printProgress(); }))
+      m_progress(time.createTimer(this, [this] { printProgress(); })),
+      m_selection(time.createTimer(this, [this] {
+          if (!m_done)
+              fail(u"The device does not answer."_s);
+      }))
 {
     connect(&session, &SessionController::deviceSelected, this, &HeadlessRunner::deviceSelected);
     connect(&session, &SessionController::recordingEnded, this, &HeadlessRunner::recordingEnded);
@@ -97,6 +105,7 @@ void HeadlessRunner::run()
         return;
     }
     m_waitingForDevice = true;
+    m_selection->start(selectionTimeoutMs, TimerMode::SingleShot);
     m_session.selectDevice(name);
 }
 
@@ -105,6 +114,7 @@ void HeadlessRunner::deviceSelected(const DeviceDetails& details)
     if (!m_waitingForDevice)
         return;
     m_waitingForDevice = false;
+    m_selection->stop();
     if (m_done)
         return;
     if (!details.refusal.isEmpty()) {
@@ -121,8 +131,28 @@ void HeadlessRunner::deviceSelected(const DeviceDetails& details)
         if (!contents)
             return;
     }
+    RecordingSetup setup = setupFromCommandLine(m_line, details, contents ? &*contents : nullptr);
+    if (!keepExisting(setup, setup.animalType > 0 ? setup.animalType : details.animalType))
+        return;
     m_progress->start(progressIntervalMs, TimerMode::Repeating);
-    m_session.record(setupFromCommandLine(m_line, details, contents ? &*contents : nullptr));
+    m_session.record(setup);
+}
+
+// A job that starts anew after a power cut has the same command line as before: what it recorded then must
+// stay, and there is nobody to ask.
+bool HeadlessRunner::keepExisting(RecordingSetup& setup, int animalType)
+{
+    const QString base = stripRecordingExtension(setup.basePath);
+    const QFileInfo raw(segmentPaths(base, animalType).raw);
+    if (base.isEmpty() || !raw.isFile() || raw.size() == 0 || platform::isHeldByWriter(raw.filePath()))
+        return true;
+    setup.basePath = nextAvailableSegmentPath(base, animalType);
+    if (QFileInfo::exists(segmentPaths(setup.basePath, animalType).raw)) {
+        fail(u"%1 exists, and so do all numbered names after it."_s.arg(raw.filePath()));
+        return false;
+    }
+    printError(u"%1 exists and is kept. Recording to: %2"_s.arg(raw.filePath(), setup.basePath));
+    return true;
 }
 
 std::optional<SetupFileContents> HeadlessRunner::readSetup(const DeviceDetails& details)

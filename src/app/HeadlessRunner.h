@@ -39,12 +39,15 @@ private:
     void recordingEnded(EndReason reason);
     /// The setup file, or nothing after the run has failed with the reason.
     [[nodiscard]] std::optional<SetupFileContents> readSetup(const DeviceDetails& details);
+    /// Chooses another name where there is a recording already. False when the run has failed.
+    [[nodiscard]] bool keepExisting(RecordingSetup& setup, int animalType);
     void printProgress();
     void fail(const QString& message);
 
     SessionController& m_session;
     const CommandLine m_line;
     std::unique_ptr<Timer> m_progress;
+    std::unique_ptr<Timer> m_selection;
     bool m_waitingForDevice = false;
     bool m_endRequested = false;
     bool m_done = false;

@@ -67,6 +67,7 @@ void PowerGuard::handleState()
     }
     if (state == SessionState::Idle && m_eventWaits) {
         m_eventWaits = false;
+        tellUser();
         // After the last of the stop's own steps.
         QMetaObject::invokeMethod(
             this, [this] { m_services.events->readyForSystemEvent(); }, Qt::QueuedConnection);
@@ -77,6 +78,7 @@ void PowerGuard::handleSuspending(int answerWithinMs)
 {
     if (m_controller.state() == SessionState::Idle) {
         qInfo("System suspending while not recording — leaving app open.");
+        m_controller.abandonStart();
         m_services.events->readyForSystemEvent();
         return;
     }
@@ -87,6 +89,7 @@ void PowerGuard::handleSuspending(int answerWithinMs)
 void PowerGuard::handleShutdown(int answerWithinMs)
 {
     if (m_controller.state() == SessionState::Idle) {
+        m_controller.abandonStart();
         m_services.events->readyForSystemEvent();
         return;
     }
@@ -95,20 +98,24 @@ void PowerGuard::handleShutdown(int answerWithinMs)
 
 void PowerGuard::endRecording(Event event, int answerWithinMs)
 {
-    tellUser(event);
+    m_event = event;
+    m_eventTime = m_time.now();
     m_eventWaits = true;
     m_controller.forcedGracefulStop(answerWithinMs);
 }
 
-void PowerGuard::tellUser(Event event)
+void PowerGuard::tellUser()
 {
-    const QString time = m_time.now().toString(messageTimeFormat());
+    if (m_controller.lastEndReason() != EndReason::ForcedStop || m_controller.lastSummary().isEmpty())
+        return; // it ended for another reason, or had not begun
+    const QString reason = m_event == Event::Suspend ? tr("the computer was going to sleep")
+                                                     : tr("the computer was shutting down");
+    const QString files = m_controller.status().losses.any()
+                              ? tr("Something is missing from its files; the summary says what.")
+                              : tr("Its files are closed.");
     m_user.showNotice(u"forcedStop"_s, tr("Recording Stopped"),
-                      (event == Event::Suspend ? tr("The recording was stopped at %1 because the computer "
-                                                    "was going to sleep. Its files are closed.")
-                                               : tr("The recording was stopped at %1 because the computer "
-                                                    "was shutting down. Its files are closed."))
-                          .arg(time),
+                      tr("The recording was stopped at %1 because %2. %3")
+                          .arg(m_eventTime.toString(messageTimeFormat()), reason, files),
                       tr("OK"), [] {});
 }
 

@@ -3,6 +3,7 @@
 
 #include "platform/PowerEvents.h"
 
+#include <QDateTime>
 #include <QObject>
 #include <functional>
 #include <memory>
@@ -37,7 +38,7 @@ private:
     void handleSuspending(int answerWithinMs);
     void handleShutdown(int answerWithinMs);
     void endRecording(Event event, int answerWithinMs);
-    void tellUser(Event event);
+    void tellUser();
 
     SessionController& m_controller;
     TimeSource& m_time;
@@ -45,6 +46,8 @@ private:
     Services m_services;
     bool m_protecting = false;
     bool m_eventWaits = false; ///< a system event waits for the end of the recording
+    Event m_event = Event::Shutdown;
+    QDateTime m_eventTime;
 };
 
 } // namespace vt

@@ -108,14 +108,13 @@ void RecordingSegment::launch(std::unique_ptr<DAQInterface> device, std::shared_
     qInfo("Thread priorities set: DAQ=TimeCritical, DataManager=Highest");
 }
 
-TeardownReport RecordingSegment::tearDown(TeardownKind kind, int flushTimeoutMs)
+TeardownReport RecordingSegment::tearDown(TeardownKind kind, int deviceTimeoutMs, int flushTimeoutMs)
 {
     TeardownReport report;
     if (m_device) {
-        report.deviceReleased = m_device->stop(DeviceStopTimeoutMs);
+        report.deviceReleased = m_device->stop(deviceTimeoutMs);
         if (!report.deviceReleased)
-            qCritical("Acquisition did not stop within %d ms: the driver does not return",
-                      DeviceStopTimeoutMs);
+            qCritical("Acquisition did not stop within %d ms: the driver does not return", deviceTimeoutMs);
     }
     if (m_processing) {
         qInfo("DAQ watchdog timer stopped and deleted");

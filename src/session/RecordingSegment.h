@@ -21,7 +21,8 @@ class ProcessingThread;
 
 inline constexpr int FlushTimeoutMs = 30000;
 inline constexpr int DestructionFlushTimeoutMs = 5000;
-inline constexpr int DeviceStopTimeoutMs = 15000; ///< a driver's read may take 10 s to give up
+inline constexpr int DeviceStopTimeoutMs = 15000;      ///< a driver's read may take 10 s to give up
+inline constexpr int ForcedDeviceStopTimeoutMs = 1000; ///< when the system waits for a few seconds in all
 inline constexpr int ProcessingStopTimeoutMs = 10000;
 inline constexpr int StampsCloseTimeoutMs = 5000;
 
@@ -71,7 +72,7 @@ public:
 
     /// Stops the device, lets the processing finish what is queued, flushes the writer, closes the files.
     /// kind chooses the words of the log lines.
-    [[nodiscard]] TeardownReport tearDown(TeardownKind kind, int flushTimeoutMs);
+    [[nodiscard]] TeardownReport tearDown(TeardownKind kind, int deviceTimeoutMs, int flushTimeoutMs);
     /// For a segment that was never launched: removes the files that it brought into being. A header at most
     /// stands in them, and a disk that was too full for all of them is to have the room back.
     void discardUnusedFiles();

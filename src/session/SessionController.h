@@ -76,6 +76,8 @@ public:
     /// System shutdown, sleep or hibernation. With waitMs > 0 it returns only when the recording is closed,
     /// or after that time.
     void forcedGracefulStop(int waitMs);
+    /// A start that still waits for the system's answer about the lid does not happen.
+    void abandonStart();
     /// Stops without asking and waits for it, up to timeoutMs; false when that was not enough.
     bool stopAndWait(EndReason reason, int timeoutMs);
 

@@ -107,6 +107,9 @@ void SessionPrivate::deviceRead(const RecordingDevice::Reading& reading)
     selecting = false;
     device = reading.details;
     mcu = reading.mcu.value_or(MCUHeader{});
+    // Nobody can record from it here, so that another instance may try.
+    if (!device.usable && state == SessionState::Idle && options.claim)
+        options.claim->release();
     emit q->deviceSelected(device);
 }
 
@@ -132,15 +135,21 @@ void SessionPrivate::prepare(const RecordingSetup& wanted)
     recordingStart = QDateTime();
     segmentNumber = 0;
     segmentBases.clear();
-    newMarkerPath.clear();
+    newMarkerPath = std::make_shared<QString>();
     manager.reset();
     sleeping.clear();
     freeDiskBytes = -1;
+    summary.clear();
+    forced = false;
     setState(SessionState::Preparing);
 
     if (const QString problem = checkSetupValues(setup, device);
         !problem.isEmpty() && (device.name.isEmpty() || device.usable)) {
         prepareFailed(problem);
+        return;
+    }
+    if (!device.usable) { // it may be another instance's by now: choosing it again asks for it again
+        prepareRead({device, std::nullopt});
         return;
     }
     unit->read(setup, [this, mine](const RecordingDevice::Reading& reading) {
@@ -171,6 +180,7 @@ void SessionPrivate::prepareFailed(const QString& problem)
         user.notify(Severity::Critical, u"Not Ready to Record"_s, problem);
     endReason = EndReason::CouldNotStart;
     setState(SessionState::Idle);
+    readyForSystem();
     emit q->prepared(false);
     if (startAfterPrepare)
         emit q->recordingEnded(endReason);
@@ -186,7 +196,8 @@ void SessionPrivate::createFiles()
     // Markers come with the unit's push button.
     markers = device.kind == DeviceKind::NiUnit ? std::make_shared<MarkerFile>() : nullptr;
     onFileThread(
-        [files = segment, marks = markers, base = setup.basePath, animal = int{mcu.animalType}] {
+        [files = segment, marks = markers, base = setup.basePath, animal = int{mcu.animalType},
+         newMarkers = newMarkerPath] {
             PreparedFiles prepared;
             prepared.problem = checkRecordingPath(base, animal);
             if (!prepared.problem.isEmpty())
@@ -203,7 +214,7 @@ void SessionPrivate::createFiles()
             const bool markersExisted = QFileInfo::exists(files->paths().markers);
             prepared.markersFailed = !marks->open(files->paths().markers);
             if (!prepared.markersFailed && !markersExisted)
-                prepared.newMarkerPath = files->paths().markers;
+                *newMarkers = files->paths().markers;
             return prepared;
         },
         [this](const PreparedFiles& prepared) { filesCreated(prepared); });
@@ -219,7 +230,6 @@ void SessionPrivate::filesCreated(const PreparedFiles& prepared)
         return;
     }
     connectWriter();
-    newMarkerPath = prepared.newMarkerPath;
     if (prepared.markersFailed) {
         markers.reset();
         user.notify(Severity::Warning, u"Markers"_s,

@@ -52,7 +52,6 @@ struct SessionPrivate
     {
         QString problem; ///< for the user; empty when all is well
         bool markersFailed = false;
-        QString newMarkerPath; ///< set when the marker file did not exist before
     };
     void filesCreated(const PreparedFiles& result);
     void prepareFailed(const QString& problem);
@@ -84,6 +83,9 @@ struct SessionPrivate
     void teardownDone();
     bool stopAndWait(EndReason reason, int timeoutMs);
     void finish();
+    /// The last line of a forced stop.
+    void readyForSystem();
+    void forcedStop(int waitMs);
     void absorb(const TeardownReport& report);
     void retireSegment();
     /// True when a stop arrived during the file work that has just come back; it is carried out.
@@ -134,6 +136,8 @@ struct SessionPrivate
     std::optional<EndReason> pendingStop;
     bool tearingDown = false;
     int flushTimeoutMs = FlushTimeoutMs;
+    bool forced = false;    ///< the system wants the recording closed, whatever ends it
+    bool finishing = false; ///< in finish(); what it tells others may come back here
 
     QString firstBase;
     QStringList segmentBases;
@@ -149,7 +153,8 @@ struct SessionPrivate
     std::vector<std::shared_ptr<RecordingSegment>> stuckSegments; ///< a hanging driver still holds them
     std::shared_ptr<TeardownReport> teardownReport;
     std::shared_ptr<MarkerFile> markers;
-    QString newMarkerPath; ///< marker file that this recording brought into being
+    /// Marker file that this recording brought into being; written on the file thread.
+    std::shared_ptr<QString> newMarkerPath = std::make_shared<QString>();
 
     std::unique_ptr<Timer> watchdog;
     std::unique_ptr<Timer> reconnectPoll;

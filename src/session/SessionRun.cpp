@@ -234,7 +234,7 @@ void SessionPrivate::pollReconnect()
     // A recording of limited length ends by the clock while there is no signal to count.
     if (setup.frameLimit > 0 && time.monotonicMs() - recordingStartMs >=
                                     static_cast<qint64>(setup.frameLimit * 1000 / FramesPerSecond)) {
-        stop(EndReason::DurationReached);
+        stop(EndReason::DeviceLost);
         return;
     }
     if (!unit->isPresent())

@@ -6,6 +6,7 @@
 #include "session/UserInteraction.h"
 #include "session/WatchdogVerdict.h"
 
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QFile>
 #include <QPointer>
@@ -30,11 +31,8 @@ void SessionPrivate::stop(EndReason reason)
         qInfo("Stop requested but no recording is active — nothing to tear down.");
         return;
     }
-    if (state == SessionState::Stopping) {
-        if (reason == EndReason::ForcedStop)
-            endReason = reason;
-        return;
-    }
+    if (state == SessionState::Stopping)
+        return; // it ends for the reason that came first
     if (fileWork || tearingDown) {
         if (!pendingStop)
             pendingStop = reason;
@@ -69,8 +67,9 @@ void SessionPrivate::tearDown(TeardownKind kind)
     fileWork = true;
     callAsync(
         *fileWorker, answers,
-        [files = segment, report = teardownReport, kind, flushMs = flushTimeoutMs] {
-            *report = files->tearDown(kind, flushMs);
+        [files = segment, report = teardownReport, kind, flushMs = flushTimeoutMs,
+         deviceMs = forced ? ForcedDeviceStopTimeoutMs : DeviceStopTimeoutMs] {
+            *report = files->tearDown(kind, deviceMs, flushMs);
             // A resumed segment that got no data goes again: a unit that answers but does not acquire would
             // use up all segment names in a night.
             const bool empty = files->number() > 0 && report->acquisition.framesAcquired == 0;
@@ -86,6 +85,8 @@ void SessionPrivate::tearDown(TeardownKind kind)
 
 void SessionPrivate::teardownDone()
 {
+    if (!teardownReport)
+        return; // a stop that waited has dealt with it
     fileWork = false;
     tearingDown = false;
     const bool wasRunning = segment->device() != nullptr;
@@ -100,10 +101,10 @@ void SessionPrivate::teardownDone()
     daqInfo.setAcquisitionStarted(false);
     retireSegment();
     emit q->segmentEnded();
-    if (state == SessionState::Stopping) {
+    if (state == SessionState::Stopping)
         finish();
+    if (state == SessionState::Idle)
         return;
-    }
     if (stopPending())
         return;
     if (!wasRunning) { // the new segment of a resume could not be used
@@ -163,12 +164,15 @@ void SessionPrivate::retireSegment()
 
 void SessionPrivate::finish()
 {
+    // What is told below may be answered by an event of the system that wants to finish, too.
+    if (state != SessionState::Stopping || std::exchange(finishing, true))
+        return;
     if (markers)
         markers->close();
     markers.reset();
-    if (!recordingRan && !newMarkerPath.isEmpty() && !QFile::remove(newMarkerPath))
-        qWarning().noquote() << "Could not remove the unused file" << newMarkerPath;
-    newMarkerPath.clear();
+    if (!recordingRan && !newMarkerPath->isEmpty() && !QFile::remove(*newMarkerPath))
+        qWarning().noquote() << "Could not remove the unused file" << *newMarkerPath;
+    newMarkerPath->clear();
     user.closeNotice(u"paused"_s);
     user.closeNotice(u"reconnecting"_s);
     user.setRecordingIndicator(QString());
@@ -189,6 +193,7 @@ void SessionPrivate::finish()
     }
     recordingStart = QDateTime();
     diskTimer->stop();
+    finishing = false;
     setState(SessionState::Idle);
     if (endReason == EndReason::DeviceLost) {
         qInfo("DAQ watchdog shutdown completed");
@@ -196,56 +201,74 @@ void SessionPrivate::finish()
             Severity::Critical, u"DAQ Disconnected"_s,
             u"The DAQ device stopped responding at approximately %1.\n\nData acquisition has been stopped "
             u"and files have been closed."_s.arg(pausedAt.toString(messageTimeFormat())));
-    } else if (endReason == EndReason::ForcedStop) {
-        qInfo("Forced graceful stop completed - application ready for system event");
     }
+    readyForSystem();
     emit q->recordingEnded(endReason);
+}
+
+void SessionPrivate::readyForSystem()
+{
+    if (std::exchange(forced, false))
+        qInfo("Forced graceful stop completed - application ready for system event");
 }
 
 bool SessionPrivate::stopAndWait(EndReason reason, int timeoutMs)
 {
-    if (state == SessionState::Idle)
-        return true;
     if (!tearingDown)
         stop(reason);
     if (state == SessionState::Idle)
         return true;
     // Work on the file thread runs in order: once an empty job has run there, all that was queued has.
-    const auto drained = callOn(*fileWorker, timeoutMs, [] { return true; });
-    if (!drained)
+    const QDeadlineTimer deadline(timeoutMs);
+    const auto drain = [this, &deadline] {
+        return callOn(*fileWorker, static_cast<int>(deadline.remainingTime()), [] { return true; })
+            .has_value();
+    };
+    if (!drain())
         return false;
     pendingStop.reset();
     fileWork = false;
     ++fileGeneration;
     ++operation;
-    endReason = reason;
-    if (tearingDown) {
-        setState(SessionState::Stopping);
-        teardownDone();
-        return true;
-    }
-    // A stop that came during other file work: its callback will find nothing left to do.
+    const bool wasPreparing = state == SessionState::Preparing;
+    if (state != SessionState::Stopping)
+        endReason = reason;
     setState(SessionState::Stopping);
-    if (!segment) {
-        finish();
-        return true;
+    if (wasPreparing)
+        emit q->prepared(false);
+    if (!tearingDown) {
+        if (!segment) { // a stop that came during other file work, whose callback is void now
+            finish();
+            return true;
+        }
+        tearDown(TeardownKind::Stop);
+        if (!drain())
+            return false;
     }
-    tearDown(TeardownKind::Stop);
-    if (!callOn(*fileWorker, timeoutMs, [] { return true; }))
-        return false;
     teardownDone();
     return true;
 }
 
-void SessionController::forcedGracefulStop(int waitMs)
+void SessionPrivate::forcedStop(int waitMs)
 {
     qInfo().noquote() << banner();
     qInfo("FORCED GRACEFUL STOP INITIATED");
     qInfo("System shutdown/sleep/hibernate event detected");
     qInfo("Stopping DAQ acquisition and flushing all data...");
-    d->stop(EndReason::ForcedStop);
-    if (waitMs > 0 && !d->stopAndWait(EndReason::ForcedStop, waitMs))
+    forced = state != SessionState::Idle;
+    stop(EndReason::ForcedStop);
+    if (waitMs > 0 && !stopAndWait(EndReason::ForcedStop, waitMs))
         qCritical("The recording could not be closed within %d ms", waitMs);
+}
+
+void SessionController::forcedGracefulStop(int waitMs)
+{
+    d->forcedStop(waitMs);
+}
+
+void SessionController::abandonStart()
+{
+    ++d->lidQuestion;
 }
 
 } // namespace vt
