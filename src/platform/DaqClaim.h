@@ -12,8 +12,8 @@ namespace vt {
 /// the same one. At most one device is claimed at a time; the claim ends with the object or with the process,
 /// however that dies. Interface thread; no call waits.
 ///
-/// Windows: a named mutex in the session's namespace. Linux: a locked file with the owner's process id in the
-/// user's runtime folder. A claim that can be taken although its owner never gave it up is called
+/// Windows: a named mutex in the session's namespace. Linux: locked files with the owner's process id in the
+/// user's runtime folder and in a private one below the temporary folder. A claim that can be taken although its owner never gave it up is called
 /// "abandoned".
 class DaqClaim
 {

@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 """Runs the program under test and reads what it says.
 
-Settings, caches and runtime files of every run live in a temporary folder of its test. Paths come from the
+Settings, caches, runtime and temporary files of every run live in a temporary folder of its test, so that runs
+side by side claim their simulated units apart from each other. Paths come from the
 environment that ctest sets: VELLUMTIDE_PROGRAM, VELLUMTIDE_STANDIN (the stand-in NI-DAQmx library),
 VELLUMTIDE_TEST_DATA.
 """
@@ -66,13 +67,15 @@ class Program:
         self.home = home
         runtime = home / "run"
         runtime.mkdir(mode=0o700, exist_ok=True)
+        temporary = home / "tmp"
+        temporary.mkdir(exist_ok=True)
         config = home / "config" / "OrrinDale"
         config.mkdir(parents=True, exist_ok=True)
         if settings:
             (config / "Vellumtide5.conf").write_text(f"[General]\n{settings}\n")
         values = {name: value for name, value in os.environ.items() if not name.startswith("XDG_")}
-        values.update(HOME=str(home), XDG_RUNTIME_DIR=str(runtime), XDG_CONFIG_HOME=str(home / "config"),
-                      XDG_DATA_HOME=str(home / "data"), XDG_CACHE_HOME=str(home / "cache"),
+        values.update(HOME=str(home), XDG_RUNTIME_DIR=str(runtime), TMPDIR=str(temporary),
+                      XDG_CONFIG_HOME=str(home / "config"), XDG_DATA_HOME=str(home / "data"), XDG_CACHE_HOME=str(home / "cache"),
                       XDG_STATE_HOME=str(home / "state"), LC_ALL="C.UTF-8")
         values.update(environment or {})
         # A build with AddressSanitizer: the process may end while a thread of the driver is still ending, whose

@@ -212,6 +212,34 @@ TEST_F(DaqClaimTest, ProtectsItsFile)
     EXPECT_EQ(found, 1);
 }
 
+// From the desktop, by cron, from a login of its own: a program of the same user may have another runtime
+// folder, or none, or one that was deleted and made anew while a recording went on.
+TEST_F(DaqClaimTest, HoldsAgainstAnInstanceWithAnotherRuntimeFolder)
+{
+    const QString ownId = QString::number(QCoreApplication::applicationPid());
+    DaqClaim claim;
+    ASSERT_TRUE(claim.tryClaim(SerialA));
+    const QTemporaryDir elsewhere;
+    for (const QString& runtime : {elsewhere.path(), m_runtime.path()}) {
+        ASSERT_TRUE(QDir(m_runtime.path()).removeRecursively());
+        ASSERT_TRUE(QDir().mkdir(m_runtime.path()));
+        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime));
+        EXPECT_EQ(Instance(SerialA).outcome, QStringLiteral("refused ") + ownId) << runtime.toStdString();
+    }
+    claim.release();
+    Instance dying(SerialA);
+    ASSERT_EQ(dying.outcome, QStringLiteral("claimed -1"));
+    dying.crash();
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(elsewhere.path()));
+    write(fallback() + QStringLiteral("/daq-01A2B3C4.lock"), QByteArray());
+    EXPECT_TRUE(claim.tryClaim(SerialA));
+    EXPECT_FALSE(m_log.take().last().contains(u"abandoned")) << "nothing left in these two places";
+    claim.release();
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(m_runtime.path()));
+    EXPECT_TRUE(claim.tryClaim(SerialA));
+    EXPECT_TRUE(m_log.take().last().contains(u"abandoned")) << "one of the two places names a dead owner";
+}
+
 TEST_F(DaqClaimTest, FallsBackToAPrivateFolderAndToNothingElse)
 {
     write(folder(), "a file where the folder should be");

@@ -227,9 +227,11 @@ TEST_F(AmplifierSession, UnplugWithoutAutoResumeEndsTheRecording)
 
 TEST_F(AmplifierSession, APortOfAnotherInstanceIsLeftAlone)
 {
-    QTemporaryDir runtime;
-    const QByteArray before = qgetenv("XDG_RUNTIME_DIR");
-    qputenv("XDG_RUNTIME_DIR", runtime.path().toLocal8Bit());
+    QTemporaryDir claims;
+    const QByteArray runtimeBefore = qgetenv("XDG_RUNTIME_DIR");
+    const QByteArray temporaryBefore = qgetenv("TMPDIR");
+    qputenv("XDG_RUNTIME_DIR", claims.path().toLocal8Bit());
+    qputenv("TMPDIR", claims.path().toLocal8Bit());
     DaqClaim other;
     ASSERT_TRUE(other.tryClaim(StrivixRecordingDevice::claimName(port())));
     DaqClaim mine;
@@ -241,5 +243,6 @@ TEST_F(AmplifierSession, APortOfAnotherInstanceIsLeftAlone)
     EXPECT_TRUE(amplifier.received().isEmpty());
     other.release();
     EXPECT_TRUE(select());
-    qputenv("XDG_RUNTIME_DIR", before);
+    qputenv("XDG_RUNTIME_DIR", runtimeBefore);
+    qputenv("TMPDIR", temporaryBefore);
 }

@@ -16,12 +16,21 @@ namespace {
 class ClaimTest : public testing::Test
 {
 protected:
-    ClaimTest() { qputenv("XDG_RUNTIME_DIR", runtime.path().toLocal8Bit()); }
-    ~ClaimTest() override { qputenv("XDG_RUNTIME_DIR", m_before); }
-    QTemporaryDir runtime;
+    ClaimTest()
+    {
+        qputenv("XDG_RUNTIME_DIR", m_claims.path().toLocal8Bit());
+        qputenv("TMPDIR", m_claims.path().toLocal8Bit());
+    }
+    ~ClaimTest() override
+    {
+        qputenv("XDG_RUNTIME_DIR", m_runtimeBefore);
+        qputenv("TMPDIR", m_temporaryBefore);
+    }
 
 private:
-    const QByteArray m_before = qgetenv("XDG_RUNTIME_DIR");
+    QTemporaryDir m_claims;
+    const QByteArray m_runtimeBefore = qgetenv("XDG_RUNTIME_DIR");
+    const QByteArray m_temporaryBefore = qgetenv("TMPDIR");
 };
 
 struct LidStory

@@ -9,6 +9,10 @@
 // same file does not end it, a second claim within the process is refused. Other than with flock(), one can
 // ask about it without taking it, so a look at who holds a device never gets in the way of someone claiming
 // it.
+//
+// There is one such file in each of two folders, and a claim holds them all. The runtime folder is not the
+// same to every program of a user (cron and services may have none) and goes with the user's last login,
+// while a recording goes on; the temporary folder stays, but a program may have been given one of its own.
 #include "platform/SystemClaim.h"
 
 #include <QCoreApplication>
@@ -22,6 +26,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace vt::platform {
 
@@ -50,23 +55,33 @@ private:
     int m_descriptor;
 };
 
-/// What failed first; the claim is given up on after the last folder.
 struct Failure
 {
     QString call;
     int code = 0;
 };
 
-/// In order of preference. Qt's own stand-in for a missing runtime folder would warn at every look at a
-/// device.
+/// The user's runtime folder; empty when there is none. One that the environment names keeps programs apart
+/// from those that have been given another: the login's own is then not looked at.
+QString runtimeFolder()
+{
+    // Qt's own stand-in for a missing variable would warn at every look at a device.
+    if (!qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
+        return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    const QByteArray login = "/run/user/" + QByteArray::number(::geteuid());
+    struct stat status = {};
+    if (::lstat(login.constData(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != ::geteuid())
+        return {};
+    return QFile::decodeName(login);
+}
+
+/// Where a claim has its files. The order is the same for everyone, so that two who claim at the same moment
+/// do not refuse each other.
 QStringList folderPaths()
 {
     QStringList paths;
-    if (!qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
-        const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
-        if (!runtime.isEmpty())
-            paths << runtime + QStringLiteral("/vellumtide");
-    }
+    if (const QString runtime = runtimeFolder(); !runtime.isEmpty())
+        paths << runtime + QStringLiteral("/vellumtide");
     paths << QDir::tempPath() + QStringLiteral("/vellumtide-%1").arg(::geteuid());
     return paths;
 }
@@ -132,13 +147,18 @@ bool isStillNamed(const Descriptor& folder, const QByteArray& name, int descript
            opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
-class LockedFile final : public SystemClaim
+/// A file that is locked for as long as this object lives.
+class LockedFile
 {
 public:
     explicit LockedFile(Descriptor file) : m_file(std::move(file)) {}
-    ~LockedFile() override
+    LockedFile(LockedFile&&) = default;
+    LockedFile& operator=(LockedFile&&) = default;
+    ~LockedFile()
     {
-        if (::ftruncate(m_file.get(), 0) != 0)
+        if (!m_file.isOpen())
+            return;
+        if (m_namesUs && ::ftruncate(m_file.get(), 0) != 0)
             qWarning("DaqClaim: ftruncate failed, error: %d", errno);
         // By name, not only by closing: a child between fork and exec still shares the open file.
         struct flock lock = wholeFile();
@@ -146,70 +166,104 @@ public:
         if (::fcntl(m_file.get(), F_OFD_SETLK, &lock) != 0)
             qWarning("DaqClaim: fcntl failed, error: %d", errno);
     }
+    [[nodiscard]] bool namesOwner() const { return namedOwner(m_file.get()) != 0; }
+    /// Writes the owner into the file. A claim whose owner cannot be written protects all the same.
+    void nameOwner()
+    {
+        m_namesUs = true;
+        const QByteArray owner = QByteArray::number(QCoreApplication::applicationPid()) + '\n';
+        // The sticky bit keeps services that tidy up old temporary files away from it for as long as we
+        // record.
+        if (::fchmod(m_file.get(), S_IRUSR | S_IWUSR | S_ISVTX) != 0 || ::ftruncate(m_file.get(), 0) != 0 ||
+            ::pwrite(m_file.get(), owner.constData(), static_cast<size_t>(owner.size()), 0) != owner.size())
+            qWarning("DaqClaim: the owner's process id was not written, error: %d", errno);
+    }
 
 private:
     Descriptor m_file;
+    bool m_namesUs = false; ///< else what it holds is left as it is
 };
 
-/// Writes the owner into the locked file. A claim whose owner cannot be written protects all the same.
-void nameOwner(int descriptor)
+class LockedFiles final : public SystemClaim
 {
-    const QByteArray owner = QByteArray::number(QCoreApplication::applicationPid()) + '\n';
-    // The sticky bit keeps services that tidy up old temporary files away from it for as long as we record.
-    if (::fchmod(descriptor, S_IRUSR | S_IWUSR | S_ISVTX) != 0 || ::ftruncate(descriptor, 0) != 0 ||
-        ::pwrite(descriptor, owner.constData(), static_cast<size_t>(owner.size()), 0) != owner.size())
-        qWarning("DaqClaim: the owner's process id was not written, error: %d", errno);
-}
+public:
+    std::vector<LockedFile> files;
+};
 
-/// Nothing when the file could not be opened or locked, told in failure, or was replaced meanwhile (code 0).
-std::optional<ClaimAttempt> lockIn(const Descriptor& folder, const QByteArray& name, Failure& failure)
+struct LockAttempt
 {
-    failure = {};
+    std::optional<LockedFile> file;
+    bool heldElsewhere = false;
+    Failure failure; ///< code 0 with no file: it was replaced meanwhile
+};
+
+LockAttempt lockOnce(const Descriptor& folder, const QByteArray& name)
+{
+    LockAttempt attempt;
     Descriptor file(
         ::openat(folder.get(), name.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (!file.isOpen()) {
-        failure = {QStringLiteral("open"), errno};
-        return std::nullopt;
-    }
-    ClaimAttempt attempt;
-    struct flock lock = wholeFile();
-    if (::fcntl(file.get(), F_OFD_SETLK, &lock) != 0) {
-        if (errno != EAGAIN && errno != EACCES) {
-            failure = {QStringLiteral("fcntl"), errno};
-            return std::nullopt;
-        }
-        attempt.outcome = ClaimAttempt::Outcome::HeldElsewhere;
+        attempt.failure = {QStringLiteral("open"), errno};
         return attempt;
     }
-    if (!isStillNamed(folder, name, file.get()))
-        return std::nullopt;
-    attempt.outcome = namedOwner(file.get()) != 0 ? ClaimAttempt::Outcome::ClaimedAbandoned
-                                                  : ClaimAttempt::Outcome::Claimed;
-    nameOwner(file.get());
-    attempt.claim = std::make_unique<LockedFile>(std::move(file));
+    struct flock lock = wholeFile();
+    if (::fcntl(file.get(), F_OFD_SETLK, &lock) == 0) {
+        if (isStillNamed(folder, name, file.get()))
+            attempt.file.emplace(std::move(file));
+        return attempt;
+    }
+    attempt.heldElsewhere = errno == EAGAIN || errno == EACCES;
+    if (!attempt.heldElsewhere)
+        attempt.failure = {QStringLiteral("fcntl"), errno};
+    return attempt;
+}
+
+LockAttempt lockIn(const QString& path, const QByteArray& name)
+{
+    constexpr int MaxReplacements = 8;
+    LockAttempt attempt;
+    const Descriptor folder = openPrivateFolder(path, attempt.failure);
+    if (!folder.isOpen())
+        return attempt;
+    for (int i = 0; i < MaxReplacements; ++i) {
+        attempt = lockOnce(folder, name);
+        if (attempt.file || attempt.heldElsewhere || attempt.failure.code != 0)
+            return attempt;
+    }
+    attempt.failure = {QStringLiteral("open"), ESTALE};
     return attempt;
 }
 
 } // namespace
 
+/// A folder that cannot be used is done without, as long as there is another.
 ClaimAttempt takeClaim(const QString& serial)
 {
-    constexpr int MaxReplacements = 8;
     const QByteArray name = fileName(serial);
-    Failure failure;
-    for (const QString& path : folderPaths()) {
-        const Descriptor folder = openPrivateFolder(path, failure);
-        for (int i = 0; folder.isOpen() && i < MaxReplacements; ++i) {
-            if (auto attempt = lockIn(folder, name, failure))
-                return std::move(*attempt);
-            if (failure.code != 0)
-                break;
-            failure = {QStringLiteral("open"), ESTALE};
-        }
-    }
     ClaimAttempt attempt;
-    attempt.failedCall = failure.call;
-    attempt.errorCode = failure.code;
+    auto claim = std::make_unique<LockedFiles>();
+    for (const QString& path : folderPaths()) {
+        LockAttempt locked = lockIn(path, name);
+        if (locked.heldElsewhere) {
+            attempt.outcome = ClaimAttempt::Outcome::HeldElsewhere;
+            return attempt;
+        }
+        if (locked.file) {
+            claim->files.push_back(std::move(*locked.file));
+            continue;
+        }
+        attempt.failedCall = locked.failure.call;
+        attempt.errorCode = locked.failure.code;
+    }
+    if (claim->files.empty())
+        return attempt;
+    attempt.outcome = ClaimAttempt::Outcome::Claimed;
+    for (LockedFile& file : claim->files) {
+        if (file.namesOwner())
+            attempt.outcome = ClaimAttempt::Outcome::ClaimedAbandoned;
+        file.nameOwner();
+    }
+    attempt.claim = std::move(claim);
     return attempt;
 }
 
