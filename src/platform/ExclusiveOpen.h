@@ -26,7 +26,8 @@ enum class ExclusiveOpenMode { EmptyFile, KeepContent };
 
 /// Creates or opens the regular file at path and keeps other writers out until the descriptor is closed.
 /// Readers are let in. Anything but a regular file (folder, pipe, device) fails, and so does a file system
-/// that cannot lock. The descriptor is not inherited by child processes. Any thread; may block on the disk.
+/// that cannot lock. A file in use is tried again for 20 ms: another instance may only have looked at it
+/// (isHeldByWriter). The descriptor is not inherited by child processes. Any thread; may block on the disk.
 [[nodiscard]] ExclusiveOpenResult openExclusive(const QString& path,
                                                 ExclusiveOpenMode mode = ExclusiveOpenMode::EmptyFile);
 

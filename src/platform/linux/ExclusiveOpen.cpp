@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/ExclusiveOpen.h"
+#include "platform/ShortRetry.h"
 
 #include <QFile>
 #include <cerrno>
@@ -27,9 +28,7 @@ ExclusiveOpenResult failure(const char* call, int code, int descriptor)
     return result;
 }
 
-} // namespace
-
-ExclusiveOpenResult openExclusive(const QString& path, ExclusiveOpenMode mode)
+ExclusiveOpenResult openOnce(const QString& path, ExclusiveOpenMode mode)
 {
     // Without O_TRUNC: a file that someone else is writing must not lose its content. O_NONBLOCK and
     // O_NOCTTY only matter for what is refused below, a pipe or a terminal.
@@ -60,6 +59,13 @@ ExclusiveOpenResult openExclusive(const QString& path, ExclusiveOpenMode mode)
     result.outcome = ExclusiveOpenResult::Outcome::Opened;
     result.descriptor = descriptor;
     return result;
+}
+
+} // namespace
+
+ExclusiveOpenResult openExclusive(const QString& path, ExclusiveOpenMode mode)
+{
+    return openDespiteProbes([&] { return openOnce(path, mode); });
 }
 
 } // namespace vt::platform

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/ExclusiveOpen.h"
+#include "platform/ShortRetry.h"
 #include "platform/windows/plain/ExclusiveHandle.h"
 
 #include <QDir>
@@ -24,9 +25,7 @@ ExclusiveOpenResult failure(const char* call, unsigned long code)
     return result;
 }
 
-} // namespace
-
-ExclusiveOpenResult openExclusive(const QString& path, ExclusiveOpenMode mode)
+ExclusiveOpenResult openOnce(const QString& path, ExclusiveOpenMode mode)
 {
     const std::wstring name = QDir::toNativeSeparators(path).toStdWString();
     const windows::ExclusiveHandle opened = windows::openExclusiveHandle(
@@ -49,6 +48,13 @@ ExclusiveOpenResult openExclusive(const QString& path, ExclusiveOpenMode mode)
     result.outcome = ExclusiveOpenResult::Outcome::Opened;
     result.descriptor = descriptor;
     return result;
+}
+
+} // namespace
+
+ExclusiveOpenResult openExclusive(const QString& path, ExclusiveOpenMode mode)
+{
+    return openDespiteProbes([&] { return openOnce(path, mode); });
 }
 
 } // namespace vt::platform

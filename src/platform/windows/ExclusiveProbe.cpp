@@ -7,6 +7,7 @@ namespace vt::platform {
 
 bool isHeldByWriter(const QString& path)
 {
+    // Keeps a writer out for the moment that it takes; openExclusive() puts up with it.
     const HANDLE handle =
         CreateFileW(reinterpret_cast<const wchar_t*>(path.utf16()), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
