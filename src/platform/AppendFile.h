@@ -18,6 +18,11 @@ public:
     AppendFile(const AppendFile&) = delete;
     AppendFile& operator=(const AppendFile&) = delete;
 
+    enum class Creation { Created, NameTaken, Failed };
+    /// As open(), for a file that does not exist yet.
+    [[nodiscard]] Creation create(const QString& path);
+    /// True when an AppendFile of this process or another has the existing file open. Does not touch it.
+    [[nodiscard]] static bool isOpenSomewhere(const QString& path);
     /// Opens for appending, creates what is missing (not the folder). Replaces the file that was open when
     /// that works, else leaves it.
     [[nodiscard]] bool open(const QString& path);
@@ -33,6 +38,7 @@ public:
     [[nodiscard]] std::size_t appendWhileDying(std::string_view bytes) const noexcept;
 
 private:
+    void take(std::intptr_t handle) noexcept;
     static constexpr std::intptr_t Closed = -1; ///< also the value of an invalid handle on Windows
     std::atomic<std::intptr_t> m_handle{Closed};
 };

@@ -2,6 +2,7 @@
 #include "session/LogManager.h"
 
 #include "daqmx/KeepAlive.h"
+#include "platform/AppendFile.h"
 #include "session/LogLine.h"
 #include "session/LogQueue.h"
 #include "session/LogRotation.h"
@@ -22,6 +23,7 @@ namespace {
 
 constexpr int MostLogs = 10; ///< this run's included
 constexpr int MostCrashReports = 5;
+constexpr int MostNamesakes = 9;  ///< of one process id, which is always the same in a container
 constexpr int UrgentWaitMs = 200; ///< what a critical message may cost its caller
 constexpr int EndWaitMs = 2000;
 
@@ -60,8 +62,11 @@ void saveQueuedLines()
 void removeOldest(const QDir& folder, const QString& prefix, int limit, const char* whatWasRemoved)
 {
     QStringList names = folder.entryList(QDir::Files);
-    names.removeIf(
-        [&prefix](const QString& name) { return !name.startsWith(prefix) || !name.endsWith(u".txt"_s); });
+    // The log of another running instance is nothing old, and would go on unseen without its name.
+    names.removeIf([&](const QString& name) {
+        return !name.startsWith(prefix) || !name.endsWith(u".txt"_s) ||
+               AppendFile::isOpenSomewhere(folder.filePath(name));
+    });
     for (const QString& name : namesToRemove(names, limit))
         if (folder.exists(name) && QFile::remove(folder.filePath(name)))
             qDebug().noquote() << whatWasRemoved << name;
@@ -124,8 +129,17 @@ void LogManager::Private::openLog(const QString& folder, const QString& name, co
 {
     QDir().mkpath(folder);
     removeOldest(QDir(folder), name + u"_log_"_s, MostLogs, "LogManager: Removed old log:");
-    const QString path = u"%1/%2_log_%3.txt"_s.arg(folder, name, startTime.toString(u"yyyyMMdd_hhmmss"_s));
-    if (core->writer.open(path)) {
+    const QString base = u"%1/%2_log_%3"_s.arg(folder, name, startTime.toString(u"yyyyMMdd_hhmmss"_s));
+    QString path = base + u".txt"_s;
+    AppendFile::Creation created = core->writer.create(path);
+    // Another instance was started in the same second, or an hour ago by a clock that was put back since.
+    for (int i = 1; created == AppendFile::Creation::NameTaken && i <= MostNamesakes; ++i) {
+        path = u"%1_%2%3.txt"_s.arg(base)
+                   .arg(QCoreApplication::applicationPid())
+                   .arg(i == 1 ? QString() : u"_%1"_s.arg(i));
+        created = core->writer.create(path);
+    }
+    if (created == AppendFile::Creation::Created) {
         logFilePath = path;
         qDebug().noquote() << "LogManager: Log file created:" << path;
         return;

@@ -31,6 +31,12 @@ bool LogWriter::open(const QString& path)
     return m_file.open(path);
 }
 
+AppendFile::Creation LogWriter::create(const QString& path)
+{
+    m_path = path;
+    return m_file.create(path);
+}
+
 void LogWriter::start()
 {
     m_thread.reset(QThread::create([this] { run(); }));

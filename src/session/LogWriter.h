@@ -36,6 +36,8 @@ public:
 
     /// False: records only go to the debugger output. Before start().
     [[nodiscard]] bool open(const QString& path);
+    /// As open(), for a file that does not exist yet.
+    [[nodiscard]] AppendFile::Creation create(const QString& path);
     void start();
     /// Writes what is queued and ends the thread. False when that has not happened after timeoutMs: the
     /// thread is held by the disk, and the object has to outlive it.

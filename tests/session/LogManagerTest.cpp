@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "session/LogManager.h"
 
+#include "platform/AppendFile.h"
 #include "session/LogLine.h"
 #include "session/LogQueue.h"
 #include "session/LogWriter.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
@@ -110,6 +112,27 @@ TEST_F(LogFolder, KeepsNineOldLogsAndFourOldReports)
                                     u"LogManager: Message handler installed"_s,
                                     u"LogManager: Initialization complete"_s,
                                 }));
+}
+
+TEST_F(LogFolder, LeavesTheLogsOfOtherRunningInstancesAlone)
+{
+    ASSERT_TRUE(QDir(m_folder.path()).mkpath(u"logs"_s));
+    const QString oldest = u"Mouse_log_20250101_120000.txt"_s;
+    const QString namesake = u"Mouse_log_20260309_070501.txt"_s; // started in the same second
+    AppendFile running;
+    ASSERT_EQ(running.create(path(u"logs/"_s + oldest)), AppendFile::Creation::Created);
+    QStringList expected{oldest};
+    for (int day = 1; day <= 10; ++day) {
+        expected << u"Mouse_log_202601%1_120000.txt"_s.arg(day, 2, 10, QChar(u'0'));
+        touch(path(u"logs/"_s + expected.back()));
+    }
+    touch(path(u"logs/"_s + namesake));
+    expected << namesake << u"Mouse_log_20260309_070501_%1.txt"_s.arg(QCoreApplication::applicationPid());
+    expected.remove(1, 2); // nine are left that nobody writes
+    const LogManager log(options());
+    EXPECT_EQ(names(u"logs"_s), expected);
+    EXPECT_EQ(log.logFilePath(), path(u"logs/"_s + expected.back()));
+    EXPECT_EQ(content(path(u"logs/"_s + namesake)), QString());
 }
 
 TEST(LogLine, HasTheStatedShape)

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace vt {
@@ -25,6 +26,20 @@ std::size_t writeAll(std::intptr_t handle, std::string_view bytes) noexcept
     return taken;
 }
 
+int openFile(const QString& path, int flags)
+{
+    return ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | flags,
+                  S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+}
+
+struct flock wholeFile()
+{
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return lock;
+}
+
 } // namespace
 
 AppendFile::~AppendFile()
@@ -33,15 +48,42 @@ AppendFile::~AppendFile()
         ::close(static_cast<int>(m_handle.load()));
 }
 
+AppendFile::Creation AppendFile::create(const QString& path)
+{
+    const int opened = openFile(path, O_EXCL);
+    if (opened < 0)
+        return errno == EEXIST ? Creation::NameTaken : Creation::Failed;
+    take(opened);
+    return Creation::Created;
+}
+
 bool AppendFile::open(const QString& path)
 {
-    const int opened = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC,
-                              S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+    const int opened = openFile(path, 0);
     if (opened < 0)
         return false;
-    if (const std::intptr_t before = m_handle.exchange(opened); before != Closed)
-        ::close(static_cast<int>(before));
+    take(opened);
     return true;
+}
+
+void AppendFile::take(std::intptr_t handle) noexcept
+{
+    // Only a sign for others: on a file system that cannot lock, the file is written all the same.
+    struct flock sign = wholeFile();
+    std::ignore = ::fcntl(static_cast<int>(handle), F_OFD_SETLK, &sign);
+    if (const std::intptr_t before = m_handle.exchange(handle); before != Closed)
+        ::close(static_cast<int>(before));
+}
+
+bool AppendFile::isOpenSomewhere(const QString& path)
+{
+    const int descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor < 0)
+        return false;
+    struct flock sign = wholeFile();
+    const bool open = ::fcntl(descriptor, F_OFD_GETLK, &sign) == 0 && sign.l_type != F_UNLCK;
+    ::close(descriptor);
+    return open;
 }
 
 std::size_t AppendFile::append(std::string_view bytes) noexcept

@@ -29,6 +29,15 @@ std::size_t writeAll(std::intptr_t handle, std::string_view bytes) noexcept
     return taken;
 }
 
+/// INVALID_HANDLE_VALUE after an error, which GetLastError() tells.
+HANDLE openFile(const QString& path, DWORD creation)
+{
+    // FILE_APPEND_DATA writes at the end; FILE_WRITE_DATA allows to cut a half-written line.
+    return CreateFileW(reinterpret_cast<const wchar_t*>(QDir::toNativeSeparators(path).utf16()),
+                       FILE_APPEND_DATA | FILE_WRITE_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
+                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, creation, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
 } // namespace
 
 AppendFile::~AppendFile()
@@ -37,20 +46,41 @@ AppendFile::~AppendFile()
         CloseHandle(handleOf(m_handle.load()));
 }
 
+AppendFile::Creation AppendFile::create(const QString& path)
+{
+    HANDLE opened = openFile(path, CREATE_NEW);
+    if (opened == INVALID_HANDLE_VALUE)
+        return GetLastError() == ERROR_FILE_EXISTS ? Creation::NameTaken : Creation::Failed;
+    take(reinterpret_cast<std::intptr_t>(opened));
+    return Creation::Created;
+}
+
 bool AppendFile::open(const QString& path)
 {
-    // FILE_APPEND_DATA writes at the end; FILE_WRITE_DATA allows to cut a half-written line.
-    HANDLE opened =
-        CreateFileW(reinterpret_cast<const wchar_t*>(QDir::toNativeSeparators(path).utf16()),
-                    FILE_APPEND_DATA | FILE_WRITE_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
-                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE opened = openFile(path, OPEN_ALWAYS);
     if (opened == INVALID_HANDLE_VALUE)
         return false;
-    SetFilePointerEx(opened, {}, nullptr, FILE_END);
-    const std::intptr_t before = m_handle.exchange(reinterpret_cast<std::intptr_t>(opened));
-    if (before != Closed)
-        CloseHandle(handleOf(before));
+    take(reinterpret_cast<std::intptr_t>(opened));
     return true;
+}
+
+void AppendFile::take(std::intptr_t handle) noexcept
+{
+    SetFilePointerEx(handleOf(handle), {}, nullptr, FILE_END);
+    if (const std::intptr_t before = m_handle.exchange(handle); before != Closed)
+        CloseHandle(handleOf(before));
+}
+
+bool AppendFile::isOpenSomewhere(const QString& path)
+{
+    // The writer does not let it be removed.
+    HANDLE looked = CreateFileW(reinterpret_cast<const wchar_t*>(QDir::toNativeSeparators(path).utf16()),
+                                DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                OPEN_EXISTING, 0, nullptr);
+    if (looked == INVALID_HANDLE_VALUE)
+        return GetLastError() == ERROR_SHARING_VIOLATION;
+    CloseHandle(looked);
+    return false;
 }
 
 std::size_t AppendFile::append(std::string_view bytes) noexcept
