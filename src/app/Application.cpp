@@ -154,23 +154,18 @@ void connectWindow(MainWindow& window, SessionController& session, WindowInterac
     });
 }
 
-void applyExplicit(MainWindow& window, const CommandLine& line)
-{
-    RecordingSetup setup = window.setupPanel()->setup();
-    applyExplicitOptions(line, setup);
-    window.setupPanel()->setSetup(setup);
-}
-
 void applyCommandLine(MainWindow& window, const CommandLine& line)
 {
-    applyExplicit(window, line);
-    if (!line.setupFile.isEmpty()) {
-        // What was given on the command line goes before what the file says.
-        QObject::connect(
-            window.setupFileActions(), &SetupFileActions::loaded, &window,
-            [&window, line] { applyExplicit(window, line); }, Qt::SingleShotConnection);
-        window.setupFileActions()->loadOnceReady(line.setupFile);
-    }
+    RecordingSetup setup = window.setupPanel()->setupToSave();
+    applyExplicitOptions(line, setup);
+    window.setupPanel()->setSetup(setup);
+    window.setupFileActions()->acceptPanel();
+    // What was given on the command line goes before what the file says. Of that a setup file holds the
+    // animal IDs only; the rest is in the panel already and the user's from here on.
+    if (!line.setupFile.isEmpty())
+        window.setupFileActions()->loadOnceReady(
+            line.setupFile,
+            [ids = line.animalIds](RecordingSetup& loaded) { applyAnimalIds(ids, loaded.animalIds); });
     // After the window's own first look for devices.
     if (!line.device.isEmpty())
         QMetaObject::invokeMethod(
@@ -207,7 +202,7 @@ int runConsole()
     if (line.action == CommandLine::Action::ListDevices)
         return listDevices(session);
     const auto power = Safeguards::protect(session, services.time(), user);
-    Safeguards::tellUnclosed(user);
+    safeguards.tellUnclosed(user);
     services.paceBy(session);
 
     HeadlessRunner runner(session, services.time(), line);
@@ -230,6 +225,7 @@ int runWindow()
     const Services services(line);
     if (services.failed())
         return 1;
+    TerminationSignals::leaveTerminal();
     WindowInteraction user;
     Safeguards safeguards;
     SessionController session(services.driver(), services.time(), user,
@@ -243,8 +239,9 @@ int runWindow()
     connectWindow(window, session, user, termination);
     applyCommandLine(window, line);
     window.show();
-    Safeguards::tellUnclosed(user);
-    return QCoreApplication::exec();
+    safeguards.tellUnclosed(user);
+    const int status = QCoreApplication::exec();
+    return user.hadFatalError() ? 1 : status;
 }
 
 } // namespace vt

@@ -46,7 +46,8 @@ void addOptions(QCommandLineParser& parser)
          u"FILE"_s},
         {u"headless"_s, u"No window: record at once, print progress to standard error; Ctrl-C stops."_s},
         {u"device"_s,
-         u"NI-DAQmx device name, \"sim\", or \"strivix:PORT\" for the serial amplifier at a port."_s,
+         u"NI-DAQmx device name; \"sim\" or \"sim16\", simulated units with 8 and 16 channels; "
+         "\"strivix:PORT\", the serial amplifier at a port; or \"strivix:sim\", a simulated one."_s,
          u"NAME"_s},
         {u"channels"_s, u"Channels to record, 1 to 16 (default: all that the device offers)."_s, u"N"_s},
         {u"animal"_s, u"\"mouse\" or \"rat\", for the simulated unit and the serial amplifier."_s, u"KIND"_s},

@@ -18,6 +18,11 @@ RecordingSetup setupFromCommandLine(const CommandLine& line, const DeviceDetails
     return setup;
 }
 
+void applyAnimalIds(const QStringList& given, QStringList& animalIds)
+{
+    animalIds = given + animalIds.mid(given.size());
+}
+
 void applyExplicitOptions(const CommandLine& line, RecordingSetup& setup)
 {
     if (!line.output.isEmpty())
@@ -26,12 +31,7 @@ void applyExplicitOptions(const CommandLine& line, RecordingSetup& setup)
         setup.channelCount = line.channels;
     if (line.animalType > 0)
         setup.animalType = line.animalType;
-    for (qsizetype channel = 0; channel < line.animalIds.size(); ++channel) {
-        if (channel < setup.animalIds.size())
-            setup.animalIds[channel] = line.animalIds[channel];
-        else
-            setup.animalIds.append(line.animalIds[channel]);
-    }
+    applyAnimalIds(line.animalIds, setup.animalIds);
     setup.activityOnly = setup.activityOnly || line.activityOnly;
     setup.bandpass = setup.bandpass || line.bandpass;
     if (line.durationSeconds > 0.0)

@@ -12,6 +12,9 @@ namespace vt {
 [[nodiscard]] RecordingSetup setupFromCommandLine(const CommandLine& line, const DeviceDetails& details,
                                                   const SetupFileContents* contents);
 
+/// Replaces the IDs of the first channels; what follows them stays.
+void applyAnimalIds(const QStringList& given, QStringList& animalIds);
+
 /// Only the options that were given; for a setup that the window has filled in.
 void applyExplicitOptions(const CommandLine& line, RecordingSetup& setup);
 

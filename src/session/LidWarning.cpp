@@ -20,6 +20,7 @@ Question question(const PowerSchemeQuery::Result& scheme)
            "in Windows Power & Sleep settings.");
     asked.buttons = QStringList{tr("Open Power Settings"), tr("Continue")};
     asked.defaultButton = Continue;
+    asked.escapeButton = -1; // both buttons start the recording
     asked.checkBox = tr("Don't show this again");
     return asked;
 }

@@ -231,8 +231,9 @@ void SessionController::addCompanion(std::unique_ptr<RecordingCompanion> compani
 void SessionController::refreshDevices()
 {
     d->daqInfo.refreshDAQList();
-    if (d->amplifier.refresh())
-        emit devicesChanged();
+    d->amplifier.refresh();
+    // Also with the same devices: another instance may have taken or released one.
+    emit devicesChanged();
 }
 
 std::vector<DeviceEntry> SessionController::devices() const
@@ -284,8 +285,9 @@ void SessionController::start()
 
 void SessionController::requestStop()
 {
-    const Question question{
-        tr("Stop Recording"), tr("Are you sure you want to stop recording?"), {tr("&Yes"), tr("&No")}, 0};
+    Question question{
+        tr("Stop Recording"), tr("Are you sure you want to stop recording?"), {tr("&Yes"), tr("&No")}, 0, 1};
+    question.id = stopQuestionId();
     d->user.ask(question, [guard = QPointer<SessionController>(this)](int answer) {
         if (guard && answer == 0)
             guard->stop(EndReason::UserStop);

@@ -41,6 +41,7 @@ struct SetupFileContents
 struct SetupFileError
 {
     QString text;
+    bool isForOtherUnit = false; ///< only the number of channels differs, as far as was looked
 };
 
 /// deviceChannelCount: of the selected device; the file must have been saved for as many.

@@ -222,7 +222,8 @@ std::variant<SetupFileContents, SetupFileError> parseSetup(const QByteArray& jso
     if (contents.channelCount != deviceChannelCount)
         return SetupFileError{u"This config was saved for %1 channel(s); the selected DAQ has %2. Nothing "
                               "was applied."_s.arg(contents.channelCount)
-                                  .arg(deviceChannelCount)};
+                                  .arg(deviceChannelCount),
+                              true};
     readSections(root, contents);
     if (!problem.isEmpty())
         return SetupFileError{problem};

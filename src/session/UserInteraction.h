@@ -16,10 +16,20 @@ struct Question
     QString text;
     QStringList buttons;
     int defaultButton = 0;
-    QString informativeText = {};           ///< below the text, in smaller type; may be empty
-    QString checkBox = {};                  ///< label of a check box; empty: none
-    std::function<void(bool)> checked = {}; ///< state of the check box, called before the answer
+    /// Escape and the frame's close button answer this; -1: they answer -1, which decides nothing.
+    int escapeButton = -1;
+    QString informativeText = {}; ///< below the text, in smaller type; may be empty
+    QString checkBox = {};        ///< label of a check box; empty: none
+    /// State of the check box, called before the answer; not when that is -1.
+    std::function<void(bool)> checked = {};
+    QString id = {}; ///< tells a question that may have to be withdrawn; empty for others
 };
+
+/// Id of the question whether to stop the recording.
+[[nodiscard]] inline QString stopQuestionId()
+{
+    return QStringLiteral("stop");
+}
 
 /// How the session controller talks to the person in front of the program. The window shows boxes; the
 /// headless mode writes the same texts to standard error. Interface thread only; no method waits for the
@@ -32,7 +42,8 @@ public:
     /// A message that the user closes.
     virtual void notify(Severity severity, const QString& title, const QString& text) = 0;
 
-    /// answered(index of the pressed button). Closing the box answers -1.
+    /// answered(index of the pressed button). Closing the box answers question.escapeButton, which may be -1;
+    /// so does, with -1, a question that is withdrawn because it has become pointless. -1 is a no.
     virtual void ask(const Question& question, std::function<void(int)> answered) = 0;
 
     /// A non-modal notice that stays until closeNotice(id) or until a newer one takes its id's place.

@@ -26,6 +26,7 @@
 #include <QStatusBar>
 #include <QTabWidget>
 #include <QVBoxLayout>
+#include <utility>
 
 namespace vt {
 
@@ -233,6 +234,8 @@ void MainWindow::connectSession()
         m_setup->setDevice(details);
         m_setupFile->setDevice(details);
         m_simulated->setVisible(details.usable && details.simulated);
+        if (!details.refusal.isEmpty()) // the list may not know yet that another instance has it
+            m_devices->setDevices(m_controller.devices());
         updateSteps();
     });
     connect(&m_controller, &SessionController::segmentStarted, this,
@@ -262,6 +265,9 @@ void MainWindow::handleState(SessionState state)
     if (state == SessionState::Paused)
         freezeTraces();
     refreshStatus();
+    // Whoever ends the recording, whether to end it is no question any more.
+    if (idle || state == SessionState::Stopping)
+        m_user.closeQuestion(stopQuestionId());
     if (idle && m_closeWhenIdle)
         close();
 }
@@ -297,13 +303,14 @@ void MainWindow::freezeTraces()
 void MainWindow::handleRecordingEnded(EndReason reason)
 {
     refreshStatus();
-    if (reason == EndReason::CouldNotStart)
+    // Without a summary nothing was recorded: the name is still free and the last report still the last.
+    if (reason == EndReason::CouldNotStart || m_controller.lastSummary().isEmpty())
         return;
     m_traces->clearSource(tr("Recording ended"));
     // The name is used up: the next recording must not replace this one.
     m_setup->setBasePath({});
     m_report->setPlainText(m_controller.lastSummary());
-    m_reportCard->setVisible(!m_controller.lastSummary().isEmpty());
+    m_reportCard->show();
 }
 
 void MainWindow::handleMarker()
@@ -367,12 +374,13 @@ void MainWindow::updateSteps()
     m_traces->emptyState()->setStepDone(EmptyState::NameFile, !m_setup->basePath().isEmpty());
 }
 
-void MainWindow::handleQuestionAnswered(int index)
+void MainWindow::handleQuestionAnswered(const QString& id, int index)
 {
-    // The window was to close after the recording, but the user chose to go on recording.
-    const SessionState state = m_controller.state();
-    if (index != 0 && state != SessionState::Stopping && state != SessionState::Idle)
-        m_closeWhenIdle = false;
+    if (id != stopQuestionId() || !std::exchange(m_askedToClose, false) || index != 0)
+        return;
+    m_closeWhenIdle = true;
+    if (m_controller.state() == SessionState::Idle)
+        close();
 }
 
 void MainWindow::chooseDevice(const QString& name)
@@ -389,10 +397,13 @@ void MainWindow::closeEvent(QCloseEvent* event)
         return;
     }
     event->ignore();
-    const bool asked = m_closeWhenIdle;
-    m_closeWhenIdle = true;
-    if (state != SessionState::Stopping && !asked)
-        m_controller.requestStop();
+    if (state == SessionState::Stopping && !m_closeWhenIdle)
+        statusBar()->showMessage(tr("The recording is being closed. Close the window after that."),
+                                 MessageMs);
+    if (state == SessionState::Stopping || m_closeWhenIdle || m_askedToClose)
+        return;
+    m_controller.requestStop();
+    m_askedToClose = true;
 }
 
 void MainWindow::changeEvent(QEvent* event)

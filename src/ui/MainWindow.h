@@ -86,7 +86,7 @@ private:
     void handleStimulateNow();
     void showStimulation(const StimulationStatus& stimulation);
     void handleAutoResume(bool enabled);
-    void handleQuestionAnswered(int index);
+    void handleQuestionAnswered(const QString& id, int index);
     void refreshStatus();
     void updateSteps();
     void startRecording();
@@ -114,7 +114,8 @@ private:
     QTimer m_statusTimer;
     DeviceDetails m_device;
     statustext::Scoring m_scoring = statustext::Scoring::SleepWake;
-    bool m_closeWhenIdle = false;
+    bool m_askedToClose = false;  ///< the open stop question came from closing the window
+    bool m_closeWhenIdle = false; ///< that question was answered with yes
     bool m_applyingTheme = false;
 };
 

@@ -15,10 +15,10 @@ namespace vt {
 
 namespace {
 
-/// The two questions of this class have one harmless answer, the last.
+/// The two questions of this class have one harmless answer, the last, which Escape gives, too.
 Question riskyQuestion(const QString& title, const QString& text, const QString& button)
 {
-    return {title, text, {button, SetupFileActions::tr("&Cancel")}, 1};
+    return {title, text, {button, SetupFileActions::tr("&Cancel")}, 1, 1};
 }
 
 } // namespace
@@ -45,6 +45,11 @@ void SetupFileActions::setLocked(bool locked)
 QByteArray SetupFileActions::fingerprint() const
 {
     return formatSetup(setupContents(m_panel.setupToSave(), MaxChannels), {}, {});
+}
+
+void SetupFileActions::acceptPanel()
+{
+    m_kept = fingerprint();
 }
 
 bool SetupFileActions::isReady()
@@ -91,59 +96,71 @@ void SetupFileActions::loadFrom(const QString& path)
 {
     if (m_locked || !isReady())
         return;
-    const std::optional<SetupFileContents> contents = readOrTell(path);
-    if (!contents)
-        return;
-    if (fingerprint() == m_kept) {
-        apply(*contents, path);
-        return;
-    }
-    m_user.ask(riskyQuestion(tr("Load Configuration"),
-                             tr("The setup was changed and not saved. Loading '%1' replaces the changes.")
-                                 .arg(QFileInfo(path).fileName()),
-                             tr("&Load")),
-               [guard = QPointer<SetupFileActions>(this), contents = *contents, path](int answer) {
-                   // The unit may have been changed, or a recording begun, before the answer.
-                   if (guard && answer == 0 && !guard->m_locked &&
-                       contents.channelCount == guard->m_channelCount)
-                       guard->apply(contents, path);
-               });
+    const auto result = readSetupFile(path, m_channelCount);
+    if (const auto* contents = std::get_if<SetupFileContents>(&result))
+        applyOrAsk(*contents, {path, {}});
+    else
+        tell(std::get<SetupFileError>(result));
 }
 
-void SetupFileActions::loadOnceReady(const QString& path)
+void SetupFileActions::loadOnceReady(const QString& path, const Adjustment& adjust)
 {
-    m_waiting = path;
+    m_waiting = Load{path, adjust};
     loadWaiting();
 }
 
 void SetupFileActions::loadWaiting()
 {
-    if (m_waiting.isEmpty() || m_channelCount == 0 || m_locked)
+    if (!m_waiting || m_channelCount == 0 || m_locked)
         return;
-    const QString path = std::exchange(m_waiting, {});
-    if (const auto contents = readOrTell(path))
-        apply(*contents, path);
+    const Load load = *std::exchange(m_waiting, std::nullopt);
+    const auto result = readSetupFile(load.path, m_channelCount);
+    if (const auto* contents = std::get_if<SetupFileContents>(&result)) {
+        applyOrAsk(*contents, load);
+        return;
+    }
+    const auto& error = std::get<SetupFileError>(result);
+    if (error.isForOtherUnit)
+        m_waiting = load;
+    tell(error);
 }
 
-std::optional<SetupFileContents> SetupFileActions::readOrTell(const QString& path)
+void SetupFileActions::tell(const SetupFileError& error)
 {
-    auto result = readSetupFile(path, m_channelCount);
-    if (auto* contents = std::get_if<SetupFileContents>(&result))
-        return std::move(*contents);
     m_user.notify(Severity::Critical, tr("Load Configuration"),
-                  tr("Could not load the configuration.\n\n%1").arg(std::get<SetupFileError>(result).text));
-    return std::nullopt;
+                  tr("Could not load the configuration.\n\n%1").arg(error.text));
 }
 
-void SetupFileActions::apply(const SetupFileContents& contents, const QString& path)
+void SetupFileActions::applyOrAsk(const SetupFileContents& contents, const Load& load)
 {
+    if (fingerprint() == m_kept) {
+        apply(contents, load);
+        return;
+    }
+    m_user.ask(riskyQuestion(tr("Load Configuration"),
+                             tr("The setup was changed and not saved. Loading '%1' replaces the changes.")
+                                 .arg(QFileInfo(load.path).fileName()),
+                             tr("&Load")),
+               [guard = QPointer<SetupFileActions>(this), contents, load](int answer) {
+                   // The unit may have been changed, or a recording begun, before the answer.
+                   if (guard && answer == 0 && !guard->m_locked &&
+                       contents.channelCount == guard->m_channelCount)
+                       guard->apply(contents, load);
+               });
+}
+
+void SetupFileActions::apply(const SetupFileContents& contents, const Load& load)
+{
+    m_waiting.reset();
     RecordingSetup setup = m_panel.setupToSave();
     applySetup(contents, setup);
+    if (load.adjust)
+        load.adjust(setup);
     m_panel.setSetup(setup);
-    m_kept = fingerprint();
-    remember(path);
-    emit loaded(path);
-    emit done(tr("Configuration loaded from %1").arg(QDir::toNativeSeparators(path)));
+    acceptPanel();
+    remember(load.path);
+    emit loaded(load.path);
+    emit done(tr("Configuration loaded from %1").arg(QDir::toNativeSeparators(load.path)));
     if (!contents.vexioProblem.isEmpty())
         m_user.notify(Severity::Warning, tr("Load Configuration"),
                       tr("Could not load the configuration.\n\n%1").arg(contents.vexioProblem) +
@@ -181,7 +198,8 @@ void SetupFileActions::write(const QString& path)
                       tr("Could not save the configuration.\n\n%1").arg(problem));
         return;
     }
-    m_kept = fingerprint();
+    acceptPanel();
+    m_waiting.reset();
     remember(path);
     emit done(tr("Configuration saved in %1").arg(QDir::toNativeSeparators(path)));
 }

@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QObject>
 #include <QString>
+#include <functional>
 #include <optional>
 
 class QFileDialog;
@@ -37,8 +38,14 @@ public:
     /// file that no dialog has asked about.
     void loadFrom(const QString& path);
     void saveTo(const QString& path);
-    /// Loads this file without a question as soon as there is a usable device, now or later; once.
-    void loadOnceReady(const QString& path);
+    /// Changes a loaded setup before it is shown.
+    using Adjustment = std::function<void(RecordingSetup&)>;
+    /// Loads this file once, as soon as there is a usable device, now or later. Asks only about what the user
+    /// changed meanwhile. A file for another number of channels is told and waits for the next device;
+    /// loading another file ends the wait. adjust belongs to this one load.
+    void loadOnceReady(const QString& path, const Adjustment& adjust = {});
+    /// What the panel shows now is no change of the user's.
+    void acceptPanel();
 
 signals:
     /// A file in this folder was loaded or saved: remember it for the next start.
@@ -52,18 +59,24 @@ private:
     [[nodiscard]] bool isReady();
     [[nodiscard]] QFileDialog* createDialog(const QString& title);
     [[nodiscard]] QByteArray fingerprint() const;
+    struct Load
+    {
+        QString path;
+        Adjustment adjust;
+    };
     /// Tells the user why, when the file cannot be loaded.
-    [[nodiscard]] std::optional<SetupFileContents> readOrTell(const QString& path);
+    void tell(const SetupFileError& error);
     void loadWaiting();
-    void apply(const SetupFileContents& contents, const QString& path);
+    void applyOrAsk(const SetupFileContents& contents, const Load& load);
+    void apply(const SetupFileContents& contents, const Load& load);
     void write(const QString& path);
     void remember(const QString& path);
 
     SetupPanel& m_panel;
     UserInteraction& m_user;
     QString m_folder;
-    QString m_waiting; ///< to be loaded once there is a device
-    QByteArray m_kept; ///< fingerprint of the setup as last loaded or saved
+    std::optional<Load> m_waiting; ///< to be loaded once there is a device
+    QByteArray m_kept;             ///< fingerprint of the setup as last loaded or saved
     int m_channelCount = 0;
     bool m_locked = false;
 };

@@ -189,13 +189,11 @@ void SetupPanel::setDevice(const DeviceDetails& details)
     m_offeredChannels = details.usable ? std::min(details.offeredChannels, MaxChannels) : 0;
     m_animalType = details.animalType;
     showAnimalTypeChoice(details.usable && details.kind == DeviceKind::SerialAmplifier);
-    const bool hadNone = m_channelCount->value() == 0;
     {
         const QSignalBlocker block(m_channelCount);
         m_channelCount->setRange(m_offeredChannels > 0 ? 1 : 0, m_offeredChannels);
-        if (hadNone)
-            m_channelCount->setValue(m_wantedChannels > 0 ? m_wantedChannels : m_offeredChannels);
     }
+    showWantedChannels();
     setChannelCount(m_channelCount->value());
     setLocked(m_locked);
     emit setupChanged();
@@ -205,8 +203,10 @@ void SetupPanel::setSetup(const RecordingSetup& setup)
 {
     m_carried = setup;
     m_ids = setup.animalIds;
-    m_wantedChannels = setup.channelCount;
-    m_channelCount->setValue(setup.channelCount);
+    if (setup.channelCount != m_channelCount->value()) {
+        m_wantedChannels = setup.channelCount;
+        showWantedChannels();
+    }
     setChannelCount(m_channelCount->value());
     if (const int index = m_animalTypeChoice->findData(setup.animalType); index >= 0)
         m_animalTypeChoice->setCurrentIndex(index);
@@ -252,6 +252,12 @@ QStringList SetupPanel::enteredAnimalIds() const
     for (int channel = 0; channel < m_channelCount->value(); ++channel)
         ids << (m_ids.value(channel).isEmpty() ? QString::number(channel + 1) : m_ids.value(channel));
     return ids;
+}
+
+void SetupPanel::showWantedChannels()
+{
+    const QSignalBlocker block(m_channelCount); // a limited number is not what was asked for
+    m_channelCount->setValue(m_wantedChannels > 0 ? m_wantedChannels : m_offeredChannels);
 }
 
 void SetupPanel::setChannelCount(int count)

@@ -33,7 +33,8 @@ public:
     /// Limits the channel count to what the unit offers and fixes the file name's extension. The animal type
     /// is asked for with a device that does not know it. A unit that is not usable leaves nothing to set up.
     void setDevice(const DeviceDetails& details);
-    /// The channel count is limited to what the unit offers, now or once one is chosen.
+    /// The channel count, 0 meaning all, is limited to what the unit offers, now or once one is chosen. One
+    /// that differs from the present one counts as asked for, with the units that are chosen later, too.
     void setSetup(const RecordingSetup& setup);
     [[nodiscard]] RecordingSetup setup() const;
     /// The same with the animal IDs of all of the device's channels, for a setup file.
@@ -64,6 +65,7 @@ private:
     [[nodiscard]] Card* buildAnimals();
     [[nodiscard]] Card* buildFile();
     [[nodiscard]] QLayout* buildConfigButtons();
+    void showWantedChannels();
     void setChannelCount(int count);
     void showAnimalTypeChoice(bool shown);
     [[nodiscard]] int animalType() const;
@@ -89,7 +91,7 @@ private:
     QString m_basePath;
     QString m_suggestedPath;
     int m_offeredChannels = 0;
-    int m_wantedChannels = 0; ///< asked for before a unit was chosen; 0: all
+    int m_wantedChannels = 0; ///< asked for by someone; 0: all
     int m_animalType = 0;
     bool m_locked = false;
 };

@@ -65,6 +65,24 @@ private:
     bool m_dismissed = false;
 };
 
+/// Escape and the frame's close button reject the box instead of pressing one of its buttons.
+class QuestionBox : public QMessageBox
+{
+public:
+    using QMessageBox::QMessageBox;
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override
+    {
+        if (event->matches(QKeySequence::Cancel) || event->key() == Qt::Key_Back)
+            reject();
+        else
+            QMessageBox::keyPressEvent(event);
+    }
+    // Past the message box, which would take this for its escape button.
+    void closeEvent(QCloseEvent* event) override { QDialog::closeEvent(event); }
+};
+
 QMessageBox::Icon iconFor(Severity severity)
 {
     switch (severity) {
@@ -120,7 +138,8 @@ void WindowInteraction::notify(Severity severity, const QString& title, const QS
 
 void WindowInteraction::ask(const Question& question, std::function<void(int)> answered)
 {
-    auto* box = new QMessageBox(m_window);
+    closeQuestion(question.id);
+    auto* box = new QuestionBox(m_window);
     fill(box, QMessageBox::Question, question.title, question.text);
     box->setInformativeText(question.informativeText);
     QCheckBox* check = nullptr;
@@ -137,25 +156,36 @@ void WindowInteraction::ask(const Question& question, std::function<void(int)> a
             box->setDefaultButton(button);
         last = button;
     }
-    // Escape means the last button, the harmless one by convention. Without any the frame could not be
-    // closed.
+    // Never pressed by the box. Without any the frame's close button would be disabled on some systems.
     box->setEscapeButton(last);
     const auto done = std::make_shared<bool>(false);
-    const auto finish = [this, done, check, checked = question.checked,
+    const auto finish = [this, done, check, id = question.id, checked = question.checked,
                          answered = std::move(answered)](int index) {
         if (std::exchange(*done, true))
             return;
-        if (check && checked)
+        m_withdrawals.remove(id);
+        if (check && checked && index >= 0)
             checked(check->isChecked());
         answered(index);
-        emit questionAnswered(index);
+        emit questionAnswered(id, index);
     };
     connect(box, &QMessageBox::buttonClicked, this,
             [finish](QAbstractButton* button) { finish(button->property("answer").toInt()); });
-    connect(box, &QDialog::finished, this, [finish] { finish(-1); });
+    connect(box, &QDialog::finished, this, [finish, escape = question.escapeButton] { finish(escape); });
+    if (!question.id.isEmpty())
+        m_withdrawals.insert(question.id, [finish, shown = QPointer<QMessageBox>(box)] {
+            finish(-1);
+            closeBox(shown);
+        });
     if (m_window)
         box->setWindowModality(Qt::WindowModal);
     box->show();
+}
+
+void WindowInteraction::closeQuestion(const QString& id)
+{
+    if (const auto withdraw = m_withdrawals.take(id))
+        withdraw();
 }
 
 void WindowInteraction::showNotice(const QString& id, const QString& title, const QString& text,
@@ -190,6 +220,7 @@ void WindowInteraction::setRecordingIndicator(const QString& text)
 
 void WindowInteraction::fatalError(const QString& title, const QString& text)
 {
+    m_fatal = true;
     auto* box = new QMessageBox(m_window);
     fill(box, QMessageBox::Critical, title, text);
     box->setStandardButtons(QMessageBox::Ok);

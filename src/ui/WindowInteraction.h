@@ -33,19 +33,25 @@ public:
     void setRecordingIndicator(const QString& text) override;
     void fatalError(const QString& title, const QString& text) override;
 
+    /// Withdraws the open question of that id, which answers -1; does nothing without one.
+    void closeQuestion(const QString& id);
+    /// The program ends with exit status 1, whatever ends it.
+    [[nodiscard]] bool hadFatalError() const { return m_fatal; }
     [[nodiscard]] QString recordingIndicator() const { return m_indicator; }
 
 signals:
     void recordingIndicatorChanged(const QString& text);
-    /// After the asker's callback has run; index as in UserInteraction::ask.
-    void questionAnswered(int index);
+    /// After the asker's callback has run; id of the question, index as in UserInteraction::ask.
+    void questionAnswered(const QString& id, int index);
     /// The user has seen the message: end the program with exit status 1.
     void fatalErrorSeen();
 
 private:
     QPointer<QWidget> m_window;
     QHash<QString, QPointer<QMessageBox>> m_notices;
+    QHash<QString, std::function<void()>> m_withdrawals; ///< of open questions with an id
     QString m_indicator;
+    bool m_fatal = false;
 };
 
 } // namespace vt

@@ -2,6 +2,7 @@
 // The whole window: real clicks and keys, a real session, a simulated unit, stepped time.
 #include "WindowHarness.h"
 
+#include "platform/DaqClaim.h"
 #include "ui/EmptyState.h"
 #include "ui/LiveTraces.h"
 #include "ui/SetupPanel.h"
@@ -12,6 +13,7 @@
 #include <QDir>
 #include <QFile>
 #include <QLabel>
+#include <QListWidget>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPlainTextEdit>
@@ -102,7 +104,10 @@ TEST(MainWindow, ClosingWhileRecordingAsksAndAStayIsForgotten)
     QSignalSpy closed(&h.window, &MainWindow::geometryToKeep);
     ASSERT_TRUE(h.startRecording());
     EXPECT_FALSE(h.window.close());
-    ASSERT_TRUE(h.press(stopTitle(), u"&No"_s));
+    const QPointer<QMessageBox> question = h.box(stopTitle());
+    ASSERT_FALSE(question.isNull());
+    QTest::keyClick(question, Qt::Key_Escape);
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return question.isNull(); }));
     EXPECT_EQ(h.session.state(), SessionState::Recording);
     EXPECT_TRUE(h.window.isVisible());
     EXPECT_EQ(h.deliver(30), 30);
@@ -133,6 +138,65 @@ TEST(MainWindow, ClosingWhileRecordingEndsTheRecordingFirst)
     EXPECT_TRUE(WindowHarness::waitUntil([&] { return !h.window.isVisible(); }));
     EXPECT_EQ(h.session.state(), SessionState::Idle);
     EXPECT_EQ(h.session.lastEndReason(), EndReason::UserStop);
+}
+
+TEST(MainWindow, ACloseThatWasNotConfirmedIsForgottenWhenTheRecordingEndsByItself)
+{
+    WindowHarness h;
+    ASSERT_TRUE(h.startRecording());
+    EXPECT_FALSE(h.window.close());
+    const QPointer<QMessageBox> question = h.box(stopTitle());
+    ASSERT_FALSE(question.isNull());
+    h.unplug();
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return !h.box(u"DAQ Disconnected"_s).isNull(); }));
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return question.isNull(); })) << "nothing is left to stop";
+    EXPECT_EQ(h.session.lastEndReason(), EndReason::DeviceLost);
+    EXPECT_TRUE(h.window.isVisible());
+    EXPECT_FALSE(h.box(u"DAQ Disconnected"_s).isNull()) << "the user has not seen it yet";
+    EXPECT_TRUE(h.window.close());
+}
+
+TEST(MainWindow, AStopBeforeTheRecordingBeganUsesUpNoName)
+{
+    WindowHarness h;
+    ASSERT_TRUE(h.startRecording());
+    h.session.stop(EndReason::UserStop);
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.window.setupPanel()->basePath().isEmpty(); }));
+    const QString report = h.window.findChild<QPlainTextEdit*>()->toPlainText();
+    const QString second = h.folder.filePath(u"second"_s);
+    h.window.setupPanel()->setBasePath(second);
+    QTest::mouseClick(h.button(u"startButton"_s), Qt::LeftButton);
+    ASSERT_EQ(h.session.state(), SessionState::Preparing);
+    h.session.stop(EndReason::UserStop);
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.session.state() == SessionState::Idle; }));
+    EXPECT_EQ(h.window.setupPanel()->basePath(), second);
+    EXPECT_EQ(h.window.findChild<QPlainTextEdit*>()->toPlainText(), report) << "still the last recording";
+}
+
+TEST(MainWindow, AUnitThatAnotherInstanceGaveUpCanBeChosenAfterARefresh)
+{
+    const QTemporaryDir runtime; // of this test's own instances
+    const QByteArray runtimeBefore = qgetenv("XDG_RUNTIME_DIR");
+    const QByteArray temporaryBefore = qgetenv("TMPDIR");
+    for (const char* name : {"XDG_RUNTIME_DIR", "TMPDIR"})
+        qputenv(name, runtime.path().toLocal8Bit());
+    DaqClaim ours;
+    DaqClaim theirs;
+    WindowHarness h({.claim = &ours});
+    const auto* list = h.window.findChild<QListWidget*>(u"deviceList"_s);
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return list->count() == 1; }));
+    const auto canBeChosen = [&] { return list->item(0)->flags().testFlag(Qt::ItemIsEnabled); };
+    EXPECT_TRUE(canBeChosen());
+
+    ASSERT_TRUE(theirs.tryClaim(h.session.devices().at(0).serial)); // after the list was shown
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(0)).center());
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return !canBeChosen(); })) << "it was refused";
+    theirs.release();
+    QTest::keyClick(&h.window, Qt::Key_F5);
+    EXPECT_TRUE(WindowHarness::waitUntil(canBeChosen));
+    EXPECT_TRUE(h.chooseUnit());
+    qputenv("XDG_RUNTIME_DIR", runtimeBefore);
+    qputenv("TMPDIR", temporaryBefore);
 }
 
 TEST(MainWindow, ADisconnectShowsTheNoticeWhoseButtonEndsTheRecording)

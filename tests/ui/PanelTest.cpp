@@ -195,6 +195,26 @@ TEST_F(SetupPanelTest, ASetupThatComesBeforeTheUnitIsKept)
     EXPECT_EQ(setup.basePath, wanted.basePath);
 }
 
+TEST_F(SetupPanelTest, OnlyANumberOfChannelsThatWasAskedForStaysWithTheNextUnit)
+{
+    const auto choose = [this](int channels) {
+        m_panel.setDevice({});
+        m_panel.setDevice(details(u"Dev1"_s, channels, 1));
+        return m_panel.setup().channelCount;
+    };
+    EXPECT_EQ(choose(8), 8);
+    m_panel.setSetup(m_panel.setupToSave()); // as when a setup file is loaded
+    EXPECT_EQ(choose(16), 16);
+    RecordingSetup wanted = m_panel.setupToSave();
+    wanted.channelCount = 12;
+    m_panel.setSetup(wanted);
+    EXPECT_EQ(choose(8), 8);
+    m_panel.setSetup(m_panel.setupToSave());
+    EXPECT_EQ(choose(16), 12);
+    QTest::keyClick(m_panel.findChild<QSpinBox*>(), Qt::Key_Down);
+    EXPECT_EQ(choose(16), 11);
+}
+
 TEST_F(SetupPanelTest, OptionsAndTimesAreSetByKeys)
 {
     m_panel.setDevice(details(u"Dev1"_s, 2, 1));

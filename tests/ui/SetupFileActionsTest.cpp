@@ -189,14 +189,55 @@ TEST_F(SetupFileActionsTest, ChangesAndFilesAreReplacedOnlyAfterAQuestion)
 TEST_F(SetupFileActionsTest, AFileNamedBeforehandIsLoadedOnceTheUnitIsKnown)
 {
     QSignalSpy loaded(&m_actions, &SetupFileActions::loaded);
-    m_actions.loadOnceReady(written(u"mice.vtconfig"_s, m_golden));
+    const QString path = written(u"mice.vtconfig"_s, m_golden);
+    m_actions.loadOnceReady(path, [](RecordingSetup& setup) { setup.animalIds[2] = u"given"_s; });
     EXPECT_EQ(loaded.count(), 0);
     ASSERT_TRUE(h.chooseUnit());
     EXPECT_EQ(loaded.count(), 1);
     EXPECT_EQ(m_panel.setup().animalIds.at(0), u"M-101"_s);
+    EXPECT_EQ(m_panel.setup().animalIds.at(2), u"given"_s);
     EXPECT_TRUE(h.box(u"Not Ready to Record"_s).isNull());
     m_actions.setDevice(h.session.status().device);
     EXPECT_EQ(loaded.count(), 1) << "once";
+    m_actions.loadFrom(path);
+    EXPECT_TRUE(h.box(loadTitle()).isNull()) << "the user changed nothing";
+    EXPECT_EQ(m_panel.setup().animalIds.at(2), u"3"_s) << "the adjustment was for the other load";
+}
+
+TEST_F(SetupFileActionsTest, AFileNamedBeforehandForAnotherUnitWaitsUntilAnotherIsLoaded)
+{
+    RecordingSetup eight;
+    eight.animalIds = {u"E1"_s, u"E2"_s};
+    const QString waiting = written(
+        u"eight.vtconfig"_s, formatSetup(setupContents(eight, 8), u"1"_s, QDateTime::currentDateTimeUtc()));
+    const QString broken = written(u"broken.vtconfig"_s, "{");
+    const QString mice = written(u"mice.vtconfig"_s, m_golden);
+    ASSERT_TRUE(h.chooseUnit());
+    DeviceDetails other = h.session.status().device;
+    const DeviceDetails three = other;
+    other.offeredChannels = 8;
+    const auto choose = [this](const DeviceDetails& device) {
+        m_panel.setDevice({});
+        m_panel.setDevice(device);
+        m_actions.setDevice(device);
+        return m_panel.setup().animalIds.at(0);
+    };
+    int adjusted = 0;
+    const auto adjust = [&](RecordingSetup&) { ++adjusted; };
+    m_actions.loadOnceReady(waiting, adjust);
+    EXPECT_TRUE(boxText(loadTitle()).contains(u"saved for 8 channel(s)"_s));
+    EXPECT_EQ(choose(other), u"E1"_s);
+    EXPECT_EQ(adjusted, 1);
+    EXPECT_EQ(m_panel.setup().channelCount, 8);
+
+    // The next two loads end without their file, and nothing of them is left for the one from the dialog.
+    EXPECT_EQ(choose(three), u"E1"_s);
+    m_actions.loadOnceReady(broken, adjust);
+    m_actions.loadOnceReady(waiting, adjust);
+    m_actions.loadFrom(mice);
+    EXPECT_EQ(m_panel.setup().animalIds.at(0), u"M-101"_s);
+    EXPECT_EQ(choose(other), u"M-101"_s);
+    EXPECT_EQ(adjusted, 1);
 }
 
 TEST_F(SetupFileActionsTest, ARecordingKeepsItsSetup)

@@ -30,7 +30,8 @@ SimulatedUnit::Config unitConfig(int channels)
 
 WindowHarness::WindowHarness(const Options& options)
     : unit(unitConfig(options.channels)),
-      session(unit, time, user, {.autoResume = options.autoResume, .rememberSaveName = {}}),
+      session(unit, time, user,
+              {.autoResume = options.autoResume, .rememberSaveName = {}, .claim = options.claim}),
       window(session, user)
 {
     window.show();

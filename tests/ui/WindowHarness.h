@@ -24,6 +24,7 @@ public:
     {
         int channels = 2;
         bool autoResume = false;
+        DaqClaim* claim = nullptr;
     };
     WindowHarness() : WindowHarness(Options{}) {}
     explicit WindowHarness(const Options& options);

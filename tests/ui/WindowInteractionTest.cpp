@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/WindowInteraction.h"
+#include "session/LidWarning.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
@@ -37,7 +39,7 @@ protected:
     }
     void ask(int defaultButton = 0)
     {
-        m_user.ask({u"Stop Recording"_s, u"Are you sure?"_s, {u"&Yes"_s, u"&No"_s}, defaultButton},
+        m_user.ask({u"Stop Recording"_s, u"Are you sure?"_s, {u"&Yes"_s, u"&No"_s}, defaultButton, 1},
                    [this](int index) { m_answers.push_back(index); });
     }
 
@@ -78,7 +80,7 @@ TEST_F(WindowInteractionTest, AQuestionIsAnsweredOnceByWhicheverWay)
     const auto byEscape = [](QMessageBox* box) { QTest::keyClick(box, Qt::Key_Escape); };
     const auto byFrame = [](QMessageBox* box) { box->close(); };
     const std::vector<std::pair<std::function<void(QMessageBox*)>, int>> ways{
-        {byReturn, 0}, {byMouse, 1}, {byMnemonic, 1}, {byEscape, 1}, {byFrame, -1}};
+        {byReturn, 0}, {byMouse, 1}, {byMnemonic, 1}, {byEscape, 1}, {byFrame, 1}};
     for (std::size_t way = 0; way < ways.size(); ++way) {
         SCOPED_TRACE(way);
         m_answers.clear();
@@ -93,6 +95,29 @@ TEST_F(WindowInteractionTest, AQuestionIsAnsweredOnceByWhicheverWay)
         EXPECT_EQ(m_answers, std::vector<int>{ways[way].second});
         EXPECT_EQ(answered.count(), 1);
     }
+}
+
+TEST_F(WindowInteractionTest, ClosingTheLidWarningDecidesNothing)
+{
+    Question lid = LidWarning::question(
+        {true, PowerSchemeQuery::LidAction::DoNothing, PowerSchemeQuery::LidAction::Sleep, false});
+    int checked = 0;
+    lid.checked = [&](bool) { ++checked; };
+    for (const bool byKey : {true, false}) {
+        SCOPED_TRACE(byKey);
+        m_answers.clear();
+        m_user.ask(lid, [this](int index) { m_answers.push_back(index); });
+        const QPointer<QMessageBox> shown = box(lid.title);
+        ASSERT_NE(shown, nullptr);
+        shown->checkBox()->setChecked(true);
+        if (byKey)
+            QTest::keyClick(shown, Qt::Key_Escape);
+        else
+            shown->close();
+        EXPECT_TRUE(gone(shown));
+        EXPECT_EQ(m_answers, std::vector<int>{-1});
+    }
+    EXPECT_EQ(checked, 0);
 }
 
 TEST_F(WindowInteractionTest, TheDefaultButtonIsTheOneAskedFor)
@@ -146,6 +171,7 @@ TEST_F(WindowInteractionTest, TheProgramMayEndOnlyWhenTheFatalMessageWasSeen)
     const QPointer<QMessageBox> shown = box(u"Fatal Error"_s);
     ASSERT_NE(shown, nullptr);
     EXPECT_EQ(seen.count(), 0);
+    EXPECT_TRUE(m_user.hadFatalError()) << "whatever ends the program now";
     QTest::keyClick(shown, Qt::Key_Return);
     EXPECT_TRUE(gone(shown));
     EXPECT_EQ(seen.count(), 1);
