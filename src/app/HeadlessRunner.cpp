@@ -4,9 +4,9 @@
 #include "app/CommandLineSetup.h"
 #include "app/ConsoleInteraction.h"
 #include "base/TimeSource.h"
-#include "platform/ExclusiveProbe.h"
 #include "recording/SegmentPaths.h"
 #include "session/SessionController.h"
+#include "session/SetupCheck.h"
 
 #include <QDebug>
 #include <QFileInfo>
@@ -144,8 +144,8 @@ bool HeadlessRunner::keepExisting(RecordingSetup& setup, int animalType)
 {
     const QString base = stripRecordingExtension(setup.basePath);
     const QFileInfo raw(segmentPaths(base, animalType).raw);
-    if (base.isEmpty() || !raw.isFile() || raw.size() == 0 || platform::isHeldByWriter(raw.filePath()))
-        return true;
+    if (base.isEmpty() || raw.size() == 0 || !checkRecordingPath(base, animalType).isEmpty())
+        return true; // nothing to keep, or the session says what is wrong with it
     setup.basePath = nextAvailableSegmentPath(base, animalType);
     if (QFileInfo::exists(segmentPaths(setup.basePath, animalType).raw)) {
         fail(u"%1 exists, and so do all numbered names after it."_s.arg(raw.filePath()));

@@ -52,7 +52,7 @@ def check_config(test, rows, base, channels, labels, product, serial, device):
     test.assertEqual(rows[5][0], "Activation Mode:")
     test.assertEqual((rows[6][0], len(rows[6])), ("Randomization Range:", 7))
     test.assertEqual(rows[7], ["Activation Schedule:", "Always Active"])
-    test.assertEqual(rows[8], ["Stim Cages:"] + ["0"] * 8)
+    test.assertEqual(rows[8], ["Stim Cages:"] + ["0"] * max(8, channels))
     test.assertEqual(rows[9], ["Stimulation Parameters", "", "Frequency", "Amplitude (V)", "Duration (s)"])
     test.assertEqual(rows[10:], [["", f"Cage {cage}", "-", "-", "-"] for cage in range(1, 9)])
 

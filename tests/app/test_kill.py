@@ -126,10 +126,15 @@ class KillTest(AppTest):
                 except Exception as error:
                     raise AssertionError(f"seed {seed}, speed {speed}, killed after {seconds:.3f} s: "
                                          f"{error}") from error
-            # What the last kill left behind keeps nobody from recording there again.
+            # What the last kill left behind keeps nobody from recording there again, and is itself kept.
+            raw = reader.file_names(base, reader.MOUSE)["raw"]
+            left = raw.read_bytes() if raw.exists() else b""
+            again = base.with_name(f"{base.name} (1)") if left else base
             self.assert_status(0, self.run_program(*simulate(DATA / "real4.f64", "--channels", CHANNELS, base=base,
                                                              duration=10)))
-            self.assertEqual(self.check_files(base, 300), 300)
+            self.assertEqual(self.check_files(again, 300), 300)
+            if left:
+                self.assertEqual(raw.read_bytes(), left)
 
         self.together(*[lambda number=number: slot(number) for number in range(slots)])
         self.assertEqual(len(frames), kills)
