@@ -30,9 +30,10 @@ std::unique_ptr<PowerGuard> Safeguards::protect(SessionController& session, Time
 
 void Safeguards::tellUnclosed(UserInteraction& user)
 {
-    if (const QStringList files = OpenRecordings::takeUnclosed(); !files.isEmpty())
+    m_unclosed.look([&user](const UnclosedRecordings::Found& found) {
         user.notify(Severity::Warning, QCoreApplication::translate("Safeguards", "Recording Not Closed"),
-                    OpenRecordings::message(files));
+                    UnclosedRecordings::message(found));
+    });
 }
 
 } // namespace vt

@@ -4,6 +4,7 @@
 #include "platform/DaqClaim.h"
 #include "session/PowerGuard.h"
 #include "session/SessionController.h"
+#include "session/UnclosedRecordings.h"
 
 #include <memory>
 
@@ -23,11 +24,13 @@ public:
     /// user outlive.
     [[nodiscard]] static std::unique_ptr<PowerGuard> protect(SessionController& session, TimeSource& time,
                                                              UserInteraction& user);
-    /// Tells the user of recordings that an earlier run could not close.
-    static void tellUnclosed(UserInteraction& user);
+    /// Tells the user, who outlives this object, of recordings that an earlier run could not close; as soon
+    /// as the disk has answered. Once.
+    void tellUnclosed(UserInteraction& user);
 
 private:
     DaqClaim m_claim;
+    UnclosedRecordings m_unclosed;
 };
 
 } // namespace vt

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "session/AppSettings.h"
 
+#include <QCryptographicHash>
 #include <QDebug>
 #include <QSettings>
 #include <memory>
@@ -59,6 +60,15 @@ void setValue(const QString& key, const QVariant& newValue)
     const auto store = currentStore();
     store->setValue(key, newValue);
     sync(*store);
+}
+
+const QString OpenRecordingsGroup = u"openRecordings"_s;
+
+/// A path is no key: it may be longer than the registry allows, and holds separators.
+QString openRecordingKey(const QString& rawFile)
+{
+    const QByteArray hash = QCryptographicHash::hash(rawFile.toUtf8(), QCryptographicHash::Sha1).toHex();
+    return OpenRecordingsGroup + u'/' + QString::fromLatin1(hash);
 }
 
 } // namespace
@@ -125,12 +135,25 @@ void setShowLidWarning(bool show)
 
 QStringList openRecordings()
 {
-    return value(u"openRecordings"_s).toStringList();
+    const auto store = currentStore();
+    store->setFallbacksEnabled(false);
+    store->beginGroup(OpenRecordingsGroup);
+    QStringList rawFiles;
+    for (const QString& key : store->childKeys())
+        rawFiles << store->value(key).toString();
+    return rawFiles;
 }
 
-void setOpenRecordings(const QStringList& rawFiles)
+void noteOpenRecording(const QString& rawFile)
 {
-    setValue(u"openRecordings"_s, rawFiles);
+    setValue(openRecordingKey(rawFile), rawFile);
+}
+
+void forgetOpenRecording(const QString& rawFile)
+{
+    const auto store = currentStore();
+    store->remove(openRecordingKey(rawFile));
+    sync(*store);
 }
 
 void migrateLegacySettings()
@@ -163,7 +186,9 @@ void clearAll()
     qInfo().noquote() << "DEBUG: Clearing all application settings (OOB test mode)";
     const auto store = currentStore();
     store->setFallbacksEnabled(false);
-    store->clear();
+    for (const QString& key : store->allKeys())
+        if (!key.startsWith(OpenRecordingsGroup + u'/'))
+            store->remove(key);
     if (sync(*store))
         qInfo().noquote() << "All settings cleared. Application will start with defaults.";
 }

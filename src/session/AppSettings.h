@@ -35,16 +35,18 @@ void setLastAnimalIdDir(const QString& folder);
 void setShowLidWarning(bool show);
 
 /// Raw files that instances of the program are writing. One that is still there when nobody writes it was not
-/// closed.
+/// closed. Each is kept for itself: instances that change theirs at the same moment lose nothing.
 [[nodiscard]] QStringList openRecordings();
-void setOpenRecordings(const QStringList& rawFiles);
+void noteOpenRecording(const QString& rawFile);
+void forgetOpenRecording(const QString& rawFile);
 
 /// Takes over what an earlier release kept under another organisation's name. Keys that this program's own
 /// store holds already win. The old store is emptied once the new one is safely written. At start-up, before
 /// anything is read.
 void migrateLegacySettings();
 
-/// "--clear-settings". After the migration, or that would bring old values back.
+/// "--clear-settings". After the migration, or that would bring old values back. The open recordings stay:
+/// they are no settings, and may be those of other instances.
 void clearAll();
 
 /// Takes these ini files in place of the platform's two stores, for tests; empty names: the platform's

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "session/OpenRecordings.h"
 
-#include "platform/ExclusiveProbe.h"
 #include "recording/SegmentPaths.h"
 #include "session/AppSettings.h"
 
-#include <QCoreApplication>
-#include <QDir>
 #include <QFileInfo>
 
 namespace vt {
@@ -30,37 +27,11 @@ void OpenRecordings::replace(const QString& rawFile)
 {
     if (rawFile == m_noted)
         return;
-    // Read anew each time: other instances note theirs in the same list.
-    QStringList open = AppSettings::openRecordings();
-    open.removeAll(m_noted);
-    if (!rawFile.isEmpty() && !open.contains(rawFile))
-        open << rawFile;
-    AppSettings::setOpenRecordings(open);
+    if (!rawFile.isEmpty())
+        AppSettings::noteOpenRecording(rawFile);
+    if (!m_noted.isEmpty())
+        AppSettings::forgetOpenRecording(m_noted);
     m_noted = rawFile;
-}
-
-QStringList OpenRecordings::takeUnclosed()
-{
-    const QStringList noted = AppSettings::openRecordings();
-    QStringList running;
-    QStringList unclosed;
-    for (const QString& rawFile : noted)
-        (platform::isHeldByWriter(rawFile) ? running : unclosed) << rawFile;
-    if (!unclosed.isEmpty())
-        AppSettings::setOpenRecordings(running);
-    return unclosed;
-}
-
-QString OpenRecordings::message(const QStringList& rawFiles)
-{
-    QStringList lines;
-    for (const QString& file : rawFiles)
-        lines << QDir::toNativeSeparators(file);
-    return QCoreApplication::translate(
-               "OpenRecordings",
-               "The last recording was not closed: the program or the computer ended while "
-               "it ran. Its files hold everything up to the last block that was written:\n%1")
-        .arg(lines.join(QLatin1Char('\n')));
 }
 
 } // namespace vt

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 """Claims among instances, the system's power events, and what is left when an instance dies."""
 
+import contextlib
 import re
 import signal
 import subprocess
@@ -14,6 +15,7 @@ from program import STANDIN, parse_summary, simulate
 
 CHANNELS = 2
 TWO_MINUTES = 120
+INSTANCES = 4
 
 
 def warnings(result):
@@ -25,7 +27,8 @@ class ClaimsTest(DriverTest):
     def test_second_instance_is_told_who_has_the_unit(self):
         with self.start(*simulate("--channels", CHANNELS, base=self.folder / "first", speed=1)) as first:
             first.wait_for(r"Recording  segment 0  frames \d+")
-            shared = {"XDG_RUNTIME_DIR": str(first.home / "run")}
+            # Another runtime folder, as of a program that cron starts beside the desktop's.
+            shared = {"TMPDIR": str(first.home / "tmp")}
             second = self.run_program(*simulate(base=self.folder / "second", duration=1), environment=shared)
             self.assert_status(1, second)
             self.assertEqual(second.messages,
@@ -61,6 +64,32 @@ class LeftOpenTest(DriverTest):
         self.assertGreater(len(reader.read_recording(base, reader.MOUSE, whole=False, config=False).samples), 0)
         third = self.run_program(*simulate(base=self.folder / "third", duration=1), home=killed.home)
         self.assertNotIn("not closed", third.messages)
+
+
+    def test_instances_that_end_together_leave_nothing_noted(self):
+        home = self.folder / "home"
+        home.mkdir()
+
+        def begin(number):
+            own = self.folder / f"unit-{number}"  # the claims of a computer of its own: all have the same unit
+            own.mkdir(mode=0o700)
+            return self.start(*simulate("--channels", CHANNELS, base=self.folder / f"run-{number}", speed=1),
+                              home=home, environment={"XDG_RUNTIME_DIR": str(own), "TMPDIR": str(own)})
+
+        settings = home / "config" / "OrrinDale" / "Vellumtide5.conf"
+        with contextlib.ExitStack() as stack:
+            programs = [stack.enter_context(begin(number)) for number in range(INSTANCES)]
+            for program in programs:
+                program.wait_for(r"Recording  segment 0  frames [1-9]\d*")
+            noted = settings.read_text().split("[openRecordings]")[1]
+            self.assertEqual(noted.count("run-"), INSTANCES, noted)
+            for program in programs:
+                program.signal(signal.SIGTERM)
+            for program in programs:
+                self.assert_status(0, program.finish())
+        self.assertNotIn("openRecordings", settings.read_text())
+        logs = list((home / "data").glob("**/logs/*_log_*.txt"))
+        self.assertEqual(len(logs), INSTANCES, logs)
 
 
 class PowerTest(DriverTest):

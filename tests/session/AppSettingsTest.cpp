@@ -65,7 +65,8 @@ TEST_F(AppSettingsTest, DefaultsAndTheKeysThatOtherVersionsRead)
     AppSettings::setLastConfigDir(u"/configs"_s);
     AppSettings::setLastAnimalIdDir(u"/ids"_s);
     AppSettings::setShowLidWarning(false);
-    AppSettings::setOpenRecordings({u"/data/b"_s, u"/data/c"_s});
+    AppSettings::noteOpenRecording(u"/data/b"_s);
+    AppSettings::noteOpenRecording(u"/data/c"_s);
 
     QFile file(m_current); // on the disk at once: the program may die in the next moment
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -73,9 +74,13 @@ TEST_F(AppSettingsTest, DefaultsAndTheKeysThatOtherVersionsRead)
     for (const char* line :
          {"saveFileName=/data/a\n", "autoResumeOnDaqDisconnect=true\n",
           "geometry=", "[SetupDialog]\nlastConfigDir=/configs\n", "[ChannelConfig]\nlastAnimalIDDir=/ids\n",
-          "[PowerWarnings]\nshowLidWarning=false\n", "openRecordings=/data/b, /data/c\n"})
+          "[PowerWarnings]\nshowLidWarning=false\n",
+          // The keys are what `printf /data/b | sha1sum` says.
+          "30f5700c74d6b0715ec416bd90de7aedc7bdbc28=/data/b\n",
+          "b409cb74f575b22d594dd4f4b3e1201ab51926a7=/data/c\n"})
         EXPECT_TRUE(text.contains(line)) << line << text.constData();
-    EXPECT_EQ(AppSettings::openRecordings(), (QStringList{u"/data/b"_s, u"/data/c"_s}));
+    AppSettings::forgetOpenRecording(u"/data/b"_s);
+    EXPECT_EQ(AppSettings::openRecordings(), QStringList{u"/data/c"_s});
     EXPECT_EQ(messages(), QStringList());
 }
 
@@ -118,7 +123,7 @@ TEST_F(AppSettingsTest, AStoreThatCannotBeWrittenIsToldOnce)
     AppSettings::setSaveFileName(u"/data/a"_s);
     AppSettings::setLastConfigDir(u"/configs"_s);
     AppSettings::setGeometry("shape");
-    AppSettings::setOpenRecordings({});
+    AppSettings::noteOpenRecording(u"/data/b"_s);
     ASSERT_EQ(messages().size(), 1) << qPrintable(messages().join(u'\n'));
     EXPECT_TRUE(messages()[0].contains(unwritable));
 }
@@ -127,8 +132,10 @@ TEST_F(AppSettingsTest, ClearingLeavesDefaultsAndSaysSo)
 {
     AppSettings::setAutoResumeOnDaqDisconnect(true);
     AppSettings::setLastConfigDir(u"/configs"_s);
+    AppSettings::noteOpenRecording(u"/data/a"_s); // may be another instance's
     AppSettings::clearAll();
-    EXPECT_EQ(keys(m_current), QStringList());
+    EXPECT_EQ(keys(m_current).size(), 1);
+    EXPECT_EQ(AppSettings::openRecordings(), QStringList{u"/data/a"_s});
     EXPECT_FALSE(AppSettings::autoResumeOnDaqDisconnect());
     EXPECT_EQ(messages(), (QStringList{u"============================================================"_s,
                                        u"DEBUG: Clearing all application settings (OOB test mode)"_s,

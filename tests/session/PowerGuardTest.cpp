@@ -8,6 +8,7 @@
 #include "session/AppSettings.h"
 #include "session/OpenRecordings.h"
 #include "session/PowerGuard.h"
+#include "session/UnclosedRecordings.h"
 
 #include <QFile>
 #include <gtest/gtest.h>
@@ -137,15 +138,29 @@ TEST(OpenRecordings, ARecordingThatWasNotClosedIsToldOnceAndARunningOneNever)
     SessionHarness harness;
     harness.session->addCompanion(std::make_unique<OpenRecordings>());
     ASSERT_TRUE(harness.beginRecording());
-    EXPECT_EQ(OpenRecordings::takeUnclosed(), QStringList()); // its writer still holds the file
-    EXPECT_EQ(OpenRecordings::takeUnclosed(), QStringList());
+    const QStringList running = AppSettings::openRecordings();
+    ASSERT_EQ(running.size(), 1);
 
-    // As after a kill: the note is there, the lock is not.
+    // As after a kill: the note is there, the lock is not. And as after a folder was removed or disconnected.
     const QString killed = harness.path(u"killed.binfb"_s);
-    AppSettings::setOpenRecordings(AppSettings::openRecordings() << killed);
-    EXPECT_EQ(OpenRecordings::takeUnclosed(), QStringList{killed});
-    EXPECT_TRUE(OpenRecordings::message({killed}).contains(killed));
-    EXPECT_EQ(OpenRecordings::takeUnclosed(), QStringList());
+    const QString gone = harness.path(u"gone/killed.binfb"_s);
+    ASSERT_TRUE(QFile(killed).open(QIODevice::WriteOnly));
+    AppSettings::noteOpenRecording(killed);
+    AppSettings::noteOpenRecording(gone);
+    std::vector<UnclosedRecordings::Found> told;
+    {
+        UnclosedRecordings unclosed;
+        unclosed.look([&](const UnclosedRecordings::Found& found) { told.push_back(found); });
+        EXPECT_TRUE(told.empty()) << "the disk is not looked at here";
+        ASSERT_TRUE(SessionHarness::waitUntil([&] { return !told.empty(); }));
+    }
+    EXPECT_EQ(told[0].unclosed, QStringList{killed}); // the running one's writer still holds its file
+    EXPECT_EQ(told[0].missing, QStringList{gone});
+    const QString message = UnclosedRecordings::message(told[0]);
+    EXPECT_TRUE(message.section(u"\n\n"_s, 0, 0)
+                    .endsWith(u"everything up to the last block that was written:\n"_s + killed));
+    EXPECT_TRUE(message.section(u"\n\n"_s, 1).endsWith(u'\n' + gone));
+    EXPECT_EQ(AppSettings::openRecordings(), running);
     ASSERT_TRUE(harness.stopAndWaitIdle());
     EXPECT_TRUE(AppSettings::openRecordings().isEmpty());
     AppSettings::useFiles({}, {});
