@@ -226,7 +226,6 @@ int runWindow()
     if (services.failed())
         return 1;
     TerminationSignals::leaveTerminal();
-    TerminationSignals::leaveTerminal();
     WindowInteraction user;
     Safeguards safeguards;
     SessionController session(services.driver(), services.time(), user,
