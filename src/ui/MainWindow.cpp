@@ -52,7 +52,7 @@ MainWindow::MainWindow(SessionController& controller, WindowInteraction& user,
     m_setupFile->setFolder(preferences.lastConfigDir);
     connectPanels();
     connectSession();
-    setMinimumSize(1100, 640);
+    setMinimumSize(1180, 640);
     resize(1280, 800);
     if (!preferences.geometry.isEmpty())
         restoreGeometry(preferences.geometry);
@@ -398,8 +398,7 @@ void MainWindow::closeEvent(QCloseEvent* event)
     }
     event->ignore();
     if (state == SessionState::Stopping && !m_closeWhenIdle)
-        statusBar()->showMessage(tr("The recording is being closed. Close the window after that."),
-                                 MessageMs);
+        statusBar()->showMessage(tr("Wait until the recording is closed"), MessageMs);
     if (state == SessionState::Stopping || m_closeWhenIdle || m_askedToClose)
         return;
     m_controller.requestStop();

@@ -124,7 +124,7 @@ QToolTip { background: @surface; color: @text; border: 1px solid @border; paddin
 QFrame[kind="card"] { background: @surface; border: 1px solid @border; border-radius: @radiuspx; }
 QFrame[kind="rule"] { background: @border; border: none; }
 QScrollArea { background: transparent; border: none; }
-QScrollArea > QWidget > QWidget { background: transparent; }
+QScrollArea > QWidget#qt_scrollarea_viewport > QWidget { background: transparent; }
 
 QLabel[textRole="caption"] { color: @muted; font-size: @captionpt; }
 QLabel[textRole="hint"] { color: @muted; font-size: @hintpt; }

@@ -3,8 +3,10 @@
 // a user sees from the first look to the end of a recording: light and dark, small and large. Prints what a
 // refresh of the traces costs. Exit status 1 when a step did not come about.
 #include "base/TimeSource.h"
+#include "session/LidWarning.h"
 #include "session/SessionController.h"
 #include "simulation/SimulatedUnit.h"
+#include "ui/DevicePanel.h"
 #include "ui/LiveTraces.h"
 #include "ui/MainWindow.h"
 #include "ui/SetupPanel.h"
@@ -88,6 +90,8 @@ public:
     {
         runFor(300);
         save(QStringLiteral("1-idle"));
+        if (!saveSpecialCases())
+            return failed("the lid warning is not shown");
         auto* list = m_window.findChild<QListWidget*>(QStringLiteral("deviceList"));
         if (!runUntil([list] { return list->count() > 0; }))
             return failed("no device is offered");
@@ -126,6 +130,41 @@ public:
     }
 
 private:
+    /// What this unit and this computer do not have.
+    bool saveSpecialCases()
+    {
+        const Question lid = LidWarning::question(
+            {true, PowerSchemeQuery::LidAction::DoNothing, PowerSchemeQuery::LidAction::Sleep, false});
+        m_user.ask(lid, [](int) {});
+        runFor(100);
+        QMessageBox* warning = notice(lid.title);
+        if (!warning)
+            return false;
+        saveWidget(warning, QStringLiteral("1-lid"));
+        warning->reject();
+
+        auto* panel = m_window.findChild<DevicePanel*>();
+        DeviceEntry amplifier{QStringLiteral("strivix:/dev/ttyACM0"), QStringLiteral("USB serial device"),
+                              QStringLiteral("5583231353735190F1C1"), false};
+        amplifier.kind = DeviceKind::SerialAmplifier;
+        panel->setDevices({{QStringLiteral("Dev1"), QStringLiteral("USB-6218"), QStringLiteral("01A2B3C4"),
+                            false, true, 4711},
+                           amplifier});
+        DeviceDetails details{
+            amplifier.name, QStringLiteral("Strivix"), amplifier.serial, 2, 0, 0, false, true};
+        details.kind = DeviceKind::SerialAmplifier;
+        panel->blockSignals(true); // nothing answers at that port
+        panel->chooseDevice(amplifier.name);
+        panel->blockSignals(false);
+        panel->setDetails(details);
+        m_window.setupPanel()->setDevice(details);
+        runFor(100);
+        save(QStringLiteral("1-amplifier"));
+        m_window.setupPanel()->setDevice({});
+        panel->setDevices(m_session.devices());
+        return true;
+    }
+
     static SimulatedUnit::Config unitConfig(int channels)
     {
         SimulatedUnit::Config config;
@@ -228,12 +267,14 @@ int main(int argc, char** argv)
     }
     const QSize small(1280, 800);
     const QSize large(1920, 1080);
+    const QSize smallest(1180, 640);
     bool complete = true;
     for (const auto& [look, channels] :
          {std::pair{Look{QStringLiteral("light-1280"), Theme::lightPalette(), small}, 8},
           std::pair{Look{QStringLiteral("dark-1280"), Theme::darkPalette(), small}, 16},
           std::pair{Look{QStringLiteral("light-1920"), Theme::lightPalette(), large}, 16},
-          std::pair{Look{QStringLiteral("dark-1920"), Theme::darkPalette(), large}, 8}}) {
+          std::pair{Look{QStringLiteral("dark-1920"), Theme::darkPalette(), large}, 8},
+          std::pair{Look{QStringLiteral("light-1180"), Theme::lightPalette(), smallest}, 16}}) {
         QApplication::setPalette(look.palette);
         complete = Tour(look, channels, arguments[1]).run() && complete;
     }
