@@ -13,8 +13,8 @@ namespace vt {
 /// however that dies. Interface thread; no call waits.
 ///
 /// Windows: a named mutex in the session's namespace. Linux: locked files with the owner's process id in the
-/// user's runtime folder and in a private one below the temporary folder. A claim that can be taken although its owner never gave it up is called
-/// "abandoned".
+/// user's runtime folder and in a private one below the temporary folder. A claim that can be taken although
+/// its owner never gave it up is called "abandoned".
 class DaqClaim
 {
 public:
