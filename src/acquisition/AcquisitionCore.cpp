@@ -107,6 +107,7 @@ AcquisitionCounters AcquisitionCore::counters() const
 std::int32_t VT_DAQMX_CALL AcquisitionCore::onEveryNSamples(daqmx::TaskHandle, std::int32_t, std::uint32_t,
                                                             void* callbackData)
 {
+    CrashHandler::prepareThread(); // free of cost but for a thread's first call
     const CallbackTicket ticket = decodeTicket(callbackData);
     if (!ticket.slot->task.enter(ticket.generation))
         return 0; // late: the task is being cleared or gone

@@ -7,12 +7,13 @@
 /// illegal instruction, stack overflow, abort, an escaped C++ exception.
 namespace vt::CrashHandler {
 
-/// Where the user learns of a crash: a box shown by a separate small process, or standard error.
+/// Where the user learns of a crash: on standard error, and in a box shown by a separate small process too.
 enum class Notice { MessageBox, StandardError };
 
 struct Options
 {
-    QString folder; ///< exists; the report is "crash_<yyyyMMdd_hhmmss>.txt" in it
+    /// Exists; the report is "crash_<yyyyMMdd_hhmmss>.txt" in it, with the process id added for a second one.
+    QString folder;
     Notice notice = Notice::StandardError;
     /// The program beside this one that adds names and lines to a report and shows the box; empty:
     /// "vellumtide-crash-report" in the folder of the running executable. Without it the report stands as
@@ -27,8 +28,13 @@ struct Options
 /// False, after a warning, when the system refused.
 bool install(const Options& options);
 /// Makes the calling thread's own stack overflow reportable (an alternate signal stack on Linux). The threads
-/// that the program starts call it first.
+/// that the program starts call it first; so does what others call on threads of theirs, where all but the
+/// first call cost next to nothing.
 void prepareThread();
+/// Does not return while another thread writes a report: the process then ends of that thread's fault, and
+/// not in the middle of the report with a status that means success. Returns at once otherwise. Called by
+/// itself when the program exits.
+void holdWhileDying();
 /// How far local time is ahead of UTC, for the report's name and time: a dying process cannot look it up. Any
 /// thread; install() does it once.
 void noteUtcOffset(int secondsEastOfUtc);

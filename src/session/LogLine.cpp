@@ -75,4 +75,10 @@ std::string logLineAt(qint64 utcMs, int utcOffsetSeconds, QtMsgType type, const 
     return line;
 }
 
+char severityOf(std::string_view record) noexcept
+{
+    const std::size_t headEnd = record.find(']');
+    return headEnd == record.npos || headEnd == 0 ? '\0' : record[headEnd - 1];
+}
+
 } // namespace vt

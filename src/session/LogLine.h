@@ -23,4 +23,7 @@ namespace vt {
 [[nodiscard]] std::string logLineAt(qint64 utcMs, int utcOffsetSeconds, QtMsgType type,
                                     const char* sourceFile, int sourceLine, std::string_view message);
 
+/// The letter in the head of such a record: D, I, W, C or F; 0 when it is no such record.
+[[nodiscard]] char severityOf(std::string_view record) noexcept;
+
 } // namespace vt

@@ -5,6 +5,7 @@
 #include "platform/AppendFile.h"
 #include "session/LogLine.h"
 #include "session/LogQueue.h"
+#include "session/LogRepeats.h"
 #include "session/LogRotation.h"
 #include "session/LogWriter.h"
 
@@ -23,14 +24,15 @@ namespace {
 
 constexpr int MostLogs = 10; ///< this run's included
 constexpr int MostCrashReports = 5;
-constexpr int MostNamesakes = 9;  ///< of one process id, which is always the same in a container
-constexpr int UrgentWaitMs = 200; ///< what a critical message may cost its caller
+constexpr int MostNamesakes = 9;     ///< of one process id, which is always the same in a container
+constexpr int LastWordsWaitMs = 200; ///< after a fatal message
 constexpr int EndWaitMs = 2000;
 
 /// What the message handler works with. Outlives the LogManager when the disk holds the writer.
 struct LogCore
 {
     LogQueue queue;
+    LogRepeats repeats;
     LogWriter writer{queue};
 };
 
@@ -38,23 +40,59 @@ struct LogCore
 std::atomic<LogCore*> currentCore{nullptr};
 std::atomic<int> handlersAtWork{0};
 
+/// One of the handlers at work.
+class AtWork
+{
+public:
+    AtWork() noexcept { handlersAtWork.fetch_add(1); }
+    ~AtWork() { handlersAtWork.fetch_sub(1); }
+    AtWork(const AtWork&) = delete;
+    AtWork& operator=(const AtWork&) = delete;
+};
+
+void tellRepeats(LogCore& core, const LogRepeats::Verdict& verdict)
+{
+    if (verdict.repeated > 0)
+        core.queue.push(
+            logLine(verdict.type, __FILE__, __LINE__,
+                    "LogManager: Last message repeated " + std::to_string(verdict.repeated) + " times"));
+}
+
+void logMessage(LogCore& core, QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    const QByteArray utf8 = message.toUtf8();
+    const std::string_view text{utf8.constData(), static_cast<std::size_t>(utf8.size())};
+    const LogRepeats::Verdict verdict =
+        core.repeats.take(type, context.file, context.line, text, LogRepeats::Clock::now());
+    tellRepeats(core, verdict);
+    if (!verdict.isLogged && type != QtFatalMsg)
+        return;
+    const LogQueue::Position behind = core.queue.push(logLine(type, context.file, context.line, text));
+    // The program ends here, and its last words are worth the wait; whether they arrived is known to nobody.
+    if (type == QtFatalMsg)
+        std::ignore = core.writer.waitUntilWritten(behind, LastWordsWaitMs);
+}
+
 void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
-    handlersAtWork.fetch_add(1);
-    if (LogCore* core = currentCore.load()) {
-        const QByteArray text = message.toUtf8();
-        const LogQueue::Position behind = core->queue.push(logLine(
-            type, context.file, context.line, {text.constData(), static_cast<std::size_t>(text.size())}));
-        // The last words of a program that ends here are worth the wait; whether they arrived is known to
-        // nobody.
-        if (type == QtCriticalMsg || type == QtFatalMsg)
-            std::ignore = core->writer.waitUntilWritten(behind, UrgentWaitMs);
+    const AtWork atWork;
+    LogCore* core = currentCore.load();
+    if (!core)
+        return;
+    // Also threads of libraries log, whose start is not ours.
+    thread_local bool prepared = false;
+    if (!std::exchange(prepared, true))
+        CrashHandler::prepareThread();
+    try {
+        logMessage(*core, type, context, message);
+    } catch (...) { // no memory, which is no reason to end here
+        core->queue.noteLost();
     }
-    handlersAtWork.fetch_sub(1);
 }
 
 void saveQueuedLines()
 {
+    const AtWork atWork;
     if (LogCore* core = currentCore.load())
         core->writer.saveWhileDying();
 }
@@ -70,6 +108,23 @@ void removeOldest(const QDir& folder, const QString& prefix, int limit, const ch
     for (const QString& name : namesToRemove(names, limit))
         if (folder.exists(name) && QFile::remove(folder.filePath(name)))
             qDebug().noquote() << whatWasRemoved << name;
+}
+
+/// Copies that the naming of a report's functions has left when it was killed.
+void removeUnfinished(const QDir& folder)
+{
+    constexpr qint64 stillAtWorkSeconds = 60;
+    for (const QFileInfo& file : folder.entryInfoList({u"crash_*.txt.??????"_s}, QDir::Files))
+        if (file.lastModified().secsTo(QDateTime::currentDateTime()) > stillAtWorkSeconds)
+            QFile::remove(file.filePath());
+}
+
+/// Its parents may be others'; what is new is for the user alone.
+bool makeFolder(const QString& path)
+{
+    const QFileInfo info(path);
+    return info.isDir() || (QDir().mkpath(info.path()) &&
+                            QDir().mkdir(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
 }
 
 qsizetype countOf(const QDir& folder)
@@ -118,16 +173,20 @@ LogManager::LogManager(const Options& options) : d(std::make_unique<Private>())
 LogManager::~LogManager()
 {
     qInstallMessageHandler(d->previousHandler);
+    CrashHandler::holdWhileDying(); // what is still queued is saved by the one that dies
     currentCore = nullptr;
-    while (handlersAtWork.load() > 0)
+    while (handlersAtWork.load() > 0) {
+        CrashHandler::holdWhileDying();
         std::this_thread::yield();
+    }
+    tellRepeats(*d->core, d->core->repeats.takeRest());
     if (!d->core->writer.stop(EndWaitMs))
         keepAliveForever(d->core);
 }
 
 void LogManager::Private::openLog(const QString& folder, const QString& name, const QDateTime& startTime)
 {
-    QDir().mkpath(folder);
+    makeFolder(folder);
     removeOldest(QDir(folder), name + u"_log_"_s, MostLogs, "LogManager: Removed old log:");
     const QString base = u"%1/%2_log_%3"_s.arg(folder, name, startTime.toString(u"yyyyMMdd_hhmmss"_s));
     QString path = base + u".txt"_s;
@@ -152,10 +211,11 @@ void LogManager::Private::prepareCrashFolder(const QString& folder)
 {
     crashFolder = folder;
     const QDir directory(folder);
-    if (!QDir().mkpath(folder)) {
+    if (!makeFolder(folder)) {
         qDebug().noquote() << "LogManager: Failed to create crash log directory:" << folder;
         return;
     }
+    removeUnfinished(directory);
     removeOldest(directory, u"crash_"_s, MostCrashReports, "LogManager: Removed old crash log:");
     qDebug().noquote() << "LogManager: Crash log directory ready:" << folder;
     qDebug().noquote() << "LogManager: Existing crash logs:" << countOf(directory);

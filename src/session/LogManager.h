@@ -14,10 +14,13 @@ namespace vt {
 /// crash handler. Made first after the application object, on the main thread; at its end messages go where
 /// they went before. One at a time.
 ///
-/// Messages may come from any thread. Lines arrive whole and in order per thread. A caller never waits for
-/// the disk: a line is formatted and queued, the log's own thread writes and flushes it. A full disk or a
-/// folder that is gone costs lines of the log, which the next line that can be written counts, and nothing
-/// else.
+/// Messages may come from any thread. Lines arrive whole and in order per thread. A caller waits neither for
+/// the disk nor for the terminal: a line is formatted and queued, one thread of the log appends it to the
+/// file and another shows it. Only a fatal message, after which the program ends, waits up to 200 ms for the
+/// file. A full disk, a folder that is gone, a terminal that nobody reads or lack of memory cost lines, which
+/// are counted where the next one can be written, and nothing else. Messages that repeat are counted
+/// (LogRepeats), and one run's log has a limit (LogWriter). The end of the LogManager waits up to 2 s for
+/// what is queued; while another thread writes a crash report it waits for the end of the process.
 class LogManager
 {
 public:

@@ -43,11 +43,17 @@ LogQueue::Position LogQueue::push(std::string_view record)
             ++m_lost;
         }
         behind = m_end.load(std::memory_order_relaxed);
-        wake = std::exchange(m_readerWaits, false);
+        wake = m_waitingReaders > 0;
     }
     if (wake)
         m_wake.notify_all();
     return behind;
+}
+
+void LogQueue::noteLost() noexcept
+{
+    const MutexLock lock(m_mutex);
+    ++m_lost;
 }
 
 bool LogQueue::hasRoomFor(std::size_t bytes) const
@@ -76,28 +82,34 @@ LogQueue::Record LogQueue::at(Position position) const noexcept
 {
     std::uint64_t size = 0;
     std::memcpy(&size, m_ring.get() + position % m_capacity, sizeof size);
+    const Position behind = end();
+    if (position + Alignment > behind || size > behind - position - Alignment ||
+        size > m_capacity - Alignment)
+        return {{}, behind};
     const std::size_t place = (position + Alignment) % m_capacity;
     const std::size_t first = std::min<std::size_t>(size, m_capacity - place);
     return {{std::string_view(m_ring.get() + place, first), std::string_view(m_ring.get(), size - first)},
             position + roomOf(size)};
 }
 
-void LogQueue::release(Position position)
+void LogQueue::release(Reader reader, Position position)
 {
     const MutexLock lock(m_mutex);
-    m_begin = position;
+    m_released[static_cast<std::size_t>(reader)] = position;
+    if (!m_frozen)
+        m_begin = std::min(m_released[0], m_released[1]);
 }
 
 void LogQueue::waitForMore(Position seen, std::chrono::milliseconds limit)
 {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     m_mutex.lock();
+    ++m_waitingReaders;
     while (m_end.load(std::memory_order_relaxed) == seen && !m_closed) {
-        m_readerWaits = true;
         if (m_wake.wait_until(m_mutex, deadline) == std::cv_status::timeout)
             break;
     }
-    m_readerWaits = false;
+    --m_waitingReaders;
     m_mutex.unlock();
 }
 

@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <algorithm>
+#include <array>
 #include <thread>
 
 namespace vt {
@@ -18,12 +19,15 @@ using namespace std::chrono_literals;
 constexpr std::size_t BatchBytes = std::size_t{64} << 10;
 constexpr std::chrono::milliseconds UntilNews = 1h;
 constexpr std::chrono::milliseconds BeforeRetry = 1s;
-constexpr std::chrono::milliseconds BeforeNextLook = 20ms; ///< at a debugger output without room
 constexpr std::chrono::milliseconds LongestWaitWhileDying = 200ms;
 
 } // namespace
 
-LogWriter::LogWriter(LogQueue& queue, DebuggerOutput output) : m_queue(queue), m_output(output) {}
+LogWriter::LogWriter(LogQueue& queue, DebuggerOutput output) : LogWriter(queue, output, Limits()) {}
+
+LogWriter::LogWriter(LogQueue& queue, DebuggerOutput output, Limits limits)
+    : m_queue(queue), m_limits(limits), m_display(queue, output)
+{}
 
 bool LogWriter::open(const QString& path)
 {
@@ -42,17 +46,19 @@ void LogWriter::start()
     m_thread.reset(QThread::create([this] { run(); }));
     m_thread->setObjectName(QStringLiteral("log"));
     m_thread->start();
+    m_display.start();
 }
 
 bool LogWriter::stop(int timeoutMs)
 {
     const auto limit = std::chrono::milliseconds(timeoutMs);
-    m_showUntil = Clock::now() + limit / 2;
+    const auto begin = Clock::now();
     m_queue.close();
-    if (!m_thread || !m_thread->wait(QDeadlineTimer(limit)))
-        return !m_thread;
-    m_thread.reset();
-    return true;
+    const bool shown = m_display.stop(begin + limit / 2);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(begin + limit - Clock::now());
+    if (m_thread && m_thread->wait(QDeadlineTimer(std::max(left, 0ms))))
+        m_thread.reset();
+    return shown && !m_thread;
 }
 
 void LogWriter::run()
@@ -66,16 +72,11 @@ void LogWriter::run()
 
 LogWriter::Ended LogWriter::waitForWork()
 {
-    const LogQueue::Position end = m_queue.end();
-    if (!m_queue.isClosed()) {
-        m_queue.waitForMore(m_seen, m_outputBlocked ? BeforeNextLook : m_failing ? BeforeRetry : UntilNews);
-        return Ended::No;
-    }
-    const bool shown = m_shownPosition == end || Clock::now() >= m_showUntil.load();
-    if (shown && (m_filePosition == end || m_failing))
+    if (m_dying)
         return Ended::Yes;
-    if (m_outputBlocked)
-        m_output.waitForRoom(static_cast<int>(BeforeNextLook.count()));
+    if (m_queue.isClosed())
+        return m_filePosition == m_queue.end() || m_failing ? Ended::Yes : Ended::No;
+    m_queue.waitForMore(m_seen, m_failing ? BeforeRetry : UntilNews);
     return Ended::No;
 }
 
@@ -83,49 +84,17 @@ void LogWriter::pass()
 {
     const LogQueue::Position end = m_queue.end();
     m_seen = end;
-    show(end); // first: it waits for nothing
-    write(end);
-    giveUpOldest(end);
+    // Either the thread is seen at work by the crash handler, or it sees that the handler has taken over.
+    m_writing = true;
+    if (!m_dying) {
+        write(end);
+        giveUpOldest(end);
+    }
+    m_writing = false;
+    // Not under that sign: whoever died may hold the queue's lock.
+    m_queue.release(LogQueue::Reader::File, m_filePosition);
+    m_display.skipTo(keptFrom(end));
     publish(end);
-}
-
-void LogWriter::show(LogQueue::Position end)
-{
-    m_outputBlocked = false;
-    while (m_shownPosition < end) {
-        if (m_linesNotShown > 0 && m_shownBytes == 0) {
-            const std::string notice =
-                logLine(QtWarningMsg, __FILE__, __LINE__,
-                        "LogManager: Lines not shown: " + std::to_string(m_linesNotShown));
-            if (m_output.write(notice) == 0) {
-                m_outputBlocked = true;
-                return;
-            }
-            m_linesNotShown = 0;
-        }
-        const LogQueue::Record record = m_queue.at(m_shownPosition);
-        if (!showRecord(record))
-            return;
-        m_shownPosition = record.next;
-        m_shownBytes = 0;
-    }
-}
-
-/// Shows what is still to be shown of a record; false when there was no room for all of it.
-bool LogWriter::showRecord(const LogQueue::Record& record)
-{
-    std::size_t before = 0;
-    for (const std::string_view piece : record.text) {
-        const std::string_view rest = piece.substr(std::min(m_shownBytes - before, piece.size()));
-        const std::size_t taken = m_output.write(rest);
-        m_shownBytes += taken;
-        if (taken < rest.size()) {
-            m_outputBlocked = true;
-            return false;
-        }
-        before += piece.size();
-    }
-    return true;
 }
 
 void LogWriter::write(LogQueue::Position end)
@@ -134,11 +103,8 @@ void LogWriter::write(LogQueue::Position end)
         m_filePosition = end;
         return;
     }
-    // Either the thread is seen writing by the crash handler, or it sees that the handler has taken over.
-    m_writing = true;
     while (m_filePosition < end && !m_dying && writeBatch(end)) {
     }
-    m_writing = false;
 }
 
 bool LogWriter::writeBatch(LogQueue::Position end)
@@ -149,12 +115,7 @@ bool LogWriter::writeBatch(LogQueue::Position end)
         m_batch = logLine(QtWarningMsg, __FILE__, __LINE__,
                           "LogManager: Lines lost: " + std::to_string(m_linesLost));
     const std::size_t noticeBytes = m_batch.size();
-    for (LogQueue::Position at = m_filePosition; at < end && m_batch.size() < BatchBytes;) {
-        const LogQueue::Record record = m_queue.at(at);
-        m_batch.append(record.text[0]).append(record.text[1]);
-        at = record.next;
-        m_batchEnds.push_back({m_batch.size(), at});
-    }
+    fillBatch(end);
     const LogQueue::Position before = m_filePosition;
     const bool complete = appendBatch();
     if (noticeBytes > 0 && m_filePosition > before)
@@ -165,6 +126,35 @@ bool LogWriter::writeBatch(LogQueue::Position end)
         noteFailure();
     m_saved = m_filePosition;
     return complete;
+}
+
+void LogWriter::fillBatch(LogQueue::Position end)
+{
+    for (LogQueue::Position at = m_filePosition; at < end && m_batch.size() < BatchBytes;) {
+        const LogQueue::Record record = m_queue.at(at);
+        if (isWanted(record))
+            m_batch.append(record.text[0]).append(record.text[1]);
+        at = record.next;
+        m_batchEnds.push_back({m_batch.size(), at});
+    }
+}
+
+/// Whether the run's limits leave room for a record.
+bool LogWriter::isWanted(const LogQueue::Record& record)
+{
+    const std::uint64_t bytes =
+        m_bytesWritten + m_batch.size() + record.text[0].size() + record.text[1].size();
+    if (bytes <= m_limits.everythingBytes && !m_limitTold)
+        return true;
+    if (!std::exchange(m_limitTold, true))
+        m_queue.push(logLine(QtWarningMsg, __FILE__, __LINE__,
+                             "LogManager: Log file has reached its limit, only warnings and errors follow"));
+    std::array<char, 64> head{}; // longer than a record's head
+    std::size_t size = 0;
+    for (const std::string_view piece : record.text)
+        size += piece.copy(head.data() + size, head.size() - size);
+    const char severity = severityOf({head.data(), size});
+    return bytes <= m_limits.everythingBytes + m_limits.warningsBytes && severity != 'D' && severity != 'I';
 }
 
 /// Moves m_filePosition behind the last record that is whole in the file.
@@ -185,6 +175,7 @@ bool LogWriter::appendBatch()
     }
     if (whole < taken)
         m_file.cutBack(taken - whole);
+    m_bytesWritten += whole;
     return taken == m_batch.size();
 }
 
@@ -195,34 +186,29 @@ void LogWriter::noteFailure()
                              "LogManager: Failed to write log file: " + m_path.toStdString()));
 }
 
-void LogWriter::giveUpOldest(LogQueue::Position end)
+/// Where the half of the queue begins that is kept for a reader who is late.
+LogQueue::Position LogWriter::keptFrom(LogQueue::Position end) const
 {
     const LogQueue::Position kept = m_queue.capacityBytes() / 2;
-    const LogQueue::Position limit = end > kept ? end - kept : 0;
+    return end > kept ? end - kept : 0;
+}
+
+void LogWriter::giveUpOldest(LogQueue::Position end)
+{
+    const LogQueue::Position limit = keptFrom(end);
     if (m_filePosition < limit && m_failing) {
-        const std::uint64_t lost = skip(m_filePosition, limit);
+        std::uint64_t lost = 0;
+        for (; m_filePosition < limit; ++lost)
+            m_filePosition = m_queue.at(m_filePosition).next;
         m_linesLost += lost;
         m_saved = m_filePosition;
         const MutexLock lock(m_mutex);
         m_givenUp += lost;
     }
-    if (m_shownPosition < limit && m_outputBlocked) {
-        m_linesNotShown += skip(m_shownPosition, limit);
-        m_shownBytes = 0;
-    }
-}
-
-std::uint64_t LogWriter::skip(LogQueue::Position& position, LogQueue::Position limit) const
-{
-    std::uint64_t count = 0;
-    for (; position < limit; ++count)
-        position = m_queue.at(position).next;
-    return count;
 }
 
 void LogWriter::publish(LogQueue::Position end)
 {
-    m_queue.release(std::min(m_filePosition, m_shownPosition));
     {
         const MutexLock lock(m_mutex);
         m_written = m_filePosition;
@@ -247,6 +233,7 @@ bool LogWriter::waitUntilWritten(LogQueue::Position position, int timeoutMs)
 void LogWriter::saveWhileDying() noexcept
 {
     m_dying = true;
+    m_queue.freeze();
     const auto deadline = Clock::now() + LongestWaitWhileDying;
     while (m_writing && m_writerThread != QThread::currentThreadId()) {
         if (Clock::now() >= deadline)
@@ -260,6 +247,7 @@ void LogWriter::saveWhileDying() noexcept
             if (m_file.appendWhileDying(piece) < piece.size())
                 return;
         at = record.next;
+        m_saved = at;
     }
 }
 

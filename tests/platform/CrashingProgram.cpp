@@ -6,13 +6,16 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QDir>
 #include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <map>
 #include <semaphore>
 #include <stdexcept>
 #include <string>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
@@ -88,6 +91,20 @@ VT_KEPT void giveUp()
     std::abort();
 }
 
+/// Leads whoever walks the stack from here to nowhere: the frame is found by a register that is spoilt.
+VT_KEPT void smashTheStack(std::size_t bytes)
+{
+    asm("" ::"r"(__builtin_alloca(bytes)) : "memory");
+    asm("mov $16, %rbp\n\tmovl $1, 64");
+}
+
+VT_KEPT void waitOnASmashedStack(std::size_t bytes)
+{
+    asm("" ::"r"(__builtin_alloca(bytes)) : "memory");
+    threadRuns.release();
+    asm("mov $16, %rbp\n1:\n\tpause\n\tjmp 1b");
+}
+
 VT_KEPT void waitForEver()
 {
     threadRuns.release();
@@ -136,6 +153,45 @@ void onAnotherThread(void (*function)())
     }).join();
 }
 
+std::atomic<std::size_t> someBytes{100};
+
+void dieOnASmashedStack()
+{
+    std::thread([] { waitOnASmashedStack(someBytes); }).detach();
+    threadRuns.acquire();
+    std::thread(&waitForEver).detach(); // comes later in the report than the one above
+    threadRuns.acquire();
+    smashTheStack(someBytes);
+}
+
+QString reportFolder;
+
+/// The main function returns while another thread's report is being written.
+void endWhileDying()
+{
+    std::thread([] { writeWhereNothingIs(nowhere()); }).detach();
+    while (QDir(reportFolder).isEmpty(QDir::Files))
+        std::this_thread::yield();
+}
+
+/// Files may not grow beyond that, as on a full disk.
+void dieWithoutRoom(rlim_t bytes)
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit full{bytes, bytes};
+    if (setrlimit(RLIMIT_FSIZE, &full) == 0)
+        writeWhereNothingIs(nowhere());
+}
+
+struct DiesOfItsText : std::exception
+{
+    const char* what() const noexcept override
+    {
+        writeWhereNothingIs(nowhere());
+        return "";
+    }
+};
+
 const std::map<std::string, void (*)()> ways{
     {"read", [] { readWhereNothingIs(nowhere()); }},
     {"write", [] { writeWhereNothingIs(nowhere()); }},
@@ -149,6 +205,11 @@ const std::map<std::string, void (*)()> ways{
     {"abort", [] { giveUp(); }},
     {"allocator", [] { dieHoldingTheAllocator(); }},
     {"log", [] { dieWithQueuedLines(); }},
+    {"smashed", &dieOnASmashedStack},
+    {"end", &endWhileDying},
+    {"full", [] { dieWithoutRoom(0); }},
+    {"almost-full", [] { dieWithoutRoom(100); }},
+    {"what", [] { throw DiesOfItsText(); }},
     {"fatal", [] { qFatal("the last words"); }},
 };
 
@@ -164,6 +225,7 @@ int main(int argc, char** argv)
     options.applicationName = QStringLiteral("Crashing");
     options.crashReportProgram = QString::fromLocal8Bit(argv[3]);
     const vt::LogManager log(options);
+    reportFolder = log.crashFolder();
     std::thread(&waitForEver).detach();
     threadRuns.acquire();
     ways.at(argv[1])();

@@ -4,6 +4,7 @@
 #include "platform/AppendFile.h"
 #include "session/LogLine.h"
 #include "session/LogQueue.h"
+#include "session/LogRepeats.h"
 #include "session/LogWriter.h"
 
 #include <QCoreApplication>
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -231,6 +233,54 @@ TEST_F(LogFolder, GivesMessagesBackAtItsEnd)
     EXPECT_EQ(seen, QStringList{u"back"_s});
 }
 
+TEST_F(LogFolder, CountsWhatRepeats)
+{
+    QString file;
+    {
+        const LogManager log(options());
+        file = log.logFilePath();
+        const auto repeat = [](int times) {
+            for (int i = 0; i < times; ++i)
+                qWarning("again");
+        };
+        repeat(100);
+        qDebug("else");
+        repeat(20);
+        qDebug("else");
+        repeat(23);
+    }
+    const QStringList messages = messagesOf(file);
+    EXPECT_EQ(messages.count(u"again"_s), 60);
+    EXPECT_EQ(messages.filter(u"repeated"_s), (QStringList{u"LogManager: Last message repeated 80 times"_s,
+                                                           u"LogManager: Last message repeated 3 times"_s}));
+    EXPECT_EQ(messages.indexOf(u"else"_s),
+              messages.indexOf(u"LogManager: Last message repeated 80 times"_s) + 1);
+}
+
+TEST(LogRepeats, AreToldWhileTheyGoOn)
+{
+    LogRepeats repeats;
+    const LogRepeats::Clock::time_point begin{};
+    const auto take = [&](int second) {
+        return repeats.take(QtDebugMsg, "f", 1, "again", begin + std::chrono::seconds(second));
+    };
+    for (int i = 0; i < 20; ++i)
+        EXPECT_TRUE(take(0).isLogged);
+    std::uint64_t told = 0;
+    for (int second = 1; second <= 25; ++second)
+        told += take(second).repeated;
+    EXPECT_EQ(told, 20); // at 10 s and at 20 s
+    EXPECT_EQ(repeats.takeRest().repeated, 5);
+}
+
+TEST_F(LogFolder, IsNobodyElsesToRead)
+{
+    const LogManager log(options());
+    const auto others = QFile::ReadGroup | QFile::ReadOther | QFile::ExeGroup | QFile::ExeOther;
+    for (const QString& made : {log.logFilePath(), path(u"logs"_s), path(u"crash_logs"_s)})
+        EXPECT_FALSE(QFile::permissions(made) & others) << made.toStdString();
+}
+
 /// A writer whose debugger output is the write end of a pipe.
 class Writer : public LogFolder
 {
@@ -295,6 +345,47 @@ TEST_F(Writer, IsNotHeldByAnOutputThatNobodyReads)
     // Nothing is missing for a reader who comes late.
     EXPECT_EQ(readUntil("last\n").size(), 1000 * 1001 + 5);
     EXPECT_TRUE(writer.stop(Patience));
+}
+
+TEST_F(Writer, IsNotHeldByATerminalThatNobodyReads)
+{
+    // A terminal says that it has room when there is room for a byte, and a write of more then waits.
+    const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_TRUE(grantpt(master) == 0 && unlockpt(master) == 0);
+    const int terminal = open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    LogQueue queue(1 << 18);
+    LogWriter writer(queue, DebuggerOutput(terminal));
+    ASSERT_TRUE(writer.open(path(u"log"_s)));
+    writer.start();
+    for (int i = 0; i < 100; ++i)
+        EXPECT_TRUE(writer.waitUntilWritten(queue.push(std::string(5001, 'x') + '\n'), Patience));
+    EXPECT_EQ(content(path(u"log"_s)).count(u'\n'), 100);
+    EXPECT_FALSE(writer.stop(50)); // nor does the end wait for it
+    std::thread reader([master] {
+        std::array<char, 4096> piece{};
+        while (read(master, piece.data(), piece.size()) > 0) {
+        }
+    });
+    EXPECT_TRUE(writer.stop(Patience));
+    close(terminal);
+    reader.join();
+    close(master);
+}
+
+TEST_F(Writer, KeepsToItsLimitsAndSaysSo)
+{
+    LogQueue queue;
+    LogWriter writer(queue, DebuggerOutput(open("/dev/null", O_WRONLY | O_CLOEXEC)), {1000, 500});
+    ASSERT_TRUE(writer.open(path(u"log"_s)));
+    writer.start();
+    for (const QtMsgType type : {QtDebugMsg, QtWarningMsg, QtInfoMsg, QtCriticalMsg})
+        for (int i = 0; i < 30; ++i)
+            queue.push(logLineAt(0, 0, type, "f", 1, std::string(56, '.'))); // 99 bytes
+    EXPECT_TRUE(writer.stop(Patience));
+    const QStringList lines = linesOf(path(u"log"_s));
+    EXPECT_EQ(lines.filter(u" D] "_s).size(), 10);
+    EXPECT_EQ(lines.filter(u" W] f"_s).size(), 5);
+    EXPECT_EQ(lines.size(), 15);
 }
 
 TEST_F(Writer, HoldsNobodyWhenTheDiskHangs)
@@ -416,14 +507,17 @@ TEST(LogQueue, CountsWhatDoesNotFit)
     LogQueue queue(1024);
     for (int i = 0; i < 20; ++i)
         queue.push(std::string(100, static_cast<char>('a' + i)));
-    // Nine of 112 bytes fit, eleven are lost.
+    // Nine of 112 bytes fit, eleven are lost, and two more below.
     EXPECT_EQ(queue.end(), 9U * 112);
-    queue.release(queue.end());
+    for (const auto reader : {LogQueue::Reader::File, LogQueue::Reader::Display}) {
+        queue.push("no room while one of two readers needs it");
+        queue.release(reader, queue.end());
+    }
     LogQueue::Position at = queue.end();
     queue.push("now");
     const LogQueue::Record notice = queue.at(at);
     const std::string text = std::string(notice.text[0]) + std::string(notice.text[1]);
-    EXPECT_TRUE(text.ends_with(" - LogManager: Lines lost: 11\n")) << text;
+    EXPECT_TRUE(text.ends_with(" - LogManager: Lines lost: 13\n")) << text;
     const LogQueue::Record now = queue.at(notice.next);
     EXPECT_EQ(std::string(now.text[0]) + std::string(now.text[1]), "now");
     EXPECT_EQ(now.next, queue.end());

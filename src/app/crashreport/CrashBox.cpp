@@ -16,6 +16,9 @@ namespace {
 
 bool hasScreen()
 {
+    const QString platform = qEnvironmentVariable("QT_QPA_PLATFORM");
+    if (platform.startsWith(u"offscreen"_s) || platform.startsWith(u"minimal"_s))
+        return false; // nobody could close the box
     constexpr std::array<const char*, 3> names{"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"};
     for (const char* name : names)
         if (!qEnvironmentVariableIsEmpty(name))

@@ -29,7 +29,7 @@ std::size_t writeAll(std::intptr_t handle, std::string_view bytes) noexcept
 int openFile(const QString& path, int flags)
 {
     return ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | flags,
-                  S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+                  S_IRUSR | S_IWUSR);
 }
 
 struct flock wholeFile()

@@ -36,6 +36,7 @@ constexpr bool LeftToSanitizer = false;
 #endif
 constexpr int ReportProgramWaitMs = 5000;
 constexpr int ErrorOutputWaitMs = 1000;
+constexpr unsigned LongestDeathSeconds = 30;
 
 /// What a dying process reads. Two, so that a change never shows halfway.
 struct Settings
@@ -74,10 +75,38 @@ void dieOf(int signal) noexcept
     ::_exit(signalStatus + signal);
 }
 
+/// A disk or terminal that hangs does not hold a dying process for ever: it is ended where it is then.
+void limitDeath() noexcept
+{
+    struct sigaction action
+    {};
+    action.sa_handler = SIG_DFL;
+    sigaction(SIGALRM, &action, nullptr);
+    sigset_t one;
+    sigemptyset(&one);
+    sigaddset(&one, SIGALRM);
+    pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
+    ::alarm(LongestDeathSeconds);
+}
+
+using ReportName = FixedText<1151>; ///< as the user is told it
+
+void nameReport(ReportName& name, const crash::ReportPath& report, crash::Saved saved) noexcept
+{
+    if (saved == crash::Saved::Nothing)
+        name.add("(not saved)");
+    else
+        name.add(report.view());
+    if (saved == crash::Saved::PartDiskFull)
+        name.add(" (incomplete: disk full)");
+    else if (saved == crash::Saved::Part)
+        name.add(" (incomplete)");
+}
+
 void writeNotice(std::string_view report, std::string_view exception) noexcept
 {
     FixedText<2047> text;
-    text.add("Application crashed!\nCrash log saved to:\n").add(report.empty() ? "(not saved)" : report);
+    text.add("Application crashed!\nCrash log saved to:\n").add(report);
     text.add("\n\nException: ").add(exception).add('\n');
     DebuggerOutput error;
     error.waitForRoom(ErrorOutputWaitMs);
@@ -85,30 +114,35 @@ void writeNotice(std::string_view report, std::string_view exception) noexcept
 }
 
 /// Has names and lines added to the report, then tells the user.
-void tell(Settings& own, crash::ReportPath& report, std::string_view typeName) noexcept
+void tell(Settings& own, crash::ReportPath& report, crash::Saved saved, std::string_view typeName) noexcept
 {
-    FixedText<127> type;
-    type.add(typeName);
     const char* program = own.reportProgram.text();
-    if (!report.view().empty()) {
+    if (saved != crash::Saved::Nothing) {
         const std::array<const char*, 4> annotate{program, "--annotate", report.text(), nullptr};
-        if (const int child = crash::startProgram(annotate.data()); child > 0)
+        if (const int child = crash::startProgram(annotate.data(), crash::Lifetime::Awaited); child > 0)
             crash::waitForProgram(child, ReportProgramWaitMs);
     }
-    const std::array<const char*, 5> box{program, "--box", report.text(), type.text(), nullptr};
-    if (own.notice == Notice::StandardError || crash::startProgram(box.data()) < 0)
-        writeNotice(report.view(), typeName);
+    static ReportName name;
+    nameReport(name, report, saved);
+    if (own.notice == Notice::MessageBox) {
+        FixedText<127> type;
+        type.add(typeName);
+        const std::array<const char*, 5> box{program, "--box", name.text(), type.text(), nullptr};
+        std::ignore = crash::startProgram(box.data(), crash::Lifetime::Outlives);
+    }
+    writeNotice(name.view(), typeName);
 }
 
 void handleCrash(int signal, siginfo_t* info, void* context)
 {
+    crash::leaveWalk();
     pid_t nobody = 0;
     if (!dyingThread.compare_exchange_strong(nobody, currentThread())) {
         if (nobody == currentThread()) // a fault of the handler's own
             dieOf(signal);
-        for (;;)
-            ::pause(); // another thread is writing the report, and ends the process
+        holdWhileDying();
     }
+    limitDeath();
     static crash::ReportPath report;
     Settings& own = settings[settingsInUse.load()];
     crash::Fault fault = crash::faultOf(signal, *info, context);
@@ -116,13 +150,14 @@ void handleCrash(int signal, siginfo_t* info, void* context)
     options.folder = own.folder.text();
     options.utcOffsetSeconds = utcOffsetSeconds.load();
     options.flushLog = own.flushLog;
-    if (terminatingThread.load() == currentThread()) {
+    // Another signal is a fault on the way from the exception to abort().
+    if (signal == SIGABRT && terminatingThread.load() == currentThread()) {
         constexpr std::uint32_t languageException = 0xE06D7363; // the code of a C++ exception on Windows
         fault.code = languageException;
         options.uncaught = uncaughtException.view();
     }
-    crash::writeReport(fault, options, report);
-    tell(own, report, fault.typeName);
+    const crash::Saved saved = crash::writeReport(fault, options, report);
+    tell(own, report, saved, fault.typeName);
     dieOf(signal);
 }
 
@@ -234,6 +269,7 @@ bool install(const Options& options)
     if (!installed) {
         prepareThread();
         installed = installHandlers();
+        std::atexit(&holdWhileDying);
         if (!installed)
             qWarning("CrashHandler: the system refused the handlers, error: %d", errno);
     }
@@ -247,6 +283,13 @@ void prepareThread()
     thread_local const SignalStack stack;
     if (!stack.isInstalled())
         qWarning("CrashHandler: no signal stack for this thread, error: %d", errno);
+}
+
+void holdWhileDying()
+{
+    const pid_t dying = dyingThread.load();
+    while (dying != 0 && dying != currentThread())
+        ::pause();
 }
 
 void noteUtcOffset(int secondsEastOfUtc)

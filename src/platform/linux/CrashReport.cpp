@@ -42,27 +42,33 @@ public:
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
 
-    void put(std::string_view text) const noexcept
+    void put(std::string_view text) noexcept
     {
         while (!text.empty()) {
             const ssize_t count = ::write(m_descriptor, text.data(), text.size());
             if (count < 0 && errno == EINTR)
                 continue;
-            if (count <= 0)
+            if (count <= 0) {
+                const bool full = count < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG);
+                m_saved = full ? Saved::PartDiskFull : Saved::Part;
                 return;
+            }
+            m_isEmpty = false;
             text.remove_prefix(static_cast<std::size_t>(count));
         }
     }
-    void put(const Line& line) const noexcept { put(line.view()); }
+    void put(const Line& line) noexcept { put(line.view()); }
+    [[nodiscard]] Saved saved() const noexcept { return m_isEmpty ? Saved::Nothing : m_saved; }
 
 private:
     int m_descriptor;
+    Saved m_saved = Saved::Whole;
+    bool m_isEmpty = true;
 };
 
 int openNew(ReportPath& path) noexcept
 {
-    return ::open(path.text(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-                  S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+    return ::open(path.text(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
 }
 
 int openReport(const ReportOptions& options, const CivilTime& time, ReportPath& path) noexcept
@@ -117,8 +123,7 @@ void describeMemoryFault(Fault& fault, const siginfo_t& info, const void* contex
     fault.typeName = "Access Violation";
 }
 
-void putHead(const Output& output, const Fault& fault, const ReportOptions& options,
-             const CivilTime& time) noexcept
+void putHead(Output& output, const Fault& fault, const ReportOptions& options, const CivilTime& time) noexcept
 {
     Line line;
     line.add("Application crashed at: ").addTime(time).add(" UTC").addUtcOffset(options.utcOffsetSeconds);
@@ -139,7 +144,7 @@ void putHead(const Output& output, const Fault& fault, const ReportOptions& opti
     output.put(line);
 }
 
-void putFrames(const Output& output, const Stack& stack) noexcept
+void putFrames(Output& output, const Stack& stack) noexcept
 {
     for (std::size_t i = 0; i < stack.count; ++i) {
         const std::uintptr_t address = stack.frames[i];
@@ -163,7 +168,7 @@ void addCaller(Stack& stack, std::uintptr_t stackPointer) noexcept
         stack.frames[stack.count++] = caller;
 }
 
-void putDyingThread(const Output& output, const Fault& fault) noexcept
+void putDyingThread(Output& output, const Fault& fault) noexcept
 {
     static Stack stack;
     Line line;
@@ -176,7 +181,7 @@ void putDyingThread(const Output& output, const Fault& fault) noexcept
     putFrames(output, stack);
 }
 
-void putOtherThreads(const Output& output) noexcept
+void putOtherThreads(Output& output) noexcept
 {
     constexpr std::int64_t longestMs = 3000;
     const std::int64_t begin = wallClockMs();
@@ -221,16 +226,16 @@ Fault faultOf(int signal, const siginfo_t& info, const void* context) noexcept
     return fault;
 }
 
-void writeReport(const Fault& fault, const ReportOptions& options, ReportPath& path) noexcept
+Saved writeReport(const Fault& fault, const ReportOptions& options, ReportPath& path) noexcept
 {
     const CivilTime time = CivilTime::from(wallClockMs(), options.utcOffsetSeconds);
     const int descriptor = openReport(options, time, path);
     if (descriptor < 0) {
         if (options.flushLog)
             options.flushLog();
-        return;
+        return Saved::Nothing;
     }
-    const Output output(descriptor);
+    Output output(descriptor);
     putHead(output, fault, options, time);
     if (options.flushLog)
         options.flushLog();
@@ -240,6 +245,13 @@ void writeReport(const Fault& fault, const ReportOptions& options, ReportPath& p
     output.put(line.add("Crashing module: ").add(module ? module->path.view() : "?").add("\n\n"));
     putDyingThread(output, fault);
     putOtherThreads(output);
+    if (options.flushLog)
+        options.flushLog(); // what a slow disk did not take at first
+    if (output.saved() == Saved::Nothing) {
+        ::unlink(path.text()); // or it would push the report of another crash out
+        path.clear();
+    }
+    return output.saved();
 }
 
 } // namespace vt::crash

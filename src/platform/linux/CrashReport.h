@@ -33,9 +33,11 @@ struct ReportOptions
     void (*flushLog)() = nullptr;
 };
 
-/// Path of the report, as far as one could be opened; else empty.
+/// Path of the report; empty when there is none.
 using ReportPath = FixedText<1023>;
+/// How much of the report is on the disk.
+enum class Saved { Nothing, Part, PartDiskFull, Whole };
 /// Writes it, the dying thread first, then the others. Called by one thread, once.
-void writeReport(const Fault& fault, const ReportOptions& options, ReportPath& path) noexcept;
+[[nodiscard]] Saved writeReport(const Fault& fault, const ReportOptions& options, ReportPath& path) noexcept;
 
 } // namespace vt::crash

@@ -26,8 +26,8 @@ Room roomIn(int descriptor, int timeoutMs)
 std::size_t DebuggerOutput::write(std::string_view text)
 {
     std::size_t taken = 0;
-    // A pipe or terminal with room takes that much without waiting. The descriptor itself may be shared with
-    // other programs and stays as it is.
+    // A pipe with room takes that much without waiting. The descriptor itself may be shared with other
+    // programs and stays as it is.
     while (taken < text.size()) {
         const Room room = roomIn(m_descriptor, 0);
         if (room == Room::None)

@@ -33,11 +33,19 @@ void skipPast(std::string_view& text, char letter) noexcept
     text.remove_prefix(std::min(text.find(letter), text.size() - 1) + 1);
 }
 
+/// Devices, shared memory and stacks are nothing that code comes from.
+bool isModule(std::string_view path) noexcept
+{
+    return path == "[vdso]" ||
+           (path.front() == '/' && !path.starts_with("/dev/") && !path.starts_with("/memfd:"));
+}
+
 } // namespace
 
 void ModuleTable::read() noexcept
 {
     m_count = 0;
+    m_path.clear();
     const int descriptor = ::open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
     if (descriptor < 0)
         return;
@@ -65,27 +73,28 @@ void ModuleTable::read() noexcept
 void ModuleTable::takeLine(std::string_view line) noexcept
 {
     const std::size_t pathBegin = line.find_first_of("/[");
-    if (pathBegin == std::string_view::npos)
+    if (pathBegin == std::string_view::npos || !isModule(line.substr(pathBegin)))
         return;
-    const std::string_view path = line.substr(pathBegin);
+    FixedText<511> path;
+    path.add(line.substr(pathBegin));
     const std::uintptr_t begin = takeHex(line);
     skipPast(line, '-');
     const std::uintptr_t end = takeHex(line);
     skipPast(line, ' ');
+    const bool executable = line.substr(0, line.find(' ')).find('x') != std::string_view::npos;
     skipPast(line, ' ');
     const std::uintptr_t offset = takeHex(line);
-    if (m_count > 0 && m_modules[m_count - 1].path.view() == path) {
-        m_modules[m_count - 1].end = end;
-        return;
-    }
-    if (m_count == m_modules.size())
+    // The base is that of the file's first piece: later ones may lie elsewhere in memory than in the file.
+    if (offset == 0 || path.view() != m_path.view())
+        m_base = begin - offset;
+    m_path = path;
+    if (!executable || m_count == m_modules.size())
         return;
     Module& module = m_modules[m_count++];
     module.begin = begin;
     module.end = end;
-    module.base = begin - offset;
-    module.path.clear();
-    module.path.add(path);
+    module.base = m_base;
+    module.path = path;
 }
 
 const ModuleTable::Module* ModuleTable::find(std::uintptr_t address) const noexcept

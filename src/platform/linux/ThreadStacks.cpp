@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csetjmp>
 #include <csignal>
 #include <cstddef>
 #include <cstring>
@@ -27,15 +28,29 @@ int stackSignal() noexcept
     return SIGRTMAX - 1;
 }
 
-enum Request : int { None, Asked, Walking, Answered };
-std::atomic<int> request{None};
-std::atomic<pid_t> askedThread{0};
-Stack answer;
-static_assert(sizeof request == sizeof(int) && std::atomic<int>::is_always_lock_free);
-
-long futex(int operation, int value, const timespec* timeout) noexcept
+/// One question to one thread. Who walks too long keeps it, and the next thread is asked with another.
+struct Question
 {
-    return ::syscall(SYS_futex, &request, operation, value, timeout, nullptr, 0);
+    enum State : int { None, Asked, Walking, Answered };
+    std::atomic<int> state{None};
+    std::atomic<pid_t> thread{0};
+    Stack answer;
+};
+constexpr std::size_t MostQuestions = 16;
+std::array<Question, MostQuestions> questions;
+static_assert(sizeof(std::atomic<int>) == sizeof(int) && std::atomic<int>::is_always_lock_free);
+
+/// Where a walk that faults goes on.
+struct WayOut
+{
+    std::atomic<pid_t> thread{0}; ///< the walking one; 0: nobody
+    sigjmp_buf place{};
+};
+std::array<WayOut, MostQuestions + 1> waysOut; // the dying thread walks, too
+
+long futex(std::atomic<int>& word, int operation, int value, const timespec* timeout) noexcept
+{
+    return ::syscall(SYS_futex, &word, operation, value, timeout, nullptr, 0);
 }
 
 pid_t currentThread() noexcept
@@ -65,25 +80,68 @@ _Unwind_Reason_Code takeFrame(_Unwind_Context* context, void* argument) noexcept
     return _URC_NO_REASON;
 }
 
+WayOut* wayOutFor(pid_t thread) noexcept
+{
+    for (WayOut& way : waysOut) {
+        pid_t nobody = 0;
+        if (way.thread.compare_exchange_strong(nobody, thread))
+            return &way;
+    }
+    return nullptr;
+}
+
+void setFaultsBlocked(int how, sigset_t* before) noexcept
+{
+    sigset_t faults;
+    sigemptyset(&faults);
+    sigaddset(&faults, SIGSEGV);
+    sigaddset(&faults, SIGBUS);
+    pthread_sigmask(how, &faults, before);
+}
+
+void walkWithWayOut(WayOut& way, Walk& walk) noexcept
+{
+    sigset_t before;
+    setFaultsBlocked(SIG_UNBLOCK, &before);
+    if (sigsetjmp(way.place, 0) == 0)
+        _Unwind_Backtrace(&takeFrame, &walk);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
 void answerRequest(int, siginfo_t*, void* context)
 {
     const int savedErrno = errno;
-    int expected = Asked;
-    if (askedThread.load() == currentThread() && request.compare_exchange_strong(expected, Walking)) {
-        walkInterrupted(answer, programCounterOf(context));
-        request = Answered;
-        futex(FUTEX_WAKE_PRIVATE, INT_MAX, nullptr);
+    for (Question& question : questions) {
+        int expected = Question::Asked;
+        if (question.thread.load() != currentThread() ||
+            !question.state.compare_exchange_strong(expected, Question::Walking))
+            continue;
+        walkInterrupted(question.answer, programCounterOf(context));
+        question.state = Question::Answered;
+        futex(question.state, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr);
     }
     errno = savedErrno;
 }
 
-/// Returns when the request has left that state, or after the time.
-void waitWhile(int state) noexcept
+/// Returns when the question has left that state, or after the time.
+void waitWhile(Question& question, int state) noexcept
 {
     const timespec limit{0, AnswerWithinNs};
-    while (request.load() == state)
-        if (futex(FUTEX_WAIT_PRIVATE, state, &limit) != 0 && errno == ETIMEDOUT)
+    while (question.state.load() == state)
+        if (futex(question.state, FUTEX_WAIT_PRIVATE, state, &limit) != 0 && errno == ETIMEDOUT)
             return;
+}
+
+/// Null when as many threads as that hang in their walks.
+Question* nextQuestion() noexcept
+{
+    for (Question& question : questions) {
+        int late = Question::Answered;
+        question.state.compare_exchange_strong(late, Question::None);
+        if (question.state.load() == Question::None)
+            return &question;
+    }
+    return nullptr;
 }
 
 } // namespace
@@ -116,9 +174,19 @@ void walkInterrupted(Stack& stack, std::uintptr_t programCounter) noexcept
 {
     stack.count = 0;
     Walk walk{&stack, programCounter, 0};
-    _Unwind_Backtrace(&takeFrame, &walk);
+    if (WayOut* way = wayOutFor(currentThread())) {
+        walkWithWayOut(*way, walk);
+        way->thread = 0;
+    }
     if (stack.count == 0)
         stack.frames[stack.count++] = programCounter;
+}
+
+void leaveWalk() noexcept
+{
+    for (WayOut& way : waysOut)
+        if (way.thread.load() == currentThread())
+            siglongjmp(way.place, 1);
 }
 
 bool prepareStackWalk()
@@ -169,19 +237,18 @@ pid_t OtherThreads::next() noexcept
 
 const Stack* OtherThreads::stackOf(pid_t thread) noexcept
 {
-    int free = None;
-    askedThread = thread;
-    if (!request.compare_exchange_strong(free, Asked))
-        return nullptr; // an earlier thread hangs in its walk
-    const bool sent = ::syscall(SYS_tgkill, ::getpid(), thread, stackSignal()) == 0;
-    if (sent)
-        waitWhile(Asked);
-    int expected = Asked;
-    if (request.compare_exchange_strong(expected, None))
+    Question* question = nextQuestion();
+    if (!question)
         return nullptr;
-    waitWhile(Walking);
-    expected = Answered;
-    return request.compare_exchange_strong(expected, None) ? &answer : nullptr;
+    question->thread = thread;
+    question->state = Question::Asked;
+    if (::syscall(SYS_tgkill, ::getpid(), thread, stackSignal()) == 0)
+        waitWhile(*question, Question::Asked);
+    int expected = Question::Asked;
+    if (question->state.compare_exchange_strong(expected, Question::None))
+        return nullptr;
+    waitWhile(*question, Question::Walking);
+    return question->state.load() == Question::Answered ? &question->answer : nullptr;
 }
 
 } // namespace vt::crash

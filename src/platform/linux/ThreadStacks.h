@@ -19,8 +19,12 @@ struct Stack
 [[nodiscard]] std::uintptr_t stackPointerOf(const void* context) noexcept;
 
 /// Fills in the calling thread's stack from the interrupted place on, inside a signal handler. Takes no lock
-/// and allocates nothing once prepareStackWalk() has run.
+/// and allocates nothing once prepareStackWalk() has run. Where the stack has been smashed, the walk itself
+/// may fault: then it ends, with the frames that it has.
 void walkInterrupted(Stack& stack, std::uintptr_t programCounter) noexcept;
+/// For the handler of SIGSEGV and SIGBUS, first of all: ends the walk that the calling thread is in, and then
+/// does not return; else does nothing.
+void leaveWalk() noexcept;
 
 /// Walks once, so that the unwinder is loaded and bound, and installs the signal that asks a thread for its
 /// stack. False when the system refused.
@@ -39,6 +43,7 @@ public:
     /// Id of the next thread that is not the calling one; 0 at the end.
     [[nodiscard]] pid_t next() noexcept;
     /// Its stack, or null when it has not answered in time: it holds signals back, or the kernel holds it.
+    /// Valid until the next call. A thread that answers too late does not keep others from being asked.
     [[nodiscard]] static const Stack* stackOf(pid_t thread) noexcept;
 
 private:
