@@ -22,7 +22,7 @@ struct Way
     std::array<const char*, 4> lines; ///< each of which the report holds
 };
 
-constexpr std::array<Way, 7> ways{{
+constexpr std::array<Way, 8> ways{{
     {"read",
      0xC0000005,
      {"Exception code: 0xC0000005\r\n", "Exception type: Access Violation\r\n", "Access type: Read\r\n",
@@ -39,6 +39,10 @@ constexpr std::array<Way, 7> ways{{
     {"overflow",
      0xC00000FD,
      {"Exception code: 0xC00000FD\r\n", "Exception type: Stack Overflow\r\n", "", ""}},
+    {"end",
+     0xC0000005,
+     {"Exception type: Access Violation\r\n", "Access type: Write\r\n", "Code addresses on the stack: 0x",
+      ""}},
     {"abort", 0x40000015, {"Exception code: 0x40000015\r\n", "Exception type: Unknown\r\n", "", ""}},
     {"exception",
      0xE06D7363,
@@ -79,19 +83,35 @@ __attribute__((noinline)) void die(const std::string& way, int* place, int zero)
     asm("" ::"r"(zero) : "memory");
 }
 
+HANDLE dying = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+
+DWORD WINAPI dieOnAThread(void*)
+{
+    die("write", reinterpret_cast<int*>(std::uintptr_t{64}), 0);
+    return 0;
+}
+
 int runChild(const std::string& way, const std::string& folder)
 {
     vt::crash::Settings settings;
     MultiByteToWideChar(CP_ACP, 0, folder.c_str(), -1, settings.folder.data(),
                         static_cast<int>(settings.folder.size()));
-    settings.flushLog = [] { std::puts("log flushed"); };
-    settings.tell = [](const wchar_t* path, const char* type) {
-        std::printf("told %ls %s\n", path, type);
+    settings.flushLog = [] {
+        std::puts("log flushed");
+        SetEvent(dying);
+    };
+    settings.tell = [](const wchar_t* path, vt::crash::Saved saved, const char* type) {
+        std::printf("told %ls %d %s\n", path, static_cast<int>(saved), type);
         std::fflush(stdout);
     };
     if (!vt::crash::install(settings))
         return 3;
     CloseHandle(CreateThread(nullptr, 0, &waitForEver, nullptr, 0, nullptr));
+    if (way == "end") {
+        CloseHandle(CreateThread(nullptr, 0, &dieOnAThread, nullptr, 0, nullptr));
+        WaitForSingleObject(dying, INFINITE);
+        return 0; // while the report is being written
+    }
     die(way, reinterpret_cast<int*>(std::uintptr_t{64}), 0);
     return 0;
 }

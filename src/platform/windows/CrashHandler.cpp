@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cwchar>
+#include <string_view>
 
 #include <qt_windows.h>
 
@@ -29,42 +30,57 @@ void copyPath(crash::WidePath& to, const QString& path)
     to[length] = L'\0';
 }
 
-bool startBox(const wchar_t* path, const char* typeName)
-{
-    static std::array<wchar_t, 3 * crash::PathRoom> command{};
-    if (std::swprintf(command.data(), command.size(), L"\"%ls\" --box \"%ls\" \"%hs\"", reportProgram.data(),
-                      path, typeName) < 0)
-        return false;
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessW(reportProgram.data(), command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process))
-        return false;
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    return true;
-}
+using ReportName = FixedText<4095>; ///< as the user is told it, in UTF-8
 
-void writeNotice(const wchar_t* path, const char* typeName)
+void nameReport(ReportName& name, const wchar_t* path, crash::Saved saved)
 {
     std::array<char, 3 * crash::PathRoom> narrow{};
     WideCharToMultiByte(CP_UTF8, 0, path, -1, narrow.data(), static_cast<int>(narrow.size()), nullptr,
                         nullptr);
-    FixedText<4095> text;
-    text.add("Application crashed!\nCrash log saved to:\n")
-        .add(path[0] == L'\0' ? "(not saved)" : narrow.data());
+    name.add(saved == crash::Saved::Nothing ? "(not saved)" : narrow.data());
+    if (saved == crash::Saved::PartDiskFull)
+        name.add(" (incomplete: disk full)");
+    else if (saved == crash::Saved::Part)
+        name.add(" (incomplete)");
+}
+
+void startBox(ReportName& name, const char* typeName)
+{
+    static std::array<wchar_t, 4096> wideName{};
+    static std::array<wchar_t, 3 * crash::PathRoom + wideName.size()> command{};
+    if (MultiByteToWideChar(CP_UTF8, 0, name.text(), -1, wideName.data(),
+                            static_cast<int>(wideName.size())) == 0 ||
+        std::swprintf(command.data(), command.size(), L"\"%ls\" --box \"%ls\" \"%hs\"", reportProgram.data(),
+                      wideName.data(), typeName) < 0)
+        return;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(reportProgram.data(), command.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS,
+                        nullptr, nullptr, &startup, &process))
+        return;
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+}
+
+void writeNotice(std::string_view name, const char* typeName)
+{
+    FixedText<4351> text;
+    text.add("Application crashed!\nCrash log saved to:\n").add(name);
     text.add("\n\nException: ").add(typeName).add('\n');
     DWORD count = 0;
     WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.view().data(), static_cast<DWORD>(text.view().size()),
               &count, nullptr);
 }
 
-/// In the dying process, on the thread that wrote the report.
-void tell(const wchar_t* path, const char* typeName)
+/// In the dying process, on the thread that wrote the report, or on the one that dies.
+void tell(const wchar_t* path, crash::Saved saved, const char* typeName)
 {
-    if (noticeWanted == Notice::StandardError || !startBox(path, typeName))
-        writeNotice(path, typeName);
+    static ReportName name;
+    nameReport(name, path, saved);
+    if (noticeWanted != Notice::StandardError) // the other name is a macro of Windows
+        startBox(name, typeName);
+    writeNotice(name.view(), typeName); // last: a console may hold it
 }
 
 } // namespace
@@ -89,8 +105,13 @@ bool install(const Options& options)
 
 void prepareThread()
 {
-    if (!crash::keepStackForFilter())
+    if (!crash::prepareThread())
         qWarning("CrashHandler: no stack kept back for this thread, error: %lu", GetLastError());
+}
+
+void holdWhileDying()
+{
+    crash::holdWhileDying();
 }
 
 void noteUtcOffset(int secondsEastOfUtc)

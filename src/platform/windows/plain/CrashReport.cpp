@@ -17,6 +17,7 @@ namespace vt::crash {
 namespace {
 
 constexpr DWORD ReportWithinMs = 30'000;
+constexpr DWORD LongestDeathMs = 40'000;         ///< report and notice
 constexpr DWORD LanguageException = 0xE06D7363;  // a C++ exception
 constexpr DWORD ProgramEndedItself = 0x40000015; // STATUS_FATAL_APP_EXIT
 constexpr ULONG StackForFilterBytes = 64 * 1024;
@@ -39,7 +40,9 @@ struct Facts
     FixedText<511> uncaught;
 };
 Facts facts;
-std::atomic<bool> taken{false};
+std::atomic<DWORD> dyingThread{0};
+std::atomic<bool> told{false};
+WidePath reportPath{};
 
 using Line = FixedText<4095>;
 
@@ -51,15 +54,21 @@ public:
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
 
-    void put(std::string_view text) const
+    void put(std::string_view text)
     {
         DWORD count = 0;
-        WriteFile(m_file, text.data(), static_cast<DWORD>(text.size()), &count, nullptr);
+        const bool written = WriteFile(m_file, text.data(), static_cast<DWORD>(text.size()), &count, nullptr);
+        m_isEmpty = m_isEmpty && count == 0;
+        if (!written || count < text.size())
+            m_saved = GetLastError() == ERROR_DISK_FULL ? Saved::PartDiskFull : Saved::Part;
     }
-    void put(const Line& line) const { put(line.view()); }
+    void put(const Line& line) { put(line.view()); }
+    [[nodiscard]] Saved saved() const { return m_isEmpty ? Saved::Nothing : m_saved; }
 
 private:
     HANDLE m_file;
+    Saved m_saved = Saved::Whole;
+    bool m_isEmpty = true;
 };
 
 void addWide(Line& line, const wchar_t* text)
@@ -70,26 +79,36 @@ void addWide(Line& line, const wchar_t* text)
         line.add(narrow.data());
 }
 
-HANDLE openReport(const CivilTime& time, WidePath& path)
+/// Never one that exists: another instance may have died in the same second.
+HANDLE openNew(std::string_view name, WidePath& path)
 {
-    FixedText<31> name;
-    name.add("\\crash_").addTimeForName(time).add(".txt");
     const WidePath& folder = settings[settingsInUse.load()].folder;
     std::size_t length = wcsnlen(folder.data(), folder.size());
-    if (length + name.view().size() >= path.size())
+    if (length + name.size() >= path.size())
         return INVALID_HANDLE_VALUE;
     std::memcpy(path.data(), folder.data(), length * sizeof(wchar_t));
-    for (const char letter : name.view())
+    for (const char letter : name)
         path[length++] = static_cast<wchar_t>(letter);
     path[length] = L'\0';
-    HANDLE file = CreateFileW(path.data(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE file = CreateFileW(path.data(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                              CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE)
         path[0] = L'\0';
     return file;
 }
 
-void putHead(const Output& output, const CivilTime& time)
+HANDLE openReport(const CivilTime& time, WidePath& path)
+{
+    FixedText<63> name;
+    name.add("\\crash_").addTimeForName(time);
+    FixedText<63> another = name;
+    HANDLE file = openNew(name.add(".txt").view(), path);
+    if (file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_EXISTS)
+        file = openNew(another.add('_').addNumber(GetCurrentProcessId()).add(".txt").view(), path);
+    return file;
+}
+
+void putHead(Output& output, const CivilTime& time)
 {
     const EXCEPTION_RECORD& record = facts.record;
     Line line;
@@ -106,7 +125,35 @@ void putHead(const Output& output, const CivilTime& time)
     output.put(line);
 }
 
-void putFrames(const Output& output, const Stack& stack)
+/// What is known without debug help, which may wait for a lock that a thread holds for ever: the code that
+/// the top of the stack points to, and where its module begins.
+void putCodeOnStack(Output& output)
+{
+    constexpr std::size_t words = 512;
+    static std::array<std::uintptr_t, words> top;
+#if defined(__aarch64__) || defined(_M_ARM64)
+    const DWORD64 stackPointer = facts.context.Sp;
+#else
+    const DWORD64 stackPointer = facts.context.Rsp;
+#endif
+    SIZE_T read = 0;
+    ReadProcessMemory(GetCurrentProcess(), reinterpret_cast<const void*>(stackPointer), top.data(),
+                      sizeof top, &read);
+    output.put("Code addresses on the stack:");
+    for (std::size_t i = 0; i < read / sizeof top[0]; ++i) {
+        MEMORY_BASIC_INFORMATION place{};
+        constexpr DWORD code = PAGE_EXECUTE | PAGE_EXECUTE_READ | PAGE_EXECUTE_READWRITE;
+        if (!VirtualQuery(reinterpret_cast<const void*>(top[i]), &place, sizeof place) ||
+            place.Type != MEM_IMAGE || (place.Protect & code) == 0)
+            continue;
+        const auto base = reinterpret_cast<std::uintptr_t>(place.AllocationBase);
+        Line line;
+        output.put(line.add(" 0x").addHex(base).add("+0x").addHex(top[i] - base));
+    }
+    output.put("\r\n");
+}
+
+void putFrames(Output& output, const Stack& stack)
 {
     for (std::size_t i = 0; i < stack.count; ++i) {
         static Place place;
@@ -128,7 +175,7 @@ void putFrames(const Output& output, const Stack& stack)
     }
 }
 
-void putDyingThread(const Output& output)
+void putDyingThread(Output& output)
 {
     static Place place;
     describe(reinterpret_cast<std::uintptr_t>(facts.record.ExceptionAddress), 0, place);
@@ -147,7 +194,7 @@ void putDyingThread(const Output& output)
 
 /// Addresses are collected while the thread is held, and named when it goes on: it may hold what naming
 /// needs.
-void putThread(const Output& output, DWORD id)
+void putThread(Output& output, DWORD id)
 {
     Line line;
     output.put(line.add("\r\n--- Thread ID: ").addNumber(id).add(" ---\r\n"));
@@ -170,7 +217,7 @@ void putThread(const Output& output, DWORD id)
         output.put("(Could not open thread)\r\n");
 }
 
-void putOtherThreads(const Output& output)
+void putOtherThreads(Output& output)
 {
     Line line;
     output.put(line.add("\r\n").add(Rule).add("ALL THREADS\r\n"));
@@ -187,32 +234,42 @@ void putOtherThreads(const Output& output)
     CloseHandle(snapshot);
 }
 
-void report()
+void tell(Saved saved)
 {
     const Settings& own = settings[settingsInUse.load()];
-    static WidePath path;
+    if (own.tell && !told.exchange(true))
+        own.tell(reportPath.data(), saved, nameOf(facts.record.ExceptionCode));
+}
+
+Saved writeReport()
+{
+    const Settings& own = settings[settingsInUse.load()];
     const CivilTime time = CivilTime::from(wallClockMs(), utcOffsetSeconds.load());
-    HANDLE file = openReport(time, path);
+    HANDLE file = openReport(time, reportPath);
     if (file == INVALID_HANDLE_VALUE) {
         if (own.flushLog)
             own.flushLog();
-    } else {
-        const Output output(file);
-        putHead(output, time);
-        if (own.flushLog)
-            own.flushLog();
-        loadSymbols();
-        putDyingThread(output);
-        putOtherThreads(output);
+        return Saved::Nothing;
     }
-    if (own.tell)
-        own.tell(path.data(), nameOf(facts.record.ExceptionCode));
+    Output output(file);
+    putHead(output, time);
+    if (own.flushLog)
+        own.flushLog();
+    putCodeOnStack(output);
+    loadSymbols();
+    putDyingThread(output);
+    putOtherThreads(output);
+    if (own.flushLog)
+        own.flushLog(); // what a slow disk did not take at first
+    if (output.saved() == Saved::Nothing)
+        DeleteFileW(reportPath.data()); // or it would push the report of another crash out
+    return output.saved();
 }
 
 DWORD WINAPI runReporter(void*)
 {
     WaitForSingleObject(crashed, INFINITE);
-    report();
+    tell(writeReport());
     SetEvent(reported);
     return 0;
 }
@@ -221,11 +278,11 @@ DWORD WINAPI runReporter(void*)
 /// it is the reporter, whose fault ends the process at once.
 bool takeTurn()
 {
-    if (!taken.exchange(true))
+    DWORD nobody = 0;
+    if (dyingThread.compare_exchange_strong(nobody, GetCurrentThreadId()))
         return true;
-    if (GetCurrentThreadId() == reporterThread)
-        return false;
-    WaitForSingleObject(GetCurrentProcess(), INFINITE);
+    if (GetCurrentThreadId() != reporterThread)
+        holdWhileDying();
     return false;
 }
 
@@ -233,7 +290,8 @@ void haveReported()
 {
     facts.thread = GetCurrentThreadId();
     SetEvent(crashed);
-    WaitForSingleObject(reported, ReportWithinMs);
+    if (WaitForSingleObject(reported, ReportWithinMs) != WAIT_OBJECT_0)
+        tell(reportPath[0] == L'\0' ? Saved::Nothing : Saved::Part);
 }
 
 LONG WINAPI filterUnhandled(EXCEPTION_POINTERS* exception)
@@ -279,10 +337,25 @@ void handleAbort(int)
             text.add("(no text)");
         }
     }
-    if (!taken.load())
+    if (dyingThread.load() == 0)
         facts.uncaught = text;
     dieHere(text.view().empty() ? ProgramEndedItself : LanguageException);
 }
+
+void handlePureCall()
+{
+    dieHere(ProgramEndedItself);
+}
+
+#if defined(_MSC_VER) || defined(_UCRT)
+constexpr DWORD InvalidRuntimeParameter = 0xC0000417;
+
+/// In place of the runtime's own, which ends the process without a word. (An older runtime goes on.)
+void handleInvalidParameter(const wchar_t*, const wchar_t*, const wchar_t*, unsigned, std::uintptr_t)
+{
+    dieHere(InvalidRuntimeParameter);
+}
+#endif
 
 bool startReporter()
 {
@@ -329,19 +402,32 @@ bool install(const Settings& fresh)
     static bool installed = false;
     if (installed)
         return true;
-    if (!startReporter() || !keepStackForFilter())
+    if (!startReporter())
         return false;
     SetUnhandledExceptionFilter(&filterUnhandled);
     std::signal(SIGABRT, &handleAbort);
-    std::set_terminate(&handleTerminate);
+    _set_purecall_handler(&handlePureCall);
+#if defined(_MSC_VER) || defined(_UCRT)
+    _set_invalid_parameter_handler(&handleInvalidParameter);
+#endif
+    std::atexit(&holdWhileDying);
     installed = true;
-    return true;
+    return prepareThread();
 }
 
-bool keepStackForFilter()
+bool prepareThread()
 {
+    if (reporterThread != 0)
+        std::set_terminate(&handleTerminate);
     ULONG bytes = StackForFilterBytes;
     return SetThreadStackGuarantee(&bytes) != 0;
+}
+
+void holdWhileDying()
+{
+    const DWORD dying = dyingThread.load();
+    if (dying != 0 && dying != GetCurrentThreadId() && GetCurrentThreadId() != reporterThread)
+        WaitForSingleObject(GetCurrentProcess(), LongestDeathMs);
 }
 
 void setUtcOffset(int seconds)

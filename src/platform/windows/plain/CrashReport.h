@@ -12,20 +12,28 @@ namespace vt::crash {
 constexpr std::size_t PathRoom = 1024;
 using WidePath = std::array<wchar_t, PathRoom>;
 
+/// How much of the report is on the disk.
+enum class Saved { Nothing, Part, PartDiskFull, Whole };
+
 struct Settings
 {
     WidePath folder{};            ///< zero-terminated; exists
     void (*flushLog)() = nullptr; ///< saves what a log still holds; null: none
-    /// Tells the user. path is empty when no report could be opened. Null: nobody is told.
-    void (*tell)(const wchar_t* path, const char* typeName) = nullptr;
+    /// Tells the user, also when the report is not ready after half a minute. Null: nobody is told.
+    void (*tell)(const wchar_t* path, Saved saved, const char* typeName) = nullptr;
 };
 
 /// Installs the filter for exceptions that nobody handles, and what leads abort() and std::terminate to the
 /// same report. Later calls change the settings. False when the system refused; GetLastError() says why.
 [[nodiscard]] bool install(const Settings& settings);
 
-/// Keeps enough of the calling thread's stack back that the filter can run when the stack has been used up.
-[[nodiscard]] bool keepStackForFilter();
+/// Keeps enough of the calling thread's stack back that the filter can run when the stack has been used up,
+/// and leads the thread's std::terminate to the report once that is installed: some runtimes keep it per
+/// thread.
+[[nodiscard]] bool prepareThread();
+
+/// Does not return while another thread dies.
+void holdWhileDying();
 
 /// How far local time is ahead of UTC. Any thread.
 void setUtcOffset(int seconds);
