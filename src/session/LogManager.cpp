@@ -119,14 +119,6 @@ void removeUnfinished(const QDir& folder)
             QFile::remove(file.filePath());
 }
 
-/// Its parents may be others'; what is new is for the user alone.
-bool makeFolder(const QString& path)
-{
-    const QFileInfo info(path);
-    return info.isDir() || (QDir().mkpath(info.path()) &&
-                            QDir().mkdir(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-}
-
 qsizetype countOf(const QDir& folder)
 {
     return folder.entryList({u"crash_*.txt"_s}, QDir::Files).size();
@@ -186,7 +178,7 @@ LogManager::~LogManager()
 
 void LogManager::Private::openLog(const QString& folder, const QString& name, const QDateTime& startTime)
 {
-    makeFolder(folder);
+    makeOwnFolder(folder);
     removeOldest(QDir(folder), name + u"_log_"_s, MostLogs, "LogManager: Removed old log:");
     const QString base = u"%1/%2_log_%3"_s.arg(folder, name, startTime.toString(u"yyyyMMdd_hhmmss"_s));
     QString path = base + u".txt"_s;
@@ -211,7 +203,7 @@ void LogManager::Private::prepareCrashFolder(const QString& folder)
 {
     crashFolder = folder;
     const QDir directory(folder);
-    if (!makeFolder(folder)) {
+    if (!makeOwnFolder(folder)) {
         qDebug().noquote() << "LogManager: Failed to create crash log directory:" << folder;
         return;
     }

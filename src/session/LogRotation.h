@@ -10,4 +10,8 @@ namespace vt {
 /// a file does not change it.
 [[nodiscard]] QStringList namesToRemove(QStringList names, int limit);
 
+/// Makes what is missing of a folder; the last part of its path is then for the user alone. False when there
+/// is no folder of that name afterwards.
+bool makeOwnFolder(const QString& path);
+
 } // namespace vt

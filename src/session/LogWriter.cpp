@@ -3,8 +3,8 @@
 
 #include "platform/CrashHandler.h"
 #include "session/LogLine.h"
+#include "session/LogRotation.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <algorithm>
 #include <array>
@@ -162,7 +162,7 @@ bool LogWriter::appendBatch()
 {
     std::size_t taken = m_file.append(m_batch);
     if (m_file.isGone()) {
-        if (!QDir().mkpath(QFileInfo(m_path).path()) || !m_file.open(m_path))
+        if (!makeOwnFolder(QFileInfo(m_path).path()) || !m_file.open(m_path))
             return false;
         taken = m_file.append(m_batch);
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A program of its own dies in every way that the handler knows; its report, log and exit status are looked
 // at.
+#include "platform/linux/CrashProgram.h"
 #include "platform/linux/ModuleTable.h"
 
 #include <QDir>
@@ -9,6 +10,7 @@
 #include <QProcessEnvironment>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <array>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <string>
@@ -181,6 +183,23 @@ TEST(CrashBox, EndsWhereNobodyCouldCloseIt)
     EXPECT_TRUE(box.waitForFinished(20'000));
     EXPECT_EQ(QString::fromUtf8(box.readAllStandardError()),
               QStringLiteral("Application crashed!\nCrash log saved to:\nreport\n\nException: Unknown\n"));
+}
+
+TEST(CrashProgram, KeepsNothingOfTheOneThatItOutlives)
+{
+    const QTemporaryDir folder;
+    const std::string file = folder.filePath(QStringLiteral("seen")).toStdString();
+    const std::string script =
+        "p=/proc/$$; ( readlink $p/fd/0 $p/fd/1 $p/fd/2; cut -d' ' -f1,6 $p/stat ) >" + file + "; true";
+    const std::array<const char*, 4> program{"/bin/sh", "-c", script.c_str(), nullptr};
+    const int child = crash::startProgram(program.data(), crash::Lifetime::Outlives);
+    ASSERT_GT(child, 0);
+    crash::waitForProgram(child, 20'000);
+    QFile seen(QString::fromStdString(file));
+    ASSERT_TRUE(seen.open(QIODevice::ReadOnly));
+    // Its session is its own.
+    EXPECT_EQ(seen.readAll().toStdString(), "/dev/null\n/dev/null\n/dev/null\n" + std::to_string(child) +
+                                                ' ' + std::to_string(child) + '\n');
 }
 
 TEST(ModuleTable, HoldsCodeWithTheBaseOfItsFile)
