@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <cxxabi.h>
 #include <exception>
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <typeinfo>
@@ -108,7 +109,11 @@ void writeNotice(std::string_view report, std::string_view exception) noexcept
     FixedText<2047> text;
     text.add("Application crashed!\nCrash log saved to:\n").add(report);
     text.add("\n\nException: ").add(exception).add('\n');
-    DebuggerOutput error;
+    // A terminal would hold a write for which it has too little room; the descriptor itself may be shared.
+    const int terminal = ::isatty(STDERR_FILENO) != 0
+                             ? ::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)
+                             : -1;
+    DebuggerOutput error(terminal >= 0 ? terminal : STDERR_FILENO);
     error.waitForRoom(ErrorOutputWaitMs);
     std::ignore = error.write(text.view()); // nobody is left to be told that nobody reads
 }
