@@ -47,9 +47,11 @@ public:
     void setPermission(std::function<bool(const DAQDevice&)> mayUse);
     void deselect();
 
-    /// Reads the microcontroller's status register; done(answered).
+    /// Reads the microcontroller's status register; done(answered). Also false when another bus has failed
+    /// since the device was set up, so that a recovery follows.
     void probeI2C(std::function<void(bool)> done);
-    /// Reads the whole register file (127 bytes); done(empty) on failure.
+    /// Reads the whole register file (127 bytes); done(empty) on failure. When a bus has failed since the
+    /// device was set up, the I2C session is rebuilt before, unless acquisition runs.
     void getMCUHeader(std::function<void(std::optional<MCUHeader>)> done);
 
     /// 16-bit words of the microcontroller's EEPROM at even addresses, 0 to 254. One access at a time; done

@@ -46,12 +46,18 @@ void DAQInfo::probeI2C(std::function<void(bool)> done)
 
 void DAQInfo::getMCUHeader(std::function<void(std::optional<MCUHeader>)> done)
 {
-    d->ask([](HardwareSession& session) { return session.readHeader(); },
-           [this, done = std::move(done)](std::optional<MCUHeader> header) {
-               if (header)
-                   d->captureBuildInfo(*header);
-               done(std::move(header));
-           });
+    const std::optional<DAQDevice> mayRebuild = d->isAcquisitionStarted ? std::nullopt : d->selected;
+    d->ask(
+        [mayRebuild](HardwareSession& session) {
+            if (mayRebuild && session.hasLostBus() && !session.rebuild(*mayRebuild))
+                qWarning("DAQInfo::getMCUHeader - the I2C session could not be rebuilt");
+            return session.readHeader();
+        },
+        [this, done = std::move(done)](std::optional<MCUHeader> header) {
+            if (header)
+                d->captureBuildInfo(*header);
+            done(std::move(header));
+        });
 }
 
 void DAQInfo::Private::runEeprom(std::function<void()> job)

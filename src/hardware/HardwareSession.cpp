@@ -21,11 +21,8 @@ constexpr int MostChannels = 16;
 
 } // namespace
 
-HardwareSession::HardwareSession(const HardwareContext& context, Notify notify,
-                                 std::function<void()> betweenTransfers,
-                                 std::function<bool()> isUrgentWaiting)
-    : m_context(context), m_notify(std::move(notify)), m_betweenTransfers(std::move(betweenTransfers)),
-      m_isUrgentWaiting(std::move(isUrgentWaiting))
+HardwareSession::HardwareSession(const HardwareContext& context, Notify notify, Waiting waiting)
+    : m_context(context), m_notify(std::move(notify)), m_waiting(std::move(waiting))
 {}
 
 HardwareSession::~HardwareSession() = default;
@@ -53,8 +50,8 @@ void HardwareSession::forward(void (VEXIO::*from)(Args...), void (StimulationHar
 void HardwareSession::makeVexio()
 {
     m_vexio = std::make_unique<VEXIO>(m_context);
-    m_vexio->setBetweenTransfers(m_betweenTransfers);
-    m_vexio->setUrgentWaiting(m_isUrgentWaiting);
+    m_vexio->setBetweenTransfers(m_waiting.letIn);
+    m_vexio->setUrgentWaiting(m_waiting.isUrgent);
     forward(&VEXIO::cageDataRead, &StimulationHardware::cageDataRead);
     forward(&VEXIO::operationComplete, &StimulationHardware::operationComplete);
     forward(&VEXIO::cageStatusRead, &StimulationHardware::cageStatusRead);
@@ -103,6 +100,7 @@ bool HardwareSession::build(const QString& deviceName)
     initVexio(deviceName);
     if (m_mcuBus->failed())
         return false;
+    watchBuses();
     startStatusPoll();
     tell([isVexioPresent = m_vexio->isInitialised(), isDioPresent = m_dio != nullptr](
              StimulationHardware& receiver) { receiver.setPresence(isVexioPresent, isDioPresent); });
@@ -140,6 +138,30 @@ void HardwareSession::initVexio(const QString& deviceName)
     }
     if (!m_vexio->initInterruptTask(deviceName))
         qDebug("DAQInfo::initVexio - Warning: Failed to initialize interrupt task");
+}
+
+/// A bus that failed before, as one on lines that this unit does not have, counts as not there.
+void HardwareSession::watchBuses()
+{
+    m_hasLostBus = false;
+    struct Watched
+    {
+        I2C* bus;
+        UnitBus which;
+        const char* name;
+    };
+    for (const Watched& watched :
+         {Watched{m_mcuBus.get(), UnitBus::Microcontroller, "the microcontroller"},
+          Watched{m_stimulationBus.get(), UnitBus::StimulationUnit, "the stimulation unit"},
+          Watched{m_dioBus.get(), UnitBus::PortExpanders, "the port expanders"}}) {
+        if (watched.bus->failed())
+            continue;
+        watched.bus->setFailureHandler([this, which = watched.which, name = watched.name] {
+            qWarning("HardwareSession: the bus of %s has failed", name);
+            m_hasLostBus = true;
+            tell([which](StimulationHardware& receiver) { emit receiver.busLost(which); });
+        });
+    }
 }
 
 void HardwareSession::startStatusPoll()
@@ -186,12 +208,14 @@ void HardwareSession::close()
     m_dioBus.reset();
     m_stimulationBus.reset();
     m_mcuBus.reset();
+    m_hasLostBus = false;
     tell([](StimulationHardware& receiver) { receiver.setPresence(false, false); });
 }
 
 bool HardwareSession::rebuild(const DAQDevice& device)
 {
     close();
+    m_hasLostBus = true; // until it is built again: the next try may find the unit there
     if (lookForDevice(m_context.driver, device) != DevicePresence::Present) {
         qWarning().noquote() << "DAQInfo::recoverI2CSession: device went unready after"
                              << "deinitI2C; aborting recovery";
@@ -224,7 +248,9 @@ bool HardwareSession::probe()
     if (m_mcuBus && m_mcuBus->i2cRead(McuAddress8, McuStatusRegister, &status, 1)) {
         if (m_statusPoll)
             m_statusPoll->note(status);
-        return true;
+        if (m_hasLostBus)
+            qWarning("DAQInfo::probeI2C - the microcontroller answers, but another bus has failed");
+        return !m_hasLostBus;
     }
     qWarning("DAQInfo::probeI2C - MCU 0x10 read failed (i2c NAK / no response)");
     return false;
@@ -233,7 +259,8 @@ bool HardwareSession::probe()
 std::optional<MCUHeader> HardwareSession::readHeader()
 {
     std::array<std::uint8_t, McuRegisterCount> registers{};
-    if (m_mcuBus && m_mcuBus->i2cRead(McuAddress8, McuFirstRegister, registers.data(), McuRegisterCount)) {
+    if (m_mcuBus && m_mcuBus->i2cRead(McuAddress8, McuFirstRegister, registers.data(), McuRegisterCount,
+                                      m_waiting.isEndOfThread)) {
         MCUHeader header = MCUBufferMap(registers).header();
         if (m_statusPoll)
             m_statusPoll->note(header.status);
@@ -245,12 +272,12 @@ std::optional<MCUHeader> HardwareSession::readHeader()
 
 std::optional<std::uint16_t> HardwareSession::readDataEE(std::uint8_t address)
 {
-    return m_mcuBus ? dataeeprom::readWord(*m_mcuBus, address, m_betweenTransfers) : std::nullopt;
+    return m_mcuBus ? dataeeprom::readWord(*m_mcuBus, address, m_waiting.letIn) : std::nullopt;
 }
 
 bool HardwareSession::writeDataEE(std::uint8_t address, std::uint16_t value)
 {
-    return m_mcuBus && dataeeprom::writeWord(*m_mcuBus, address, value, m_betweenTransfers);
+    return m_mcuBus && dataeeprom::writeWord(*m_mcuBus, address, value, m_waiting.letIn);
 }
 
 // ---- polling and light ----

@@ -27,10 +27,14 @@ public:
     /// Runs a step on the interface thread. Steps keep their order.
     using Notify = std::function<void(std::function<void(StimulationHardware&)>)>;
 
-    /// betweenTransfers is called where others may cut in on a long operation; isUrgentWaiting says whether
-    /// one wants to.
-    HardwareSession(const HardwareContext& context, Notify notify, std::function<void()> betweenTransfers,
-                    std::function<bool()> isUrgentWaiting);
+    /// Who waits while a long operation runs.
+    struct Waiting
+    {
+        std::function<void()> letIn;         ///< called where others may cut in
+        std::function<bool()> isUrgent;      ///< does one want to cut in?
+        std::function<bool()> isEndOfThread; ///< the thread is to end: nobody wants the result any more
+    };
+    HardwareSession(const HardwareContext& context, Notify notify, Waiting waiting);
     ~HardwareSession();
 
     /// Resets the device and builds what hangs on it; closes an earlier session first. True when the
@@ -43,7 +47,11 @@ public:
     /// cage light and polling are as before.
     bool rebuild(const DAQDevice& device);
 
-    /// Reads the microcontroller's status register.
+    /// Has a bus failed that was usable when the device was set up, or the last rebuild? Only a rebuild
+    /// helps.
+    [[nodiscard]] bool hasLostBus() const { return m_hasLostBus; }
+
+    /// Reads the microcontroller's status register. False also when another bus is lost: a recovery is due.
     [[nodiscard]] bool probe();
     /// Reads its whole register file.
     [[nodiscard]] std::optional<MCUHeader> readHeader();
@@ -80,16 +88,17 @@ private:
     [[nodiscard]] int channelCount(const QString& deviceName);
     void initDio(const QString& deviceName);
     void initVexio(const QString& deviceName);
+    void watchBuses();
     void startStatusPoll();
     void restoreState();
 
     const HardwareContext m_context;
     const Notify m_notify;
-    const std::function<void()> m_betweenTransfers;
-    const std::function<bool()> m_isUrgentWaiting;
+    const Waiting m_waiting;
     quint64 m_selection = 0;
     Kept m_kept;
     bool m_isComplete = false; ///< built and restored: its state is worth keeping
+    bool m_hasLostBus = false;
     bool m_isVexioPolling = false;
     std::optional<int> m_dioRecordingChannels;
 

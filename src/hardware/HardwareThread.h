@@ -30,10 +30,10 @@ public:
 
     /// Values and notices come back through answers, on the thread where that and receiver live.
     HardwareThread(DaqmxApi& driver, TimeSource& time, Inbox* answers, StimulationHardware* receiver)
-        : m_session(
-              {driver, time, &m_inbox},
-              [this](std::function<void(StimulationHardware&)> step) { notify(std::move(step)); },
-              [this] { runUrgent(); }, [this] { return isUrgentWaiting(); }),
+        : m_session({driver, time, &m_inbox},
+                    [this](std::function<void(StimulationHardware&)> step) { notify(std::move(step)); },
+                    {[this] { runUrgent(); }, [this] { return m_isShuttingDown || isUrgentWaiting(); },
+                     [this] { return m_isShuttingDown.load(); }}),
           m_answers(answers), m_receiver(receiver)
     {
         m_thread.setObjectName(QStringLiteral("hardware"));

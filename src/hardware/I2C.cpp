@@ -44,6 +44,7 @@ struct I2C::Private
     std::uint32_t sda = 2; ///< word with the SDA line high
     std::uint32_t scl = 4; ///< word with the SCL line high
     int bytesRead = 0;     ///< whole bytes that the last transfer brought
+    std::function<void()> failureHandler;
 
     [[nodiscard]] bool isUsable() const { return !failed && readTask && writeTask; }
     [[nodiscard]] std::uint32_t both() const { return sda | scl; }
@@ -103,6 +104,8 @@ void I2C::Private::fail()
 {
     failed = true;
     stopTasks();
+    if (failureHandler)
+        failureHandler();
 }
 
 void I2C::Private::stopTask(daqmx::TaskHandle& task)
@@ -418,6 +421,11 @@ bool I2C::i2cRead(std::uint8_t deviceAddress8, std::uint8_t registerAddress, std
     const bool isComplete = d->receiveBytes({buffer, static_cast<std::size_t>(length)}, isToEnd);
     d->stopCondition();
     return isComplete && !d->failed;
+}
+
+void I2C::setFailureHandler(std::function<void()> failed)
+{
+    d->failureHandler = std::move(failed);
 }
 
 void I2C::stopI2C()

@@ -36,6 +36,9 @@ public:
                  const std::function<bool()>& isToEnd = {});
     void stopI2C();
 
+    /// Called once, from inside the call that failed, when the driver fails from now on.
+    void setFailureHandler(std::function<void()> failed);
+
     [[nodiscard]] bool failed() const;
     [[nodiscard]] QString errorText() const;
 

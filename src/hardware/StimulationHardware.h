@@ -14,6 +14,9 @@ namespace vt {
 
 class HardwareThread;
 
+/// The three buses on the unit's digital lines, by what hangs on them.
+enum class UnitBus { Microcontroller, StimulationUnit, PortExpanders };
+
 /// The stimulation unit (VEXIO) and the port expanders (DIO) of the selected device, as the interface thread
 /// sees them. Every request returns at once and is carried out on the hardware thread in the order of the
 /// calls; what stimulates (activate, stop, enable, durations, cage profiles, outputs) overtakes everything
@@ -71,6 +74,9 @@ public:
 
 signals:
     void presenceChanged();
+    /// The driver failed on a bus that was usable when the device was set up. What hangs on it cannot be
+    /// reached until the device has been recovered. Once per bus and set-up.
+    void busLost(vt::UnitBus bus);
 
     // As VEXIO emits them.
     void cageDataRead(std::uint8_t cageNum, std::uint8_t frequency, std::uint8_t amplitude,

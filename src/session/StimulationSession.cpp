@@ -78,6 +78,8 @@ void StimulationSession::connectHardware()
     QObject::connect(hardware, &StimulationHardware::powerFaultDetected, controller,
                      [this] { showPower(false); });
     QObject::connect(hardware, &StimulationHardware::powerRestored, controller, [this] { showPower(true); });
+    QObject::connect(hardware, &StimulationHardware::busLost, controller,
+                     [this](UnitBus bus) { m_isUnitLost = m_isUnitLost || bus == UnitBus::StimulationUnit; });
 }
 
 void StimulationSession::connectRequests()
@@ -111,8 +113,10 @@ void StimulationSession::connectRequests()
 void StimulationSession::notePresence()
 {
     m_controller.setVexioPresent(m_hardware.vexioPresent());
-    if (!m_hardware.vexioPresent())
+    if (!m_hardware.vexioPresent()) { // not there, or about to be set up again
         m_isPowerMissing = false;
+        m_isUnitLost = false;
+    }
     m_controller.setDioPresent(m_hardware.dioPresent());
 }
 
@@ -272,10 +276,12 @@ StimulationStatus StimulationSession::status() const
     using State = StimulationStatus::State;
     if (m_controller.source() == StimulationSource::None)
         status.state = m_vexio.enabled ? State::NoUnit : State::NoOutputs;
-    else if (m_controller.source() == StimulationSource::Unit)
-        status.state = m_isPowerMissing ? State::NoPower : State::Unit;
-    else
+    else if (m_controller.source() != StimulationSource::Unit)
         status.state = State::Outputs;
+    else if (m_isUnitLost)
+        status.state = State::NoUnit;
+    else
+        status.state = m_isPowerMissing ? State::NoPower : State::Unit;
     return status;
 }
 

@@ -57,6 +57,7 @@ private:
     StimulationSource m_applied = StimulationSource::None;
     bool m_hasRun = false; ///< in this recording
     bool m_isPowerMissing = false;
+    bool m_isUnitLost = false; ///< its bus has failed since it was found
     quint64 m_stimulations = 0;
     quint64 m_refused = 0;
 };

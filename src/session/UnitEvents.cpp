@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the acquisition unit tells by itself: its push button and the state of its sensors.
+// What the acquisition unit tells by itself: its push button, the state of its sensors, buses that fail.
 #include "session/SessionPrivate.h"
 
+#include "session/LostBuses.h"
 #include "session/UserInteraction.h"
 
 #include <QDebug>
@@ -39,6 +40,19 @@ void SessionPrivate::connectUnitEvents()
             SessionController::tr("At least one sensor is shorted. Its channel has no usable signal "
                                   "until its cable or the sensor has been changed."),
             SessionController::tr("OK"), [] {});
+    });
+    auto* lostBuses = new LostBuses(
+        time,
+        [this](const QString& text) {
+            user.notify(Severity::Warning, SessionController::tr("Acquisition Unit"), text);
+        },
+        q);
+    QObject::connect(&daqInfo.stimulation(), &StimulationHardware::busLost, lostBuses, &LostBuses::noteLost);
+    QObject::connect(q, &SessionController::stateChanged, lostBuses, [lostBuses](SessionState next) {
+        if (next == SessionState::Recording)
+            lostBuses->recordingRuns();
+        else
+            lostBuses->recordingHalts();
     });
 }
 

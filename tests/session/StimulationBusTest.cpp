@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A bus of the unit's digital lines dies while a recording runs: the recording goes on, the user is told
+// once, and the next recording has the bus again.
+#include "ForwardingDriver.h"
+#include "LogCapture.h"
+#include "SessionHarness.h"
+
+#include <gmock/gmock.h>
+#include <map>
+
+using namespace vt;
+using namespace vt::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Fails the transfers of one bus. Tasks that were opened before repair() stay dead, as after a reset of a
+/// port; later ones work.
+class BusBreakingDriver final : public ForwardingDriver
+{
+public:
+    using ForwardingDriver::ForwardingDriver;
+
+    /// lines: what the channels of its two tasks begin with, e.g. "Dev1/port1/line".
+    void breakBus(const std::set<std::string>& lines)
+    {
+        const MutexLock lock(m_mutex);
+        for (const auto& [task, name] : m_lines)
+            if (lines.contains(name))
+                m_dead.insert(task);
+    }
+    [[nodiscard]] std::size_t refused() const
+    {
+        const MutexLock lock(m_mutex);
+        return m_refused;
+    }
+
+private:
+    std::int32_t before(const char* function, daqmx::TaskHandle task, const char* lines) override
+    {
+        const std::string_view name(function);
+        const MutexLock lock(m_mutex);
+        if (name == "CreateDIChan" || name == "CreateDOChan")
+            m_lines[task] = lines;
+        if (name == "ClearTask") {
+            m_lines.erase(task);
+            m_dead.erase(task);
+        }
+        if (!m_dead.contains(task) || !name.ends_with("U32"))
+            return 0;
+        ++m_refused;
+        return daqmx::ErrorDeviceNotFound;
+    }
+
+    mutable Mutex m_mutex;
+    std::map<daqmx::TaskHandle, std::string> m_lines VT_GUARDED_BY(m_mutex);
+    std::set<daqmx::TaskHandle> m_dead VT_GUARDED_BY(m_mutex);
+    std::size_t m_refused VT_GUARDED_BY(m_mutex) = 0;
+};
+
+using State = StimulationStatus::State;
+
+struct LostBus
+{
+    const char* name;
+    std::set<std::string> lines; ///< of its two tasks
+    QString told;                ///< how the message begins
+    State state;                 ///< of stimulation, until the next recording
+};
+
+const LostBus lostBuses[]{
+    {"Microcontroller",
+     {"Dev1/port0/line0", "Dev1/port0/line1:2"},
+     u"The connection to the push button and to the supervision of the sensors has failed: neither is noticed."_s,
+     State::Unit},
+    {"StimulationUnit",
+     {"Dev1/port0/line4", "Dev1/port0/line5:6"},
+     u"The connection to the stimulation unit has failed: it stimulates no cage."_s,
+     State::NoUnit},
+    {"PortExpanders",
+     {"Dev1/port1/line0", "Dev1/port1/line1:2"},
+     u"The connection to the digital outputs and inputs has failed: outputs keep the state that they have, "
+     u"and "
+     "inputs are not noticed."_s,
+     State::Unit},
+};
+
+class StimulationBusTest : public testing::Test
+{
+protected:
+    StimulationBusTest()
+    {
+        SessionController::Options options;
+        options.autoResume = true;
+        harness.session = std::make_unique<SessionController>(driver, harness.time, harness.user, options);
+    }
+    ~StimulationBusTest() override { harness.session.reset(); }
+
+    /// A recording that stimulates every second with unit and outputs.
+    [[nodiscard]] bool record(const QString& name)
+    {
+        RecordingSetup setup = harness.setup(name);
+        setup.vexio = VexioSettings{};
+        setup.vexio->enabled = true;
+        setup.vexio->cageEnableMask = 0b001;
+        setup.vexio->cages.fill({100, 100, 2, 0});
+        setup.vexio->protocol = StimulationProtocol::OpenLoop;
+        setup.vexio->minIntervalMs = 1000;
+        setup.dio = DioSettings{};
+        setup.dio->enabled = true;
+        harness.session->record(setup);
+        return SessionHarness::waitUntil(
+                   [this] { return harness.session->state() == SessionState::Recording; }) &&
+               harness.waitForDevice();
+    }
+    /// Recording for some seconds; every block has to go in.
+    void deliver(int seconds) { ASSERT_EQ(harness.deliver(30 * seconds), 30 * seconds); }
+    [[nodiscard]] std::vector<QString> told() const
+    {
+        std::vector<QString> texts;
+        for (const RecordingUser::Message& message : harness.user.messages)
+            if (message.title == u"Acquisition Unit"_s)
+                texts.push_back(message.text);
+        return texts;
+    }
+    [[nodiscard]] std::set<DeviceEvent::Kind> seen()
+    {
+        std::set<DeviceEvent::Kind> kinds;
+        for (const DeviceEvent& event : harness.unit.deviceEvents())
+            kinds.insert(event.kind);
+        return kinds;
+    }
+
+    LogCapture log;
+    SessionHarness harness{{.channels = 2, .autoResume = true, .devicesOnFakeTime = true}};
+    BusBreakingDriver driver{harness.unit};
+};
+
+class LostBusTest : public StimulationBusTest, public testing::WithParamInterface<LostBus>
+{};
+
+} // namespace
+
+TEST_P(LostBusTest, CostsWhatHangsOnItAndIsThereInTheNextRecording)
+{
+    const LostBus& lost = GetParam();
+    ASSERT_TRUE(harness.select());
+    ASSERT_TRUE(record(u"first"_s));
+    deliver(2);
+    driver.breakBus(lost.lines);
+    ASSERT_TRUE(harness.passUntil(
+        [&] {
+            harness.deliver(1);
+            return log.hasPart(u"has failed"_s);
+        },
+        1));
+    EXPECT_TRUE(told().empty()) << "it may be the first sign of an unplugged unit";
+    deliver(12);
+    ASSERT_EQ(told().size(), 1U);
+    EXPECT_TRUE(told()[0].startsWith(lost.told)) << told()[0].toStdString();
+    EXPECT_EQ(harness.session->status().stimulation.state, lost.state);
+    deliver(30);
+    EXPECT_EQ(told().size(), 1U);
+    EXPECT_EQ(driver.refused(), 1U) << "the lines are left alone";
+    EXPECT_EQ(harness.session->state(), SessionState::Recording);
+    EXPECT_EQ(harness.session->status().restarts, 0U);
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_EQ(harness.session->lastEndReason(), EndReason::UserStop);
+    EXPECT_FALSE(harness.session->status().losses.any());
+
+    harness.unit.clearDeviceEvents();
+    ASSERT_TRUE(record(u"second"_s));
+    deliver(3);
+    using Kind = DeviceEvent::Kind;
+    EXPECT_TRUE(harness.passUntil(
+        [&] {
+            return harness.deliver(1) == 1 && seen().contains(Kind::StimulationStarted) &&
+                   seen().contains(Kind::OutputChanged);
+        },
+        1));
+    ASSERT_TRUE(harness.unit.applyFaultCommand(u"shorted 1"_s));
+    EXPECT_TRUE(harness.passUntil([&] { return harness.user.notices.contains(u"sensorShorted"_s); }, 10));
+    EXPECT_EQ(harness.session->status().stimulation.state, State::Unit);
+    EXPECT_EQ(told().size(), 1U);
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    harness.session.reset();
+    EXPECT_EQ(harness.unit.openTaskCount(), 0);
+    EXPECT_EQ(harness.unit.deadHandleCalls(), 0);
+}
+
+// A bus that fails between the preparation and the start is found by the probe.
+TEST_F(StimulationBusTest, IsSetUpAgainBeforeAPreparedRecordingStarts)
+{
+    ASSERT_TRUE(harness.select());
+    harness.session->prepare(harness.setup());
+    ASSERT_TRUE(
+        SessionHarness::waitUntil([&] { return harness.session->state() == SessionState::Prepared; }));
+    driver.breakBus(lostBuses[0].lines);
+    harness.session->start();
+    ASSERT_TRUE(
+        SessionHarness::waitUntil([&] { return harness.session->state() == SessionState::Recording; }));
+    ASSERT_TRUE(harness.waitForDevice());
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+}
+
+// A unit that is unplugged loses its buses before anything else; that is told as a pause only.
+TEST_F(StimulationBusTest, AnUnpluggedUnitIsNoLostBus)
+{
+    ASSERT_TRUE(harness.select());
+    ASSERT_TRUE(record(u"run"_s));
+    deliver(2);
+    harness.unit.unplug();
+    harness.passTime(5100);
+    ASSERT_TRUE(SessionHarness::waitUntil([this] { return harness.user.notices.contains(u"paused"_s); }));
+    ASSERT_TRUE(log.hasPart(u"has failed"_s));
+    harness.unit.replug();
+    ASSERT_TRUE(
+        harness.passUntil([this] { return harness.session->state() == SessionState::Recording; }, 100));
+    ASSERT_TRUE(harness.waitForDevice());
+    deliver(12);
+    EXPECT_TRUE(told().empty());
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, LostBusTest, testing::ValuesIn(lostBuses),
+                         [](const testing::TestParamInfo<LostBus>& lost) { return lost.param.name; });
