@@ -22,6 +22,7 @@ constexpr qint64 ReplyLimitMs = 2000;
 constexpr qsizetype ReplyLimitBytes = 4096;
 constexpr int TimerValue = 64292; // what the device expects; its meaning is the device's own
 constexpr std::size_t UsualFifoSamples = 2048;
+constexpr std::size_t FifoLimitSamples = 36000; // a minute; a port may bring far more than an amplifier sends
 
 int depthMs(int depth)
 {
@@ -191,10 +192,21 @@ void StrivixDevice::handleStream(const QByteArray& bytes)
     m_parser.parse(bytes, m_fifo);
     m_counters.samples += m_fifo.size() - before;
     m_counters.bytesDropped += m_parser.droppedBytes() - droppedBefore;
+    limitFifo();
     const int depth = static_cast<int>(m_fifo.size());
     if (m_drain.noteArrival(depth))
         qDebug().noquote() << "StrivixDevice: FIFO depth new high:" << depth << "samples (~" << depthMs(depth)
                            << "ms)";
+}
+
+void StrivixDevice::limitFifo()
+{
+    if (m_fifo.size() <= FifoLimitSamples)
+        return;
+    const std::size_t excess = m_fifo.size() - FifoLimitSamples;
+    if (m_counters.samplesDropped.fetch_add(excess) == 0)
+        qWarning("StrivixDevice: FIFO full, dropping the oldest samples");
+    m_fifo.erase(m_fifo.begin(), m_fifo.begin() + static_cast<std::ptrdiff_t>(excess));
 }
 
 void StrivixDevice::drainTick()

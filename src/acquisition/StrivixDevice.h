@@ -21,9 +21,10 @@ struct StrivixCounters
 {
     std::atomic<quint64> bytesSent{0};
     std::atomic<quint64> bytesReceived{0};
-    std::atomic<quint64> bytesDropped{0}; ///< received while streaming, part of no packet
-    std::atomic<quint64> samples{0};      ///< per channel, decoded
-    std::atomic<quint64> underruns{0};    ///< times that no samples were left to hand on
+    std::atomic<quint64> bytesDropped{0};   ///< received while streaming, part of no packet
+    std::atomic<quint64> samples{0};        ///< per channel, decoded
+    std::atomic<quint64> samplesDropped{0}; ///< decoded, and dropped because too many waited
+    std::atomic<quint64> underruns{0};      ///< times that no samples were left to hand on
     std::atomic<quint64> serialErrors{0};
 };
 
@@ -78,6 +79,7 @@ private:
     void askIdentity();
     void judgeReply();
     void handleStream(const QByteArray& bytes);
+    void limitFifo();
     void drainTick();
     void portGone();
     void send(const QByteArray& command);
