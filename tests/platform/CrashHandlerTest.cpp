@@ -33,12 +33,20 @@ void PrintTo(const Way& way, std::ostream* out)
     *out << way.name;
 }
 
+QProcessEnvironment offscreen()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    return environment;
+}
+
 class Crash : public testing::TestWithParam<Way>
 {
 protected:
     void SetUp() override
     {
         QProcess program;
+        program.setProcessEnvironment(offscreen()); // so that no box stays
         program.start(QStringLiteral(VELLUMTIDE_CRASHING_PROGRAM),
                       {QString::fromLatin1(GetParam().name), m_folder.path(),
                        QStringLiteral(VELLUMTIDE_CRASH_REPORT_PROGRAM)});
@@ -175,9 +183,7 @@ INSTANTIATE_TEST_SUITE_P(Full, CrashDisk,
 TEST(CrashBox, EndsWhereNobodyCouldCloseIt)
 {
     QProcess box;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    box.setProcessEnvironment(environment);
+    box.setProcessEnvironment(offscreen());
     box.start(QStringLiteral(VELLUMTIDE_CRASH_REPORT_PROGRAM),
               {QStringLiteral("--box"), QStringLiteral("report"), QStringLiteral("Unknown")});
     EXPECT_TRUE(box.waitForFinished(20'000));

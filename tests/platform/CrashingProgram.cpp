@@ -223,6 +223,7 @@ int main(int argc, char** argv)
     vt::LogManager::Options options;
     options.dataFolder = QString::fromLocal8Bit(argv[2]);
     options.applicationName = QStringLiteral("Crashing");
+    options.crashNotice = vt::CrashHandler::Notice::MessageBox; // standard error is written to all the same
     options.crashReportProgram = QString::fromLocal8Bit(argv[3]);
     const vt::LogManager log(options);
     reportFolder = log.crashFolder();
