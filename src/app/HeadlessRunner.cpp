@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/HeadlessRunner.h"
 
+#include "acquisition/AcquisitionFrame.h"
 #include "app/CommandLineSetup.h"
 #include "app/ConsoleInteraction.h"
 #include "base/TimeSource.h"
+#include "recording/RawFileReader.h"
 #include "recording/SegmentPaths.h"
 #include "session/SessionController.h"
 #include "session/SetupCheck.h"
@@ -21,6 +23,30 @@ namespace {
 constexpr int progressIntervalMs = 2000;
 constexpr int selectionTimeoutMs = 60000;
 const auto endedTooEarly = u"Ended before the recording began."_s;
+
+/// A raw file with samples in it, of either kind of animal: the other files have the same names for both. One
+/// that cannot be read may hold anything.
+bool holdsRecording(const QString& base)
+{
+    const auto holds = [&base](int animalType) {
+        const QString path = segmentPaths(base, animalType).raw;
+        if (QFileInfo(path).size() == 0) // also when there is none
+            return false;
+        RawFileReader reader;
+        return !reader.open(path) || reader.frameCount() > 0;
+    };
+    return holds(AnimalMouse) || holds(AnimalRat);
+}
+
+/// "base (1)" to "base (99)", the first without a recording; empty when there is none.
+QString freeNumberedName(const QString& base)
+{
+    constexpr int last = 99;
+    for (int number = 1; number <= last; ++number)
+        if (const QString name = u"%1 (%2)"_s.arg(base).arg(number); !holdsRecording(name))
+            return name;
+    return {};
+}
 
 QString kindName(int animalType)
 {
@@ -143,15 +169,15 @@ void HeadlessRunner::deviceSelected(const DeviceDetails& details)
 bool HeadlessRunner::keepExisting(RecordingSetup& setup, int animalType)
 {
     const QString base = stripRecordingExtension(setup.basePath);
-    const QFileInfo raw(segmentPaths(base, animalType).raw);
-    if (base.isEmpty() || raw.size() == 0 || !checkRecordingPath(base, animalType).isEmpty())
+    if (base.isEmpty() || !holdsRecording(base) || !checkRecordingPath(base, animalType).isEmpty())
         return true; // nothing to keep, or the session says what is wrong with it
-    setup.basePath = nextAvailableSegmentPath(base, animalType);
-    if (QFileInfo::exists(segmentPaths(setup.basePath, animalType).raw)) {
-        fail(u"%1 exists, and so do all numbered names after it."_s.arg(raw.filePath()));
+    const QString free = freeNumberedName(base);
+    if (free.isEmpty()) {
+        fail(u"%1 holds a recording, and so do all numbered names after it."_s.arg(base));
         return false;
     }
-    printError(u"%1 exists and is kept. Recording to: %2"_s.arg(raw.filePath(), setup.basePath));
+    setup.basePath = free;
+    printError(u"%1 holds a recording, which is kept. Recording to: %2"_s.arg(base, free));
     return true;
 }
 

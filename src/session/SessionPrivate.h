@@ -68,7 +68,10 @@ struct SessionPrivate
     void armWatchdog();
     void watchdogFired();
     void watchdogTimeout();
-    void pause();
+    /// lastData: when the last data came, monotonic.
+    void pause(qint64 lastData);
+    /// Adds the time without data to the result; how long it was, 0 outside a pause.
+    qint64 endPause();
     void pollReconnect();
     void attemptResume();
     void resumeRecovered(bool ok);
@@ -135,6 +138,7 @@ struct SessionPrivate
     quint64 fileGeneration = 0; ///< callbacks of older file work are void
     std::optional<EndReason> pendingStop;
     bool tearingDown = false;
+    bool teardownQueued = false; ///< its work is on the file thread, after the companions' last words
     int flushTimeoutMs = FlushTimeoutMs;
     bool forced = false;    ///< the system wants the recording closed, whatever ends it
     bool finishing = false; ///< in finish(); what it tells others may come back here
@@ -145,6 +149,7 @@ struct SessionPrivate
     QDateTime recordingStart;
     qint64 recordingStartMs = 0;
     QDateTime pausedAt;
+    qint64 pauseLastDataMs = -1; ///< when the last data before the pause came; -1: no pause
     bool recordingRan = false; ///< Recording was reached
 
     std::shared_ptr<DataManager> manager;

@@ -46,9 +46,13 @@ void SessionPrivate::stop(EndReason reason)
             return;
         }
         emit q->prepared(false);
+        if (state != SessionState::Preparing)
+            return; // whoever heard of it has ended it
     }
     reconnectPoll->stop();
     setState(SessionState::Stopping);
+    if (state != SessionState::Stopping || tearingDown)
+        return;
     if (segment)
         tearDown(TeardownKind::Stop);
     else
@@ -58,6 +62,7 @@ void SessionPrivate::stop(EndReason reason)
 void SessionPrivate::tearDown(TeardownKind kind)
 {
     tearingDown = true;
+    teardownQueued = false;
     watchdog->stop();
     if (segment->device()) {
         for (const auto& companion : companions)
@@ -81,6 +86,7 @@ void SessionPrivate::tearDown(TeardownKind kind)
             if (mine == teardownReport) // else stopAndWait has dealt with it
                 teardownDone();
         });
+    teardownQueued = true;
 }
 
 void SessionPrivate::teardownDone()
@@ -137,6 +143,9 @@ void SessionPrivate::absorb(const TeardownReport& report)
     if (report.acquisition.framesAcquired > accounted)
         lost.framesUnaccounted += report.acquisition.framesAcquired - accounted;
     lost.framesDropped += report.acquisition.framesDropped;
+    lost.bytesDamaged += report.acquisition.bytesDamaged;
+    lost.interruptions += report.acquisition.interruptions;
+    lost.samplesDropped += report.acquisition.samplesDropped;
     lost.writesDropped += report.writer.droppedWrites;
     lost.writesFailed += report.writer.errors;
     lost.bytesDropped += report.writer.bytesDropped;
@@ -176,6 +185,7 @@ void SessionPrivate::finish()
     user.closeNotice(u"paused"_s);
     user.closeNotice(u"reconnecting"_s);
     user.setRecordingIndicator(QString());
+    endPause();
     if (recordingRan) {
         for (const auto& companion : companions)
             companion->recordingStopped();
@@ -236,15 +246,16 @@ bool SessionPrivate::stopAndWait(EndReason reason, int timeoutMs)
     setState(SessionState::Stopping);
     if (wasPreparing)
         emit q->prepared(false);
-    if (!tearingDown) {
-        if (!segment) { // a stop that came during other file work, whose callback is void now
-            finish();
-            return true;
-        }
-        tearDown(TeardownKind::Stop);
-        if (!drain())
-            return false;
+    if (!tearingDown && !segment) { // a stop that came during other file work, whose callback is void now
+        finish();
+        return true;
     }
+    if (!tearingDown)
+        tearDown(TeardownKind::Stop);
+    // Again, also for a teardown that somebody else began meanwhile. One that is only being prepared, further
+    // up this stack, cannot be waited for.
+    if (!teardownQueued || !drain())
+        return false;
     teardownDone();
     return true;
 }
@@ -255,9 +266,9 @@ void SessionPrivate::forcedStop(int waitMs)
     qInfo("FORCED GRACEFUL STOP INITIATED");
     qInfo("System shutdown/sleep/hibernate event detected");
     qInfo("Stopping DAQ acquisition and flushing all data...");
-    forced = state != SessionState::Idle;
+    forced = forced || state != SessionState::Idle;
     stop(EndReason::ForcedStop);
-    if (waitMs > 0 && !stopAndWait(EndReason::ForcedStop, waitMs))
+    if (waitMs > 0 && state != SessionState::Idle && !stopAndWait(EndReason::ForcedStop, waitMs))
         qCritical("The recording could not be closed within %d ms", waitMs);
 }
 

@@ -10,7 +10,9 @@
 #include "session/PowerGuard.h"
 #include "session/UnclosedRecordings.h"
 
+#include <QDir>
 #include <QFile>
+#include <QSignalSpy>
 #include <gtest/gtest.h>
 
 using namespace vt;
@@ -124,11 +126,45 @@ TEST_F(PowerGuardTest, APausedRecordingIsStillProtectedAndStopsForTheSystem)
 TEST_F(PowerGuardTest, AnEventDuringAStopWaitsForThatStop)
 {
     ASSERT_TRUE(harness.beginRecording());
-    harness.session->stop(EndReason::UserStop);
+    const LogCapture log;
+    harness.session->stop(EndReason::DurationReached);
     emit events->shutdownConfirmed(0);
     EXPECT_EQ(events->ready, 0);
     ASSERT_TRUE(SessionHarness::waitUntil([&] { return events->ready > 0; }));
     EXPECT_TRUE(isIdle());
+    EXPECT_EQ(harness.session->lastEndReason(), EndReason::DurationReached) << "it ended for that before";
+    EXPECT_TRUE(log.hasInOrder(forcedStopLines));
+    EXPECT_TRUE(harness.user.notices.empty());
+}
+
+TEST_F(PowerGuardTest, AnEventBeforeTheRecordingLeavesNothingBehind)
+{
+    for (const int answerWithinMs : {0, 4000}) {
+        ASSERT_TRUE(harness.select());
+        QSignalSpy prepared(harness.session.get(), &SessionController::prepared);
+        events->ready = 0;
+        harness.session->record(harness.setup(u"early"_s));
+        ASSERT_EQ(harness.session->state(), SessionState::Preparing);
+        const LogCapture log;
+        emit events->shutdownConfirmed(answerWithinMs);
+        ASSERT_TRUE(SessionHarness::waitUntil([&] { return events->ready > 0; }));
+        EXPECT_TRUE(log.hasInOrder(forcedStopLines));
+        EXPECT_EQ(prepared.count(), 1);
+        EXPECT_TRUE(harness.user.notices.empty());
+        EXPECT_EQ(QDir(harness.folder.path()).entryList({u"early*"_s}, QDir::Files), QStringList());
+    }
+}
+
+TEST_F(PowerGuardTest, AnEventThatComesOutOfTheStopsOwnNewsEndsItOnce)
+{
+    ASSERT_TRUE(harness.beginRecording());
+    QSignalSpy ended(harness.session.get(), &SessionController::recordingEnded);
+    QObject::connect(harness.session.get(), &SessionController::segmentEnded, guard.get(),
+                     [this] { emit events->shutdownConfirmed(4000); });
+    harness.session->stop(EndReason::UserStop);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return ended.count() > 0 && isIdle(); }));
+    SessionHarness::settle();
+    EXPECT_EQ(ended.count(), 1);
 }
 
 TEST(OpenRecordings, ARecordingThatWasNotClosedIsToldOnceAndARunningOneNever)
