@@ -5,8 +5,10 @@
 #include "LogCapture.h"
 #include "SessionHarness.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <map>
+#include <set>
+#include <string_view>
 
 using namespace vt;
 using namespace vt::test;
@@ -14,14 +16,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Fails the transfers of one bus. Tasks that were opened before repair() stay dead, as after a reset of a
-/// port; later ones work.
+/// Fails the transfers of one bus for as long as its tasks live; tasks that are opened later work.
 class BusBreakingDriver final : public ForwardingDriver
 {
 public:
     using ForwardingDriver::ForwardingDriver;
 
-    /// lines: what the channels of its two tasks begin with, e.g. "Dev1/port1/line".
+    /// lines: channels of its two tasks, e.g. "Dev1/port1/line0" and "Dev1/port1/line1:2".
     void breakBus(const std::set<std::string>& lines)
     {
         const MutexLock lock(m_mutex);
