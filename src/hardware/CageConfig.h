@@ -7,6 +7,8 @@
 
 namespace vt::VEXIO_NS {
 
+inline constexpr int CageCount = 8;
+
 /// Profile of one cage of the stimulation unit, in register values: frequency 14 r + 43 Hz,
 /// amplitude 0.039322 r V, duration 0.5 r s, waveShape 0 sine, 1 square, 2 single pulse.
 struct CageConfig

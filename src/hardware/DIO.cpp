@@ -85,8 +85,10 @@ bool DIO::init(I2C* bus, int nChannels)
     else
         qDebug("Configuring for Kestrel Box (16-channel) hardware - outputs INVERTED");
     for (int expander = 0; expander < expanderCount(); ++expander)
-        if (!initExpander(expander))
+        if (!initExpander(expander)) {
+            switchAllOff(); // the setting-up itself sets all latches
             return false;
+        }
     clearOutputLines();
     initInterruptTask();
     return true;
@@ -172,6 +174,14 @@ void DIO::setOutputLines(std::uint8_t lines, int port)
 void DIO::clearOutputLines()
 {
     writeHeldOutputs(QStringLiteral("port expander%1 clear/restore error"));
+}
+
+void DIO::switchAllOff()
+{
+    m_pulseTimer->stop();
+    m_held = {};
+    if (m_bus && !m_bus->failed())
+        writeHeldOutputs(QStringLiteral("port expander%1 could not be switched off"));
 }
 
 void DIO::handleManualPulse(std::uint16_t cageMask)

@@ -33,7 +33,7 @@ public:
     ~DIO() override;
 
     /// Sets up the expanders and puts the held outputs back. The bus outlives this object. False: an
-    /// expander does not answer as it should.
+    /// expander does not answer as it should; all outputs have been switched off then, as far as they can be.
     [[nodiscard]] bool init(I2C* bus, int nChannels);
     [[nodiscard]] HeldOutputs heldOutputs() const { return m_held; }
 
@@ -45,6 +45,8 @@ public:
     /// A pulse of 50 ms on one expander's outputs. port: 0 or 1.
     Q_SLOT void setOutputLines(std::uint8_t lines, int port);
     Q_SLOT void clearOutputLines();
+    /// Nothing is held any more and every output is off. Does nothing on a bus that has failed.
+    void switchAllOff();
     Q_SLOT void handleManualPulse(std::uint16_t cageMask);
     Q_SLOT void setOutputHold(std::uint16_t mask);
     Q_SLOT void clearOutput(std::uint16_t mask);

@@ -123,7 +123,9 @@ void HardwareSession::initDio(const QString& deviceName)
     QObject::connect(m_dio.get(), &DIO::dioInputStateChanged, m_dio.get(), [this](std::uint16_t inputMask) {
         tell([inputMask](StimulationHardware& receiver) { emit receiver.dioInputStateChanged(inputMask); });
     });
-    if (m_dio->init(m_dioBus.get(), channelCount(deviceName)))
+    if (!m_kept.channelCount)
+        m_kept.channelCount = channelCount(deviceName);
+    if (m_dio->init(m_dioBus.get(), *m_kept.channelCount))
         return;
     qDebug("DIO init failed: port expander not responding. Running without DIO.");
     m_dio.reset();
@@ -199,6 +201,13 @@ void HardwareSession::keepState()
 
 void HardwareSession::close()
 {
+    if (m_dio)
+        m_dio->switchAllOff();
+    tearDown();
+}
+
+void HardwareSession::tearDown()
+{
     if (std::exchange(m_isComplete, false))
         keepState();
     m_statusPoll.reset();
@@ -214,7 +223,7 @@ void HardwareSession::close()
 
 bool HardwareSession::rebuild(const DAQDevice& device)
 {
-    close();
+    tearDown();
     m_hasLostBus = true; // until it is built again: the next try may find the unit there
     if (lookForDevice(m_context.driver, device) != DevicePresence::Present) {
         qWarning().noquote() << "DAQInfo::recoverI2CSession: device went unready after"
@@ -280,7 +289,18 @@ bool HardwareSession::writeDataEE(std::uint8_t address, std::uint16_t value)
     return m_mcuBus && dataeeprom::writeWord(*m_mcuBus, address, value, m_waiting.letIn);
 }
 
-// ---- polling and light ----
+// ---- outputs, polling and light ----
+
+void HardwareSession::clearOutput(std::uint16_t cageMask)
+{
+    if (m_dio)
+        m_dio->clearOutput(cageMask);
+    else
+        for (std::uint8_t& held : m_kept.heldOutputs) {
+            held = static_cast<std::uint8_t>(held & ~unsigned{cageMask});
+            cageMask = static_cast<std::uint16_t>(cageMask >> 8);
+        }
+}
 
 void HardwareSession::startVexioPolling()
 {

@@ -41,6 +41,7 @@ public:
     /// microcontroller's bus can be used: everything else may be missing. selection tells the receivers of
     /// notices which device they are about.
     bool open(const QString& deviceName, quint64 selection);
+    /// Switches the digital outputs off before, as far as they can be reached.
     void close();
     /// Closes, looks whether the very same unit is still there, opens and probes. True when the
     /// microcontroller answered. The cages' enable mask (written by the next stimulation), held outputs, the
@@ -64,6 +65,9 @@ public:
     /// Null when there are no port expanders.
     [[nodiscard]] DIO* dio() { return m_dio.get(); }
 
+    /// Also counts when the port expanders are away: these outputs stay off when they are back.
+    void clearOutput(std::uint16_t cageMask);
+
     void startVexioPolling();
     void stopVexioPolling();
     void startDIORecording(int nChannels);
@@ -76,6 +80,7 @@ private:
     {
         std::uint8_t configMask = 0;
         DIO::HeldOutputs heldOutputs{};
+        std::optional<int> channelCount; ///< fixes the variant of the port expanders, and their polarity
         bool isLightOn = false;
     };
 
@@ -84,6 +89,7 @@ private:
     void forward(void (VEXIO::*from)(Args...), void (StimulationHardware::*to)(Args...));
     void makeVexio();
     void keepState();
+    void tearDown();
     bool build(const QString& deviceName);
     [[nodiscard]] int channelCount(const QString& deviceName);
     void initDio(const QString& deviceName);

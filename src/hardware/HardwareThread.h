@@ -25,12 +25,14 @@ class HardwareThread
 public:
     enum class Lane {
         Ordinary,
-        Stimulation ///< overtakes ordinary work, also between the transfers of such work that is under way
+        Stimulation, ///< overtakes ordinary work, also between the transfers of such work that is under way
+        Halt         ///< overtakes stimulation as well: what ends it does not wait for it
     };
 
     /// Values and notices come back through answers, on the thread where that and receiver live.
     HardwareThread(DaqmxApi& driver, TimeSource& time, Inbox* answers, StimulationHardware* receiver)
-        : m_session({driver, time, &m_inbox},
+        : m_time(time),
+          m_session({driver, time, &m_inbox},
                     [this](std::function<void(StimulationHardware&)> step) { notify(std::move(step)); },
                     {[this] { runUrgent(); }, [this] { return m_isShuttingDown || isUrgentWaiting(); },
                      [this] { return m_isShuttingDown.load(); }}),
@@ -44,6 +46,8 @@ public:
     ~HardwareThread() { m_thread.wait(); }
     HardwareThread(const HardwareThread&) = delete;
     HardwareThread& operator=(const HardwareThread&) = delete;
+
+    [[nodiscard]] TimeSource& time() const { return m_time; }
 
     /// Runs work(session) on the hardware thread after all work that was posted before in the same lane,
     /// then done(value) where the answers go. Dropped after shutDown().
@@ -59,10 +63,10 @@ public:
             if (m_answers)
                 m_answers->post([value, done = std::move(done)]() mutable { done(std::move(*value)); });
         };
-        if (lane == Lane::Stimulation) {
+        if (lane != Lane::Ordinary) {
             {
                 MutexLock lock(m_urgentMutex);
-                m_urgent.push_back(std::move(step));
+                (lane == Lane::Halt ? m_halts : m_urgent).push_back(std::move(step));
             }
             m_inbox.post([this] { runUrgent(); });
             return;
@@ -99,7 +103,7 @@ private:
         if (m_answers)
             m_answers->post([receiver = m_receiver, step = std::move(step)] { step(*receiver); });
     }
-    /// Does what waits in the lane for stimulation.
+    /// Does what waits in the lanes for stimulation and its end.
     void runUrgent()
     {
         while (const std::function<void()> step = takeUrgent())
@@ -108,23 +112,26 @@ private:
     [[nodiscard]] bool isUrgentWaiting()
     {
         MutexLock lock(m_urgentMutex);
-        return !m_urgent.empty();
+        return !m_halts.empty() || !m_urgent.empty();
     }
     [[nodiscard]] std::function<void()> takeUrgent()
     {
         MutexLock lock(m_urgentMutex);
-        if (m_urgent.empty())
+        auto& lane = m_halts.empty() ? m_urgent : m_halts;
+        if (lane.empty())
             return {};
-        std::function<void()> step = std::move(m_urgent.front());
-        m_urgent.pop_front();
+        std::function<void()> step = std::move(lane.front());
+        lane.pop_front();
         return step;
     }
 
+    TimeSource& m_time;
     HardwareSession m_session;
     Mutex m_answersMutex;
     Inbox* m_answers VT_GUARDED_BY(m_answersMutex);
     StimulationHardware* const m_receiver; ///< there as long as m_answers is
     Mutex m_urgentMutex;
+    std::deque<std::function<void()>> m_halts VT_GUARDED_BY(m_urgentMutex);
     std::deque<std::function<void()>> m_urgent VT_GUARDED_BY(m_urgentMutex);
     std::atomic<bool> m_isShuttingDown{false};
     QThread m_thread;

@@ -10,6 +10,9 @@ namespace vt {
 namespace {
 
 using Lane = HardwareThread::Lane;
+using Target = StimulationOrder::Target;
+
+constexpr std::uint16_t AllCages = 0xFFFF;
 
 /// Runs step(unit) on the hardware thread.
 template <typename Step>
@@ -21,19 +24,6 @@ void onVexio(HardwareThread& hardware, Lane lane, Step step)
             return true;
         },
         [](bool) {}, lane);
-}
-
-/// The same; dropped when there are no port expanders.
-template <typename Step>
-void onDio(HardwareThread& hardware, Step step)
-{
-    hardware.run(
-        [step = std::move(step)](HardwareSession& session) {
-            if (session.dio())
-                step(*session.dio());
-            return true;
-        },
-        [](bool) {}, Lane::Stimulation);
 }
 
 /// Runs step(session) on the hardware thread.
@@ -50,7 +40,9 @@ void onSession(HardwareThread& hardware, Step step)
 
 } // namespace
 
-StimulationHardware::StimulationHardware(QObject* parent) : QObject(parent) {}
+StimulationHardware::StimulationHardware(QObject* parent)
+    : QObject(parent), m_check(std::make_shared<StimulationOrderCheck>())
+{}
 
 StimulationHardware::~StimulationHardware() = default;
 
@@ -62,6 +54,7 @@ void StimulationHardware::attach(std::shared_ptr<HardwareThread> hardware)
 void StimulationHardware::beginSelection(quint64 selection)
 {
     m_selection = selection;
+    cancelPending();
     setPresence(false, false);
 }
 
@@ -76,8 +69,21 @@ void StimulationHardware::setPresence(bool isVexioPresent, bool isDioPresent)
 
 void StimulationHardware::activateStimulation(std::uint8_t cageMask, ActivationDone done)
 {
+    TimeSource& time = m_hardware->time();
     m_hardware->run(
-        [cageMask](HardwareSession& session) { return session.vexio().activateStimulation(cageMask); },
+        [order = m_orders.add(Target::Unit, cageMask, time.monotonicUs()), check = m_check, &time,
+         isForNone = cageMask == 0](HardwareSession& session) -> VEXIO::Activation {
+            const auto remaining = [&] {
+                return static_cast<std::uint8_t>(check->remaining(*order, time.monotonicUs()));
+            };
+            const std::uint8_t cages = isForNone ? std::uint8_t{0} : remaining();
+            if (cages == 0 && !isForNone)
+                return std::nullopt;
+            const VEXIO::Activation writtenUs = session.vexio().activateStimulation(cages, remaining);
+            if (writtenUs)
+                check->noteCarriedOut();
+            return writtenUs;
+        },
         [done = std::move(done)](VEXIO::Activation writtenUs) {
             if (done)
                 done(writtenUs.has_value(), writtenUs.value_or(0));
@@ -92,13 +98,14 @@ void StimulationHardware::activateStimulation(std::uint8_t cageMask)
 
 void StimulationHardware::stopStimulation(std::uint8_t cageMask)
 {
-    onVexio(*m_hardware, Lane::Stimulation, [cageMask](VEXIO& unit) { unit.stopStimulation(cageMask); });
+    m_orders.withdraw(Target::Unit, cageMask);
+    onVexio(*m_hardware, Lane::Halt, [cageMask](VEXIO& unit) { unit.stopStimulation(cageMask); });
 }
 
 void StimulationHardware::updateCageEnableConfig(std::uint8_t enableMask)
 {
-    onVexio(*m_hardware, Lane::Stimulation,
-            [enableMask](VEXIO& unit) { unit.updateCageEnableConfig(enableMask); });
+    m_orders.withdraw(Target::Unit, static_cast<std::uint16_t>(~unsigned{enableMask}));
+    onVexio(*m_hardware, Lane::Halt, [enableMask](VEXIO& unit) { unit.updateCageEnableConfig(enableMask); });
 }
 
 void StimulationHardware::writeAllCagesToHardware(const QList<VEXIO_NS::CageConfig>& configs)
@@ -148,19 +155,47 @@ void StimulationHardware::stopVexioPolling()
     onSession(*m_hardware, [](HardwareSession& session) { session.stopVexioPolling(); });
 }
 
+void StimulationHardware::drive(std::uint16_t cageMask, void (DIO::*step)(std::uint16_t))
+{
+    TimeSource& time = m_hardware->time();
+    m_hardware->run(
+        [order = m_orders.add(Target::Outputs, cageMask, time.monotonicUs()), check = m_check, &time,
+         step](HardwareSession& session) {
+            const std::uint16_t cages = check->remaining(*order, time.monotonicUs());
+            if (cages == 0 || !session.dio())
+                return false;
+            (session.dio()->*step)(cages);
+            check->noteCarriedOut();
+            return true;
+        },
+        [](bool) {}, Lane::Stimulation);
+}
+
 void StimulationHardware::pulseOutputs(std::uint16_t cageMask)
 {
-    onDio(*m_hardware, [cageMask](DIO& dio) { dio.handleManualPulse(cageMask); });
+    drive(cageMask, &DIO::handleManualPulse);
 }
 
 void StimulationHardware::setOutputHold(std::uint16_t cageMask)
 {
-    onDio(*m_hardware, [cageMask](DIO& dio) { dio.setOutputHold(cageMask); });
+    drive(cageMask, &DIO::setOutputHold);
 }
 
 void StimulationHardware::clearOutput(std::uint16_t cageMask)
 {
-    onDio(*m_hardware, [cageMask](DIO& dio) { dio.clearOutput(cageMask); });
+    m_orders.withdraw(Target::Outputs, cageMask);
+    m_hardware->run(
+        [cageMask](HardwareSession& session) {
+            session.clearOutput(cageMask);
+            return true;
+        },
+        [](bool) {}, Lane::Halt);
+}
+
+void StimulationHardware::cancelPending()
+{
+    m_orders.withdraw(Target::Unit, AllCages);
+    m_orders.withdraw(Target::Outputs, AllCages);
 }
 
 void StimulationHardware::startDIORecording(int nChannels)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "hardware/CageConfig.h"
+#include "hardware/StimulationOrder.h"
 
 #include <QList>
 #include <QObject>
@@ -12,6 +13,7 @@
 
 namespace vt {
 
+class DIO;
 class HardwareThread;
 
 /// The three buses on the unit's digital lines, by what hangs on them.
@@ -22,6 +24,10 @@ enum class UnitBus { Microcontroller, StimulationUnit, PortExpanders };
 /// calls; what stimulates (activate, stop, enable, durations, cage profiles, outputs) overtakes everything
 /// else, also between the transfers of what is under way: it waits for one bus transfer, and for stimulation
 /// that was asked for before. Signals arrive on the interface thread. Cage masks: bit c is cage c + 1.
+///
+/// What stimulates (activate, pulse, hold) is carried out within a second of the request or not at all. What
+/// ends stimulation (stop, enable, clear output) overtakes it and takes the cages concerned out of requests
+/// that still wait; for the enable mask these are the unit's cages that it leaves out.
 ///
 /// Requests to a unit that is not there are answered as the unit does: operationComplete or
 /// diagnosticsComplete with false and "I2C not initialized", where the request has an answer.
@@ -41,6 +47,10 @@ public:
 
     /// done comes exactly once, on this thread, unless this object is destroyed before.
     void activateStimulation(std::uint8_t cageMask, ActivationDone done);
+
+    /// What stimulates and has been asked for so far is not carried out any more; activations are answered
+    /// without success.
+    void cancelPending();
 
     // Between DAQInfo and the hardware thread.
     void attach(std::shared_ptr<HardwareThread> hardware);
@@ -101,7 +111,12 @@ signals:
     void ledStateChanged(bool isEnabled);
 
 private:
+    /// Runs step(port expanders, cages) in time, for the cages that are left of the request by then.
+    void drive(std::uint16_t cageMask, void (DIO::*step)(std::uint16_t));
+
     std::shared_ptr<HardwareThread> m_hardware;
+    StimulationOrders m_orders;
+    std::shared_ptr<StimulationOrderCheck> m_check; ///< hardware thread
     quint64 m_selection = 0;
     bool m_isVexioPresent = false;
     bool m_isDioPresent = false;

@@ -207,7 +207,10 @@ bool VEXIO::writeCageConfig(int cage, const CageConfig& config)
     }
     const std::array<std::uint8_t, CageProfileSize> profile{config.frequency, config.amplitude,
                                                             config.duration, config.waveShape};
-    if (m_bus->i2cWrite(UnitAddress8, cageRegister(cage, 0), profile.data(), CageProfileSize))
+    const bool isWritten =
+        m_bus->i2cWrite(UnitAddress8, cageRegister(cage, 0), profile.data(), CageProfileSize);
+    m_profiles[static_cast<std::size_t>(cage)] = {config, isWritten};
+    if (isWritten)
         return true;
     qDebug().noquote() << "VEXIO::writeCageConfig - I2C write failed for cage" << cage;
     return false;
@@ -298,11 +301,11 @@ void VEXIO::updateCageEnableConfig(std::uint8_t enableMask)
                            << binaryByte(enableMask);
         return;
     }
+    m_configMask = enableMask; // if need be, the next activation writes it
     if (!writeRegister(REG_BSCONFIG, enableMask)) {
         qDebug("VEXIO::updateCageEnableConfig - I2C write failed for REG_BSCONFIG");
         return;
     }
-    m_configMask = enableMask;
     qDebug().noquote() << "VEXIO::updateCageEnableConfig - Successfully wrote to REG_BSCONFIG, mask:"
                        << binaryByte(enableMask);
 }
@@ -329,9 +332,17 @@ void VEXIO::setCageDuration(std::uint8_t cageMask, std::uint8_t duration)
         qDebug("VEXIO::setCageDuration - Blocked during diagnostics");
         return;
     }
-    for (int cage = 0; cage < CageCount; ++cage)
-        if (isIn(cageMask, cage) && !writeRegister(cageRegister(cage, CageDurationAt), duration))
-            qDebug().noquote() << "VEXIO::setCageDuration - I2C write failed for cage" << cage;
+    for (int cage = 0; cage < CageCount; ++cage) {
+        if (!isIn(cageMask, cage))
+            continue;
+        Profile& profile = m_profiles[static_cast<std::size_t>(cage)];
+        if (profile.wanted)
+            profile.wanted->duration = duration;
+        if (writeRegister(cageRegister(cage, CageDurationAt), duration))
+            continue;
+        profile.isWritten = false;
+        qDebug().noquote() << "VEXIO::setCageDuration - I2C write failed for cage" << cage;
+    }
     qDebug().noquote() << "VEXIO::setCageDuration - Set duration" << duration
                        << "for cages:" << binaryByte(cageMask);
 }

@@ -9,6 +9,7 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -47,6 +48,11 @@ public:
     /// The enable mask that the unit should have. The setter writes nothing: the next activation does.
     [[nodiscard]] std::uint8_t configMask() const { return m_configMask; }
     void keepConfigMask(std::uint8_t mask) { m_configMask = mask; }
+
+    /// As activateStimulation(cageMask). remaining is asked right before the unit is told to stimulate: the
+    /// cages that are still to be. 0: the activation is given up without a word.
+    [[nodiscard]] Activation activateStimulation(std::uint8_t cageMask,
+                                                 const std::function<std::uint8_t()>& remaining);
 
     [[nodiscard]] bool writeCageConfig(int cage, const VEXIO_NS::CageConfig& config);
     [[nodiscard]] bool clearActivationCounter(int cage);
@@ -115,6 +121,13 @@ private:
         int polls = 0;
     };
 
+    /// What a cage is to play, since somebody said so.
+    struct Profile
+    {
+        std::optional<VEXIO_NS::CageConfig> wanted;
+        bool isWritten = true; ///< the unit has taken it
+    };
+
     static constexpr int RefreshDelayMs = 200; ///< by then the unit has counted an activation
 
     [[nodiscard]] bool hasBus(const char* operation) const;
@@ -130,6 +143,7 @@ private:
     void pollStatus();
     void handlePowerEdge(std::uint8_t status);
 
+    void rewriteProfiles(std::uint8_t cageMask);
     [[nodiscard]] bool mayActivate(std::uint8_t cageMask);
     void leaveDiagnosticMode();
     void resyncCageEnable();
@@ -149,7 +163,8 @@ private:
     std::function<void()> m_betweenTransfers;
     std::function<bool()> m_isUrgentWaiting;
 
-    std::uint8_t m_configMask = 0;   ///< last value written to REG_BSCONFIG
+    std::uint8_t m_configMask = 0; ///< what REG_BSCONFIG is to be, whether or not the unit has taken it
+    std::array<Profile, VEXIO_NS::CageCount> m_profiles;
     std::uint8_t m_cachedStatus = 0; ///< last REG_SYSTEM_STATUS; bit 0 is clear while bit 7 is set
     std::optional<qint64> m_powerEdgeMs;
     std::optional<Diagnostics> m_diagnostics; ///< while they are active

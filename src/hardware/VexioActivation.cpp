@@ -93,7 +93,25 @@ void VEXIO::warnBeforeActivation(std::uint8_t cageMask)
         logEnabledFaults(QStringLiteral("VEXIO: WARNING - Cage"));
 }
 
+/// Profiles that the unit did not take when they were set: it may have been away then.
+void VEXIO::rewriteProfiles(std::uint8_t cageMask)
+{
+    for (int cage = 0; cage < CageCount; ++cage) {
+        const Profile profile = m_profiles[static_cast<std::size_t>(cage)];
+        if (((cageMask >> cage) & 1) == 0 || profile.isWritten || !profile.wanted)
+            continue;
+        if (writeCageConfig(cage, *profile.wanted))
+            qInfo("VEXIO: profile of cage %d written again before stimulation", cage + 1);
+    }
+}
+
 VEXIO::Activation VEXIO::activateStimulation(std::uint8_t cageMask)
+{
+    return activateStimulation(cageMask, [cageMask] { return cageMask; });
+}
+
+VEXIO::Activation VEXIO::activateStimulation(std::uint8_t cageMask,
+                                             const std::function<std::uint8_t()>& remaining)
 {
     if (!hasBus("activateStimulation")) {
         emit operationComplete(false, QStringLiteral("Stimulation failed: I2C not initialized"));
@@ -102,17 +120,21 @@ VEXIO::Activation VEXIO::activateStimulation(std::uint8_t cageMask)
     if (!mayActivate(cageMask))
         return std::nullopt;
     leaveDiagnosticMode();
+    rewriteProfiles(cageMask);
     resyncCageEnable();
     warnBeforeActivation(cageMask);
-    if (!writeRegister(REG_BSACTIVATE, cageMask)) {
+    const std::uint8_t cages = remaining();
+    if (cages == 0)
+        return std::nullopt;
+    if (!writeRegister(REG_BSACTIVATE, cages)) {
         qDebug("VEXIO::activateStimulation - I2C write failed for REG_BSACTIVATE");
         emit operationComplete(false, QStringLiteral("Stimulation failed: I2C write error"));
         return std::nullopt;
     }
     const qint64 writtenUs = m_context.time.monotonicUs();
     m_refreshTimer->start(RefreshDelayMs, TimerMode::SingleShot);
-    emit operationComplete(
-        true, QStringLiteral("Stimulation activated for %1 cage(s)").arg(std::popcount(cageMask)));
+    emit operationComplete(true,
+                           QStringLiteral("Stimulation activated for %1 cage(s)").arg(std::popcount(cages)));
     return writtenUs;
 }
 

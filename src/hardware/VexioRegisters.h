@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "hardware/CageConfig.h"
+
 #include <QString>
 #include <algorithm>
 #include <cmath>
@@ -10,7 +12,6 @@
 namespace vt::VEXIO_NS {
 
 inline constexpr std::uint8_t UnitAddress8 = 0x10;
-inline constexpr int CageCount = 8;
 
 inline constexpr std::uint8_t REG_BSACTIVATE = 0x00;    ///< bit c starts cage c+1's profile once
 inline constexpr std::uint8_t REG_BSSTOP = 0x04;        ///< bit c stops cage c+1

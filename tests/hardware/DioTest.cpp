@@ -159,6 +159,35 @@ TEST_F(DioTest, ErrorsDoNotFloodTheLog)
     EXPECT_EQ(changed.count(), 3) << "back to every 50 ms";
 }
 
+TEST_F(DioTest, OutputsAreOffWhenTheInitialisationFails)
+{
+    const auto setOutputs = [&](std::uint8_t byte) {
+        for (const std::size_t expander : {0U, 1U})
+            unit.withExpander(expander, [&](I2cSlave& slave) { slave.registers[0x14] = byte; });
+    };
+    struct Case
+    {
+        int channels;
+        int stuckRegister;     ///< fails the read-back: before the outputs are set up
+        int acknowledgedBytes; ///< of a write: fails the one of ten bytes, after them
+        std::uint8_t on;
+        std::uint8_t off;
+    };
+    for (const Case& c :
+         {Case{8, 0x0D, 10000, 0x05, 0x00}, Case{16, 0x0D, 10000, 0x50, 0xFF}, Case{8, -1, 8, 0x00, 0x00}}) {
+        make({0x01, 0x01});
+        setOutputs(c.on);
+        unit.withExpander(0, [&](I2cSlave& slave) {
+            slave.stuckRegister = c.stuckRegister;
+            slave.registers[0x0D] = 0;
+            slave.acknowledgedBytes = c.acknowledgedBytes;
+        });
+        EXPECT_FALSE(dio->init(bus.get(), c.channels));
+        EXPECT_EQ(outputs(0), c.off);
+        EXPECT_EQ(outputs(1), c.channels == 8 ? c.on : c.off);
+    }
+}
+
 TEST_F(DioTest, ExpanderThatDoesNotAnswerEndsTheInitialisation)
 {
     unit.withExpander(1, [](I2cSlave& slave) { slave.stuckRegister = 0x0D; });

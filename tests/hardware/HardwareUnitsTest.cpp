@@ -130,6 +130,16 @@ TEST_F(HardwareUnitsTest, RecoveryRebuildsEverything)
     time.advance(150);
     settle();
     EXPECT_EQ(unit.count("ReadDigitalLines"), 1U + 3U) << "both lines are polled again";
+
+    // Other than a recovery, the end of the selection leaves no output on. The variant, and with it the
+    // polarity, stays what it was at the selection.
+    unit.withMcu([](I2cSlave& mcu) { mcu.registers[0x04] = 8; });
+    EXPECT_EQ(answerOf<bool>([&](auto done) { info->recoverI2CSession(done); }), true);
+    EXPECT_EQ(latch(0), 0xFD);
+    info->deselect();
+    settle();
+    EXPECT_EQ(latch(0), 0xFF);
+    EXPECT_EQ(latch(1), 0xFF);
 }
 
 TEST_F(HardwareUnitsTest, StimulationOvertakesWhatWaits)

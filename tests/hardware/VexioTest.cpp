@@ -225,6 +225,25 @@ TEST_F(VexioTest, ActivationChecksAndResyncsInOrder)
     EXPECT_EQ(lastMessage(operations), Message(false, u"Stimulation failed: I2C write error"_qs));
 }
 
+TEST_F(VexioTest, SettingsThatDidNotArriveAreWrittenBeforeTheNextActivation)
+{
+    init();
+    setSilent(true);
+    vexio->updateCageEnableConfig(0x03);
+    vexio->writeAllCagesToHardware(QList<CageConfig>(8, {0x44, 0x7F, 0x04, 0x01}));
+    vexio->setCageDuration(0x01, 0x09);
+    setSilent(false);
+    forgetTraffic();
+    EXPECT_TRUE(vexio->activateStimulation(0x01));
+    const std::string resync = joined({read("08", "<00"), read("0C", "<00+ <00"), written("08+ 03")});
+    EXPECT_EQ(traffic(), joined({read("32", "<00"), written("38+ 44+ 7F+ 09+ 01"), resync, read("0A", "<00"),
+                                 written("00+ 01")}));
+    EXPECT_TRUE(vexio->activateStimulation(0x01));
+    EXPECT_THAT(traffic(), testing::Not(testing::HasSubstr("38+"))) << "once";
+    EXPECT_TRUE(vexio->activateStimulation(0x02));
+    EXPECT_THAT(traffic(), testing::HasSubstr(written("40+ 44+ 7F+ 04+ 01")));
+}
+
 TEST_F(VexioTest, LostSupplyStopsAllAndSettles)
 {
     init();
