@@ -19,7 +19,10 @@ constexpr int BeforeNextLookMs = 20; ///< at whether the end has come, while the
 
 void LogDisplay::start()
 {
-    m_thread.reset(QThread::create([this] { run(); }));
+    m_thread.reset(QThread::create([this] {
+        run();
+        m_ended.store(true, std::memory_order_release);
+    }));
     m_thread->setObjectName(QStringLiteral("log display"));
     m_thread->start();
 }
@@ -32,7 +35,8 @@ bool LogDisplay::stop(Clock::time_point deadline)
     // The thread sees the deadline itself, unless a write holds it.
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
     if (!m_thread->wait(
-            QDeadlineTimer(std::max(left, 0ms) + 5 * std::chrono::milliseconds(BeforeNextLookMs))))
+            QDeadlineTimer(std::max(left, 0ms) + 5 * std::chrono::milliseconds(BeforeNextLookMs))) ||
+        !m_ended.load(std::memory_order_acquire))
         return false;
     m_thread.reset();
     return true;

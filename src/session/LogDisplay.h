@@ -45,6 +45,7 @@ private:
     LogQueue& m_queue;
     DebuggerOutput m_output;
     std::unique_ptr<QThread> m_thread;
+    std::atomic<bool> m_ended{false};                                     ///< the thread's last word
     std::atomic<Clock::time_point> m_showUntil{Clock::time_point::max()}; ///< set when stopping
     Mutex m_mutex;
     LogQueue::Position m_position VT_GUARDED_BY(m_mutex) = 0;

@@ -43,7 +43,10 @@ AppendFile::Creation LogWriter::create(const QString& path)
 
 void LogWriter::start()
 {
-    m_thread.reset(QThread::create([this] { run(); }));
+    m_thread.reset(QThread::create([this] {
+        run();
+        m_ended.store(true, std::memory_order_release);
+    }));
     m_thread->setObjectName(QStringLiteral("log"));
     m_thread->start();
     m_display.start();
@@ -56,7 +59,8 @@ bool LogWriter::stop(int timeoutMs)
     m_queue.close();
     const bool shown = m_display.stop(begin + limit / 2);
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(begin + limit - Clock::now());
-    if (m_thread && m_thread->wait(QDeadlineTimer(std::max(left, 0ms))))
+    if (m_thread && m_thread->wait(QDeadlineTimer(std::max(left, 0ms))) &&
+        m_ended.load(std::memory_order_acquire))
         m_thread.reset();
     return shown && !m_thread;
 }

@@ -86,6 +86,7 @@ private:
     QString m_path;
     AppendFile m_file;
     std::unique_ptr<QThread> m_thread;
+    std::atomic<bool> m_ended{false}; ///< the thread's last word
 
     // The writer's thread only.
     LogQueue::Position m_seen = 0; ///< end of the queue at the last pass

@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringList>
 #include <QtGlobal>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 
@@ -17,9 +18,9 @@ class LogCapture
 public:
     LogCapture()
     {
-        active() = this;
+        active().store(this, std::memory_order_release);
         m_previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& line) {
-            LogCapture& self = *active();
+            LogCapture& self = *active().load(std::memory_order_acquire);
             {
                 MutexLock lock(self.m_mutex);
                 self.m_lines << line;
@@ -68,9 +69,9 @@ public:
     }
 
 private:
-    static LogCapture*& active()
+    static std::atomic<LogCapture*>& active()
     {
-        static LogCapture* capture = nullptr;
+        static std::atomic<LogCapture*> capture = nullptr;
         return capture;
     }
 
