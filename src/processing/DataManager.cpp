@@ -84,6 +84,7 @@ void DataManager::beginSegment(DAQInterface* device)
     m_state->consecutiveErrors = 0;
     m_state->segmentFramesProcessed = 0;
     m_state->framesRefused = 0;
+    m_state->isDecided = false;
 }
 
 void DataManager::setFiles(VellumtideFile* raw, VellumtideFile* featureVector, VellumtideFile* activity,
@@ -268,6 +269,8 @@ void DataManager::writeRaw()
 void DataManager::publishStep(const QDateTime& now)
 {
     ProcessingState& s = *m_state;
+    s.isDecided.store(std::ranges::all_of(s.channels, [](const auto& c) { return c.br.isFull(); }),
+                      std::memory_order_relaxed);
     s.decisionFrameArrivedUs.store(s.device->pulledFrameArrivedUs(), std::memory_order_relaxed);
     emit newFeatureFrameReady(now);
     // The vectors are built for listeners only.
@@ -320,6 +323,11 @@ quint64 DataManager::segmentFramesProcessed() const
 qint64 DataManager::decisionFrameArrivedUs() const
 {
     return m_state->decisionFrameArrivedUs.load(std::memory_order_relaxed);
+}
+
+bool DataManager::isDecided() const
+{
+    return m_state->isDecided.load(std::memory_order_relaxed);
 }
 
 quint64 DataManager::copyRawTrace(int channel, std::span<float> out) const

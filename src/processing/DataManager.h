@@ -78,6 +78,10 @@ public:
     /// When the frame that completed the newest decision had arrived (DAQInterface::pulledFrameArrivedUs);
     /// set before newSleepDecision is emitted. Any thread.
     [[nodiscard]] qint64 decisionFrameArrivedUs() const;
+    /// Does the newest decision rest on data of this segment? Not in its first 8 s, until the windows are
+    /// full: newSleepDecision comes then, too, but repeats what was decided before the pause, and at the
+    /// start of a recording what nobody has decided. Set before newSleepDecision is emitted. Any thread.
+    [[nodiscard]] bool isDecided() const;
 
     /// One tick: pulls one frame and processes it. Processing thread.
     Q_SLOT void handleNewDAQData(int samplesRead);
@@ -85,6 +89,7 @@ public:
 signals:
     void newDataReady();
     void newFeatureFrameReady(QDateTime sampleDateTime);
+    /// Every 2 s; see isDecided().
     void newSleepDecision(std::vector<bool> sleeping, std::vector<QDateTime> sleepBeginTime,
                           std::vector<double> decisionStats);
     void sensorNoSignal(std::vector<bool> noSignal);

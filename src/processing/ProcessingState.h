@@ -74,7 +74,8 @@ struct ProcessingState
     std::atomic<quint64> framesProcessed{0};
     std::atomic<quint64> segmentFramesProcessed{0};
     std::atomic<qint64> decisionFrameArrivedUs{-1};
-    quint64 framesRefused = 0; ///< of this segment: the writer could not take them
+    std::atomic<bool> isDecided{false}; ///< in this segment
+    quint64 framesRefused = 0;          ///< of this segment: the writer could not take them
 };
 
 } // namespace vt

@@ -32,6 +32,7 @@ struct SleepDecisionNews
     std::vector<QDateTime> sleepBeginTime;
     std::vector<double> decisionStats;
     qint64 frameArrivedUs = -1; ///< of the frame that completed them, monotonic clock; -1: not known
+    bool isDecided = false; ///< from data of this segment; else left over from before, or no decision at all
 };
 
 /// Something that the session starts, pauses and stops together with a recording, at the moments that the

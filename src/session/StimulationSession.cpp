@@ -57,7 +57,7 @@ bool followsSleep(StimulationProtocol protocol)
 
 StimulationSession::StimulationSession(StimulationHardware& hardware, TimeSource& time, UserInteraction& user,
                                        std::shared_ptr<Inbox> logWorker)
-    : m_hardware(hardware), m_user(user), m_controller(time, std::move(logWorker))
+    : m_hardware(hardware), m_user(user), m_time(time), m_controller(time, std::move(logWorker))
 {
     connectHardware();
     connectRequests();
@@ -192,6 +192,7 @@ void StimulationSession::segmentStarted(const RecordingContext& context)
     if (m_controller.source() == StimulationSource::None)
         return;
     m_controller.initStimFile(segmentPaths(context.basePath, context.animalType).stimulation);
+    m_segmentBegan = m_time.now();
     m_controller.start();
     m_hasRun = true;
     qInfo("StimulationController started");
@@ -202,6 +203,7 @@ void StimulationSession::segmentStopping(TeardownKind kind)
     if (!m_controller.isRunning())
         return;
     m_controller.stop();
+    m_hardware.cancelPending();
     m_controller.closeStimFile();
     qInfo("%s", kind == TeardownKind::Pause ? "StimulationController stopped (pause)"
                                             : "StimulationController stopped");
@@ -224,11 +226,16 @@ void StimulationSession::recordingStopped()
 
 void StimulationSession::sleepDecision(const SleepDecisionNews& news)
 {
-    if (!m_controller.isRunning())
+    if (!m_controller.isRunning() || !news.isDecided)
         return;
+    // Nobody has seen the animal sleep through a pause.
+    std::vector<QDateTime> since = news.sleepBeginTime;
+    for (QDateTime& begun : since)
+        if (begun.isValid() && begun < m_segmentBegan)
+            begun = m_segmentBegan;
     if (news.frameArrivedUs >= 0)
         m_controller.noteDecisionFrameArrival(news.frameArrivedUs);
-    m_controller.handleNewSleepDecision(news.sleeping, news.sleepBeginTime, news.decisionStats);
+    m_controller.handleNewSleepDecision(news.sleeping, since, news.decisionStats);
 }
 
 void StimulationSession::showPower(bool isPresent)

@@ -48,6 +48,7 @@ private:
 
     StimulationHardware& m_hardware;
     UserInteraction& m_user;
+    TimeSource& m_time;
     StimulationController m_controller;
 
     VexioSettings m_vexio;
@@ -56,6 +57,7 @@ private:
     bool m_isWanted = false; ///< by the setup of the recording that runs
     StimulationSource m_applied = StimulationSource::None;
     bool m_hasRun = false; ///< in this recording
+    QDateTime m_segmentBegan;
     bool m_isPowerMissing = false;
     bool m_isUnitLost = false; ///< its bus has failed since it was found
     quint64 m_stimulations = 0;

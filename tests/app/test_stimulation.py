@@ -10,7 +10,7 @@ from program import AppTest, parse_summary, simulate
 
 CHANNELS = 3
 SECONDS = 60
-DECISIONS = SECONDS // 2
+DECISIONS = SECONDS // 2 - 3  # every 2 s, but the first one needs 8 s of data
 HEADER = "EventType,DateTime,StimControlType,StimInterval(min),SleepDuration(sec),nCh,Stim[ch1-N]"
 # Register values: 43 + 14 r Hz, 0.039322 r V, 0.5 r s.
 CAGES = [(100, 100, 20), (0, 255, 1), (255, 0, 255)] + [(10, 20, 30)] * 5

@@ -164,6 +164,19 @@ TEST(DataManager, PublishesEverySixtyProcessedFramesAndScoresFromTheFullWindowOn
     EXPECT_THAT(counts, testing::ElementsAre(4, 244, 484, 724, 964));
 }
 
+TEST(DataManager, DecidesAnewInEachSegment)
+{
+    Rig rig(configFor(1));
+    std::vector<bool> decided;
+    QObject::connect(&rig.manager, &DataManager::newSleepDecision, &rig.manager,
+                     [&] { decided.push_back(rig.manager.isDecided()); });
+    rig.tick(300);
+    rig.manager.beginSegment(&rig.device);
+    rig.tick(300);
+    EXPECT_THAT(decided,
+                testing::ElementsAre(false, false, false, true, true, false, false, false, true, true));
+}
+
 TEST(DataManager, FailedPullsAreCountedAndLogged)
 {
     Rig rig(configFor(1));
