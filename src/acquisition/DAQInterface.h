@@ -16,6 +16,10 @@ struct AcquisitionCounters
     quint64 emptyPulls = 0;
     quint64 readErrors = 0; ///< failed reads; each is followed by a restart of the device's task
     quint64 restarts = 0;   ///< successful restarts after a failure
+    // Lost before there was a frame; by the serial amplifier, 0 for others.
+    quint64 bytesDamaged = 0;   ///< part of no packet; one cut in two where the stream begins is none
+    quint64 interruptions = 0;  ///< times that the stream ran dry and went on
+    quint64 samplesDropped = 0; ///< per channel; too many waited
 };
 
 /// An acquisition device as the rest of the program sees it.

@@ -43,6 +43,17 @@ FrameQueue::PushResult FrameQueue::push(const double* frame, qint64 arrivedUs)
     return PushResult::DroppedOldest;
 }
 
+FrameQueue::Wait FrameQueue::waitForRoom(Wait patience)
+{
+    if (patience <= Wait::zero())
+        return Wait::zero();
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    std::unique_lock lock(m_mutex);
+    const bool hasRoom = m_frameTaken.wait_until(
+        lock, deadline, [this]() VT_REQUIRES(m_mutex) { return m_count < m_slots.size(); });
+    return hasRoom ? std::max(deadline - std::chrono::steady_clock::now(), Wait::zero()) : Wait::zero();
+}
+
 bool FrameQueue::getLatestData(double* buffer, int maxSize, int* samplesRead)
 {
     std::uint64_t emptyPulls = 0;
@@ -56,6 +67,7 @@ bool FrameQueue::getLatestData(double* buffer, int maxSize, int* samplesRead)
             m_takenArrivedUs = m_arrivedUs[m_readIndex];
             m_readIndex = (m_readIndex + 1) % m_slots.size();
             --m_count;
+            m_frameTaken.notify_one();
             return true;
         }
     }

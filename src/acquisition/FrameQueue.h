@@ -8,6 +8,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <vector>
 
@@ -37,6 +38,11 @@ public:
     /// microseconds, handed on with the frame.
     PushResult push(const double* frame, qint64 arrivedUs = -1);
 
+    using Wait = std::chrono::steady_clock::duration;
+    /// Producer's thread: waits until a frame can be pushed without dropping one, patience at most. Returns
+    /// what is left of it, 0 when there is still no room. Does not touch the lock when patience is 0.
+    [[nodiscard]] Wait waitForRoom(Wait patience);
+
     /// Consumer's thread; blocks for the copy of one frame at most. False when the queue is empty or
     /// maxSize is below frameSize(); then nothing is taken and *samplesRead stays as it was.
     [[nodiscard]] bool getLatestData(double* buffer, int maxSize, int* samplesRead);
@@ -61,6 +67,7 @@ private:
     const int m_frameSize;
     const OverflowLog m_overflowLog;
     mutable Mutex m_mutex;
+    std::condition_variable_any m_frameTaken;
     std::array<std::vector<double>, FrameQueueCapacity> m_slots VT_GUARDED_BY(m_mutex);
     std::array<qint64, FrameQueueCapacity> m_arrivedUs VT_GUARDED_BY(m_mutex){};
     qint64 m_takenArrivedUs = -1; ///< consumer's thread

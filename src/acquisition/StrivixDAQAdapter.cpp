@@ -9,6 +9,7 @@
 #include <QDeadlineTimer>
 #include <QDebug>
 #include <algorithm>
+#include <chrono>
 
 namespace vt {
 
@@ -18,6 +19,9 @@ namespace {
 
 constexpr int MaxStrivixChannels = 2;
 constexpr int DestructorWaitMs = 5000;
+// After the machine was held up, everything that had arrived is handed on at once, and the processing is as
+// late as the amplifier's thread: it gets a moment to take frames before the queue drops them.
+constexpr std::chrono::milliseconds RoomWaitLimit{200};
 
 } // namespace
 
@@ -99,6 +103,8 @@ private:
 
     void frameSamples(std::span<const StrivixSample> samples)
     {
+        const bool isBurst = m_filled + samples.size() >= std::size_t{2} * SamplesPerFrame;
+        FrameQueue::Wait patience = isBurst ? RoomWaitLimit : FrameQueue::Wait::zero();
         for (const StrivixSample& sample : samples) {
             m_frame[m_filled] = sample.channel1Volts;
             if (m_channelCount > 1)
@@ -106,6 +112,7 @@ private:
             if (++m_filled < static_cast<std::size_t>(SamplesPerFrame))
                 continue;
             m_filled = 0;
+            patience = m_queue.waitForRoom(patience);
             deliver();
         }
     }
@@ -201,7 +208,11 @@ void StrivixDAQAdapter::setThreadPriority(QThread::Priority priority)
 AcquisitionCounters StrivixDAQAdapter::counters() const
 {
     AcquisitionCounters counters = m_core->queue().counters();
-    counters.readErrors = deviceCounters().serialErrors.load();
+    const StrivixCounters& device = deviceCounters();
+    counters.readErrors = device.serialErrors.load();
+    counters.bytesDamaged = device.bytesDamaged.load();
+    counters.interruptions = device.underruns.load();
+    counters.samplesDropped = device.samplesDropped.load();
     return counters;
 }
 

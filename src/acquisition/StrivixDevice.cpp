@@ -5,6 +5,7 @@
 
 #include <QDebug>
 #include <algorithm>
+#include <utility>
 
 namespace vt {
 
@@ -176,6 +177,7 @@ void StrivixDevice::start()
     m_fifo.clear();
     m_parser.clear();
     m_drain.reset();
+    m_countedUnderruns = 0;
     m_drainIntervalMs = StrivixDrain::NominalIntervalMs;
     m_state = State::Streaming;
     send("b"_ba);
@@ -192,6 +194,7 @@ void StrivixDevice::handleStream(const QByteArray& bytes)
     m_parser.parse(bytes, m_fifo);
     m_counters.samples += m_fifo.size() - before;
     m_counters.bytesDropped += m_parser.droppedBytes() - droppedBefore;
+    m_counters.bytesDamaged = m_parser.damagedBytes();
     limitFifo();
     const int depth = static_cast<int>(m_fifo.size());
     if (m_drain.noteArrival(depth))
@@ -212,9 +215,10 @@ void StrivixDevice::limitFifo()
 void StrivixDevice::drainTick()
 {
     const int depth = static_cast<int>(m_fifo.size());
-    const int underrunsBefore = m_drain.underruns();
     const StrivixDrain::Tick tick = m_drain.tick(depth);
-    m_counters.underruns += static_cast<quint64>(m_drain.underruns() - underrunsBefore);
+    if (depth > 0)
+        m_counters.underruns += static_cast<quint64>(m_drain.underruns() -
+                                                     std::exchange(m_countedUnderruns, m_drain.underruns()));
     if (tick.underrun)
         qWarning("StrivixDevice: FIFO underrun — drain tick had no samples");
     if (tick.fastDrain)

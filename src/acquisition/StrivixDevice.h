@@ -22,9 +22,12 @@ struct StrivixCounters
     std::atomic<quint64> bytesSent{0};
     std::atomic<quint64> bytesReceived{0};
     std::atomic<quint64> bytesDropped{0};   ///< received while streaming, part of no packet
+    std::atomic<quint64> bytesDamaged{0};   ///< of these, more than a packet that the stream began within
     std::atomic<quint64> samples{0};        ///< per channel, decoded
     std::atomic<quint64> samplesDropped{0}; ///< decoded, and dropped because too many waited
-    std::atomic<quint64> underruns{0};      ///< times that no samples were left to hand on
+    /// Times that no samples were left to hand on, and then there were again. A stream that does not go on
+    /// has ended.
+    std::atomic<quint64> underruns{0};
     std::atomic<quint64> serialErrors{0};
 };
 
@@ -101,6 +104,7 @@ private:
     StrivixParser m_parser;
     StrivixDrain m_drain;
     std::vector<StrivixSample> m_fifo; ///< both channels in step, oldest first
+    int m_countedUnderruns = 0;        ///< of m_drain
     int m_drainIntervalMs = StrivixDrain::NominalIntervalMs;
 
     Inbox m_inbox; ///< context of the timers

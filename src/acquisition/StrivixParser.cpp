@@ -30,8 +30,18 @@ void StrivixParser::parse(QByteArrayView bytes, std::vector<StrivixSample>& samp
     m_buffer.remove(0, parseBuffer(samples));
     if (m_buffer.size() > PendingLimitBytes) {
         m_droppedBytes += static_cast<quint64>(m_buffer.size() - PendingKeptBytes);
+        m_damagedBytes += static_cast<quint64>(m_buffer.size() - PendingKeptBytes);
         m_buffer = m_buffer.last(PendingKeptBytes);
     }
+}
+
+void StrivixParser::drop()
+{
+    ++m_droppedBytes;
+    if (m_partialPacketLeft > 0)
+        --m_partialPacketLeft;
+    else
+        ++m_damagedBytes;
 }
 
 /// How many bytes from the front of the buffer are done with.
@@ -44,13 +54,15 @@ qsizetype StrivixParser::parseBuffer(std::vector<StrivixSample>& samples)
     qsizetype next = 0;
     while (true) {
         for (; next < size && !(byteAt(next) & PacketStart); ++next)
-            ++m_droppedBytes;
+            drop();
+        if (next < size)
+            m_partialPacketLeft = 0;
         if (size - next < PacketBytes)
             return next;
         const unsigned byte1 = byteAt(next + 1);
         const unsigned byte2 = byteAt(next + 2);
         if ((byte1 | byte2) & PacketStart) {
-            ++m_droppedBytes;
+            drop();
             ++next;
             continue;
         }

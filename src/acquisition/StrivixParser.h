@@ -31,18 +31,30 @@ class StrivixParser
 public:
     /// Appends the samples of all packets that are complete to samples. bytes: any length.
     void parse(QByteArrayView bytes, std::vector<StrivixSample>& samples);
-    /// Forgets a packet that has begun. The counts stay.
-    void clear() { m_buffer.clear(); }
+    /// Forgets a packet that has begun: another stream follows. The counts stay.
+    void clear()
+    {
+        m_buffer.clear();
+        m_partialPacketLeft = PartialPacketBytes;
+    }
 
     /// Bytes that were part of no packet.
     [[nodiscard]] quint64 droppedBytes() const { return m_droppedBytes; }
+    /// The same without the rest, up to 2 bytes, of a packet that a stream began in the middle of.
+    [[nodiscard]] quint64 damagedBytes() const { return m_damagedBytes; }
     [[nodiscard]] qsizetype pendingBytes() const { return m_buffer.size(); }
 
 private:
+    static constexpr int PartialPacketBytes = 2;
+
+    void drop();
     [[nodiscard]] qsizetype parseBuffer(std::vector<StrivixSample>& samples);
 
     QByteArray m_buffer;
     quint64 m_droppedBytes = 0;
+    quint64 m_damagedBytes = 0;
+    int m_partialPacketLeft =
+        PartialPacketBytes; ///< bytes that may still be the rest of one; 0 after a start
 };
 
 } // namespace vt

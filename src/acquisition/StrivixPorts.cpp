@@ -17,6 +17,18 @@ QList<SerialPortEntry> serialPorts()
     return entries;
 }
 
+QString portPath(const QString& portName)
+{
+    if (QFileInfo(portName).isAbsolute())
+        return portName;
+    const QString location = QSerialPortInfo(portName).systemLocation();
+    if (!location.isEmpty())
+        return location;
+    // A port that is not in the list can be opened by its name all the same.
+    const QString path = QStringLiteral("/dev/") + portName;
+    return QFileInfo::exists(path) ? path : portName;
+}
+
 bool isPortPresent(const QString& portName)
 {
     const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();

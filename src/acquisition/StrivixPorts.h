@@ -18,6 +18,10 @@ struct SerialPortEntry
 /// The system's list of serial ports. Any thread; a few milliseconds.
 [[nodiscard]] QList<SerialPortEntry> serialPorts();
 
+/// The path that the system has for a port's name ("/dev/ttyUSB0" for "ttyUSB0"). A path, or the name of a
+/// port that does not exist, stays as it is. Any thread; a few milliseconds.
+[[nodiscard]] QString portPath(const QString& portName);
+
 /// Is there something at this port? A name or path from the system's list, or the path of a pseudo-terminal
 /// or of a link to one, which that list does not show. Says nothing about what is there. Any thread.
 [[nodiscard]] bool isPortPresent(const QString& portName);

@@ -22,15 +22,16 @@ struct StrivixProbe::Shared
 };
 
 StrivixProbe::StrivixProbe(TimeSource& time, const QString& portName, const Inbox& answers, Done done)
-    : m_shared(std::make_shared<Shared>(time))
+    : m_shared(std::make_shared<Shared>(time)), m_wanted(std::make_shared<Wanted>())
 {
     // The answer may be on its way when the probe is destroyed: it is delivered only while the probe exists,
-    // which the receiver's thread can tell when that is the thread that destroys it.
-    const std::weak_ptr<Shared> alive = m_shared;
-    const auto answer = [address = answers.address(), alive,
+    // which the receiver's thread can tell when that is the thread that destroys it. What is shared with the
+    // probe's thread may exist for longer.
+    const std::weak_ptr<Wanted> wanted = m_wanted;
+    const auto answer = [address = answers.address(), wanted,
                          done = std::move(done)](const StrivixProbeResult& result) {
-        address->post([alive, done, result] {
-            if (!alive.expired())
+        address->post([wanted, done, result] {
+            if (!wanted.expired())
                 done(result);
         });
     };
@@ -49,6 +50,7 @@ StrivixProbe::StrivixProbe(TimeSource& time, const QString& portName, const Inbo
 
 StrivixProbe::~StrivixProbe()
 {
+    m_wanted.reset();
     if (m_shared->thread.finish(FinishWaitMs))
         return;
     qCritical("StrivixProbe: the port does not return, thread abandoned");

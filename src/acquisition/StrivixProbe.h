@@ -36,7 +36,11 @@ public:
 
 private:
     struct Shared;
+    struct Wanted
+    {};
+
     std::shared_ptr<Shared> m_shared;
+    std::shared_ptr<Wanted> m_wanted; ///< exists as long as the answer is wanted
 };
 
 } // namespace vt

@@ -202,6 +202,10 @@ void RecordingSegment::logAccounts(const TeardownReport& report) const
     if (frames.framesAcquired != report.framesProcessed + frames.framesDropped)
         qCritical().noquote() << "Frame account does not balance: acquired" << frames.framesAcquired
                               << "processed + dropped" << report.framesProcessed + frames.framesDropped;
+    if (frames.bytesDamaged > 0 || frames.interruptions > 0 || frames.samplesDropped > 0)
+        qWarning().noquote() << "Serial line:" << frames.bytesDamaged << "bytes damaged,"
+                             << frames.interruptions << "interruptions of the stream,"
+                             << frames.samplesDropped << "samples dropped";
     const std::array<const QString*, 4> names{&m_paths.raw, &m_paths.featureVector, &m_paths.activity,
                                               &m_paths.breathRate};
     for (std::size_t i = 0; i < names.size(); ++i) {

@@ -21,6 +21,11 @@ void writeLosses(QTextStream& out, const RecordingResult& result)
             << " writes dropped (" << lost.bytesDropped << " bytes), " << lost.writesFailed
             << " writes failed (" << lost.bytesFailed << " bytes), " << lost.flushTimeouts
             << " flush timeouts\n";
+        if (lost.bytesDamaged > 0 || lost.interruptions > 0)
+            out << "Lost: " << lost.bytesDamaged << " bytes damaged on the serial line, "
+                << lost.interruptions << " interruptions of the stream\n";
+        if (lost.samplesDropped > 0)
+            out << "Lost: " << lost.samplesDropped << " samples that waited for too long\n";
         if (lost.framesUnaccounted > 0)
             out << "Lost: " << lost.framesUnaccounted << " frames never processed\n";
         if (lost.failedStamps > 0)
@@ -28,6 +33,9 @@ void writeLosses(QTextStream& out, const RecordingResult& result)
         if (lost.filesNotWritten > 0)
             out << "Lost: the configuration summary\n";
     }
+    if (result.pauses > 0)
+        out << "Without data: " << (result.withoutDataMs + 500) / 1000 << " s in " << result.pauses
+            << (result.pauses == 1 ? " pause\n" : " pauses\n");
     if (lost.writesReordered > 0)
         out << "Out of order: " << lost.writesReordered
             << " writes stand after a younger one in their file (the disk stalled)\n";

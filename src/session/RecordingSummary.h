@@ -13,6 +13,8 @@ struct RecordingResult
     QString deviceName;
     QString deviceSerial;
     qint64 elapsedMs = 0;
+    qint64 withoutDataMs = 0; ///< pauses: each from the last data to the resume or the end
+    int pauses = 0;
     quint64 framesAcquired = 0;
     quint64 framesProcessed = 0;
     quint64 readErrors = 0;

@@ -344,6 +344,9 @@ SessionStatus SessionController::status() const
         status.readErrors += counters.readErrors;
         status.restarts += counters.restarts;
         status.losses.framesDropped += counters.framesDropped;
+        status.losses.bytesDamaged += counters.bytesDamaged;
+        status.losses.interruptions += counters.interruptions;
+        status.losses.samplesDropped += counters.samplesDropped;
         status.writer = d->segment->writer()->statistics();
         status.losses.writesDropped += status.writer.droppedWrites;
         status.losses.writesFailed += status.writer.errors;

@@ -12,6 +12,7 @@
 
 #include <QDebug>
 #include <QPointer>
+#include <utility>
 
 namespace vt {
 
@@ -111,8 +112,9 @@ void SessionPrivate::makeManager()
                                                                   const std::vector<QDateTime>& since,
                                                                   const std::vector<double>& stats) {
             inbox->post(
-                [this, news = SleepDecisionNews{asleep, since, stats, source->decisionFrameArrivedUs(),
-                                                source->isDecided()}] { handleNewSleepDecision(news); });
+                [this, news = SleepDecisionNews{asleep, since, stats, source->decisionFrameArrivedUs()}] {
+                    handleNewSleepDecision(news);
+                });
         },
         Qt::DirectConnection);
 }
@@ -163,6 +165,7 @@ void SessionPrivate::launchSegment()
 
 void SessionPrivate::acquisitionFailed(const QString& text, quint64 launch)
 {
+    qWarning().noquote() << text;
     // Later failures are the watchdog's: what had arrived before is still being delivered. The same is true
     // of a resumed segment, which it takes back to the pause.
     const bool isFirstSegment = segmentNumber == 0 && state == SessionState::Recording;
@@ -204,7 +207,7 @@ void SessionPrivate::watchdogTimeout()
                           << lastData.toString(u"yyyy-MM-dd HH:mm:ss"_s);
     if (options.autoResume) {
         qInfo("Auto-resume enabled — entering pause state");
-        pause();
+        pause(alive);
         return;
     }
     qInfo().noquote()
@@ -217,13 +220,26 @@ void SessionPrivate::watchdogTimeout()
     stop(EndReason::DeviceLost);
 }
 
-void SessionPrivate::pause()
+void SessionPrivate::pause(qint64 lastData)
 {
     qInfo().noquote() << banner();
     qInfo("DAQ disconnect detected — entering auto-resume PAUSE state");
     pausedAt = time.now();
+    pauseLastDataMs = lastData;
+    // After a resume that brought no data it is still the same pause.
+    if (lastDataMs >= 0 || result.pauses == 0)
+        ++result.pauses;
     setState(SessionState::Paused);
     tearDown(TeardownKind::Pause);
+}
+
+qint64 SessionPrivate::endPause()
+{
+    if (pauseLastDataMs < 0)
+        return 0;
+    const qint64 lengthMs = time.monotonicMs() - std::exchange(pauseLastDataMs, -1);
+    result.withoutDataMs += lengthMs;
+    return lengthMs;
 }
 
 void SessionPrivate::pollReconnect()
@@ -315,12 +331,13 @@ void SessionPrivate::resumeFinished()
     launchSegment();
     user.closeNotice(u"paused"_s);
     const QDateTime now = time.now();
+    const qint64 withoutDataMs = endPause();
     // A notice: a unit that comes and goes all night leaves one message, not hundreds.
     user.showNotice(
         u"resumed"_s, u"Recording Resumed"_s,
         u"Recording paused at %1 and resumed at %2.\nApproximate gap: %3 seconds.\n\nContinuing in: %4"_s
             .arg(pausedAt.toString(messageTimeFormat()), now.toString(messageTimeFormat()))
-            .arg(pausedAt.secsTo(now))
+            .arg(withoutDataMs / 1000)
             .arg(base),
         u"OK"_s, [] {});
     qInfo().noquote() << "attemptResume: success — segment base now" << base;

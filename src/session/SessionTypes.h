@@ -105,11 +105,15 @@ struct LossSummary
     quint64 flushTimeouts = 0;
     quint64 failedStamps = 0;    ///< lines of the time-stamp file
     quint64 filesNotWritten = 0; ///< configuration summary
+    quint64 bytesDamaged = 0;    ///< on the serial line
+    quint64 interruptions = 0;   ///< of the serial amplifier's stream
+    quint64 samplesDropped = 0;  ///< per channel, before they were a frame
     quint64 writesReordered = 0; ///< written, but after a younger write to the same file
     [[nodiscard]] bool any() const
     {
         return framesDropped || framesUnaccounted || writesDropped || writesFailed || bytesDropped ||
-               bytesFailed || flushTimeouts || failedStamps || filesNotWritten;
+               bytesFailed || flushTimeouts || failedStamps || filesNotWritten || bytesDamaged ||
+               interruptions || samplesDropped;
     }
 };
 

@@ -54,8 +54,9 @@ bool StrivixRecordingDevice::refresh()
 QString StrivixRecordingDevice::claimName(const AmplifierPort& port)
 {
     // One port has several names on Linux, and each simulated amplifier a link that is its own.
-    const QString target = port.simulated ? QString() : QFileInfo(port.port).canonicalFilePath();
-    return amplifierPrefix() + (target.isEmpty() ? port.port : target);
+    const QString path = portPath(port.port);
+    const QString target = port.simulated ? QString() : QFileInfo(path).canonicalFilePath();
+    return amplifierPrefix() + (target.isEmpty() ? path : target);
 }
 
 const AmplifierPort* StrivixRecordingDevice::find(const QString& name) const
@@ -140,7 +141,12 @@ StrivixRecordingDevice::makeAcquisition(int channelCount, std::function<void(con
 void StrivixRecordingDevice::ask(Asked done)
 {
     m_probe.reset(); // the port can be asked by one at a time
-    m_probe = std::make_unique<StrivixProbe>(m_time, m_selected.port, m_answers, std::move(done));
+    m_probe = std::make_unique<StrivixProbe>(
+        m_time, m_selected.port, m_answers,
+        [this, mine = m_selection, done = std::move(done)](const StrivixProbeResult& result) {
+            if (mine == m_selection)
+                done(result);
+        });
 }
 
 void StrivixRecordingDevice::askForSelected(Asked done)

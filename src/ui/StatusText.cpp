@@ -144,6 +144,9 @@ QString lossText(const LossSummary& losses)
             lines << name.arg(QLocale().toString(count));
     };
     add(text("Frames dropped: %1"), losses.framesDropped);
+    add(text("Bytes damaged on the serial line: %1"), losses.bytesDamaged);
+    add(text("Interruptions of the stream: %1"), losses.interruptions);
+    add(text("Samples dropped: %1"), losses.samplesDropped);
     add(text("Writes dropped: %1"), losses.writesDropped);
     add(text("Writes failed: %1"), losses.writesFailed);
     add(text("Bytes dropped: %1"), losses.bytesDropped);

@@ -8,6 +8,7 @@
 #include <QEventLoop>
 #include <QTimer>
 #include <gmock/gmock.h>
+#include <mutex>
 
 using namespace Qt::StringLiterals;
 using vt::SimulatedAmplifier;
@@ -17,6 +18,47 @@ using vt::test::StrivixHarness;
 namespace {
 
 constexpr int StopWaitMs = 1000;
+
+/// Holds up whoever asks for a timer, as a port that does not return does, until it is let go.
+class HangingTime final : public vt::TimeSource
+{
+public:
+    [[nodiscard]] QDateTime now() const override { return m_time.now(); }
+    [[nodiscard]] qint64 monotonicMs() const override { return m_time.monotonicMs(); }
+    [[nodiscard]] qint64 monotonicUs() const override { return m_time.monotonicUs(); }
+    [[nodiscard]] std::unique_ptr<vt::Timer> createTimer(QObject* context,
+                                                         std::function<void()> onTimeout) override
+    {
+        ++timersAsked;
+        const std::lock_guard lock(m_mutex);
+        return std::make_unique<HeldTimer>(m_time.createTimer(context, std::move(onTimeout)), timersGone);
+    }
+    void hold() { m_mutex.lock(); }
+    void letGo() { m_mutex.unlock(); }
+
+    std::atomic<int> timersAsked{0};
+    std::atomic<int> timersGone{0};
+
+private:
+    class HeldTimer final : public vt::Timer
+    {
+    public:
+        HeldTimer(std::unique_ptr<vt::Timer> timer, std::atomic<int>& gone)
+            : m_timer(std::move(timer)), m_gone(gone)
+        {}
+        ~HeldTimer() override { ++m_gone; }
+        void start(int intervalMs, vt::TimerMode mode) override { m_timer->start(intervalMs, mode); }
+        void stop() override { m_timer->stop(); }
+        [[nodiscard]] bool isActive() const override { return m_timer->isActive(); }
+
+    private:
+        std::unique_ptr<vt::Timer> m_timer;
+        std::atomic<int>& m_gone;
+    };
+
+    vt::test::FakeTimeSource m_time;
+    std::mutex m_mutex;
+};
 
 } // namespace
 
@@ -159,4 +201,27 @@ TEST(StrivixProbe, AnswersOnTheAskersThreadAndLeavesThePortFree)
         EXPECT_EQ(result->error, QString());
     }
     EXPECT_EQ(amplifier.received(), "s\r\n\r\n?s\r\n\r\n?"_ba);
+}
+
+// It answers when the port returns at last, while another selection may be under way.
+TEST(StrivixProbe, OneThatWasGivenUpWhileThePortHangsSaysNothing)
+{
+    LogCapture log;
+    static HangingTime time; // used by a thread that is left to itself
+    vt::Inbox here;
+    QEventLoop loop;
+    int answers = 0;
+    time.hold();
+    {
+        const vt::StrivixProbe probe(time, u"/nonexistent/port"_s, here,
+                                     [&](const vt::StrivixProbeResult&) { ++answers; });
+        ASSERT_TRUE(StrivixHarness::waitFor([&] { return time.timersAsked == 1; }));
+    }
+    EXPECT_TRUE(log.contains("StrivixProbe: the port does not return, thread abandoned"));
+    time.letGo();
+    ASSERT_TRUE(StrivixHarness::waitFor([&] { return time.timersGone == 2; }));
+    EXPECT_TRUE(log.hasPart(u"StrivixDevice: Failed to open"_s)) << "so it did answer";
+    here.post([&] { loop.quit(); });
+    loop.exec();
+    EXPECT_EQ(answers, 0);
 }

@@ -16,6 +16,7 @@ struct StreamCase
     QByteArray hexBytes;
     std::vector<StrivixSample> samples; // computed by hand
     quint64 dropped;
+    quint64 damaged; // without what a packet that began before the stream leaves
     qsizetype pending;
 };
 
@@ -33,17 +34,18 @@ constexpr StrivixSample Known{-941 * 0.001611328125, -381 * 0.00322265625};
 constexpr StrivixSample Zero{0.0, 0.0};
 
 const std::vector<StreamCase> streamCases{
-    {"one packet", "851023", {Known}, 0, 0},
-    {"both ends of both ranges", "800000FF7F7F", {{-1.65, -1.64677734375}, {1.648388671875, 1.65}}, 0, 0},
-    {"zero is 1024 and 511", "C03F70", {Zero}, 0, 0},
-    {"starts within a packet", "1023C03F70", {Zero}, 2, 0},
-    {"second byte starts a packet", "85C03F70", {Zero}, 1, 0},
-    {"third byte starts a packet", "8510C03F70", {Zero}, 2, 0},
-    {"a packet too long", "85102310C03F70", {Known, Zero}, 1, 0},
-    {"an unfinished packet is kept", "851023C03F", {Known}, 0, 2},
-    {"no packet at all", "102301", {}, 3, 0},
-    {"nothing but starts", "FFFFFFFF", {}, 2, 2},
-    {"nothing", "", {}, 0, 0},
+    {"one packet", "851023", {Known}, 0, 0, 0},
+    {"both ends of both ranges", "800000FF7F7F", {{-1.65, -1.64677734375}, {1.648388671875, 1.65}}, 0, 0, 0},
+    {"zero is 1024 and 511", "C03F70", {Zero}, 0, 0, 0},
+    {"starts within a packet", "1023C03F70", {Zero}, 2, 0, 0},
+    {"starts with more than that", "102310C03F70", {Zero}, 3, 1, 0},
+    {"second byte starts a packet", "85C03F70", {Zero}, 1, 1, 0},
+    {"third byte starts a packet", "8510C03F70", {Zero}, 2, 2, 0},
+    {"a packet too long", "85102310C03F70", {Known, Zero}, 1, 1, 0},
+    {"an unfinished packet is kept", "851023C03F", {Known}, 0, 0, 2},
+    {"no packet at all", "102301", {}, 3, 1, 0},
+    {"nothing but starts", "FFFFFFFF", {}, 2, 2, 2},
+    {"nothing", "", {}, 0, 0, 0},
 };
 
 } // namespace
@@ -64,6 +66,7 @@ TEST_P(StrivixStreams, AreParsedHoweverTheyArrive)
             EXPECT_DOUBLE_EQ(samples[i].channel2Volts, expected.samples[i].channel2Volts);
         }
         EXPECT_EQ(parser.droppedBytes(), expected.dropped);
+        EXPECT_EQ(parser.damagedBytes(), expected.damaged);
         EXPECT_EQ(parser.pendingBytes(), expected.pending);
     }
 }

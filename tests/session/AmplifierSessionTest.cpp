@@ -14,6 +14,8 @@
 
 #include <QDeadlineTimer>
 #include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
 #include <QTest>
 #include <algorithm>
 #include <cmath>
@@ -176,8 +178,10 @@ TEST_F(AmplifierSession, GoesOnWithTheSameAmplifierOnly)
     LogCapture log;
     makeSession(true);
     ASSERT_TRUE(beginRecording(AnimalRat));
+    const qint64 unpluggedMs = time.monotonicMs();
     amplifier.disappear();
     ASSERT_TRUE(pass([this] { return user.notices.contains(u"paused"_s); }));
+    EXPECT_TRUE(log.has(u"Device disconnected: "_s + amplifier.portName()));
 
     amplifier.setIdentity(u"Strivix SA2-0418"_s);
     ASSERT_TRUE(amplifier.comeBack());
@@ -190,12 +194,47 @@ TEST_F(AmplifierSession, GoesOnWithTheSameAmplifierOnly)
     amplifier.setIdentity(Identity);
     ASSERT_TRUE(amplifier.comeBack());
     ASSERT_TRUE(passTo(SessionState::Recording));
+    // What had arrived was handed on for up to 0.4 s more.
+    const auto withoutDataS = static_cast<double>(time.monotonicMs() - unpluggedMs) / 1000.0;
+    const auto gapS = QRegularExpression(u"Approximate gap: (\\d+) seconds"_s)
+                          .match(user.notices[u"resumed"_s].text)
+                          .captured(1)
+                          .toDouble();
+    EXPECT_GT(withoutDataS, 6.0);
+    EXPECT_NEAR(gapS, withoutDataS - 0.5, 1.0);
     const quint64 before = session->status().framesProcessed;
     ASSERT_TRUE(pass([&] { return session->status().framesProcessed > before + 60; }));
     session->stop(EndReason::UserStop);
     ASSERT_TRUE(passTo(SessionState::Idle));
+    const auto summed =
+        QRegularExpression(u"\nWithout data: (\\d+) s in 1 pause\n"_s).match(session->lastSummary());
+    ASSERT_TRUE(summed.hasMatch()) << qPrintable(session->lastSummary());
+    EXPECT_NEAR(summed.captured(1).toDouble(), gapS + 0.5, 0.5);
     EXPECT_EQ(headerOf(base() + u" (1)"_s).deviceSerial, u"SA2-0417"_s);
     EXPECT_EQ(headerOf(base()).deviceDescription, Identity);
+}
+
+TEST_F(AmplifierSession, WhatTheSerialLineLosesIsTold)
+{
+    LogCapture log;
+    makeSession(false);
+    ASSERT_TRUE(beginRecording(AnimalRat));
+    amplifier.corruptBytes(1);
+    ASSERT_TRUE(pass([this] { return session->status().losses.bytesDamaged > 0; }));
+    amplifier.stall(1500);
+    ASSERT_TRUE(pass([this] { return session->status().losses.interruptions > 0; }));
+    session->stop(EndReason::UserStop);
+    ASSERT_TRUE(passTo(SessionState::Idle));
+    // A packet without its beginning or its end is three bytes; of one with a second beginning, one is left.
+    const LossSummary lost = session->status().losses;
+    EXPECT_TRUE(lost.bytesDamaged == 3 || lost.bytesDamaged == 1) << lost.bytesDamaged;
+    EXPECT_GE(lost.interruptions, 1U); // more when the machine is too slow for the stepped time
+    EXPECT_TRUE(log.hasPart(
+        u" bytes damaged, %1 interruptions of the stream, 0 samples dropped"_s.arg(lost.interruptions)));
+    EXPECT_TRUE(session->lastSummary().contains(
+        u"Lost: %1 bytes damaged on the serial line, %2 interruptions of the stream\n"_s
+            .arg(lost.bytesDamaged)
+            .arg(lost.interruptions)));
 }
 
 TEST_F(AmplifierSession, AnotherAmplifierAtTheStartIsToldAtOnce)
@@ -243,6 +282,13 @@ TEST_F(AmplifierSession, APortOfAnotherInstanceIsLeftAlone)
     EXPECT_TRUE(amplifier.received().isEmpty());
     other.release();
     EXPECT_TRUE(select());
+
+    const QString path = QFileInfo(amplifier.portName()).canonicalFilePath();
+    ASSERT_TRUE(path.startsWith(u"/dev/"_s));
+    const AmplifierPort byPath{u"strivix:a"_s, path, {}, {}, false};
+    const AmplifierPort byName{u"strivix:b"_s, path.mid(5), {}, {}, false};
+    EXPECT_EQ(StrivixRecordingDevice::claimName(byName), u"strivix:"_s + path);
+    EXPECT_EQ(StrivixRecordingDevice::claimName(byPath), u"strivix:"_s + path);
     qputenv("XDG_RUNTIME_DIR", runtimeBefore);
     qputenv("TMPDIR", temporaryBefore);
 }

@@ -79,4 +79,19 @@ TEST(RecordingSummary, NamesEveryLossWithItsNumberAndEveryChannel)
                       "flush timeouts"_s))
         << qPrintable(text);
     EXPECT_TRUE(text.contains(u"Out of order: 2 writes"_s));
+    EXPECT_FALSE(text.contains(u"Without data"_s));
+    EXPECT_FALSE(text.contains(u"serial line"_s));
+
+    result.losses = {.bytesDamaged = 4};
+    EXPECT_TRUE(result.losses.any());
+    result.losses.interruptions = 2;
+    result.withoutDataMs = 35'600;
+    result.pauses = 1;
+    EXPECT_TRUE(summaryText(result).contains(
+        u"Lost: 4 bytes damaged on the serial line, 2 interruptions of the stream\n"_s));
+    EXPECT_TRUE(summaryText(result).contains(u"Without data: 36 s in 1 pause\n"_s));
+    result.pauses = 2;
+    EXPECT_TRUE(summaryText(result).contains(u"Without data: 36 s in 2 pauses\n"_s));
+    result.losses = {.interruptions = 1};
+    EXPECT_TRUE(result.losses.any());
 }
