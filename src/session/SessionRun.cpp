@@ -112,9 +112,8 @@ void SessionPrivate::makeManager()
                                                                   const std::vector<QDateTime>& since,
                                                                   const std::vector<double>& stats) {
             inbox->post(
-                [this, news = SleepDecisionNews{asleep, since, stats, source->decisionFrameArrivedUs()}] {
-                    handleNewSleepDecision(news);
-                });
+                [this, news = SleepDecisionNews{asleep, since, stats, source->decisionFrameArrivedUs(),
+                                                source->isDecided()}] { handleNewSleepDecision(news); });
         },
         Qt::DirectConnection);
 }
