@@ -137,7 +137,7 @@ TEST(StrivixEndToEnd, BurstIsNotDroppedWhileTheConsumerTakesIt)
                 harness.pull();
         }
     });
-    isRunning.wait(false);
+    EXPECT_TRUE(StrivixHarness::waitFor([&] { return isRunning.load(); }));
     harness.amplifier.burst(1250);
     // No further than the burst: the stepped time leaves the consumer none for the next drain.
     const bool isStepped = harness.stepUntil([&] { return harness.adapter->counters().framesAcquired > 50; });
