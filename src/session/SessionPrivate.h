@@ -150,7 +150,7 @@ struct SessionPrivate
     qint64 recordingStartMs = 0;
     QDateTime pausedAt;
     qint64 pauseLastDataMs = -1; ///< when the last data before the pause came; -1: no pause
-    bool recordingRan = false; ///< Recording was reached
+    bool recordingRan = false;   ///< Recording was reached
 
     std::shared_ptr<DataManager> manager;
     Mutex segmentMutex; ///< guards the pointer for readyForMoreData
