@@ -6,9 +6,9 @@
 #include <QString>
 #include <QStringList>
 #include <QtGlobal>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <memory>
 
 namespace vt::test {
 
@@ -18,14 +18,18 @@ class LogCapture
 public:
     LogCapture()
     {
-        active().store(this, std::memory_order_release);
+        {
+            Book& book = LogCapture::book();
+            MutexLock lock(book.mutex);
+            book.lines.clear();
+        }
         m_previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& line) {
-            LogCapture& self = *active().load(std::memory_order_acquire);
+            Book& book = LogCapture::book();
             {
-                MutexLock lock(self.m_mutex);
-                self.m_lines << line;
+                MutexLock lock(book.mutex);
+                book.lines << line;
             }
-            self.m_changed.notify_all();
+            book.changed.notify_all();
         });
     }
     ~LogCapture() { qInstallMessageHandler(m_previous); }
@@ -34,8 +38,9 @@ public:
 
     [[nodiscard]] QStringList lines() const
     {
-        MutexLock lock(m_mutex);
-        return m_lines;
+        Book& book = LogCapture::book();
+        MutexLock lock(book.mutex);
+        return book.lines;
     }
     [[nodiscard]] qsizetype count(const QString& line) const { return lines().count(line); }
     [[nodiscard]] bool has(const QString& line) const { return lines().contains(line); }
@@ -45,10 +50,11 @@ public:
     {
         const QString wanted = QString::fromUtf8(line);
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        MutexLock lock(m_mutex);
-        while (!m_lines.contains(wanted))
-            if (m_changed.wait_until(m_mutex, deadline) == std::cv_status::timeout)
-                return m_lines.contains(wanted);
+        Book& book = LogCapture::book();
+        MutexLock lock(book.mutex);
+        while (!book.lines.contains(wanted))
+            if (book.changed.wait_until(book.mutex, deadline) == std::cv_status::timeout)
+                return book.lines.contains(wanted);
         return true;
     }
     [[nodiscard]] bool hasPart(const QString& part) const
@@ -69,16 +75,20 @@ public:
     }
 
 private:
-    static std::atomic<LogCapture*>& active()
+    /// Outlives every capture: a thread may still be in the handler when its capture ends.
+    struct Book
     {
-        static std::atomic<LogCapture*> capture = nullptr;
-        return capture;
+        std::condition_variable_any changed;
+        Mutex mutex;
+        QStringList lines VT_GUARDED_BY(mutex);
+    };
+    static Book& book()
+    {
+        static auto* const kept = std::make_unique<Book>().release();
+        return *kept;
     }
 
     QtMessageHandler m_previous = nullptr;
-    std::condition_variable_any m_changed;
-    mutable Mutex m_mutex;
-    QStringList m_lines VT_GUARDED_BY(m_mutex);
 };
 
 } // namespace vt::test
