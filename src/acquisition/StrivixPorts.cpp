@@ -21,7 +21,7 @@ QString portPath(const QString& portName)
 {
     if (QFileInfo(portName).isAbsolute())
         return portName;
-    const QString location = QSerialPortInfo(portName).systemLocation();
+    QString location = QSerialPortInfo(portName).systemLocation();
     if (!location.isEmpty())
         return location;
     // A port that is not in the list can be opened by its name all the same.

@@ -94,7 +94,7 @@ DaqmxApi& DriverSetup::driver()
     return m_real ? *m_real : *m_simulated.front();
 }
 
-void DriverSetup::setReadyForMore(std::function<bool()> ready)
+void DriverSetup::setReadyForMore(const std::function<bool()>& ready)
 {
     for (const auto& unit : m_simulated)
         unit->setReadyForMore(ready);

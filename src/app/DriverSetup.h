@@ -32,7 +32,7 @@ public:
     [[nodiscard]] QString error() const { return m_error; }
     [[nodiscard]] DaqmxApi& driver();
     /// Simulated units wait for ready() before each block when they run faster than real time.
-    void setReadyForMore(std::function<bool()> ready);
+    void setReadyForMore(const std::function<bool()>& ready);
     [[nodiscard]] bool hasSimulatedUnit() const { return !m_simulated.empty(); }
 
 private:

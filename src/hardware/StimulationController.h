@@ -76,58 +76,58 @@ public:
     /// At the end of a recording: logs median, 95th percentile and maximum, and begins anew.
     void logLatencySummary();
 
-public slots:
     /// A unit that appears while running gets its profiles and its enable mask.
-    void setVexioPresent(bool present);
-    void setDioPresent(bool present);
-    void setProtocol(vt::StimulationProtocol protocol);
+    Q_SLOT void setVexioPresent(bool present);
+    Q_SLOT void setDioPresent(bool present);
+    Q_SLOT void setProtocol(vt::StimulationProtocol protocol);
     /// The unit is told to enable these cages and those that follow an external trigger.
-    void setCageEnableMask(std::uint16_t mask);
+    Q_SLOT void setCageEnableMask(std::uint16_t mask);
     /// 0 to 16; other values are brought into this range.
-    void setActiveChannelCount(int count);
-    void setScheduleEntries(const QList<QHash<QString, QVariant>>& entries);
-    void setOpenLoopConfig(int minIntervalMs, int maxIntervalMs, bool randomInterval);
-    void setSleepDurationThreshold(int seconds);
-    void setActivityThreshold(double threshold);
+    Q_SLOT void setActiveChannelCount(int count);
+    Q_SLOT void setScheduleEntries(const QList<QHash<QString, QVariant>>& entries);
+    Q_SLOT void setOpenLoopConfig(int minIntervalMs, int maxIntervalMs, bool randomInterval);
+    Q_SLOT void setSleepDurationThreshold(int seconds);
+    Q_SLOT void setActivityThreshold(double threshold);
     /// cageNum 0 to 15. How long the cage's digital output stays on; for the unit's cages also the duration
     /// of the profile, which the unit is told at once, in half seconds up to 127.5 s.
-    void setCageDuration(int cageNum, int durationMs);
+    Q_SLOT void setCageDuration(int cageNum, int durationMs);
     /// These cages follow their input, whether or not they are in the cage enable mask, and never the
     /// protocol.
-    void setExtTriggerMask(std::uint16_t mask);
+    Q_SLOT void setExtTriggerMask(std::uint16_t mask);
     /// The profiles that the unit has: for the log, and as durations of the digital outputs.
-    void setCageConfigs(const QList<vt::VEXIO_NS::CageConfig>& configs);
+    Q_SLOT void setCageConfigs(const QList<vt::VEXIO_NS::CageConfig>& configs);
 
-    void handleDioInputState(std::uint16_t inputMask);
-    void handleOpenLoopConfigChanged(bool enabled, int minIntervalMs, int maxIntervalMs, bool randomInterval,
-                                     const QList<QHash<QString, QVariant>>& scheduleEntries);
-    void handleSleepBasedConfigChanged(bool enabled, int sleepDurationSec,
-                                       const QList<QHash<QString, QVariant>>& scheduleEntries);
+    Q_SLOT void handleDioInputState(std::uint16_t inputMask);
+    Q_SLOT void handleOpenLoopConfigChanged(bool enabled, int minIntervalMs, int maxIntervalMs,
+                                            bool randomInterval,
+                                            const QList<QHash<QString, QVariant>>& scheduleEntries);
+    Q_SLOT void handleSleepBasedConfigChanged(bool enabled, int sleepDurationSec,
+                                              const QList<QHash<QString, QVariant>>& scheduleEntries);
     /// stimInterval in minutes, sleepDuration in seconds. Enabled: OpenLoop or SleepBased.
-    void handleDioConfigChanged(bool enabled, bool openLoop, double stimInterval, int sleepDuration);
-    void handleNewSleepDecision(const std::vector<bool>& sleeping,
-                                const std::vector<QDateTime>& sleepBeginTime,
-                                const std::vector<double>& decisionStats);
+    Q_SLOT void handleDioConfigChanged(bool enabled, bool openLoop, double stimInterval, int sleepDuration);
+    Q_SLOT void handleNewSleepDecision(const std::vector<bool>& sleeping,
+                                       const std::vector<QDateTime>& sleepBeginTime,
+                                       const std::vector<double>& decisionStats);
     /// Keeps the newest levels, at most 16, for displays. No protocol decides by them: ActivityBased takes
     /// the decision statistics, whose threshold has another unit.
-    void handleActivityData(const std::vector<double>& activityLevels);
-    void triggerManualStimulation();
+    Q_SLOT void handleActivityData(const std::vector<double>& activityLevels);
+    Q_SLOT void triggerManualStimulation();
 
     /// At the start of a recording and of every resumed segment. Hands the cages' profiles and the enable
     /// mask to the unit, which may have lost them. Who sleeps and which inputs are high is learned anew.
-    void start();
+    Q_SLOT void start();
     /// Profiles that the unit is playing end by themselves; digital outputs that are held go off at once.
-    void stop();
+    Q_SLOT void stop();
 
-    void initStimFile(const QString& filename);
-    void closeStimFile();
-    void writeDiagRow(std::uint8_t sysStatus, std::uint8_t sysExtraStatus, std::uint8_t speakerFaults0C,
-                      std::uint8_t speakerFaults0D);
+    Q_SLOT void initStimFile(const QString& filename);
+    Q_SLOT void closeStimFile();
+    Q_SLOT void writeDiagRow(std::uint8_t sysStatus, std::uint8_t sysExtraStatus,
+                             std::uint8_t speakerFaults0C, std::uint8_t speakerFaults0D);
 
-    void handleOpenLoopTimeout();
-    void handleExtTrigRekickTimeout();
-    void handleCageClearTimeout(int cageNum);
-    void handleDioSyncTimeout();
+    Q_SLOT void handleOpenLoopTimeout();
+    Q_SLOT void handleExtTrigRekickTimeout();
+    Q_SLOT void handleCageClearTimeout(int cageNum);
+    Q_SLOT void handleDioSyncTimeout();
 
 signals:
     void activateVexioStimulation(std::uint8_t cageMask);
