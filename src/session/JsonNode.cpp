@@ -83,7 +83,7 @@ std::vector<JsonNode> JsonNode::elements() const
 
 QString JsonNode::text() const
 {
-    const QString text = m_value.toString();
+    QString text = m_value.toString();
     if (!m_value.isString())
         fail(u"a text"_s);
     else if (hasControlCharacter(text))

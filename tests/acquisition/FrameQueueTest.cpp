@@ -2,6 +2,7 @@
 #include "acquisition/FrameQueue.h"
 #include "LogCapture.h"
 
+#include <chrono>
 #include <gtest/gtest.h>
 #include <numeric>
 #include <thread>
@@ -35,6 +36,22 @@ void expectBalanced(const FrameQueue& queue, std::uint64_t pulled)
 }
 
 } // namespace
+
+TEST(FrameQueue, AProducerWithPatienceWaitsForRoomAndNoLonger)
+{
+    using namespace std::chrono_literals;
+    FrameQueue queue(2);
+    EXPECT_EQ(queue.waitForRoom(1h), 1h) << "there is room at once";
+    for (int i = 0; i < FrameQueueCapacity; ++i)
+        queue.push(frame(i).data());
+    EXPECT_EQ(queue.waitForRoom(1ms), 0ms) << "nobody takes any";
+    std::thread consumer([&queue] { EXPECT_EQ(pullFirst(queue), 0.0); });
+    EXPECT_GT(queue.waitForRoom(1h), 0ms);
+    consumer.join();
+    queue.push(frame(99).data());
+    EXPECT_EQ(queue.counters().framesDropped, 0U);
+    expectBalanced(queue, 1);
+}
 
 TEST(FrameQueue, DeliversWholeFramesInOrder)
 {

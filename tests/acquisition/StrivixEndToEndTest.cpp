@@ -120,34 +120,6 @@ TEST(StrivixEndToEnd, BurstIsDrainedAtOnceAndTheQueueDropsTheOldest)
 
 // After the machine was held up, both threads are late: all that had arrived comes at once, and the
 // processing takes it at the pace it has.
-TEST(StrivixEndToEnd, BurstIsNotDroppedWhileTheConsumerTakesIt)
-{
-    StrivixHarness harness;
-    ASSERT_TRUE(harness.startStreaming());
-    harness.consumerSleeps = true;
-    std::atomic<bool> isRunning{false};
-    std::atomic<bool> isDone{false};
-    std::thread consumer([&] {
-        isRunning = true;
-        while (!isDone) {
-            const auto next = std::chrono::steady_clock::now() + std::chrono::microseconds(100);
-            while (std::chrono::steady_clock::now() < next)
-                std::this_thread::yield();
-            if (harness.adapter->counters().framesQueued > 0)
-                harness.pull();
-        }
-    });
-    EXPECT_TRUE(StrivixHarness::waitFor([&] { return isRunning.load(); }));
-    harness.amplifier.burst(1250);
-    // No further than the burst: the stepped time leaves the consumer none for the next drain.
-    const bool isStepped = harness.stepUntil([&] { return harness.adapter->counters().framesAcquired > 50; });
-    isDone = true;
-    consumer.join();
-    ASSERT_TRUE(isStepped);
-    const vt::AcquisitionCounters counters = harness.adapter->counters();
-    EXPECT_LE(counters.framesDropped, 2U) << "only for the queue's lock, when the machine is busy";
-}
-
 TEST(StrivixEndToEnd, BadBytesCostTheirPacketsAndAreCounted)
 {
     StrivixHarness harness;
