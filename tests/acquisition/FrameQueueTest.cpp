@@ -41,7 +41,7 @@ TEST(FrameQueue, AProducerWithPatienceWaitsForRoomAndNoLonger)
 {
     using namespace std::chrono_literals;
     FrameQueue queue(2);
-    EXPECT_EQ(queue.waitForRoom(1h), 1h) << "there is room at once";
+    EXPECT_GT(queue.waitForRoom(1h), 59min) << "there is room at once";
     for (int i = 0; i < FrameQueueCapacity; ++i)
         queue.push(frame(i).data());
     EXPECT_EQ(queue.waitForRoom(1ms), 0ms) << "nobody takes any";
