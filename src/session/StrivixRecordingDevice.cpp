@@ -116,7 +116,7 @@ bool StrivixRecordingDevice::isPresent()
 
 void StrivixRecordingDevice::recover(Done done)
 {
-    askForSelected([this, done = std::move(done)](const StrivixProbeResult& result) {
+    askForSelected([done = std::move(done)](const StrivixProbeResult& result) {
         if (!result.error.isEmpty())
             qWarning().noquote() << "StrivixRecordingDevice:" << result.error;
         done(result.error.isEmpty());
