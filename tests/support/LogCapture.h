@@ -9,6 +9,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <memory>
+#include <utility>
 
 namespace vt::test {
 
@@ -40,7 +41,11 @@ public:
     {
         Book& book = LogCapture::book();
         MutexLock lock(book.mutex);
-        return book.lines;
+        // Not shared with the handler's threads, whose next line would count the owners.
+        QStringList copy;
+        for (const QString& line : std::as_const(book.lines))
+            copy << QString(line.constData(), line.size());
+        return copy;
     }
     [[nodiscard]] qsizetype count(const QString& line) const { return lines().count(line); }
     [[nodiscard]] bool has(const QString& line) const { return lines().contains(line); }
