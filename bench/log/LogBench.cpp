@@ -72,7 +72,7 @@ void append(Costs& to, const Costs& from)
 void measureLine(benchmark::State& state)
 {
     const int threads = static_cast<int>(state.range(0));
-    const QTemporaryDir folder(QStringLiteral("./vt_bench_XXXXXX"));
+    const QTemporaryDir folder(QStringLiteral("./vt_bench"));
     LogManager::Options options;
     options.dataFolder = folder.path();
     options.handleCrashes = false;

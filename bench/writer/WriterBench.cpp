@@ -65,7 +65,7 @@ void waitForRoom(const FileWriter& writer)
 template <typename Between>
 void measureEnqueue(benchmark::State& state, Between between)
 {
-    QTemporaryDir folder(QStringLiteral("./vt_bench_XXXXXX"));
+    QTemporaryDir folder(QStringLiteral("./vt_bench"));
     DataFile file;
     if (file.openForWriting(folder.filePath(QStringLiteral("a"))) != FileUtils::OpenResult::Opened) {
         state.SkipWithError("no file");
@@ -189,7 +189,7 @@ void round(DataFile& plain, BestCost& direct, DataFile& queued, BestCost& throug
 
 void throughput(benchmark::State& state)
 {
-    QTemporaryDir folder(QStringLiteral("./vt_bench_XXXXXX"));
+    QTemporaryDir folder(QStringLiteral("./vt_bench"));
     DataFile plain;
     DataFile queued;
     if (plain.openForWriting(folder.filePath(QStringLiteral("p"))) != FileUtils::OpenResult::Opened ||
