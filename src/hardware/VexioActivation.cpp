@@ -132,9 +132,9 @@ VEXIO::Activation VEXIO::activateStimulation(std::uint8_t cageMask,
         return std::nullopt;
     }
     const qint64 writtenUs = m_context.time.monotonicUs();
-    m_refreshTimer->start(RefreshDelayMs, TimerMode::SingleShot);
     emit operationComplete(true,
                            QStringLiteral("Stimulation activated for %1 cage(s)").arg(std::popcount(cages)));
+    m_refreshTimer->start(RefreshDelayMs, TimerMode::SingleShot);
     return writtenUs;
 }
 

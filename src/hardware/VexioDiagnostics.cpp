@@ -181,6 +181,9 @@ void VEXIO::endDiagnostics()
     if (!m_diagnostics)
         return;
     m_diagnosticsTimer->stop();
+    // A unit that is left now would go on testing its speakers. On a bus that has failed this does nothing.
+    if (!writeRegister(REG_50, withoutDiagnostics(m_diagnostics->originalReg50)))
+        qDebug("VEXIO::endDiagnostics - I2C write failed for Reg50");
     m_configMask = m_diagnostics->pendingMask;
     abandonDiagnostics(QStringLiteral("Diagnostics abandoned"));
 }
