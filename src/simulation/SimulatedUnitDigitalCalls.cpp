@@ -63,6 +63,21 @@ std::int32_t SimulatedUnit::DAQmxCreateDOChan(daqmx::TaskHandle task, const char
     });
 }
 
+std::int32_t SimulatedUnit::Private::beginDigitalRead(const DigitalRead& request, SimulatedTask** task)
+{
+    if (const std::int32_t status = findTask(request.handle, task))
+        return status;
+    SimulatedTask& found = **task;
+    if (found.kind == SimulatedTask::Kind::Empty)
+        return drivererror::NoChannels;
+    if (found.kind != SimulatedTask::Kind::DigitalInput)
+        return drivererror::ReadChannelType;
+    const int perSample = request.layout == DigitalRead::Layout::Port ? 1 : std::popcount(found.lines);
+    if (request.arraySize < static_cast<std::uint32_t>(request.samples * perSample))
+        return drivererror::ReadBufferTooSmall;
+    return found.running ? 0 : startTask(request.handle, found);
+}
+
 std::int32_t SimulatedUnit::DAQmxReadDigitalU32(daqmx::TaskHandle task, std::int32_t samplesPerChannel,
                                                 double, daqmx::Bool32, std::uint32_t* readArray,
                                                 std::uint32_t arraySizeInSamples,
@@ -75,19 +90,11 @@ std::int32_t SimulatedUnit::DAQmxReadDigitalU32(daqmx::TaskHandle task, std::int
         if (!readArray)
             return drivererror::NullPointer;
         MutexLock lock(d->mutex);
-        SimulatedTask* found = nullptr;
-        if (const std::int32_t status = d->findTask(task, &found))
-            return status;
-        if (found->kind == SimulatedTask::Kind::Empty)
-            return drivererror::NoChannels;
-        if (found->kind != SimulatedTask::Kind::DigitalInput)
-            return drivererror::ReadChannelType;
         const std::int32_t samples = samplesPerChannel < 0 ? 1 : samplesPerChannel;
-        if (arraySizeInSamples < static_cast<std::uint32_t>(samples))
-            return drivererror::ReadBufferTooSmall;
-        if (!found->running)
-            if (const std::int32_t status = d->startTask(task, *found))
-                return status;
+        SimulatedTask* found = nullptr;
+        if (const std::int32_t status =
+                d->beginDigitalRead({task, samples, arraySizeInSamples, DigitalRead::Layout::Port}, &found))
+            return status;
         for (std::int32_t i = 0; i < samples; ++i)
             readArray[i] = d->digital.read(found->port) & found->lines;
         if (samplesPerChannelRead)
@@ -111,26 +118,17 @@ std::int32_t SimulatedUnit::DAQmxReadDigitalLines(daqmx::TaskHandle task, std::i
         if (!readArray)
             return drivererror::NullPointer;
         MutexLock lock(d->mutex);
-        SimulatedTask* found = nullptr;
-        if (const std::int32_t status = d->findTask(task, &found))
-            return status;
-        if (found->kind == SimulatedTask::Kind::Empty)
-            return drivererror::NoChannels;
-        if (found->kind != SimulatedTask::Kind::DigitalInput)
-            return drivererror::ReadChannelType;
         const std::int32_t samples = samplesPerChannel < 0 ? 1 : samplesPerChannel;
-        const int lineCount = std::popcount(found->lines);
-        if (arraySizeInBytes < static_cast<std::uint32_t>(samples * lineCount))
-            return drivererror::ReadBufferTooSmall;
-        if (!found->running)
-            if (const std::int32_t status = d->startTask(task, *found))
-                return status;
+        SimulatedTask* found = nullptr;
+        if (const std::int32_t status =
+                d->beginDigitalRead({task, samples, arraySizeInBytes, DigitalRead::Layout::Lines}, &found))
+            return status;
         for (std::int32_t i = 0; i < samples; ++i)
             readArray = storeLineLevels(d->digital.read(found->port), found->lines, readArray);
         if (samplesPerChannelRead)
             *samplesPerChannelRead = samples;
         if (bytesPerSample)
-            *bytesPerSample = lineCount;
+            *bytesPerSample = std::popcount(found->lines);
         return 0;
     });
 }

@@ -22,6 +22,16 @@ namespace vt {
 /// Inside of SimulatedUnit: tasks, presence and call faults, under one lock. That lock may be held when the
 /// analog input's or the digital lines' own lock is taken, never the other way round, and never while
 /// waiting for a callback or for samples.
+/// What a read of digital lines asks for.
+struct DigitalRead
+{
+    enum class Layout { Port, Lines }; ///< one word per sample, or one byte per line and sample
+    daqmx::TaskHandle handle;
+    std::int32_t samples;
+    std::uint32_t arraySize; ///< words or bytes
+    Layout layout;
+};
+
 struct SimulatedUnit::Private
 {
     explicit Private(const Config& unitConfig);
@@ -54,6 +64,9 @@ struct SimulatedUnit::Private
     [[nodiscard]] std::int32_t startTask(daqmx::TaskHandle handle, SimulatedTask& task) VT_REQUIRES(mutex);
     [[nodiscard]] std::int32_t createDigitalChannels(daqmx::TaskHandle handle, const char* lines,
                                                      std::int32_t lineGrouping, SimulatedTask::Kind kind);
+    /// The checks that every read of digital lines makes; starts the task where that is left to the read.
+    [[nodiscard]] std::int32_t beginDigitalRead(const DigitalRead& request, SimulatedTask** task)
+        VT_REQUIRES(mutex);
     [[nodiscard]] std::int32_t stopTask(daqmx::TaskHandle handle);
     [[nodiscard]] std::int32_t clearTask(daqmx::TaskHandle handle);
     /// Ends every task that has channels; calls on it answer code from now on.
