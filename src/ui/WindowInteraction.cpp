@@ -79,8 +79,12 @@ protected:
         else
             QMessageBox::keyPressEvent(event);
     }
-    // Past the message box, which would take this for its escape button.
-    void closeEvent(QCloseEvent* event) override { QDialog::closeEvent(event); }
+    // Not the message box's own answer, which would take this for its escape button.
+    void closeEvent(QCloseEvent* event) override
+    {
+        reject();
+        event->setAccepted(!isVisible());
+    }
 };
 
 QMessageBox::Icon iconFor(Severity severity)
