@@ -32,7 +32,8 @@ public:
     /// Ends all recordings, bounded, and leaves no child process behind.
     ~CameraRecorder() override = default;
 
-    /// Records from now on. A camera that is recorded already is left alone.
+    /// Records from now on. A camera that is recorded already is left alone; one whose recording is about to
+    /// end is recorded anew when it has ended.
     virtual void startCamera(const CameraStream& stream) = 0;
     /// The camera answers at another address now: its stream goes on from there, also in restarts to come.
     /// Does nothing for a camera that is not to be recorded, or is at this address already.

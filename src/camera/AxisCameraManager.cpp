@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "camera/AxisCameraManager.h"
+
+#include <QDebug>
+#include <QTimeZone>
+#include <utility>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int Unauthorized = 401;
+
+QString zoneName()
+{
+    const QByteArray zone = QTimeZone::systemTimeZoneId();
+    return QTimeZone::isTimeZoneIdAvailable(zone) ? QString::fromLatin1(zone) : u"UTC"_s;
+}
+
+} // namespace
+
+AxisCameraManager::AxisCameraManager(TimeSource& time, std::unique_ptr<CameraRecorder> recorder,
+                                     ScanSurroundings surroundings, quint16 httpPort)
+    : m_time(time), m_httpPort(httpPort), m_recorder(std::move(recorder)),
+      m_discovery(time, std::move(surroundings)), m_api(time)
+{
+    connect(&m_discovery, &AxisDiscovery::cameraFound, this, &AxisCameraManager::handleFound);
+    connect(&m_discovery, &AxisDiscovery::discoveryFinished, this, &CameraManager::scanFinished);
+    connect(m_recorder.get(), &CameraRecorder::recordingError, this, &CameraManager::recordingError);
+    connect(m_recorder.get(), &CameraRecorder::recordingStatusChanged, this,
+            &CameraManager::recordingStatusChanged);
+    connect(m_recorder.get(), &CameraRecorder::persistentRetryAttempt, this,
+            &CameraManager::persistentRetryAttempt);
+}
+
+AxisCameraManager::~AxisCameraManager()
+{
+    m_discovery.disconnect(this);
+    m_recorder->disconnect(this);
+}
+
+void AxisCameraManager::setCredentials(const CameraCredentials& credentials)
+{
+    m_credentials = credentials;
+    for (auto& [mac, camera] : m_cameras) {
+        camera.isLoggedIn = false;
+        camera.isRefused = false;
+        if (!camera.address.isNull())
+            addLogIn(mac);
+    }
+}
+
+void AxisCameraManager::startScan()
+{
+    m_discovery.startDiscovery();
+}
+
+AxisCameraManager::Camera& AxisCameraManager::cameraFor(const QString& mac)
+{
+    return m_cameras[mac];
+}
+
+VapixCamera AxisCameraManager::target(const Camera& camera) const
+{
+    return {camera.address, m_credentials.user, m_credentials.password, m_httpPort};
+}
+
+void AxisCameraManager::handleFound(const QString& mac, const QHostAddress& address)
+{
+    Camera& camera = cameraFor(mac);
+    const bool isFirst = camera.address.isNull();
+    const bool hasMoved = !isFirst && camera.address != address;
+    camera.address = address;
+    emit cameraFound(mac, address);
+    if (camera.order && isFirst) {
+        addSetup(mac);
+        return;
+    }
+    if (hasMoved && camera.isStarted) {
+        qInfo().noquote() << "AxisCameraManager: Camera" << mac << "is recorded from its new address"
+                          << address.toString();
+        m_recorder->changeAddress(mac, address);
+    }
+    if ((hasMoved || !camera.isLoggedIn) && !camera.isRefused)
+        addLogIn(mac);
+}
+
+void AxisCameraManager::addLogIn(const QString& mac)
+{
+    cameraFor(mac).steps.add([this, mac](const StepQueue::Next& next) { logIn(mac, true, next); });
+}
+
+void AxisCameraManager::logIn(const QString& mac, bool mayInitialise, const StepQueue::Next& next)
+{
+    m_api.getSupportedResolutions(target(cameraFor(mac)), [this, mac, mayInitialise,
+                                                           next](const VapixResult& result) {
+        Camera& camera = cameraFor(mac);
+        camera.isLoggedIn = result.isOk;
+        camera.isRefused = result.httpStatus == Unauthorized && !mayInitialise;
+        if (result.isOk) {
+            emit resolutionsKnown(mac, result.values);
+            emit setupProblem(mac, {});
+            next(true);
+        } else if (result.httpStatus == Unauthorized && mayInitialise) {
+            // In its factory state a camera takes a password from anyone, and nothing else from anyone.
+            m_api.initializePassword(target(camera), [this, mac, next](const VapixResult& initialised) {
+                if (!initialised.isUnreachable())
+                    logIn(mac, false, next);
+                else
+                    next(false);
+            });
+        } else if (camera.isRefused) {
+            emit setupProblem(mac, u"The camera refuses the user name or the password. Enter those that were "
+                                   "set on the camera, or reset it to its factory state."_s);
+            next(false);
+        } else {
+            emit setupProblem(mac, u"The camera does not answer as expected: %1"_s.arg(result.text));
+            next(!result.isUnreachable());
+        }
+    });
+}
+
+void AxisCameraManager::startCamera(const CameraOrder& order)
+{
+    const QString mac = order.stream.mac;
+    Camera& camera = cameraFor(mac);
+    if (camera.order)
+        return;
+    camera.order = order;
+    if (camera.address.isNull())
+        qInfo().noquote() << "AxisCameraManager: Camera" << mac << "is recorded as soon as it is found";
+    else
+        addSetup(mac);
+}
+
+void AxisCameraManager::addSetup(const QString& mac)
+{
+    Camera& camera = cameraFor(mac);
+    camera.steps.clear();
+    camera.setupLimit = m_time.createTimer(&m_timerContext, [this, mac] {
+        qWarning().noquote() << "AxisCameraManager: Camera" << mac
+                             << "is recorded before its set-up has been answered";
+        cameraFor(mac).steps.clear(); // what is left of it would interrupt the recording
+        emit setupProblem(mac, u"The camera took too long to set up and is recorded as it is."_s);
+        startRecorder(mac);
+    });
+    camera.setupLimit->start(SetupLimitMs, TimerMode::SingleShot);
+
+    addLogIn(mac);
+    addClockSteps(mac);
+    if (camera.order->width > 0)
+        camera.steps.add([this, mac, order = *camera.order](StepQueue::Next next) {
+            m_api.setResolution(target(cameraFor(mac)), order.width, order.height,
+                                toldAs(mac, u"resolution"_s, std::move(next)));
+        });
+    camera.steps.add([this, mac, degrees = camera.order->rotation](StepQueue::Next next) {
+        m_api.setRotation(target(cameraFor(mac)), degrees, toldAs(mac, u"rotation"_s, std::move(next)));
+    });
+    addOverlaySteps(mac);
+    camera.steps.addMilestone([this, mac](const StepQueue::Next& next) {
+        startRecorder(mac);
+        next(true);
+    });
+}
+
+void AxisCameraManager::addClockSteps(const QString& mac)
+{
+    StepQueue& steps = cameraFor(mac).steps;
+    // A camera that follows a time server refuses to be set.
+    steps.add([this, mac](StepQueue::Next next) {
+        m_api.setTimeSource(target(cameraFor(mac)), u"None"_s,
+                            toldAs(mac, u"time source"_s, std::move(next)));
+    });
+    steps.add([this, mac](StepQueue::Next next) {
+        m_api.setTimeZone(target(cameraFor(mac)), zoneName(), toldAs(mac, u"time zone"_s, std::move(next)));
+    });
+    steps.add([this, mac](StepQueue::Next next) {
+        m_api.setTime(target(cameraFor(mac)), m_time.now(), toldAs(mac, u"clock"_s, std::move(next)));
+    });
+}
+
+void AxisCameraManager::addOverlaySteps(const QString& mac)
+{
+    Camera& camera = cameraFor(mac);
+    if (camera.order->overlayText.isEmpty())
+        return;
+    // What a recording that was cut off has left behind would show the wrong animal.
+    camera.steps.add([this, mac](StepQueue::Next next) {
+        m_api.removeAllOverlays(target(cameraFor(mac)), toldAs(mac, u"old text"_s, std::move(next)));
+    });
+    camera.steps.add([this, mac, text = camera.order->overlayText](StepQueue::Next next) {
+        cameraFor(mac).hasOverlay = true;
+        m_api.setTextOverlay(target(cameraFor(mac)), text, u"topLeft"_s,
+                             toldAs(mac, u"text in the picture"_s, std::move(next)));
+    });
+}
+
+AxisVapixAPI::Done AxisCameraManager::toldAs(const QString& mac, const QString& what, StepQueue::Next next)
+{
+    return [this, mac, what, next = std::move(next)](const VapixResult& result) {
+        if (!result.isOk)
+            emit setupProblem(mac, u"The camera's %1 could not be set: %2"_s.arg(what, result.text));
+        next(!result.isUnreachable());
+    };
+}
+
+void AxisCameraManager::startRecorder(const QString& mac)
+{
+    Camera& camera = cameraFor(mac);
+    if (!camera.order || camera.isStarted)
+        return;
+    if (camera.setupLimit)
+        camera.setupLimit->stop();
+    camera.isStarted = true;
+    CameraStream stream = camera.order->stream;
+    stream.address = camera.address;
+    stream.user = m_credentials.user;
+    stream.password = m_credentials.password;
+    m_recorder->startCamera(stream);
+}
+
+void AxisCameraManager::cancelOrder(Camera& camera)
+{
+    camera.steps.clear();
+    if (camera.setupLimit)
+        camera.setupLimit->stop();
+    camera.order.reset();
+    camera.isStarted = false;
+}
+
+void AxisCameraManager::removeOverlays(const QString& mac)
+{
+    Camera& camera = cameraFor(mac);
+    if (!std::exchange(camera.hasOverlay, false))
+        return;
+    camera.steps.add([this, mac](const StepQueue::Next& next) {
+        m_api.removeAllOverlays(target(cameraFor(mac)), [next](const VapixResult&) { next(true); });
+    });
+}
+
+void AxisCameraManager::stopCamera(const QString& mac)
+{
+    const auto entry = m_cameras.find(mac);
+    if (entry == m_cameras.end() || !entry->second.order)
+        return;
+    const bool wasStarted = entry->second.isStarted;
+    cancelOrder(entry->second);
+    if (wasStarted)
+        m_recorder->stopCamera(mac);
+    removeOverlays(mac);
+}
+
+void AxisCameraManager::stopAll(std::function<void()> done)
+{
+    for (auto& [mac, camera] : m_cameras)
+        if (camera.order)
+            cancelOrder(camera);
+    m_recorder->stopAll([this, done = std::move(done)] {
+        // The text belongs to the video to its last picture. Nobody waits for its end.
+        for (auto& [mac, camera] : m_cameras)
+            if (!camera.order)
+                removeOverlays(mac);
+        done();
+    });
+}
+
+} // namespace vt
