@@ -225,8 +225,8 @@ void DAQInfo::selectDevice(const QString& name, std::function<void(bool)> done)
         int analogInputs;
     };
     d->ask(
-        [api = &d->driver, name, selection = d->selection](HardwareSession& session) {
-            return Opened{session.open(name, selection), countAnalogInputs(*api, name)};
+        [api = &d->driver, chosen = *d->selected, selection = d->selection](HardwareSession& session) {
+            return Opened{session.open(chosen, selection), countAnalogInputs(*api, chosen.name)};
         },
         [this, done = std::move(done)](const Opened& opened) {
             d->analogInputs = opened.analogInputs;
@@ -317,6 +317,12 @@ bool DAQInfo::isDevicePresent()
 void DAQInfo::setAcquisitionStarted(bool started)
 {
     d->isAcquisitionStarted = started;
+    d->hardware->run(
+        [started](HardwareSession& session) {
+            session.setAcquiring(started);
+            return true;
+        },
+        [](bool) {});
 }
 
 } // namespace vt

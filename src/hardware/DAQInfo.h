@@ -77,7 +77,8 @@ public:
     /// most; a driver that does not answer by then counts as no.
     [[nodiscard]] bool isDevicePresent();
 
-    /// While true the I2C session is left alone, whatever the device list says.
+    /// While true the I2C session is left alone, whatever the device list says; only single buses that have
+    /// failed are set up again.
     void setAcquisitionStarted(bool started);
 
     /// Waits 5 s at most for the driver; a list that comes later still arrives, with deviceListChanged.

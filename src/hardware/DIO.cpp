@@ -2,6 +2,7 @@
 #include "hardware/DIO.h"
 
 #include "hardware/ByteText.h"
+#include "hardware/DioRegisters.h"
 #include "hardware/I2C.h"
 
 #include <QDebug>
@@ -10,50 +11,25 @@
 
 namespace vt {
 
+using namespace DIO_NS;
+
 namespace {
 
-constexpr std::array<std::uint8_t, DIO::MostExpanders> Addresses8{0x40, 0x4E};
-
-// Registers of an expander, bank 0 addressing; A drives, B listens.
-constexpr std::uint8_t IODIRA = 0x00;
-constexpr std::uint8_t IOCONA = 0x0A;
-constexpr std::uint8_t GPPUA = 0x0C;
-constexpr std::uint8_t INTFB = 0x0F;
-constexpr std::uint8_t OLATA = 0x14;
-
 constexpr std::array<std::uint8_t, 2> PullUps{0xFF, 0xFF};
-constexpr std::array<std::uint8_t, 2> Latches{0xFF, 0xFF};
 /// IODIRA to INTCONB: directions, no input inversion, interrupt on change of all B pins, DEFVALB, compared
 /// with the previous value.
 constexpr std::array<std::uint8_t, 10> Directions{0x00, 0xFF, 0x00, 0x00, 0x00, 0xFF, 0x00, 0xFF, 0x00, 0x00};
 constexpr std::array<std::uint8_t, 1> Configuration{0x44}; ///< INT pins mirrored, open-drain
 
-/// INTFB, INTCAPA, INTCAPB, GPIOA, GPIOB.
-constexpr int InterruptStatusSize = 5;
-constexpr std::size_t GpioBAt = 4;
+constexpr std::uint8_t AllHigh = 0xFF;
 
-constexpr int InterruptPeriodMs = 50;
 constexpr int PulseMs = 50;
-constexpr int LinesPerExpander = 8;
-
-[[nodiscard]] QString expanderName(int expander)
-{
-    return QStringLiteral("Port expander ") + prefixedHexByte(Addresses8[static_cast<std::size_t>(expander)]);
-}
+constexpr int LongestRetryMs = 6400;
 
 [[nodiscard]] bool reportInitError(int expander, const char* what)
 {
     qDebug().noquote() << expanderName(expander) << "init error:" << what;
     return false;
-}
-
-/// "1" or "0" per line, line 0 first.
-[[nodiscard]] QString lineText(std::uint8_t lines)
-{
-    QString text;
-    for (int line = 0; line < LinesPerExpander; ++line)
-        text += QLatin1Char(((lines >> line) & 1) != 0 ? '1' : '0');
-    return text;
 }
 
 [[nodiscard]] std::uint8_t byteOf(std::uint16_t mask, int expander)
@@ -66,7 +42,11 @@ constexpr int LinesPerExpander = 8;
 DIO::DIO(const HardwareContext& context, QString deviceName, const HeldOutputs& held, QObject* parent)
     : QObject(parent), m_context(context), m_deviceName(std::move(deviceName)), m_held(held),
       m_interruptLine(context.driver),
-      m_pulseTimer(context.time.createTimer(context.timerContext, [this] { clearOutputLines(); }))
+      m_pollTimer(context.time.createTimer(context.timerContext, [this] { checkForInterrupt(); })),
+      m_watchTimer(context.time.createTimer(context.timerContext, [this] { pollInputs(); })),
+      m_checkTimer(context.time.createTimer(context.timerContext, [this] { checkExpanders(); })),
+      m_pulseTimer(context.time.createTimer(context.timerContext, [this] { clearOutputLines(); })),
+      m_retryTimer(context.time.createTimer(context.timerContext, [this] { retryOutputs(); }))
 {}
 
 DIO::~DIO() = default;
@@ -85,13 +65,38 @@ bool DIO::init(I2C* bus, int nChannels)
     else
         qDebug("Configuring for Kestrel Box (16-channel) hardware - outputs INVERTED");
     for (int expander = 0; expander < expanderCount(); ++expander)
-        if (!initExpander(expander)) {
+        if (!initExpander(expander, AllHigh)) {
             switchAllOff(); // the setting-up itself sets all latches
             return false;
         }
     clearOutputLines();
     initInterruptTask();
     return true;
+}
+
+bool DIO::isThere(I2C& bus)
+{
+    return bus.i2cWrite(expanderAddress8(0), IODIRA, nullptr, 0);
+}
+
+bool DIO::restore(I2C* bus)
+{
+    m_bus = bus;
+    bool isComplete = true;
+    for (int expander = 0; expander < expanderCount(); ++expander)
+        isComplete = restoreExpander(expander) && isComplete;
+    m_isLineLost = true; // it hung on the device as the bus did: it is opened again
+    updateWatch();
+    if (isComplete)
+        pollInputs();
+    return isComplete;
+}
+
+/// The latches go to their levels before the pins drive: a cage that is off gets no pulse from this.
+bool DIO::restoreExpander(int expander)
+{
+    const std::uint8_t lines = m_wanted[static_cast<std::size_t>(expander)];
+    return writeOutputs(expander, lines) && initExpander(expander, outputByte(lines));
 }
 
 bool DIO::initPullUps(int expander)
@@ -101,7 +106,7 @@ bool DIO::initPullUps(int expander)
     if (!write(expander, GPPUA, PullUps))
         return reportInitError(expander, "failed to write GPPUA/B");
     std::array<std::uint8_t, 2> echo{};
-    if (!m_bus->i2cRead(Addresses8[static_cast<std::size_t>(expander)], GPPUA, echo.data(), 2))
+    if (!m_bus->i2cRead(expanderAddress8(expander), GPPUA, echo.data(), 2))
         return reportInitError(expander, "failed to read GPPUA/B");
     if (echo == PullUps)
         return true;
@@ -115,11 +120,11 @@ bool DIO::initPullUps(int expander)
     return false;
 }
 
-bool DIO::initExpander(int expander)
+bool DIO::initExpander(int expander, std::uint8_t latches)
 {
     if (!initPullUps(expander))
         return false;
-    if (!write(expander, OLATA, Latches))
+    if (!write(expander, OLATA, std::array{latches, AllHigh}))
         return reportInitError(expander, "failed to write OLATA/B");
     if (!write(expander, IODIRA, Directions))
         return reportInitError(expander, "failed to write IODIR/IPOL/GPINTEN registers");
@@ -128,30 +133,58 @@ bool DIO::initExpander(int expander)
     return true;
 }
 
-void DIO::initInterruptTask()
-{
-    if (!m_interruptLine.open(m_deviceName + QStringLiteral("/port1/line3"))) {
-        qDebug().noquote() << "DIO::initInterruptTask"
-                           << "DAQ ERROR" << m_interruptLine.errorText();
-        return;
-    }
-    m_pollTimer = m_context.time.createTimer(m_context.timerContext, [this] { checkForInterrupt(); });
-}
-
 // ---- outputs ----
 
 bool DIO::write(int expander, std::uint8_t registerAddress, std::span<const std::uint8_t> bytes)
 {
-    return m_bus && m_bus->i2cWrite(Addresses8[static_cast<std::size_t>(expander)], registerAddress,
-                                    bytes.data(), static_cast<int>(bytes.size()));
+    return m_bus && m_bus->i2cWrite(expanderAddress8(expander), registerAddress, bytes.data(),
+                                    static_cast<int>(bytes.size()));
 }
 
 /// lines in the sense of "on"; the 16-channel hardware switches on a low level.
+std::uint8_t DIO::outputByte(std::uint8_t lines) const
+{
+    return expanderCount() == MostExpanders ? static_cast<std::uint8_t>(~lines) : lines;
+}
+
 bool DIO::writeOutputs(int expander, std::uint8_t lines)
 {
-    const bool isInverted = expanderCount() == MostExpanders;
-    const std::uint8_t byte = isInverted ? static_cast<std::uint8_t>(~lines) : lines;
-    return write(expander, OLATA, {&byte, 1});
+    const auto index = static_cast<std::size_t>(expander);
+    m_wanted[index] = lines;
+    const std::uint8_t byte = outputByte(lines);
+    m_isTaken[index] = write(expander, OLATA, {&byte, 1});
+    if (!m_isTaken[index])
+        retryLater();
+    return m_isTaken[index];
+}
+
+/// An output that stays on may be a light that stays on: what is wanted is written until the expander has
+/// taken it. A bus that has failed takes nothing; who makes a new one writes the outputs.
+void DIO::retryLater()
+{
+    if (m_retryTimer->isActive() || !m_bus || m_bus->failed())
+        return;
+    m_retryMs = FirstRetryMs;
+    m_retryTimer->start(m_retryMs, TimerMode::SingleShot);
+}
+
+void DIO::retryOutputs()
+{
+    bool isComplete = true;
+    for (int expander = 0; expander < expanderCount(); ++expander) {
+        const auto index = static_cast<std::size_t>(expander);
+        if (m_isTaken[index])
+            continue;
+        const std::uint8_t byte = outputByte(m_wanted[index]);
+        m_isTaken[index] = write(expander, OLATA, {&byte, 1});
+        if (m_isTaken[index])
+            qInfo("DIO: port expander %d has taken its outputs at a further try", expander);
+        isComplete = m_isTaken[index] && isComplete;
+    }
+    if (isComplete || m_bus->failed())
+        return;
+    m_retryMs = std::min(2 * m_retryMs, LongestRetryMs);
+    m_retryTimer->start(m_retryMs, TimerMode::SingleShot);
 }
 
 /// failure: log line with the expander's number as %1.
@@ -180,6 +213,7 @@ void DIO::switchAllOff()
 {
     m_pulseTimer->stop();
     m_held = {};
+    m_wanted = {};
     if (m_bus && !m_bus->failed())
         writeHeldOutputs(QStringLiteral("port expander%1 could not be switched off"));
 }
@@ -205,86 +239,6 @@ void DIO::clearOutput(std::uint16_t mask)
         held = static_cast<std::uint8_t>(held & ~byteOf(mask, expander));
     }
     writeHeldOutputs(QStringLiteral("DIO::clearOutput - port expander %1 write error"));
-}
-
-// ---- inputs ----
-
-void DIO::startDIORecording(int nChannels)
-{
-    m_periodMs = InterruptPeriodMs;
-    if (m_pollTimer)
-        m_pollTimer->start(m_periodMs, TimerMode::Repeating);
-    qDebug().noquote() << QStringLiteral("DIO polling started on %0 channels.").arg(nChannels);
-}
-
-void DIO::stopDIORecording()
-{
-    if (m_pollTimer)
-        m_pollTimer->stop();
-    qDebug("DIO polling stopped.");
-}
-
-void DIO::checkForInterrupt()
-{
-    if (!m_interruptLine.isOpen())
-        return;
-    const auto level = m_interruptLine.read();
-    if (!level) { // told once: 20 lines a second would bury everything else
-        if (!std::exchange(m_isInterruptReadErrorLogged, true))
-            qDebug().noquote() << "DIO::checkForInterrupt"
-                               << "DAQ error (polling continues):" << m_interruptLine.errorText();
-        return;
-    }
-    m_isInterruptReadErrorLogged = false;
-    if (*level == InterruptLine::Level::Low)
-        readInputs();
-}
-
-/// Reading also clears the expander's interrupt.
-bool DIO::readInputs(int expander)
-{
-    if (!write(expander, INTFB, {})) {
-        qDebug().noquote() << expanderName(expander) << "clear interrupt error";
-        return false;
-    }
-    std::array<std::uint8_t, InterruptStatusSize> bytes{};
-    if (!m_bus->i2cRead(Addresses8[static_cast<std::size_t>(expander)], INTFB, bytes.data(),
-                        InterruptStatusSize)) {
-        qDebug().noquote() << expanderName(expander) << "read interrupt status error";
-        return false;
-    }
-    const std::uint8_t inputs = bytes[GpioBAt];
-    std::uint8_t& last = m_inputs[static_cast<std::size_t>(expander)];
-    const auto changed = static_cast<std::uint8_t>(inputs ^ last);
-    last = inputs;
-    qDebug().noquote() << QStringLiteral("Port %1 (%2) status:")
-                              .arg(expander)
-                              .arg(prefixedHexByte(Addresses8[static_cast<std::size_t>(expander)]))
-                       << lineText(inputs);
-    if (changed != 0)
-        qDebug().noquote() << QStringLiteral("Changed Port %1:").arg(expander) << lineText(changed);
-    return true;
-}
-
-/// An expander that signals but does not answer is asked less often, or its errors would fill the log.
-void DIO::setPace(PollPace::Poll last)
-{
-    const int paceMs = m_pace.nextMs(last);
-    const int periodMs = last == PollPace::Poll::Answered ? InterruptPeriodMs : paceMs;
-    if (m_pollTimer && m_pollTimer->isActive() && periodMs != std::exchange(m_periodMs, periodMs))
-        m_pollTimer->start(periodMs, TimerMode::Repeating);
-}
-
-void DIO::readInputs()
-{
-    int answered = 0;
-    for (int expander = 0; expander < expanderCount(); ++expander)
-        answered += readInputs(expander) ? 1 : 0;
-    setPace(answered == expanderCount() ? PollPace::Poll::Answered : PollPace::Poll::Missed);
-    if (answered == 0)
-        return;
-    const int upper = expanderCount() == MostExpanders ? m_inputs[1] << LinesPerExpander : 0;
-    emit dioInputStateChanged(static_cast<std::uint16_t>(m_inputs[0] | upper));
 }
 
 } // namespace vt

@@ -3,7 +3,6 @@
 
 #include "hardware/DataEeprom.h"
 #include "hardware/MCUBufferMap.h"
-#include "hardware/StimulationHardware.h"
 #include "hardware/VexioRegisters.h"
 
 #include <QDebug>
@@ -62,6 +61,7 @@ void HardwareSession::makeVexio()
     forward(&VEXIO::overTempDetected, &StimulationHardware::overTempDetected);
     forward(&VEXIO::systemStatusChanged, &StimulationHardware::systemStatusChanged);
     forward(&VEXIO::speakerDiagnosticsResults, &StimulationHardware::speakerDiagnosticsResults);
+    forward(&VEXIO::answeringChanged, &StimulationHardware::vexioAnsweringChanged);
 }
 
 VEXIO& HardwareSession::vexio()
@@ -73,97 +73,98 @@ VEXIO& HardwareSession::vexio()
 
 // ---- life ----
 
-bool HardwareSession::open(const QString& deviceName, quint64 selection)
+bool HardwareSession::open(const DAQDevice& device, quint64 selection)
 {
     close();
+    m_device = device;
     m_selection = selection;
     m_kept = {};
     m_isVexioPolling = false;
     m_dioRecordingChannels.reset();
-    m_isComplete = build(deviceName);
+    m_isInputWatched = false;
+    m_isComplete = build();
     return m_isComplete;
 }
 
-bool HardwareSession::build(const QString& deviceName)
+bool HardwareSession::build()
 {
+    const QString& deviceName = m_device.name;
     const std::int32_t status = m_context.driver.DAQmxResetDevice(deviceName.toLocal8Bit().constData());
     if (status < 0)
         qWarning().noquote() << "DAQmxResetDevice failed for" << deviceName << "err=" << status;
     qDebug().noquote() << "ledctrl:" << deviceName;
     m_led = std::make_unique<ledCtrl>(m_context.driver, deviceName);
-    m_mcuBus = std::make_unique<I2C>(m_context.driver, deviceName, 0, 0, 1, 2);
-    m_stimulationBus = std::make_unique<I2C>(m_context.driver, deviceName, 0, 4, 5, 6);
-    m_dioBus = std::make_unique<I2C>(m_context.driver, deviceName, 1, 0, 1, 2);
+    for (const UnitBus which : AllBuses) {
+        bus(which) = makeBus(which);
+        m_attempts[static_cast<std::size_t>(which)] =
+            std::make_unique<RepeatedAttempt>(m_context, [this, which] { return attempt(which); });
+    }
     if (m_mcuBus->failed())
         return false;
-    initDio(deviceName);
-    initVexio(deviceName);
+    initDio();
+    initVexio();
     if (m_mcuBus->failed())
         return false;
-    watchBuses();
+    m_lostBuses.clear();
+    for (const UnitBus which : AllBuses)
+        watchBus(which);
     startStatusPoll();
-    tell([isVexioPresent = m_vexio->isInitialised(), isDioPresent = m_dio != nullptr](
-             StimulationHardware& receiver) { receiver.setPresence(isVexioPresent, isDioPresent); });
+    tellPresence();
+    updateAttempts();
     return true;
 }
 
+void HardwareSession::tellPresence()
+{
+    tell([isVexioPresent = m_vexio->isInitialised(), isDioPresent = m_dio != nullptr](
+             StimulationHardware& receiver) { receiver.setPresence(isVexioPresent, isDioPresent); });
+}
+
 /// Sensors that the microcontroller counts; as many as there are analog inputs when it does not tell.
-int HardwareSession::channelCount(const QString& deviceName)
+int HardwareSession::channelCount()
 {
     std::uint8_t count = 0;
     if (m_mcuBus->i2cRead(McuAddress8, McuSensorCountRegister, &count, 1) && count >= 1 &&
         count <= MostChannels)
         return count;
-    return countAnalogInputs(m_context.driver, deviceName);
+    return countAnalogInputs(m_context.driver, m_device.name);
 }
 
-void HardwareSession::initDio(const QString& deviceName)
+void HardwareSession::initDio()
 {
-    m_dio = std::make_unique<DIO>(m_context, deviceName, m_kept.heldOutputs);
+    m_dio = std::make_unique<DIO>(m_context, m_device.name, m_kept.heldOutputs);
     QObject::connect(m_dio.get(), &DIO::dioInputStateChanged, m_dio.get(), [this](std::uint16_t inputMask) {
         tell([inputMask](StimulationHardware& receiver) { emit receiver.dioInputStateChanged(inputMask); });
     });
+    QObject::connect(m_dio.get(), &DIO::inputsRead, m_dio.get(),
+                     [this](std::uint16_t inputMask, std::uint16_t readMask) {
+                         tell([inputMask, readMask](StimulationHardware& receiver) {
+                             emit receiver.dioInputsRead(inputMask, readMask);
+                         });
+                     });
+    QObject::connect(m_dio.get(), &DIO::answeringChanged, m_dio.get(), [this](bool isAnswering) {
+        tell(
+            [isAnswering](StimulationHardware& receiver) { emit receiver.dioAnsweringChanged(isAnswering); });
+    });
     if (!m_kept.channelCount)
-        m_kept.channelCount = channelCount(deviceName);
+        m_kept.channelCount = channelCount();
+    m_isDioIncomplete = false;
+    m_dio->watchInputs(m_isInputWatched);
     if (m_dio->init(m_dioBus.get(), *m_kept.channelCount))
         return;
     qDebug("DIO init failed: port expander not responding. Running without DIO.");
     m_dio.reset();
 }
 
-void HardwareSession::initVexio(const QString& deviceName)
+void HardwareSession::initVexio()
 {
     makeVexio();
     if (!m_vexio->initVexio(m_stimulationBus.get(), VEXIO_NS::CageCount)) {
         qDebug("DAQInfo::initVexio - ERROR: Failed to initialize Vexio");
         return;
     }
-    if (!m_vexio->initInterruptTask(deviceName))
+    if (!m_vexio->initInterruptTask(m_device.name))
         qDebug("DAQInfo::initVexio - Warning: Failed to initialize interrupt task");
-}
-
-/// A bus that failed before, as one on lines that this unit does not have, counts as not there.
-void HardwareSession::watchBuses()
-{
-    m_hasLostBus = false;
-    struct Watched
-    {
-        I2C* bus;
-        UnitBus which;
-        const char* name;
-    };
-    for (const Watched& watched :
-         {Watched{m_mcuBus.get(), UnitBus::Microcontroller, "the microcontroller"},
-          Watched{m_stimulationBus.get(), UnitBus::StimulationUnit, "the stimulation unit"},
-          Watched{m_dioBus.get(), UnitBus::PortExpanders, "the port expanders"}}) {
-        if (watched.bus->failed())
-            continue;
-        watched.bus->setFailureHandler([this, which = watched.which, name = watched.name] {
-            qWarning("HardwareSession: the bus of %s has failed", name);
-            m_hasLostBus = true;
-            tell([which](StimulationHardware& receiver) { emit receiver.busLost(which); });
-        });
-    }
 }
 
 void HardwareSession::startStatusPoll()
@@ -217,20 +218,23 @@ void HardwareSession::tearDown()
     m_dioBus.reset();
     m_stimulationBus.reset();
     m_mcuBus.reset();
-    m_hasLostBus = false;
+    m_lostBuses.clear();
+    m_isDioIncomplete = false;
+    m_attempts = {};
     tell([](StimulationHardware& receiver) { receiver.setPresence(false, false); });
 }
 
 bool HardwareSession::rebuild(const DAQDevice& device)
 {
     tearDown();
-    m_hasLostBus = true; // until it is built again: the next try may find the unit there
+    m_lostBuses.insert(UnitBus::Microcontroller); // until it is built: the next try may find the unit there
+    m_device = device;
     if (lookForDevice(m_context.driver, device) != DevicePresence::Present) {
         qWarning().noquote() << "DAQInfo::recoverI2CSession: device went unready after"
                              << "deinitI2C; aborting recovery";
         return false;
     }
-    if (!build(device.name))
+    if (!build())
         return false;
     restoreState();
     m_isComplete = true;
@@ -240,8 +244,10 @@ bool HardwareSession::rebuild(const DAQDevice& device)
 /// The held outputs were put back when the expanders were set up.
 void HardwareSession::restoreState()
 {
-    if (m_kept.isLightOn)
-        m_led->setLEDCTRL(true);
+    if (m_kept.isLightOn && !m_led->setLEDCTRL(true)) {
+        qWarning("HardwareSession: the cage light could not be switched on again");
+        tell([](StimulationHardware& receiver) { emit receiver.ledStateChanged(false); });
+    }
     m_vexio->keepConfigMask(m_kept.configMask);
     if (m_isVexioPolling)
         startVexioPolling();
@@ -257,9 +263,9 @@ bool HardwareSession::probe()
     if (m_mcuBus && m_mcuBus->i2cRead(McuAddress8, McuStatusRegister, &status, 1)) {
         if (m_statusPoll)
             m_statusPoll->note(status);
-        if (m_hasLostBus)
+        if (hasLostBus())
             qWarning("DAQInfo::probeI2C - the microcontroller answers, but another bus has failed");
-        return !m_hasLostBus;
+        return !hasLostBus();
     }
     qWarning("DAQInfo::probeI2C - MCU 0x10 read failed (i2c NAK / no response)");
     return false;
@@ -321,6 +327,7 @@ void HardwareSession::startDIORecording(int nChannels)
     m_dioRecordingChannels = nChannels;
     if (m_dio)
         m_dio->startDIORecording(nChannels);
+    updateAttempts();
 }
 
 void HardwareSession::stopDIORecording()
@@ -328,6 +335,14 @@ void HardwareSession::stopDIORecording()
     m_dioRecordingChannels.reset();
     if (m_dio)
         m_dio->stopDIORecording();
+    updateAttempts();
+}
+
+void HardwareSession::watchInputs(bool isWatched)
+{
+    m_isInputWatched = isWatched;
+    if (m_dio)
+        m_dio->watchInputs(isWatched);
 }
 
 void HardwareSession::toggleLEDCtrl()

@@ -6,17 +6,19 @@
 #include "hardware/HardwareContext.h"
 #include "hardware/I2C.h"
 #include "hardware/McuStatusPoll.h"
+#include "hardware/RepeatedAttempt.h"
+#include "hardware/StimulationHardware.h"
 #include "hardware/VEXIO.h"
 #include "hardware/ledCtrl.h"
 #include "recording/McuHeader.h"
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 
 namespace vt {
-
-class StimulationHardware;
 
 /// What hangs on the selected device's digital lines: the cage light, three I2C buses, and on them the
 /// microcontroller, the stimulation unit and the port expanders. Hardware thread only: every call may take
@@ -40,7 +42,7 @@ public:
     /// Resets the device and builds what hangs on it; closes an earlier session first. True when the
     /// microcontroller's bus can be used: everything else may be missing. selection tells the receivers of
     /// notices which device they are about.
-    bool open(const QString& deviceName, quint64 selection);
+    bool open(const DAQDevice& device, quint64 selection);
     /// Switches the digital outputs off before, as far as they can be reached.
     void close();
     /// Closes, looks whether the very same unit is still there, opens and probes. True when the
@@ -48,9 +50,11 @@ public:
     /// cage light and polling are as before.
     bool rebuild(const DAQDevice& device);
 
-    /// Has a bus failed that was usable when the device was set up, or the last rebuild? Only a rebuild
-    /// helps.
-    [[nodiscard]] bool hasLostBus() const { return m_hasLostBus; }
+    /// While an acquisition runs, the device as a whole is left alone: a bus that fails is set up again by
+    /// itself, with what hangs on it and what that is to do, and so are port expanders that are missed.
+    void setAcquiring(bool isAcquiring);
+    /// Has a bus failed that was usable when the device was set up, or the last rebuild?
+    [[nodiscard]] bool hasLostBus() const { return !m_lostBuses.empty(); }
 
     /// Reads the microcontroller's status register. False also when another bus is lost: a recovery is due.
     [[nodiscard]] bool probe();
@@ -72,9 +76,14 @@ public:
     void stopVexioPolling();
     void startDIORecording(int nChannels);
     void stopDIORecording();
+    /// Also counts for port expanders that come later.
+    void watchInputs(bool isWatched);
     void toggleLEDCtrl();
 
 private:
+    static constexpr std::array AllBuses{UnitBus::Microcontroller, UnitBus::StimulationUnit,
+                                         UnitBus::PortExpanders};
+
     /// What a rebuilt session takes over.
     struct Kept
     {
@@ -90,23 +99,37 @@ private:
     void makeVexio();
     void keepState();
     void tearDown();
-    bool build(const QString& deviceName);
-    [[nodiscard]] int channelCount(const QString& deviceName);
-    void initDio(const QString& deviceName);
-    void initVexio(const QString& deviceName);
-    void watchBuses();
+    bool build();
+    [[nodiscard]] int channelCount();
+    void initDio();
+    void initVexio();
+    void tellPresence();
+
+    // HardwareRecovery.cpp
+    [[nodiscard]] std::unique_ptr<I2C> makeBus(UnitBus which) const;
+    [[nodiscard]] std::unique_ptr<I2C>& bus(UnitBus which);
+    void watchBus(UnitBus which);
+    void updateAttempts();
+    [[nodiscard]] bool attempt(UnitBus which);
+    [[nodiscard]] bool replaceBus(UnitBus which);
+    [[nodiscard]] bool attemptDio();
     void startStatusPoll();
     void restoreState();
 
     const HardwareContext m_context;
     const Notify m_notify;
     const Waiting m_waiting;
+    DAQDevice m_device;
     quint64 m_selection = 0;
     Kept m_kept;
     bool m_isComplete = false; ///< built and restored: its state is worth keeping
-    bool m_hasLostBus = false;
+    std::set<UnitBus> m_lostBuses;
+    bool m_isDioIncomplete = false; ///< its bus is back, but an expander did not answer then
+    bool m_isAcquiring = false;
+    std::array<std::unique_ptr<RepeatedAttempt>, AllBuses.size()> m_attempts; ///< by UnitBus
     bool m_isVexioPolling = false;
     std::optional<int> m_dioRecordingChannels;
+    bool m_isInputWatched = false;
 
     std::unique_ptr<ledCtrl> m_led;
     std::unique_ptr<I2C> m_mcuBus;

@@ -411,6 +411,7 @@ bool I2C::i2cWrite(std::uint8_t deviceAddress8, std::uint8_t registerAddress, co
 bool I2C::i2cRead(std::uint8_t deviceAddress8, std::uint8_t registerAddress, std::uint8_t* buffer, int length,
                   const std::function<bool()>& isToEnd)
 {
+    d->bytesRead = 0;
     if (!d->isUsable() || !buffer || length < 1 || !d->startCondition())
         return false;
     if (!d->addressPhase(deviceAddress8, registerAddress, Direction::Read)) {
@@ -431,6 +432,11 @@ void I2C::setFailureHandler(std::function<void()> failed)
 void I2C::stopI2C()
 {
     d->stopTasks();
+}
+
+int I2C::bytesRead() const
+{
+    return d->bytesRead;
 }
 
 bool I2C::failed() const

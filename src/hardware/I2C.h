@@ -34,6 +34,8 @@ public:
     /// ends in good order, and the result is false.
     bool i2cRead(std::uint8_t deviceAddress8, std::uint8_t registerAddress, std::uint8_t* buffer, int length,
                  const std::function<bool()>& isToEnd = {});
+    /// Whole bytes that the last i2cRead brought.
+    [[nodiscard]] int bytesRead() const;
     void stopI2C();
 
     /// Called once, from inside the call that failed, when the driver fails from now on.

@@ -83,6 +83,8 @@ void StimulationController::setDioPresent(bool present)
 {
     m_dioPresent = present;
     qDebug().noquote() << "StimulationController: DIO present =" << present;
+    if (!present)
+        loseInputs(m_trackedInputs);
 }
 
 void StimulationController::setProtocol(StimulationProtocol protocol)
@@ -185,7 +187,9 @@ void StimulationController::setExtTriggerMask(std::uint16_t mask)
     m_extTriggerMask = mask;
     qDebug().noquote() << "StimulationController::setExtTriggerMask - Ext trigger mask set to"
                        << maskText(mask) << "cageEnableMask:" << maskText(m_cageEnableMask);
+    endExternal(static_cast<std::uint16_t>(m_trackedInputs & ~unsigned{mask}));
     m_trackedInputs &= mask;
+    m_lostInputs &= mask;
     if (m_trackedInputs == 0)
         forgetExternalInputs();
     writeCageEnable();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "hardware/StimulationController.h"
 
+#include "hardware/StimulationMasks.h"
 #include "hardware/StimulationRows.h"
 
 #include <QDebug>
@@ -9,21 +10,6 @@
 
 namespace vt {
 
-namespace {
-
-/// The cages of the stimulation unit.
-std::uint8_t unitCages(std::uint16_t mask)
-{
-    return static_cast<std::uint8_t>(mask & 0xFFU);
-}
-
-std::uint16_t without(std::uint16_t mask, std::uint16_t removed)
-{
-    return static_cast<std::uint16_t>(mask & ~unsigned{removed});
-}
-
-} // namespace
-
 StimulationController::StimulationController(TimeSource& time, std::shared_ptr<Inbox> logWorker,
                                              std::uint32_t seed, QObject* parent)
     : QObject(parent), m_time(time), m_randomiser(seed), m_log(std::move(logWorker))
@@ -31,6 +17,7 @@ StimulationController::StimulationController(TimeSource& time, std::shared_ptr<I
     setRandomSeed(seed);
     m_openLoopTimer = time.createTimer(this, [this] { handleOpenLoopTimeout(); });
     m_rekickTimer = time.createTimer(this, [this] { handleExtTrigRekickTimeout(); });
+    m_inputWatchTimer = time.createTimer(this, [this] { handleInputWatchTimeout(); });
     m_dioSyncTimer = time.createTimer(this, [this] { handleDioSyncTimeout(); });
     for (int cage = 0; cage < MaxStimulationChannels; ++cage)
         m_clearTimers[static_cast<std::size_t>(cage)] =
@@ -56,6 +43,7 @@ void StimulationController::start()
     m_outsideLogged = false;
     m_decisionFrameUs.reset();
     m_latency.forgetRequests();
+    m_lostInputs = 0;
     forgetExternalInputs();
     prepareUnit();
     m_running = true;
@@ -67,6 +55,7 @@ void StimulationController::stop()
 {
     m_running = false;
     updateOpenLoopTimer();
+    m_lostInputs = 0;
     forgetExternalInputs();
     releaseOutputs(m_outputs.held());
     qDebug().noquote() << "StimulationController: Stopped";
@@ -255,77 +244,6 @@ void StimulationController::releaseOutputs(std::uint16_t mask)
             m_clearTimers[cage]->stop();
     m_outputs.release(mask);
     handleDioSyncTimeout();
-}
-
-void StimulationController::handleDioInputState(std::uint16_t inputMask)
-{
-    qDebug().noquote() << "StimulationController::handleDioInputState - inputMask:" << maskText(inputMask)
-                       << "extTrigMask:" << maskText(m_extTriggerMask);
-    if (!m_running)
-        return;
-    const TriggerEdges edges = externalTriggerEdges(m_trackedInputs, inputMask, m_extTriggerMask);
-    endExternal(edges.falling); // wherever the schedule stands: an ended trigger leaves no cage running
-    // Without the re-kick timer, which a closed window stops, the inputs that are still high drive nothing.
-    const std::uint16_t beginning = m_rekickTimer->isActive() ? edges.rising : edges.high;
-    if (!isWithinStimPeriod()) {
-        qDebug().noquote() << "StimulationController: Outside stim period, clearing ext trigger tracking";
-        forgetExternalInputs();
-        if (beginning != 0)
-            emit outsideStimulationPeriod();
-        return;
-    }
-    m_trackedInputs = edges.high;
-    startExternal(beginning);
-    if (edges.high == 0 && m_rekickTimer->isActive()) {
-        m_rekickTimer->stop();
-        qDebug().noquote() << "StimulationController: All ext trigger inputs LOW, stopping re-kick timer";
-    }
-}
-
-void StimulationController::startExternal(std::uint16_t cages)
-{
-    if (cages == 0)
-        return;
-    qDebug().noquote() << "StimulationController: Ext trigger RISING EDGE for cages:" << maskText(cages);
-    m_log.append(digInputRow(m_time.now(), InputEdge::High, m_activeChannelCount, cages));
-    if (!m_rekickTimer->isActive())
-        m_rekickTimer->start(ExtTriggerRekickMs, TimerMode::Repeating);
-    stimulate(cages, QStringLiteral("ExtTrigger"), std::nullopt);
-}
-
-void StimulationController::endExternal(std::uint16_t cages)
-{
-    if (cages == 0)
-        return;
-    qDebug().noquote() << "StimulationController: Ext trigger FALLING EDGE, stopping cages:"
-                       << maskText(cages);
-    m_log.append(digInputRow(m_time.now(), InputEdge::Low, m_activeChannelCount, cages));
-    if (usesVexio() && unitCages(cages) != 0)
-        emit stopVexioStimulation(unitCages(cages));
-    if (usesDio())
-        releaseOutputs(cages);
-}
-
-void StimulationController::forgetExternalInputs()
-{
-    m_trackedInputs = 0;
-    m_rekickTimer->stop();
-}
-
-void StimulationController::handleExtTrigRekickTimeout()
-{
-    if (!m_running || m_trackedInputs == 0) {
-        m_rekickTimer->stop();
-        return;
-    }
-    if (!isWithinStimPeriod()) {
-        qDebug().noquote() << "StimulationController: Re-kick timer - outside stim period, stopping";
-        m_rekickTimer->stop(); // the inputs stay tracked: their falling edges still stop the cages
-        return;
-    }
-    qDebug().noquote() << "StimulationController: Ext trigger RE-KICK for cages:"
-                       << maskText(m_trackedInputs);
-    stimulate(m_trackedInputs, QStringLiteral("ExtTrigger-Rekick"), std::nullopt);
 }
 
 void StimulationController::initStimFile(const QString& filename)

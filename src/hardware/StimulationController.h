@@ -43,6 +43,8 @@ public:
     ~StimulationController() override;
 
     static constexpr int ExtTriggerRekickMs = 9500;
+    /// An input that drives its cage has to be read at least this often.
+    static constexpr int InputSilenceMs = 2000;
     static constexpr int DioSyncMs = 50;
     static constexpr int DioPulseMs = 50; ///< of the port expanders; an output is held that long at least
 
@@ -78,6 +80,7 @@ public:
 
     /// A unit that appears while running gets its profiles and its enable mask.
     Q_SLOT void setVexioPresent(bool present);
+    /// What inputs have started is ended when they go.
     Q_SLOT void setDioPresent(bool present);
     Q_SLOT void setProtocol(vt::StimulationProtocol protocol);
     /// The unit is told to enable these cages and those that follow an external trigger.
@@ -93,11 +96,15 @@ public:
     Q_SLOT void setCageDuration(int cageNum, int durationMs);
     /// These cages follow their input, whether or not they are in the cage enable mask, and never the
     /// protocol.
+    /// A cage that leaves them while its input is high is stopped.
     Q_SLOT void setExtTriggerMask(std::uint16_t mask);
     /// The profiles that the unit has: for the log, and as durations of the digital outputs.
     Q_SLOT void setCageConfigs(const QList<vt::VEXIO_NS::CageConfig>& configs);
 
     Q_SLOT void handleDioInputState(std::uint16_t inputMask);
+    /// The inputs of readMask have just been read: whether or not they have changed, what they drive may go
+    /// on.
+    Q_SLOT void handleDioInputsRead(std::uint16_t inputMask, std::uint16_t readMask);
     Q_SLOT void handleOpenLoopConfigChanged(bool enabled, int minIntervalMs, int maxIntervalMs,
                                             bool randomInterval,
                                             const QList<QHash<QString, QVariant>>& scheduleEntries);
@@ -141,6 +148,12 @@ signals:
     void setDioOutputHold(std::uint16_t mask);
     void clearDioOutput(std::uint16_t mask);
     void stimulationTriggered(std::uint16_t mask, const QString& reason);
+    /// While true, all inputs are to be read again and again: a cage depends on one, or on its return.
+    void watchDioInputs(bool isWatched);
+    /// The inputs that drive these cages cannot be read any more: the cages have been stopped. They follow
+    /// their inputs again from extTriggerInputsRestored on, which says that none is lost any more.
+    void extTriggerInputsLost(std::uint16_t cages);
+    void extTriggerInputsRestored();
     /// A stimulation was due, but not inside the schedule.
     void outsideStimulationPeriod();
     void configChanged();
@@ -166,6 +179,10 @@ private:
     void startExternal(std::uint16_t cages);
     void endExternal(std::uint16_t cages);
     void forgetExternalInputs();
+    void loseInputs(std::uint16_t cages);
+    void noteInputsRead(std::uint16_t readMask);
+    void updateInputWatch();
+    void handleInputWatchTimeout();
     void releaseOutputs(std::uint16_t mask);
 
     TimeSource& m_time;
@@ -196,12 +213,16 @@ private:
     SleepTracking m_sleep;
     std::vector<double> m_statistics;
     std::vector<double> m_activityLevels;
-    bool m_outsideLogged = false; ///< for decisions, which come every 2 s
-    std::uint16_t m_trackedInputs = 0;
+    bool m_outsideLogged = false;           ///< for decisions, which come every 2 s
+    std::uint16_t m_trackedInputs = 0;      ///< high, and their cages are stimulated
+    std::uint16_t m_lostInputs = 0;         ///< were tracked, and cannot be read since
+    std::array<qint64, 2> m_inputsReadMs{}; ///< when the inputs of cages 1 to 8 / 9 to 16 were read last
+    bool m_isInputWatched = false;
     StimulationHeldOutputs m_outputs;
 
     std::unique_ptr<Timer> m_openLoopTimer;
     std::unique_ptr<Timer> m_rekickTimer;
+    std::unique_ptr<Timer> m_inputWatchTimer;
     std::unique_ptr<Timer> m_dioSyncTimer;
     std::array<std::unique_ptr<Timer>, MaxStimulationChannels> m_clearTimers;
 };

@@ -208,4 +208,9 @@ void StimulationHardware::stopDIORecording()
     onSession(*m_hardware, [](HardwareSession& session) { session.stopDIORecording(); });
 }
 
+void StimulationHardware::watchInputs(bool isWatched)
+{
+    onSession(*m_hardware, [isWatched](HardwareSession& session) { session.watchInputs(isWatched); });
+}
+
 } // namespace vt

@@ -81,12 +81,15 @@ public:
     /// Looks for changed inputs every 50 ms; goes on after a recovery of the device.
     Q_SLOT void startDIORecording(int nChannels);
     Q_SLOT void stopDIORecording();
+    /// While true, and while inputs are looked at, all inputs are read every 500 ms.
+    Q_SLOT void watchInputs(bool isWatched);
 
 signals:
     void presenceChanged();
     /// The driver failed on a bus that was usable when the device was set up. What hangs on it cannot be
-    /// reached until the device has been recovered. Once per bus and set-up.
+    /// reached until the bus has been restored, or the device recovered.
     void busLost(vt::UnitBus bus);
+    void busRestored(vt::UnitBus bus);
 
     // As VEXIO emits them.
     void cageDataRead(std::uint8_t cageNum, std::uint8_t frequency, std::uint8_t amplitude,
@@ -101,8 +104,11 @@ signals:
     void overTempDetected();
     void systemStatusChanged(std::uint8_t status);
     void speakerDiagnosticsResults(std::uint8_t faults0C, std::uint8_t faults0D);
-    // As DIO emits it.
+    void vexioAnsweringChanged(bool isAnswering);
+    // As DIO emits them.
     void dioInputStateChanged(std::uint16_t inputMask);
+    void dioInputsRead(std::uint16_t inputMask, std::uint16_t readMask);
+    void dioAnsweringChanged(bool isAnswering);
 
     // The microcontroller's status byte; DAQInfo passes them on.
     void pushButtonPressed();

@@ -6,6 +6,7 @@
 #include "hardware/VexioRegisters.h"
 
 #include <QDebug>
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -144,6 +145,35 @@ bool VEXIO::initialise(int nCages)
     return true;
 }
 
+void VEXIO::restore(I2C* bus, const QString& deviceName)
+{
+    if (!m_bus)
+        return; // nothing was there before
+    endDiagnostics();
+    m_bus = bus;
+    // It hung on the device as the bus did.
+    if (m_interruptTimer && !m_interruptLine.open(deviceName + QStringLiteral("/port0/line7")))
+        qDebug().noquote() << "VEXIO::restore"
+                           << "DAQ ERROR" << m_interruptLine.errorText();
+    if (!m_statusTimer->isActive()) {
+        rewriteSettings();
+        return;
+    }
+    m_statusMisses = std::max(m_statusMisses, 1); // its next answer is the first one after that
+    pollStatus();
+}
+
+/// For a unit that may have lost them.
+void VEXIO::rewriteSettings()
+{
+    forgetWrittenProfiles();
+    if (!readRegister(REG_BSCONFIG))
+        return; // it does not answer: the status poll tells when it does
+    rewriteProfiles(AllCages);
+    resyncCageEnable();
+    qInfo("VEXIO: settings written again, the unit had been away");
+}
+
 void VEXIO::logUnitInformation()
 {
     std::array<std::uint8_t, UnitInfoSize> info{};
@@ -235,24 +265,41 @@ void VEXIO::writeAllCagesToHardware(const QList<CageConfig>& configs)
     emit operationComplete(written == CageCount, QStringLiteral("Wrote %1/8 cages").arg(written));
 }
 
+/// One transfer, unless it takes so long that polls would wait for it: then it ends behind a cage and goes on
+/// after them. What is urgent breaks it off at any byte.
 void VEXIO::readAllCagesFromHardware()
 {
     if (!hasBus("readAllCagesFromHardware"))
         return;
-    std::array<std::uint8_t, std::size_t{CageCount} * CageBlockSize> bytes{};
-    if (!m_bus->i2cRead(UnitAddress8, REG_CAGES, bytes.data(), static_cast<int>(bytes.size()),
-                        m_isUrgentWaiting)) {
-        if (!m_bus->failed() && m_isUrgentWaiting && m_isUrgentWaiting())
-            m_refreshTimer->start(RefreshDelayMs, TimerMode::SingleShot);
-        else
-            qDebug("VEXIO::readAllCagesFromHardware - I2C read failed");
+    const qint64 startedMs = m_context.time.monotonicMs();
+    bool isUrgent = false;
+    int atByte = m_refreshed;
+    const auto isToEnd = [&] {
+        const bool isLastOfCage = ++atByte % CageBlockSize == CageBlockSize - 1;
+        isUrgent = m_isUrgentWaiting && m_isUrgentWaiting();
+        return isUrgent || (isLastOfCage && m_context.time.monotonicMs() - startedMs >= RefreshSliceMs);
+    };
+    const auto first = static_cast<std::uint8_t>(REG_CAGES + m_refreshed);
+    const int wanted = static_cast<int>(m_refresh.size()) - m_refreshed;
+    const bool isComplete = m_bus->i2cRead(
+        UnitAddress8, first, &m_refresh[static_cast<std::size_t>(m_refreshed)], wanted, isToEnd);
+    if (isComplete) {
+        m_refreshed = 0;
+        for (int cage = 0; cage < CageCount; ++cage) {
+            const std::uint8_t* block = &m_refresh[static_cast<std::size_t>(cage) * CageBlockSize];
+            emit cageDataRead(static_cast<std::uint8_t>(cage), block[0], block[1], block[2], block[3],
+                              u16(block + CageActivationsAt));
+        }
         return;
     }
-    for (int cage = 0; cage < CageCount; ++cage) {
-        const std::uint8_t* block = &bytes[static_cast<std::size_t>(cage) * CageBlockSize];
-        emit cageDataRead(static_cast<std::uint8_t>(cage), block[0], block[1], block[2], block[3],
-                          u16(block + CageActivationsAt));
+    const int wholeCages = m_bus->bytesRead() / CageBlockSize * CageBlockSize;
+    if (m_bus->failed() || (!isUrgent && wholeCages == 0)) {
+        m_refreshed = 0;
+        qDebug("VEXIO::readAllCagesFromHardware - I2C read failed");
+        return;
     }
+    m_refreshed += wholeCages;
+    m_refreshTimer->start(isUrgent ? RefreshDelayMs : 0, TimerMode::SingleShot);
 }
 
 bool VEXIO::clearActivationCounter(int cage)
@@ -365,7 +412,7 @@ void VEXIO::stopStatusPolling()
 void VEXIO::pollStatus()
 {
     readCageStatusFromHardware();
-    const auto last = m_isStatusReadErrorLogged ? PollPace::Poll::Missed : PollPace::Poll::Answered;
+    const auto last = m_statusMisses > 0 ? PollPace::Poll::Missed : PollPace::Poll::Answered;
     m_statusTimer->start(m_statusPace.nextMs(last), TimerMode::SingleShot);
 }
 
@@ -374,7 +421,9 @@ void VEXIO::readCageStatusFromHardware()
     if (!hasBus("readCageStatusFromHardware"))
         return;
     std::array<std::uint8_t, 2> bytes{};
-    if (!readRegisters(REG_BSACTIVE, bytes.data(), 2)) {
+    const bool isAnswer = readRegisters(REG_BSACTIVE, bytes.data(), 2);
+    noteAnswer(isAnswer);
+    if (!isAnswer) {
         if (!std::exchange(m_isStatusReadErrorLogged, true))
             qDebug("VEXIO::readCageStatusFromHardware - I2C read failed for REG_BSACTIVE/REG_SYSTEM_STATUS "
                    "(polling continues)");
@@ -393,6 +442,20 @@ void VEXIO::readCageStatusFromHardware()
         emit overTempDetected();
     }
     m_cachedStatus = status;
+}
+
+void VEXIO::noteAnswer(bool isAnswer)
+{
+    if (!isAnswer) {
+        ++m_statusMisses;
+        if (m_statusMisses >= MissesUntilAway && !m_bus->failed() && !std::exchange(m_isAwayTold, true))
+            emit answeringChanged(false);
+        return;
+    }
+    if (std::exchange(m_statusMisses, 0) > 0 && !m_diagnostics)
+        rewriteSettings();
+    if (std::exchange(m_isAwayTold, false))
+        emit answeringChanged(true);
 }
 
 void VEXIO::handlePowerEdge(std::uint8_t status)

@@ -44,6 +44,9 @@ public:
     [[nodiscard]] bool initVexio(I2C* bus, int nCages);
     [[nodiscard]] bool initInterruptTask(const QString& deviceName);
     [[nodiscard]] bool isInitialised() const { return m_bus != nullptr; }
+    /// After initVexio(): goes on over a new bus while a recording runs. The unit gets its enable mask and
+    /// its profiles again; nothing is started or stopped.
+    void restore(I2C* bus, const QString& deviceName);
 
     /// The enable mask that the unit should have. The setter writes nothing: the next activation does.
     [[nodiscard]] std::uint8_t configMask() const { return m_configMask; }
@@ -104,6 +107,9 @@ signals:
     void overTempDetected();
     void systemStatusChanged(std::uint8_t status);
     void speakerDiagnosticsResults(std::uint8_t faults0C, std::uint8_t faults0D);
+    /// The unit has left three status polls in a row without answer / it answers again. Not on a bus that has
+    /// failed.
+    void answeringChanged(bool isAnswering);
 
 private:
     struct SpeakerFaults
@@ -129,6 +135,9 @@ private:
     };
 
     static constexpr int RefreshDelayMs = 200; ///< by then the unit has counted an activation
+    static constexpr std::size_t RefreshSize = 64;
+    static constexpr int RefreshSliceMs = 100; ///< a refresh that takes longer lets others in at every cage
+    static constexpr int MissesUntilAway = 3;
 
     [[nodiscard]] bool hasBus(const char* operation) const;
     void letOthersIn();
@@ -144,6 +153,9 @@ private:
     void handlePowerEdge(std::uint8_t status);
 
     void rewriteProfiles(std::uint8_t cageMask);
+    void forgetWrittenProfiles();
+    void noteAnswer(bool isAnswer);
+    void rewriteSettings();
     [[nodiscard]] bool mayActivate(std::uint8_t cageMask);
     void leaveDiagnosticMode();
     void resyncCageEnable();
@@ -172,6 +184,10 @@ private:
     bool m_isInterruptReadErrorLogged = false;
     bool m_isInterruptHigh = false;
     PollPace m_statusPace;
+    int m_statusMisses = 0; ///< in a row
+    bool m_isAwayTold = false;
+    std::array<std::uint8_t, RefreshSize> m_refresh{}; ///< the cages' blocks, as far as they have been read
+    int m_refreshed = 0;                               ///< bytes of m_refresh that have been read
 
     std::unique_ptr<Timer> m_interruptTimer;
     std::unique_ptr<Timer> m_statusTimer;

@@ -72,6 +72,7 @@ void VEXIO::resyncCageEnable()
         qDebug().noquote() << "VEXIO: *** HARDWARE CLEARED REG_BSCONFIG! *** Last:"
                            << binaryByte(m_configMask) << "Current:" << binaryByte(*current);
         logEnabledFaults(QStringLiteral("  Cage"));
+        forgetWrittenProfiles(); // they went with the mask
     }
     if (!writeRegister(REG_BSCONFIG, m_configMask))
         qDebug("VEXIO: ERROR - Failed to restore REG_BSCONFIG!");
@@ -105,6 +106,13 @@ void VEXIO::rewriteProfiles(std::uint8_t cageMask)
     }
 }
 
+/// Every profile is written again before its cage is stimulated next.
+void VEXIO::forgetWrittenProfiles()
+{
+    for (Profile& profile : m_profiles)
+        profile.isWritten = false;
+}
+
 VEXIO::Activation VEXIO::activateStimulation(std::uint8_t cageMask)
 {
     return activateStimulation(cageMask, [cageMask] { return cageMask; });
@@ -120,8 +128,8 @@ VEXIO::Activation VEXIO::activateStimulation(std::uint8_t cageMask,
     if (!mayActivate(cageMask))
         return std::nullopt;
     leaveDiagnosticMode();
-    rewriteProfiles(cageMask);
     resyncCageEnable();
+    rewriteProfiles(cageMask);
     warnBeforeActivation(cageMask);
     const std::uint8_t cages = remaining();
     if (cages == 0)
@@ -134,6 +142,7 @@ VEXIO::Activation VEXIO::activateStimulation(std::uint8_t cageMask,
     const qint64 writtenUs = m_context.time.monotonicUs();
     emit operationComplete(true,
                            QStringLiteral("Stimulation activated for %1 cage(s)").arg(std::popcount(cages)));
+    m_refreshed = 0; // what has been read of them so far may have changed
     m_refreshTimer->start(RefreshDelayMs, TimerMode::SingleShot);
     return writtenUs;
 }

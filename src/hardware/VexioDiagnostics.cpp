@@ -237,7 +237,11 @@ void VEXIO::finishDiagnostics()
 void VEXIO::restoreCageEnable(const char* operation)
 {
     const std::uint8_t pending = m_diagnostics->pendingMask;
-    if (readRegister(REG_BSCONFIG) != pending) {
+    const auto enabled = readRegister(REG_BSCONFIG);
+    if (!enabled) { // nobody knows: the next activation writes it
+        qDebug().noquote().nospace() << "VEXIO::" << operation << " - I2C read failed for REG_BSCONFIG";
+        m_configMask = pending;
+    } else if (*enabled != pending) {
         qDebug().noquote() << QStringLiteral("VEXIO::%1 - REG_BSCONFIG was updated during diagnostics, "
                                              "writing")
                                   .arg(QLatin1String(operation))

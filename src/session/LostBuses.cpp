@@ -24,6 +24,20 @@ QString lossText(UnitBus bus)
         "neither is noticed.");
 }
 
+QString restoredText(UnitBus bus)
+{
+    switch (bus) {
+    case UnitBus::Microcontroller:
+        break;
+    case UnitBus::StimulationUnit:
+        return LostBuses::tr("The connection to the stimulation unit works again.");
+    case UnitBus::PortExpanders:
+        return LostBuses::tr("The connection to the digital outputs and inputs works again.");
+    }
+    return LostBuses::tr(
+        "The connection to the push button and to the supervision of the sensors works again.");
+}
+
 } // namespace
 
 LostBuses::LostBuses(TimeSource& time, Tell tell, QObject* parent)
@@ -41,26 +55,38 @@ void LostBuses::recordingHalts()
 {
     m_isRunning = false;
     m_lost.clear();
+    m_told.clear();
+    m_timesTold.clear();
     m_timer->stop();
 }
 
 void LostBuses::noteLost(UnitBus bus)
 {
-    if (!m_isRunning)
+    if (!m_isRunning || m_told.contains(bus) || m_timesTold[bus] == MostTold)
         return;
     m_lost.insert(bus);
     m_timer->start(TellAfterMs, TimerMode::SingleShot);
 }
 
+void LostBuses::noteRestored(UnitBus bus)
+{
+    m_lost.erase(bus);
+    if (m_lost.empty())
+        m_timer->stop();
+    if (m_told.erase(bus) > 0)
+        m_tell(Severity::Information, restoredText(bus));
+}
+
 void LostBuses::tellAll()
 {
     QStringList paragraphs;
-    for (const UnitBus bus : std::exchange(m_lost, {}))
+    for (const UnitBus bus : std::exchange(m_lost, {})) {
         paragraphs << lossText(bus);
-    paragraphs << tr(
-        "The recording goes on. The connection is set up again when the next recording starts, or "
-        "when this one resumes after a pause.");
-    m_tell(paragraphs.join(QStringLiteral("\n\n")));
+        m_told.insert(bus);
+        ++m_timesTold[bus];
+    }
+    paragraphs << tr("The recording goes on, and the connection is tried again until it works.");
+    m_tell(Severity::Warning, paragraphs.join(QStringLiteral("\n\n")));
 }
 
 } // namespace vt

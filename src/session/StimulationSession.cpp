@@ -2,12 +2,14 @@
 #include "session/StimulationSession.h"
 
 #include "hardware/StimulationHardware.h"
+#include "hardware/VexioRegisters.h"
 #include "recording/SegmentPaths.h"
 #include "session/UserInteraction.h"
 
 #include <QCoreApplication>
 #include <QDebug>
 #include <QPointer>
+#include <utility>
 
 namespace vt {
 
@@ -16,6 +18,9 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const auto powerNotice = u"stimulationPower"_s;
+const auto awayNotice = u"stimulationAway"_s;
+const auto temperatureNotice = u"stimulationTemperature"_s;
+const auto triggerNotice = u"stimulationTriggers"_s;
 
 QString text(const char* source)
 {
@@ -39,6 +44,9 @@ QString missingHardwareText(const VexioSettings& vexio, const DioSettings& dio,
         return text("This recording is set up to stimulate, but the stimulation unit does not answer. The "
                     "recording goes on, and no cage is stimulated.") +
                u"\n\n"_s + advice;
+    if (vexio.enabled && vexio.extTriggerMask != 0 && !hardware.dioPresent())
+        return text("Cages are set up to follow external triggers, but the digital inputs do not answer. As "
+                    "long as they do not, these cages are not stimulated.");
     if (isDioMissing && vexio.enabled)
         return text("The digital outputs are set up, but do not answer. The stimulation unit is used without "
                     "them.");
@@ -46,6 +54,19 @@ QString missingHardwareText(const VexioSettings& vexio, const DioSettings& dio,
         return text("This recording is set up to stimulate by the digital outputs, but they do not answer. "
                     "The recording goes on, and no cage is stimulated.");
     return {};
+}
+
+QString awayText(bool isUnitAway, bool areOutputsAway)
+{
+    if (isUnitAway && areOutputsAway)
+        return text("The stimulation unit and the digital outputs and inputs do not answer: no cage is "
+                    "stimulated until they do. The recording goes on.");
+    if (isUnitAway)
+        return text(
+            "The stimulation unit does not answer: it stimulates no cage until it does. The recording "
+            "goes on.");
+    return text("The digital outputs and inputs do not answer: outputs do not switch and inputs are not "
+                "noticed until they do. The recording goes on.");
 }
 
 bool followsSleep(StimulationProtocol protocol)
@@ -78,8 +99,23 @@ void StimulationSession::connectHardware()
     QObject::connect(hardware, &StimulationHardware::powerFaultDetected, controller,
                      [this] { showPower(false); });
     QObject::connect(hardware, &StimulationHardware::powerRestored, controller, [this] { showPower(true); });
+    QObject::connect(hardware, &StimulationHardware::overTempDetected, controller,
+                     [this] { showTemperature(true); });
+    QObject::connect(hardware, &StimulationHardware::systemStatusChanged, controller,
+                     [this](std::uint8_t status) {
+                         if ((status & VEXIO_NS::StatusOverTemperature) == 0)
+                             showTemperature(false);
+                     });
     QObject::connect(hardware, &StimulationHardware::busLost, controller,
                      [this](UnitBus bus) { m_isUnitLost = m_isUnitLost || bus == UnitBus::StimulationUnit; });
+    QObject::connect(hardware, &StimulationHardware::busRestored, controller,
+                     [this](UnitBus bus) { m_isUnitLost = m_isUnitLost && bus != UnitBus::StimulationUnit; });
+    QObject::connect(hardware, &StimulationHardware::vexioAnsweringChanged, controller,
+                     [this](bool isAnswering) { showAway(!isAnswering, m_areOutputsAway); });
+    QObject::connect(hardware, &StimulationHardware::dioAnsweringChanged, controller,
+                     [this](bool isAnswering) { showAway(m_isUnitAway, !isAnswering); });
+    QObject::connect(hardware, &StimulationHardware::dioInputsRead, controller,
+                     &StimulationController::handleDioInputsRead);
 }
 
 void StimulationSession::connectRequests()
@@ -106,6 +142,18 @@ void StimulationSession::connectRequests()
                      &StimulationHardware::setOutputHold);
     QObject::connect(controller, &StimulationController::clearDioOutput, hardware,
                      &StimulationHardware::clearOutput);
+    QObject::connect(controller, &StimulationController::watchDioInputs, hardware,
+                     &StimulationHardware::watchInputs);
+    QObject::connect(controller, &StimulationController::extTriggerInputsLost, controller, [this] {
+        m_user.showNotice(
+            triggerNotice, text("Stimulation"),
+            text("The digital inputs cannot be read any more. Cages that were stimulated because "
+                 "their input was high have been stopped. They follow their inputs again when "
+                 "these can be read. The recording goes on."),
+            text("OK"), [] {});
+    });
+    QObject::connect(controller, &StimulationController::extTriggerInputsRestored, controller,
+                     [this] { m_user.closeNotice(triggerNotice); });
     QObject::connect(controller, &StimulationController::stimulationTriggered, controller,
                      [this] { ++m_stimulations; });
 }
@@ -114,9 +162,12 @@ void StimulationSession::notePresence()
 {
     m_controller.setVexioPresent(m_hardware.vexioPresent());
     if (!m_hardware.vexioPresent()) { // not there, or about to be set up again
-        m_isPowerMissing = false;
+        if (std::exchange(m_isPowerMissing, false))
+            m_user.closeNotice(powerNotice);
+        showTemperature(false);
         m_isUnitLost = false;
     }
+    showAway(m_isUnitAway && m_hardware.vexioPresent(), m_areOutputsAway && m_hardware.dioPresent());
     m_controller.setDioPresent(m_hardware.dioPresent());
 }
 
@@ -138,8 +189,9 @@ void StimulationSession::applySettings()
     m_applied = m_controller.source();
     if (m_applied == StimulationSource::Unit)
         m_hardware.startVexioPolling();
-    const bool isInputWatched = m_applied == StimulationSource::Unit && m_vexio.extTriggerMask != 0;
-    if (m_hardware.dioPresent() && (m_dio.enabled || isInputWatched))
+    // Also when they are missing: they are used when they come.
+    const bool isInputNeeded = m_vexio.enabled && m_vexio.extTriggerMask != 0;
+    if (m_dio.enabled || isInputNeeded)
         m_hardware.startDIORecording(m_channelCount);
 }
 
@@ -151,6 +203,7 @@ void StimulationSession::recordingStarted(const RecordingContext& context)
     m_isWanted = m_vexio.enabled || m_dio.enabled;
     m_applied = StimulationSource::None;
     m_hasRun = false;
+    m_toldProblem.clear();
     m_stimulations = 0;
     m_refused = 0;
     if (!m_isWanted)
@@ -174,8 +227,9 @@ void StimulationSession::warnAboutSetup(const RecordingContext& context)
         problem =
             text("This recording is set up to stimulate by sleep decisions, but a recording of activity "
                  "only makes none. Cages are only stimulated by hand or by their triggers.");
-    if (problem.isEmpty())
+    if (problem.isEmpty() || problem == m_toldProblem)
         return;
+    m_toldProblem = problem;
     qWarning().noquote() << "Stimulation:" << problem.section(u'\n', 0, 0);
     m_user.notify(Severity::Warning, text("Stimulation"), problem);
 }
@@ -189,6 +243,7 @@ void StimulationSession::segmentStarted(const RecordingContext& context)
         qInfo("Stimulation hardware that was missing answers now");
         applySettings();
     }
+    warnAboutSetup(context); // what has gone since
     if (m_controller.source() == StimulationSource::None)
         return;
     m_controller.initStimFile(segmentPaths(context.basePath, context.animalType).stimulation);
@@ -215,7 +270,7 @@ void StimulationSession::recordingStopped()
         return;
     m_hardware.stopVexioPolling();
     m_hardware.stopDIORecording();
-    m_user.closeNotice(powerNotice);
+    closeNotices();
     if (m_hasRun) {
         m_controller.logLatencySummary();
         qInfo().noquote() << "Stimulations:" << m_stimulations << "requested," << m_refused
@@ -253,6 +308,38 @@ void StimulationSession::showPower(bool isPresent)
                       text("OK"), [] {});
 }
 
+void StimulationSession::showAway(bool isUnitAway, bool areOutputsAway)
+{
+    if (isUnitAway == m_isUnitAway && areOutputsAway == m_areOutputsAway)
+        return;
+    m_isUnitAway = isUnitAway;
+    m_areOutputsAway = areOutputsAway;
+    m_user.closeNotice(awayNotice);
+    if (m_isWanted && (isUnitAway || areOutputsAway))
+        m_user.showNotice(awayNotice, text("Stimulation"), awayText(isUnitAway, areOutputsAway), text("OK"),
+                          [] {});
+}
+
+void StimulationSession::showTemperature(bool isTooHot)
+{
+    if (!isTooHot)
+        m_user.closeNotice(temperatureNotice);
+    else if (m_isWanted)
+        m_user.showNotice(
+            temperatureNotice, text("Stimulation"),
+            text("The stimulation unit is too hot. Check that it is not covered, and how often it "
+                 "stimulates. The recording goes on."),
+            text("OK"), [] {});
+}
+
+void StimulationSession::closeNotices()
+{
+    for (const QString& notice : {powerNotice, awayNotice, temperatureNotice, triggerNotice})
+        m_user.closeNotice(notice);
+    m_isUnitAway = false;
+    m_areOutputsAway = false;
+}
+
 void StimulationSession::describe(ConfigSummary& summary) const
 {
     describeStimulation(summary, m_isWanted ? m_applied : StimulationSource::None, m_vexio, m_dio);
@@ -285,7 +372,7 @@ StimulationStatus StimulationSession::status() const
         status.state = m_vexio.enabled ? State::NoUnit : State::NoOutputs;
     else if (m_controller.source() != StimulationSource::Unit)
         status.state = State::Outputs;
-    else if (m_isUnitLost)
+    else if (m_isUnitLost || m_isUnitAway)
         status.state = State::NoUnit;
     else
         status.state = m_isPowerMissing ? State::NoPower : State::Unit;

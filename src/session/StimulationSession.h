@@ -16,7 +16,8 @@ class UserInteraction;
 ///
 /// A recording whose setup does not ask for stimulation touches neither the stimulation unit nor the digital
 /// outputs. One that asks for it while the hardware does not answer warns the user and goes on; when the
-/// hardware answers at a later segment, stimulation begins there.
+/// hardware answers at a later segment, stimulation begins there. What stops answering meanwhile is told by a
+/// notice that closes when it answers again.
 class StimulationSession final : public RecordingCompanion
 {
 public:
@@ -45,6 +46,9 @@ private:
     void activate(std::uint8_t cageMask);
     void warnAboutSetup(const RecordingContext& context);
     void showPower(bool isPresent);
+    void showAway(bool isUnitAway, bool areOutputsAway);
+    void showTemperature(bool isTooHot);
+    void closeNotices();
 
     StimulationHardware& m_hardware;
     UserInteraction& m_user;
@@ -60,6 +64,9 @@ private:
     QDateTime m_segmentBegan;
     bool m_isPowerMissing = false;
     bool m_isUnitLost = false; ///< its bus has failed since it was found
+    bool m_isUnitAway = false; ///< it does not answer on its bus
+    bool m_areOutputsAway = false;
+    QString m_toldProblem; ///< what the user has been told of this recording's setup
     quint64 m_stimulations = 0;
     quint64 m_refused = 0;
 };

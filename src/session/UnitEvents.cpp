@@ -43,11 +43,13 @@ void SessionPrivate::connectUnitEvents()
     });
     auto* lostBuses = new LostBuses(
         time,
-        [this](const QString& text) {
-            user.notify(Severity::Warning, SessionController::tr("Acquisition Unit"), text);
+        [this](Severity severity, const QString& text) {
+            user.notify(severity, SessionController::tr("Acquisition Unit"), text);
         },
         q);
     QObject::connect(&daqInfo.stimulation(), &StimulationHardware::busLost, lostBuses, &LostBuses::noteLost);
+    QObject::connect(&daqInfo.stimulation(), &StimulationHardware::busRestored, lostBuses,
+                     &LostBuses::noteRestored);
     QObject::connect(q, &SessionController::stateChanged, lostBuses, [lostBuses](SessionState next) {
         if (next == SessionState::Recording)
             lostBuses->recordingRuns();

@@ -199,4 +199,107 @@ TEST_F(DioTest, ExpanderThatDoesNotAnswerEndsTheInitialisation)
     EXPECT_TRUE(log.has(u"Port expander 0x40 init error: failed to write GPPUA/B"_qs));
 }
 
+TEST_F(DioTest, OutputsThatWereNotTakenAreWrittenUntilTheyAre)
+{
+    init(16);
+    dio->setOutputHold(0x0101);
+    unit.withExpander(0, [](I2cSlave& slave) { slave.isSilent = true; });
+    dio->clearOutput(0x0101);
+    EXPECT_EQ(outputs(0), 0xFE) << "a light that stays on";
+    EXPECT_EQ(outputs(1), 0xFF);
+    time.advance(100 + 200 + 400);
+    EXPECT_EQ(outputs(0), 0xFE);
+    unit.withExpander(0, [](I2cSlave& slave) { slave.isSilent = false; });
+    time.advance(800);
+    EXPECT_EQ(outputs(0), 0xFF);
+    EXPECT_TRUE(log.has(u"DIO: port expander 0 has taken its outputs at a further try"_qs));
+    EXPECT_EQ(time.activeTimers(), 0);
+}
+
+TEST_F(DioTest, WatchedInputsAreReadWhateverTheLineSays)
+{
+    init(16);
+    dio->startDIORecording(16);
+    QSignalSpy read(dio.get(), &DIO::inputsRead);
+    QSignalSpy changed(dio.get(), &DIO::dioInputStateChanged);
+    const auto setInputs = [&](std::size_t expander, std::uint8_t levels) {
+        unit.withExpander(expander, [&](I2cSlave& slave) { slave.registers[0x13] = levels; });
+    };
+    setInputs(0, 0x04);
+    setInputs(1, 0x00);
+    time.advance(1000);
+    EXPECT_EQ(read.count(), 0);
+    dio->watchInputs(true);
+    std::ignore = traffic();
+    time.advance(500);
+    EXPECT_THAT(traffic(), testing::StartsWith("S 40+ 13+ S 41+ <04- P")) << "one byte";
+    time.advance(500);
+    ASSERT_EQ(read.count(), 2);
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_EQ(changed.last()[0].value<std::uint16_t>(), 0x0004);
+    unit.withExpander(1, [](I2cSlave& slave) { slave.isSilent = true; });
+    setInputs(0, 0x00);
+    time.advance(500);
+    EXPECT_EQ(read.last()[1].value<std::uint16_t>(), 0x00FF) << "the others are as old as before";
+    EXPECT_EQ(changed.last()[0].value<std::uint16_t>(), 0x0000);
+    dio->watchInputs(false);
+    time.advance(5000);
+    EXPECT_EQ(read.count(), 3);
+
+    // Without the line, reading is all there is.
+    unit.withExpander(1, [](I2cSlave& slave) { slave.isSilent = false; });
+    unit.failFunction("ReadDigitalLines");
+    setInputs(1, 0x80);
+    time.advance(8000);
+    EXPECT_EQ(changed.last()[0].value<std::uint16_t>(), 0x8000);
+}
+
+TEST_F(DioTest, LineThatStaysLowIsToldOnceAndKeepsNobodyBusy)
+{
+    init(8);
+    dio->startDIORecording(8);
+    QSignalSpy changed(dio.get(), &DIO::dioInputStateChanged);
+    unit.setInterruptLine("/port1/line3", false);
+    time.advance(5000);
+    EXPECT_EQ(log.count(u"DIO: the interrupt line stays low, the inputs are read every 500 ms instead"_qs),
+              1);
+    EXPECT_EQ(changed.count(), 4) << "a change, and three times nothing";
+    EXPECT_EQ(log.count(u"Port 0 (0x40) status: 00000000"_qs), 4);
+    unit.withExpander(0, [](I2cSlave& slave) { slave.registers[0x13] = 0x01; });
+    time.advance(500);
+    EXPECT_EQ(changed.last()[0].value<std::uint16_t>(), 0x0001);
+    unit.setInterruptLine("/port1/line3", true);
+    time.advance(50);
+    unit.setInterruptLine("/port1/line3", false);
+    time.advance(50);
+    EXPECT_EQ(changed.count(), 6) << "the line is believed again";
+}
+
+// A supply that dips leaves an expander that acknowledges everything and does nothing.
+TEST_F(DioTest, ExpanderThatHasLostItsSettingGetsItAgain)
+{
+    init(8);
+    dio->startDIORecording(8);
+    dio->setOutputHold(0x0002);
+    QSignalSpy answering(dio.get(), &DIO::answeringChanged);
+    unit.withExpander(0, [](I2cSlave& slave) {
+        slave.registers.fill(0);
+        slave.registers[0x00] = slave.registers[0x01] = 0xFF;
+    });
+    std::ignore = traffic();
+    time.advance(10'000);
+    EXPECT_EQ(traffic(), "S 40+ 00+ S 41+ <FF- P S 40+ 14+ 02+ P S 40+ 0C+ FF+ FF+ P "
+                         "S 40+ 0C+ S 41+ <FF+ <FF- P S 40+ 14+ 02+ FF+ P "
+                         "S 40+ 00+ 00+ FF+ 00+ 00+ 00+ FF+ 00+ FF+ 00+ 00+ P S 40+ 0A+ 44+ P")
+        << "other outputs are never on";
+    EXPECT_EQ(answering.count(), 0);
+    unit.withExpander(0, [](I2cSlave& slave) { slave.isSilent = true; });
+    time.advance(40'000);
+    ASSERT_EQ(answering.count(), 1);
+    unit.withExpander(0, [](I2cSlave& slave) { slave.isSilent = false; });
+    time.advance(10'000);
+    ASSERT_EQ(answering.count(), 2);
+    EXPECT_TRUE(answering.last()[0].toBool());
+}
+
 } // namespace vt::test

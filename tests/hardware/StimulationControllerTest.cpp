@@ -5,6 +5,7 @@
 #include "hardware/StimulationRows.h"
 
 #include <QTemporaryDir>
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace vt {
@@ -37,6 +38,9 @@ protected:
         QObject::connect(&controller, &C::stimulationTriggered, [this](int mask, const QString& reason) {
             note(QStringLiteral("triggered %1 %2").arg(mask).arg(reason));
         });
+        QObject::connect(&controller, &C::extTriggerInputsLost, masks("lost"));
+        QObject::connect(&controller, &C::extTriggerInputsRestored, [this] { note(text("restored")); });
+        QObject::connect(&controller, &C::watchDioInputs, [this](bool on) { isWatching = on; });
     }
 
     static QString text(const char* latin1) { return QString::fromLatin1(latin1); }
@@ -62,6 +66,14 @@ protected:
                                         {text("startTime"), QTime(10, 0)},
                                         {text("endTime"), QTime(10, 1)}}});
     }
+    /// Time passes while the inputs are read every 500 ms; those of the second port expander only when told.
+    void pass(int milliseconds, std::uint16_t inputs, std::uint16_t readMask = 0xFFFF)
+    {
+        for (int passed = 0; passed < milliseconds; passed += 500) {
+            time.advance(500);
+            controller.handleDioInputsRead(inputs, readMask);
+        }
+    }
     [[nodiscard]] bool logged(const char* line) const { return log.has(text(line)); }
     void openLog() { controller.initStimFile(m_logPath); }
     /// The log's rows without header, date and line ends.
@@ -81,6 +93,7 @@ protected:
 
     test::LogCapture log;
     test::FakeTimeSource time;
+    bool isWatching = false;
     StimulationController controller{time, nullptr, 5489};
 
 private:
@@ -223,15 +236,15 @@ TEST_F(Stimulation, ExternalTriggersStartRekickAndStopTheirCages)
     controller.handleDioInputState(0b001); // no edge
     EXPECT_EQ(events(), "activate 1, triggered 1 ExtTrigger");
     EXPECT_TRUE(logged("StimulationController: Ext trigger RISING EDGE for cages: 0b0000000000000001"));
-    time.advance(5000);
+    pass(5000, 0b001);
     controller.handleDioInputState(0b011);
     EXPECT_EQ(events(), "activate 2, triggered 2 ExtTrigger");
-    time.advance(4500);
+    pass(4500, 0b011);
     EXPECT_EQ(events(), "activate 3, triggered 3 ExtTrigger-Rekick");
     EXPECT_TRUE(logged("StimulationController: Ext trigger RE-KICK for cages: 0b0000000000000011"));
     controller.handleDioInputState(0b010);
     EXPECT_EQ(events(), "stop 1");
-    time.advance(9500);
+    pass(9500, 0b010);
     EXPECT_EQ(events(), "activate 2, triggered 2 ExtTrigger-Rekick");
     controller.handleDioInputState(0);
     EXPECT_TRUE(
@@ -266,15 +279,75 @@ TEST_F(Stimulation, ExternalTriggersKeepToTheSchedule)
     time.advance(55000);
     controller.handleDioInputState(0b001);
     events();
-    time.advance(9500); // 10:01:04.5
+    pass(19000, 0b001); // 10:01:14
     EXPECT_TRUE(logged("StimulationController: Re-kick timer - outside stim period, stopping"));
-    EXPECT_EQ(time.activeTimers(), 0);
+    EXPECT_EQ(events(), "");
     controller.handleDioInputState(0b010); // the end of a trigger stops its cage all the same
     EXPECT_EQ(events(), "stop 1, outside");
+    EXPECT_EQ(time.activeTimers(), 0);
     EXPECT_TRUE(logged("StimulationController: Outside stim period, clearing ext trigger tracking"));
     controller.setScheduleEntries({});
     controller.handleDioInputState(0b010); // still high when the window opens: counts now
     EXPECT_EQ(events(), "activate 2, triggered 2 ExtTrigger");
+}
+
+// An input was high when its port expander died: its cage was stimulated every 9.5 s for the rest of the
+// night.
+TEST_F(Stimulation, TriggersWhoseInputsCannotBeReadEndAndComeBack)
+{
+    struct Case
+    {
+        const char* name;
+        std::function<void()> loss;
+        const char* events;
+    };
+    constexpr std::uint16_t UpperInput = 0x0200;
+    const Case cases[]{
+        {"nobody answers", [&] { time.advance(2000); }, "stop 1, clear 513, lost 513"},
+        {"the second port expander does not", [&] { pass(2000, 1, 0x00FF); }, "clear 512, lost 512"},
+        {"the expanders are gone", [&] { controller.setDioPresent(false); }, "stop 1, clear 513, lost 513"},
+    };
+    controller.setVexioPresent(true);
+    controller.setActiveChannelCount(10);
+    controller.setExtTriggerMask(0x0203);
+    controller.setCageDuration(0, 60000);
+    controller.setCageDuration(9, 60000);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        controller.setDioPresent(true);
+        run(StimulationProtocol::ManualTrigger, 0);
+        openLog();
+        controller.handleDioInputState(UpperInput | 1);
+        EXPECT_TRUE(isWatching);
+        pass(1500, UpperInput | 1);
+        events();
+        c.loss();
+        EXPECT_EQ(events(), c.events);
+        EXPECT_EQ(rows().back().substr(0, 21), "digInput,Ext.Trig_Low");
+        EXPECT_TRUE(isWatching) << "or nobody would see them come back";
+        controller.handleDioInputsRead(UpperInput | 1, 0x00FF);
+        events();
+        controller.handleDioInputState(UpperInput |
+                                       1); // of a lost input only what was read long ago is known
+        pass(20000, UpperInput | 1, 0x00FF);
+        EXPECT_EQ(events().find("513"), std::string::npos);
+        controller.setDioPresent(true);
+        controller.handleDioInputsRead(UpperInput | 1, 0xFFFF);
+        EXPECT_EQ(events(), "pulse 512, hold 512, triggered 512 ExtTrigger, restored");
+        controller.handleDioInputsRead(0, 0xFFFF);
+        controller.handleDioInputState(0);
+        EXPECT_FALSE(isWatching);
+        controller.stop();
+        EXPECT_EQ(time.activeTimers(), 0);
+        controller.closeStimFile();
+        events();
+    }
+    // A cage that is taken from its trigger is let go, too.
+    run(StimulationProtocol::ManualTrigger, 0);
+    controller.handleDioInputState(0b11);
+    events();
+    controller.setExtTriggerMask(0b10);
+    EXPECT_EQ(events(), "stop 1, clear 1, enable 2");
 }
 
 TEST_F(Stimulation, OutputsStayOnForTheCagesDurationAndGoOffWithTheNextTick)

@@ -224,7 +224,7 @@ TEST(StopAnywhere, CutsALongReadShort)
         std::promise<bool> opened;
         thread.run(
             [&opened](HardwareSession& session) {
-                opened.set_value(session.open(u"sim"_qs, 1));
+                opened.set_value(session.open(DAQDevice{u"sim"_qs, {}, {}, true}, 1));
                 return true;
             },
             [](bool) {});

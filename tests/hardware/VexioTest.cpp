@@ -236,12 +236,35 @@ TEST_F(VexioTest, SettingsThatDidNotArriveAreWrittenBeforeTheNextActivation)
     forgetTraffic();
     EXPECT_TRUE(vexio->activateStimulation(0x01));
     const std::string resync = joined({read("08", "<00"), read("0C", "<00+ <00"), written("08+ 03")});
-    EXPECT_EQ(traffic(), joined({read("32", "<00"), written("38+ 44+ 7F+ 09+ 01"), resync, read("0A", "<00"),
+    EXPECT_EQ(traffic(), joined({read("32", "<00"), resync, written("38+ 44+ 7F+ 09+ 01"), read("0A", "<00"),
                                  written("00+ 01")}));
     EXPECT_TRUE(vexio->activateStimulation(0x01));
     EXPECT_THAT(traffic(), testing::Not(testing::HasSubstr("38+"))) << "once";
     EXPECT_TRUE(vexio->activateStimulation(0x02));
     EXPECT_THAT(traffic(), testing::HasSubstr(written("40+ 44+ 7F+ 04+ 01")));
+
+    // A brown-out takes the profiles with the mask.
+    for (int address = 0; address < 0x78; ++address)
+        setRegister(static_cast<std::uint8_t>(address), 0);
+    EXPECT_TRUE(vexio->activateStimulation(0x03));
+    EXPECT_EQ(traffic(), joined({read("32", "<00"), resync, written("38+ 44+ 7F+ 09+ 01"),
+                                 written("40+ 44+ 7F+ 04+ 01"), read("0A", "<00"), written("00+ 03")}));
+    // So may a cable that was out: the unit gets all of it when it answers again.
+    QSignalSpy answering(vexio.get(), &VEXIO::answeringChanged);
+    vexio->startStatusPolling();
+    setSilent(true);
+    time.advance(500 + 1000 + 2000);
+    ASSERT_EQ(answering.count(), 1);
+    setSilent(false);
+    setRegister(0x08, 0);
+    forgetTraffic();
+    time.advance(4000);
+    EXPECT_THAT(traffic(),
+                testing::AllOf(testing::StartsWith(joined({read("09", "<00+ <00"), read("08", "<00"),
+                                                           written("38+ 44+ 7F+ 09+ 01")})),
+                               testing::HasSubstr(joined({written("70+ 44+ 7F+ 04+ 01"), resync}))));
+    ASSERT_EQ(answering.count(), 2);
+    EXPECT_TRUE(answering.last()[0].toBool());
 }
 
 TEST_F(VexioTest, LostSupplyStopsAllAndSettles)
@@ -364,6 +387,30 @@ TEST_F(VexioTest, RefreshStepsAsideForWhatIsUrgentAndComesBack)
     isWaiting = false;
     time.advance(200);
     EXPECT_EQ(cages.count(), 8);
+}
+
+// At 1 ms per driver call the 64 bytes take 1.6 s.
+TEST_F(VexioTest, SlowRefreshLetsPollsInAtEveryCage)
+{
+    init();
+    QSignalSpy cages(vexio.get(), &VEXIO::cageDataRead);
+    for (int cage = 0; cage < 8; ++cage)
+        setRegister(static_cast<std::uint8_t>(0x38 + 8 * cage), static_cast<std::uint8_t>(cage + 1));
+    vexio->setUrgentWaiting([&] {
+        time.advance(25); // asked once per byte
+        return false;
+    });
+    vexio->readAllCagesFromHardware();
+    EXPECT_EQ(traffic(), read("38", "<01+ <00+ <00+ <00+ <00+ <00+ <00+ <00"));
+    time.advance(0);
+    EXPECT_THAT(traffic(), testing::StartsWith("S 10+ 40+ S 11+ <02+"));
+    time.advance(0);
+    vexio->setUrgentWaiting([] { return false; });
+    for (int step = 0; step < 8; ++step)
+        time.advance(0);
+    ASSERT_EQ(cages.count(), 8);
+    for (int cage = 0; cage < 8; ++cage)
+        EXPECT_EQ(cages[cage][1].value<std::uint8_t>(), cage + 1);
 }
 
 TEST_F(VexioTest, InterruptLineIsToldOncePerFault)

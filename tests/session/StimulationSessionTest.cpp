@@ -272,6 +272,84 @@ TEST_F(StimulationSessionTest, ATriggeredCageFollowsItsInput)
                                            u"digInput,Ext.Trig_Low,0,1,0"_s}));
 }
 
+// The port expanders die while an input is high. Its cage was stimulated every 9.5 s for ever.
+TEST_F(StimulationSessionTest, ATriggerEndsWithItsInputAndGoesOnWithIt)
+{
+    vexio.extTriggerMask = 0b010;
+    vexio.cages[1].duration = 255;
+    fault("dio absent");
+    ASSERT_TRUE(begin());
+    EXPECT_EQ(
+        harness.user.lastText(u"Stimulation"_s),
+        u"Cages are set up to follow external triggers, but the digital inputs do not answer. As long as "
+        "they do not, these cages are not stimulated."_s);
+    const auto notice = [&](const QString& name) { return harness.user.notices.contains(name); };
+    const auto pass = [&](const std::function<bool()>& condition) {
+        return harness.passUntil([&] { return harness.deliver(1) == 1 && condition(); }, 1);
+    };
+    fault("dio input 2 low");
+    fault("dio present");
+    ASSERT_TRUE(pass([&] { return log.hasPart(u"DIO polling started"_s); })) << "found while it records";
+    fault("dio input 2 high");
+    ASSERT_TRUE(pass([&] { return begun() == std::vector<int>{2}; }));
+    fault("dio absent");
+    ASSERT_TRUE(pass([&] { return notice(u"stimulationTriggers"_s); }));
+    ASSERT_TRUE(pass([&] { return harness.unit.deviceEvents().back().kind == Kind::StimulationStopped; }));
+    ASSERT_TRUE(pass([&] { return notice(u"stimulationAway"_s); }));
+    EXPECT_EQ(begun().size(), 1U);
+    fault("dio present"); // with the registers of a power-up, and the input still high
+    ASSERT_TRUE(pass([&] { return begun().size() == 2; }));
+    ASSERT_TRUE(pass([&] { return !notice(u"stimulationTriggers"_s) && !notice(u"stimulationAway"_s); }));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_EQ(
+        rows(u"run"_s),
+        (QStringList{u"digInput,Ext.Trig_High,0,1,0"_s, u"Stim,ExtTrigger,1,2,3,-/-/-,128/1.44/3.9,-/-/-"_s,
+                     u"digInput,Ext.Trig_Low,0,1,0"_s, u"digInput,Ext.Trig_High,0,1,0"_s,
+                     u"Stim,ExtTrigger,1,2,3,-/-/-,128/1.44/3.9,-/-/-"_s}));
+}
+
+TEST_F(StimulationSessionTest, AUnitThatGoesAwayIsToldUntilItIsBackAndThenFullySetUp)
+{
+    vexio.protocol = StimulationProtocol::OpenLoop;
+    vexio.minIntervalMs = 1000;
+    ASSERT_TRUE(begin());
+    const auto notice = [&](const char* name) {
+        return harness.user.notices.contains(QLatin1String("stimulation") + QLatin1String(name));
+    };
+    const auto pass = [&](const std::function<bool()>& condition) {
+        return harness.passUntil([&] { return harness.deliver(1) == 1 && condition(); }, 1);
+    };
+    fault("vexio 12v off");
+    fault("vexio overtemp on");
+    ASSERT_TRUE(pass([&] { return notice("Power"); }));
+    fault("vexio 12v on");
+    ASSERT_TRUE(pass([&] { return !notice("Power") && notice("Temperature"); }));
+    fault("vexio overtemp off");
+    fault("vexio absent");
+    ASSERT_TRUE(pass([&] { return notice("Away"); }));
+    EXPECT_EQ(harness.session->status().stimulation.state, State::NoUnit);
+    fault("vexio present"); // as after power-up: without profiles
+    harness.unit.clearDeviceEvents();
+    ASSERT_TRUE(pass([&] { return !notice("Away"); }));
+    EXPECT_EQ(harness.session->status().stimulation.state, State::Unit);
+    harness.unit.clearDeviceEvents();
+    ASSERT_TRUE(pass([&] { return harness.unit.deviceEvents().size() >= 4; }));
+    const std::vector<DeviceEvent> events = harness.unit.deviceEvents();
+    EXPECT_EQ(std::ranges::count(events, Kind::StimulationStarted, &DeviceEvent::kind) > 0, true);
+
+    // Gone at a resume, with a notice that was open.
+    fault("vexio 12v off");
+    ASSERT_TRUE(pass([&] { return notice("Power"); }));
+    fault("vexio absent");
+    interrupt();
+    ASSERT_EQ(harness.deliver(2), 2);
+    EXPECT_FALSE(notice("Power"));
+    EXPECT_TRUE(harness.user.lastText(u"Stimulation"_s)
+                    .startsWith(u"This recording is set up to stimulate, but the stimulation unit does not "
+                                "answer. The recording goes on, and no cage is stimulated."_s));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+}
+
 TEST_F(StimulationSessionTest, AMissingUnitIsToldOnceAndTheRecordingGoesOn)
 {
     vexio.protocol = StimulationProtocol::ActivityBased;
