@@ -43,6 +43,8 @@ public:
     /// does.
     [[nodiscard]] bool restore(I2C* bus);
     [[nodiscard]] HeldOutputs heldOutputs() const { return m_held; }
+    /// Have the expanders taken what their outputs are to be?
+    [[nodiscard]] bool areOutputsTaken() const { return m_isTaken[0] && m_isTaken[1]; }
 
     /// Looks at the expanders' interrupt line every 50 ms.
     Q_SLOT void startDIORecording(int nChannels);

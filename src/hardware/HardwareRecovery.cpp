@@ -76,9 +76,12 @@ void HardwareSession::updateAttempts()
         if (!repeated)
             continue; // nothing is set up
         bool isDue = m_lostBuses.contains(which);
-        if (which == UnitBus::PortExpanders)
+        bool isUrgent = false; // with or without an acquisition
+        if (which == UnitBus::PortExpanders) {
+            isUrgent = isDue && m_dio && !m_dio->areOutputsTaken();
             isDue = isDue || m_isDioIncomplete || (m_dioRecordingChannels && !m_dio);
-        if (isDue && m_isAcquiring)
+        }
+        if (isDue && (m_isAcquiring || isUrgent))
             repeated->begin();
         else
             repeated->giveUp();

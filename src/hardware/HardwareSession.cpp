@@ -299,13 +299,15 @@ bool HardwareSession::writeDataEE(std::uint8_t address, std::uint16_t value)
 
 void HardwareSession::clearOutput(std::uint16_t cageMask)
 {
-    if (m_dio)
+    if (m_dio) {
         m_dio->clearOutput(cageMask);
-    else
-        for (std::uint8_t& held : m_kept.heldOutputs) {
-            held = static_cast<std::uint8_t>(held & ~unsigned{cageMask});
-            cageMask = static_cast<std::uint16_t>(cageMask >> 8);
-        }
+        updateAttempts();
+        return;
+    }
+    for (std::uint8_t& held : m_kept.heldOutputs) {
+        held = static_cast<std::uint8_t>(held & ~unsigned{cageMask});
+        cageMask = static_cast<std::uint16_t>(cageMask >> 8);
+    }
 }
 
 void HardwareSession::startVexioPolling()

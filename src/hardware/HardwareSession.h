@@ -52,6 +52,7 @@ public:
 
     /// While an acquisition runs, the device as a whole is left alone: a bus that fails is set up again by
     /// itself, with what hangs on it and what that is to do, and so are port expanders that are missed.
+    /// Outputs that were to go off when their bus had failed are seen to at any time.
     void setAcquiring(bool isAcquiring);
     /// Has a bus failed that was usable when the device was set up, or the last rebuild?
     [[nodiscard]] bool hasLostBus() const { return !m_lostBuses.empty(); }

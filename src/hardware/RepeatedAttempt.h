@@ -29,7 +29,7 @@ public:
     /// Goes on as it is when it is under way.
     void begin()
     {
-        if (m_timer->isActive() || m_isRunning)
+        if (std::exchange(m_isPending, true))
             return;
         const bool isRelapse = m_succeededMs && m_time.monotonicMs() - *m_succeededMs < LongestMs;
         m_delayMs = isRelapse ? std::min(2 * m_delayMs, LongestMs) : FirstMs;
@@ -38,30 +38,28 @@ public:
     void giveUp()
     {
         m_timer->stop();
-        m_isGivenUp = true;
+        m_isPending = false;
     }
 
 private:
     void run()
     {
-        m_isGivenUp = false;
-        m_isRunning = true;
-        const bool isDone = m_attempt();
-        m_isRunning = false;
-        if (isDone) {
+        if (!m_isPending)
+            return;
+        if (m_attempt()) {
+            m_isPending = false;
             m_succeededMs = m_time.monotonicMs();
             return;
         }
-        if (m_isGivenUp)
-            return;
+        if (!m_isPending)
+            return; // given up meanwhile
         m_delayMs = std::min(2 * m_delayMs, LongestMs);
         m_timer->start(m_delayMs, TimerMode::SingleShot);
     }
 
     TimeSource& m_time;
     const std::function<bool()> m_attempt;
-    bool m_isRunning = false;
-    bool m_isGivenUp = false; ///< while an attempt ran
+    bool m_isPending = false; ///< an attempt is due or runs
     int m_delayMs = FirstMs;
     std::optional<qint64> m_succeededMs;
     std::unique_ptr<Timer> m_timer;

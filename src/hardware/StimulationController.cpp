@@ -39,6 +39,7 @@ EligibleCages StimulationController::eligibleCages() const
 void StimulationController::start()
 {
     m_sleep = {};
+    m_sleep.earliestMs = m_time.monotonicMs();
     m_statistics.clear();
     m_outsideLogged = false;
     m_decisionFrameUs.reset();
@@ -85,12 +86,12 @@ void StimulationController::handleNewSleepDecision(const std::vector<bool>& slee
     const std::optional<qint64> frameArrivalUs = std::exchange(m_decisionFrameUs, std::nullopt);
     if (!m_running)
         return;
-    const QDateTime now = m_time.now();
+    const SleepMoment now{m_time.now(), m_time.monotonicMs()};
     const auto kept = std::min<std::size_t>(decisionStats.size(), MaxStimulationChannels);
     m_statistics.assign(decisionStats.begin(), decisionStats.begin() + static_cast<std::ptrdiff_t>(kept));
     followSleep(m_sleep, sleeping, sleepBeginTime, now);
     if (m_protocol == StimulationProtocol::SleepBased)
-        stimulateDue(dueForSleep(m_sleep, eligibleCages(), m_sleepThresholdSec, now),
+        stimulateDue(dueForSleep(m_sleep, eligibleCages(), m_sleepThresholdSec, now.monotonicMs),
                      QStringLiteral("Sleep-based"), frameArrivalUs);
     else if (m_protocol == StimulationProtocol::ActivityBased)
         stimulateDue(dueForActivity(m_statistics, eligibleCages(), m_activityThreshold),
@@ -181,7 +182,7 @@ void StimulationController::stimulate(std::uint16_t mask, const QString& reason,
 {
     appendStimulationRow(mask, reason);
     if (usesVexio() && unitCages(mask) != 0) {
-        m_latency.requestSent(frameArrivalUs);
+        m_request = m_latency.requestSent(frameArrivalUs);
         emit activateVexioStimulation(unitCages(mask));
     }
     if (usesDio())
@@ -267,9 +268,9 @@ void StimulationController::noteDecisionFrameArrival(qint64 monotonicUs)
     m_decisionFrameUs = monotonicUs;
 }
 
-void StimulationController::noteActivationReturned(std::optional<qint64> returnedUs)
+void StimulationController::noteActivationReturned(quint64 request, std::optional<qint64> returnedUs)
 {
-    const std::optional<qint64> latencyUs = m_latency.requestReturned(returnedUs);
+    const std::optional<qint64> latencyUs = m_latency.requestReturned(request, returnedUs);
     if (latencyUs)
         qInfo().noquote() << "StimulationController: Latency from frame to register write:"
                           << QString::number(static_cast<double>(*latencyUs) / 1000.0, 'f', 1) << "ms";

@@ -72,9 +72,11 @@ public:
     /// Before handleNewSleepDecision: when the frame arrived that completed this decision (monotonicUs of the
     /// time source). Counts for the next decision only.
     void noteDecisionFrameArrival(qint64 monotonicUs);
-    /// Once for every activateVexioStimulation, in order: when the unit's register write had returned
-    /// (monotonicUs), empty when there was none. The latency of the stimulation is logged.
-    void noteActivationReturned(std::optional<qint64> returnedUs);
+    /// Number of the request that goes out; in slots of activateVexioStimulation.
+    [[nodiscard]] quint64 activationRequest() const { return m_request; }
+    /// When the unit's register write for a request had returned (monotonicUs), empty when there was none.
+    /// The latency of the stimulation is logged.
+    void noteActivationReturned(quint64 request, std::optional<qint64> returnedUs);
     /// At the end of a recording: logs median, 95th percentile and maximum, and begins anew.
     void logLatencySummary();
 
@@ -189,6 +191,7 @@ private:
     CageRandomiser m_randomiser;
     StimulationLog m_log;
     StimulationLatency m_latency;
+    quint64 m_request = 0;
     std::optional<qint64> m_decisionFrameUs;
 
     bool m_running = false;

@@ -15,19 +15,21 @@ QString milliseconds(double microseconds)
 
 } // namespace
 
-void StimulationLatency::requestSent(std::optional<qint64> frameArrivalUs)
+quint64 StimulationLatency::requestSent(std::optional<qint64> frameArrivalUs)
 {
     if (m_outstanding.size() == MaxOutstanding) // nobody reports returns: do not grow for days
         m_outstanding.pop_front();
-    m_outstanding.push_back(frameArrivalUs);
+    m_outstanding.push_back({++m_requests, frameArrivalUs});
+    return m_requests;
 }
 
-std::optional<qint64> StimulationLatency::requestReturned(std::optional<qint64> returnedUs)
+std::optional<qint64> StimulationLatency::requestReturned(quint64 request, std::optional<qint64> returnedUs)
 {
-    if (m_outstanding.empty())
+    const auto found = std::ranges::find(m_outstanding, request, &Request::number);
+    if (found == m_outstanding.end())
         return std::nullopt;
-    const std::optional<qint64> arrivalUs = m_outstanding.front();
-    m_outstanding.pop_front();
+    const std::optional<qint64> arrivalUs = found->arrivalUs;
+    m_outstanding.erase(found);
     if (!arrivalUs || !returnedUs)
         return std::nullopt;
     const qint64 latencyUs = *returnedUs - *arrivalUs;

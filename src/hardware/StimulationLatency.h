@@ -15,12 +15,12 @@ namespace vt {
 class StimulationLatency
 {
 public:
-    /// A request to activate cages goes out. frameArrivalUs (monotonic clock): empty for stimulations that no
-    /// frame has caused.
-    void requestSent(std::optional<qint64> frameArrivalUs);
-    /// The oldest outstanding request came back: when the register write had returned, or empty when there
-    /// was none. Its latency in microseconds, when it has one.
-    std::optional<qint64> requestReturned(std::optional<qint64> returnedUs);
+    /// A request to activate cages goes out; its number. frameArrivalUs (monotonic clock): empty for
+    /// stimulations that no frame has caused.
+    [[nodiscard]] quint64 requestSent(std::optional<qint64> frameArrivalUs);
+    /// A request came back: when the register write had returned, or empty when there was none. Its latency
+    /// in microseconds, when it has one.
+    std::optional<qint64> requestReturned(quint64 request, std::optional<qint64> returnedUs);
     /// Requests that are still out will never come back.
     void forgetRequests() { m_outstanding.clear(); }
 
@@ -35,7 +35,13 @@ public:
 
 private:
     static constexpr std::size_t MaxOutstanding = 64;
-    std::deque<std::optional<qint64>> m_outstanding;
+    struct Request
+    {
+        quint64 number;
+        std::optional<qint64> arrivalUs;
+    };
+    quint64 m_requests = 0;
+    std::deque<Request> m_outstanding;
     std::vector<std::uint32_t> m_valuesUs;
 };
 

@@ -16,6 +16,7 @@ class StimulationLog::File
 public:
     void open(const QString& path, const QString& mode)
     {
+        m_path = path;
         const FileUtils::OpenResult result = m_file.openForWriting(path, FileUtils::Content::Append);
         if (result == FileUtils::OpenResult::InUse) {
             qWarning().noquote() << "StimulationController: stim file is held by another process,"
@@ -35,21 +36,22 @@ public:
     }
     void append(const QString& row)
     {
-        if (!m_file.isOpen() || writeBlock(m_file, row.toUtf8()).complete)
+        const bool isOpen = m_file.isOpen();
+        if (isOpen && writeBlock(m_file, row.toUtf8()).complete)
             return;
-        if (++m_lostRows == 1)
-            qWarning().noquote() << "StimulationController: Failed to write stim file:" << m_file.fileName()
+        if (++m_lostRows == 1 && isOpen)
+            qWarning().noquote() << "StimulationController: Failed to write stim file:" << m_path
                                  << m_file.errorString();
     }
     void close()
     {
-        if (!m_file.isOpen())
-            return;
+        const bool wasOpen = m_file.isOpen();
         m_file.close();
         if (m_lostRows > 0)
             qWarning().noquote() << "StimulationController:" << m_lostRows
-                                 << "rows could not be written to stim file:" << m_file.fileName();
-        qDebug().noquote() << "StimulationController: Stim file closed";
+                                 << "rows could not be written to stim file:" << m_path;
+        if (wasOpen)
+            qDebug().noquote() << "StimulationController: Stim file closed";
     }
 
 private:
@@ -62,6 +64,7 @@ private:
         return m_file.seek(end) && cut;
     }
 
+    QString m_path;
     DataFile m_file;
     quint64 m_lostRows = 0;
 };

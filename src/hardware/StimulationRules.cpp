@@ -75,7 +75,7 @@ bool isWithinStimPeriod(const std::vector<StimulationWindow>& schedule, const QD
 }
 
 void followSleep(SleepTracking& tracking, const std::vector<bool>& sleeping,
-                 const std::vector<QDateTime>& sleepBeginTime, const QDateTime& now)
+                 const std::vector<QDateTime>& sleepBeginTime, const SleepMoment& now)
 {
     const std::size_t count = std::min(sleeping.size(), tracking.sleeping.size());
     for (std::size_t channel = 0; channel < count; ++channel) {
@@ -84,7 +84,9 @@ void followSleep(SleepTracking& tracking, const std::vector<bool>& sleeping,
         if (!fellAsleep)
             continue;
         const bool known = channel < sleepBeginTime.size() && sleepBeginTime[channel].isValid();
-        tracking.since[channel] = known ? sleepBeginTime[channel] : now;
+        const qint64 lastedMs =
+            known ? std::max<qint64>(sleepBeginTime[channel].msecsTo(now.wallClock), 0) : 0;
+        tracking.sinceMs[channel] = std::max(now.monotonicMs - lastedMs, tracking.earliestMs);
     }
 }
 
@@ -96,12 +98,14 @@ std::uint16_t EligibleCages::mask() const
 }
 
 std::uint16_t dueForSleep(const SleepTracking& tracking, const EligibleCages& cages, int thresholdSec,
-                          const QDateTime& now)
+                          qint64 nowMonotonicMs)
 {
+    constexpr qint64 MsPerSecond = 1000;
     std::uint16_t due = 0;
     for (int channel = 0; channel < MaxStimulationChannels; ++channel) {
         const auto index = static_cast<std::size_t>(channel);
-        if (tracking.sleeping[index] && tracking.since[index].secsTo(now) >= thresholdSec)
+        if (tracking.sleeping[index] &&
+            nowMonotonicMs - tracking.sinceMs[index] >= thresholdSec * MsPerSecond)
             due |= bit(channel);
     }
     return due & cages.mask();

@@ -10,6 +10,7 @@
 #include <QVariant>
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -37,16 +38,25 @@ using ScheduleEntries = QList<QHash<QString, QVariant>>;
 [[nodiscard]] bool isWithinStimPeriod(const std::vector<StimulationWindow>& schedule,
                                       const QDateTime& localTime);
 
+/// One moment on both clocks. Beginnings of sleep are told on the wall clock, durations are measured on the
+/// monotonic one: setting the computer's clock neither wakes nor ages a sleeper.
+struct SleepMoment
+{
+    QDateTime wallClock;
+    qint64 monotonicMs = 0;
+};
+
 /// Which channels sleep, and since when.
 struct SleepTracking
 {
     std::array<bool, MaxStimulationChannels> sleeping{};
-    std::array<QDateTime, MaxStimulationChannels> since;
+    std::array<qint64, MaxStimulationChannels> sinceMs{};   ///< monotonic
+    qint64 earliestMs = std::numeric_limits<qint64>::min(); ///< nobody was watched before
 };
-/// Takes in one decision. An ongoing sleep keeps its first start. A sleep whose beginning is missing or
-/// invalid begins now.
+/// Takes in one decision. An ongoing sleep keeps its first start. A sleep whose beginning is missing, invalid
+/// or in the future begins now.
 void followSleep(SleepTracking& tracking, const std::vector<bool>& sleeping,
-                 const std::vector<QDateTime>& sleepBeginTime, const QDateTime& now);
+                 const std::vector<QDateTime>& sleepBeginTime, const SleepMoment& now);
 
 /// Which channels the protocol may stimulate at all: those below activeChannelCount that are enabled and do
 /// not follow an external trigger.
@@ -61,7 +71,7 @@ struct EligibleCages
 
 /// Eligible channels that have slept for at least thresholdSec.
 [[nodiscard]] std::uint16_t dueForSleep(const SleepTracking& tracking, const EligibleCages& cages,
-                                        int thresholdSec, const QDateTime& now);
+                                        int thresholdSec, qint64 nowMonotonicMs);
 
 /// Eligible channels whose decision statistic is above the threshold (not equal to it).
 [[nodiscard]] std::uint16_t dueForActivity(const std::vector<double>& statistics, const EligibleCages& cages,

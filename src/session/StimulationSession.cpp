@@ -173,13 +173,14 @@ void StimulationSession::notePresence()
 
 void StimulationSession::activate(std::uint8_t cageMask)
 {
-    m_hardware.activateStimulation(cageMask, [this, guard = QPointer<StimulationController>(&m_controller)](
-                                                 bool isDone, qint64 writtenUs) {
-        if (!guard)
-            return;
-        m_refused += isDone ? 0U : 1U;
-        m_controller.noteActivationReturned(isDone ? std::optional(writtenUs) : std::nullopt);
-    });
+    m_hardware.activateStimulation(
+        cageMask, [this, request = m_controller.activationRequest(),
+                   guard = QPointer<StimulationController>(&m_controller)](bool isDone, qint64 writtenUs) {
+            if (!guard)
+                return;
+            m_refused += isDone ? 0U : 1U;
+            m_controller.noteActivationReturned(request, isDone ? std::optional(writtenUs) : std::nullopt);
+        });
 }
 
 void StimulationSession::applySettings()

@@ -484,12 +484,12 @@ TEST_F(Stimulation, LatencyRunsFromTheFrameToTheRegisterWrite)
     controller.noteDecisionFrameArrival(time.monotonicUs());
     decide({true}, {-1.0}); // nobody due: this arrival is over
     decide({true}, {1.0});
-    controller.noteActivationReturned(time.monotonicUs());
+    controller.noteActivationReturned(controller.activationRequest(), time.monotonicUs());
     controller.noteDecisionFrameArrival(time.monotonicUs());
     time.advance(12);
     decide({true}, {1.0});
     time.advance(30);
-    controller.noteActivationReturned(time.monotonicUs());
+    controller.noteActivationReturned(controller.activationRequest(), time.monotonicUs());
     EXPECT_TRUE(logged("StimulationController: Latency from frame to register write: 42.0 ms"));
     controller.logLatencySummary();
     EXPECT_TRUE(

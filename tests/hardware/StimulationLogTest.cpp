@@ -79,7 +79,13 @@ TEST_F(StimulationLogFile, ThatCannotBeOpenedIsNamedAndCostsNothingElse)
     EXPECT_TRUE(m_messages.has(QStringLiteral("StimulationController: Failed to open stim file: ") +
                                m_folder.path()));
     log.append(QStringLiteral("row\n"));
+    log.append(QStringLiteral("row\n"));
     log.close();
+    EXPECT_TRUE(m_messages.has(
+        QStringLiteral("StimulationController: 1 rows could not be written to stim file: ") + m_path));
+    EXPECT_TRUE(
+        m_messages.has(QStringLiteral("StimulationController: 2 rows could not be written to stim file: ") +
+                       m_folder.path()));
     EXPECT_EQ(content(), QByteArray());
     EXPECT_FALSE(m_messages.hasPart(QStringLiteral("closed")));
 }

@@ -5,6 +5,7 @@
 #include "hardware/StimulationSummary.h"
 
 #include <gtest/gtest.h>
+#include <tuple>
 
 namespace vt {
 namespace {
@@ -121,18 +122,20 @@ TEST(StimulationLatency, SummarisesWhatReturned)
 TEST(StimulationLatency, PairsReturnsWithTheirRequests)
 {
     StimulationLatency latency;
-    EXPECT_EQ(latency.requestReturned(5), std::nullopt);
-    latency.requestSent(1000);
-    latency.requestSent(std::nullopt); // by a timer
-    latency.requestSent(3000);
-    latency.requestSent(4000);
-    EXPECT_EQ(latency.requestReturned(1500), 500);
-    EXPECT_EQ(latency.requestReturned(3100), std::nullopt);
-    EXPECT_EQ(latency.requestReturned(std::nullopt), std::nullopt); // refused by the unit
-    EXPECT_EQ(latency.requestReturned(4700), 700);
-    latency.requestSent(5000);
+    EXPECT_EQ(latency.requestReturned(1, 5), std::nullopt);
+    const quint64 first = latency.requestSent(1000);
+    const quint64 byTimer = latency.requestSent(std::nullopt);
+    std::ignore = latency.requestSent(2000); // is lost on its way
+    const quint64 refused = latency.requestSent(3000);
+    const quint64 last = latency.requestSent(4000);
+    EXPECT_EQ(latency.requestReturned(first, 1500), 500);
+    EXPECT_EQ(latency.requestReturned(first, 1600), std::nullopt) << "once";
+    EXPECT_EQ(latency.requestReturned(byTimer, 3100), std::nullopt);
+    EXPECT_EQ(latency.requestReturned(refused, std::nullopt), std::nullopt);
+    EXPECT_EQ(latency.requestReturned(last, 4700), 700);
+    const quint64 forgotten = latency.requestSent(5000);
     latency.forgetRequests();
-    EXPECT_EQ(latency.requestReturned(9000), std::nullopt);
+    EXPECT_EQ(latency.requestReturned(forgotten, 9000), std::nullopt);
     EXPECT_EQ(latency.count(), 2U);
 }
 

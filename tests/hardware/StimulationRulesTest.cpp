@@ -123,8 +123,8 @@ TEST(StimulationSleep, IsDueOnceItHasLastedTheThreshold)
     const QDateTime start({2026, 3, 2}, {10, 0});
     SleepTracking tracking;
     const auto decide = [&](std::vector<bool> sleeping, std::vector<QDateTime> since, int atSec) {
-        followSleep(tracking, sleeping, since, start.addSecs(atSec));
-        return dueForSleep(tracking, {8, 0b0111, 0b0100}, 10, start.addSecs(atSec));
+        followSleep(tracking, sleeping, since, {start.addSecs(atSec), 1000 * atSec});
+        return dueForSleep(tracking, {8, 0b0111, 0b0100}, 10, 1000 * atSec);
     };
     EXPECT_EQ(decide({true, false, true, true}, {start, start, start, start}, 0), 0);
     EXPECT_EQ(decide({true, true, true, true}, {start, start.addSecs(4), start, start}, 9), 0);
@@ -136,10 +136,10 @@ TEST(StimulationSleep, IsDueOnceItHasLastedTheThreshold)
     EXPECT_EQ(decide({true, true}, {start, start}, 32), 0b0011);
 
     tracking = {};
-    followSleep(tracking, std::vector<bool>(20, true), {}, start); // no beginning told: it begins now
-    EXPECT_EQ(dueForSleep(tracking, {20, 0xFFFF, 0}, 1, start), 0);
-    EXPECT_EQ(dueForSleep(tracking, {16, 0xFFFF, 0}, 1, start.addSecs(1)), 0xFFFF);
-    EXPECT_EQ(dueForSleep(tracking, {9, 0xFFFF, 0}, 1, start.addSecs(1)), 0x01FF);
+    followSleep(tracking, std::vector<bool>(20, true), {}, {start, 0}); // no beginning told: it begins now
+    EXPECT_EQ(dueForSleep(tracking, {20, 0xFFFF, 0}, 1, 0), 0);
+    EXPECT_EQ(dueForSleep(tracking, {16, 0xFFFF, 0}, 1, 1000), 0xFFFF);
+    EXPECT_EQ(dueForSleep(tracking, {9, 0xFFFF, 0}, 1, 1000), 0x01FF);
 }
 
 TEST(StimulationSleep, LastsRealSecondsWhenClocksChange)
@@ -148,9 +148,22 @@ TEST(StimulationSleep, LastsRealSecondsWhenClocksChange)
     const QDateTime before({2026, 3, 29}, {1, 59, 59}, berlin);
     const QDateTime after({2026, 3, 29}, {3, 0, 1}, berlin);
     SleepTracking tracking;
-    followSleep(tracking, {true}, {before}, before);
-    EXPECT_EQ(dueForSleep(tracking, {8, 1, 0}, 3, after), 0);
-    EXPECT_EQ(dueForSleep(tracking, {8, 1, 0}, 2, after), 1);
+    followSleep(tracking, {true}, {before}, {after, 5000});
+    EXPECT_EQ(dueForSleep(tracking, {8, 1, 0}, 3, 5000), 0);
+    EXPECT_EQ(dueForSleep(tracking, {8, 1, 0}, 2, 5000), 1);
+    // The computer's clock is set back, and forward, while the animal sleeps.
+    for (const int jumpSec : {-3600, 3600}) {
+        followSleep(tracking, {true}, {before}, {after.addSecs(jumpSec), 6000});
+        EXPECT_EQ(dueForSleep(tracking, {8, 1, 0}, 4, 6000), 0);
+        EXPECT_EQ(dueForSleep(tracking, {8, 1, 0}, 4, 7000), 1);
+    }
+    // Or between its falling asleep and the decision: at worst it counts from where watching began.
+    tracking = {};
+    tracking.earliestMs = 4000;
+    followSleep(tracking, {true, true}, {before, after.addSecs(60)}, {after, 7000});
+    followSleep(tracking, {true, true, true}, {{}, {}, before.addDays(-1)}, {after, 7000});
+    EXPECT_EQ(dueForSleep(tracking, {8, 0b111, 0}, 3, 7000), 0b100);
+    EXPECT_EQ(dueForSleep(tracking, {8, 0b111, 0}, 4, 7000), 0);
 }
 
 TEST(StimulationActivity, IsDueAboveTheThresholdOnly)

@@ -200,6 +200,29 @@ TEST_P(LostBusTest, CostsWhatHangsOnItUntilItWorksAgain)
     EXPECT_EQ(harness.unit.deadHandleCalls(), 0);
 }
 
+// The bus died while an output was on, and the recording ended meanwhile: a light would burn until the next
+// one.
+TEST_F(StimulationBusTest, OutputsThatWereOnGoOffWhenTheBusIsBack)
+{
+    ASSERT_TRUE(harness.select());
+    ASSERT_TRUE(record(u"run"_s));
+    const auto isOn = [this] {
+        bool last = false;
+        for (const DeviceEvent& event : harness.unit.deviceEvents())
+            if (event.kind == DeviceEvent::Kind::OutputChanged && event.cage == 1)
+                last = event.high;
+        return last;
+    };
+    ASSERT_TRUE(harness.passUntil([&] { return harness.deliver(1) == 1 && isOn(); }, 1));
+    driver.breakBus(lostBuses[2].lines);
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    ASSERT_TRUE(
+        harness.passUntil([&] { return log.hasPart(u"the bus of the port expanders has failed"_s); }, 1));
+    EXPECT_TRUE(isOn());
+    driver.mend();
+    EXPECT_TRUE(harness.passUntil([&] { return !isOn(); }, 10));
+}
+
 // A bus that fails between the preparation and the start is found by the probe.
 TEST_F(StimulationBusTest, IsSetUpAgainBeforeAPreparedRecordingStarts)
 {

@@ -133,15 +133,21 @@ TEST_F(StimulationSessionTest, DecisionsStimulateAcrossAPauseAndTheLatencyIsKnow
     vexio.activityThreshold = -1e9; // every decision
     ASSERT_TRUE(begin());
     EXPECT_EQ(harness.session->status().stimulation.state, State::Unit);
+    // The latency has been taken when it is logged; until then time must not go on.
+    const auto waitForLatencies = [&](qsizetype count) {
+        return SessionHarness::waitUntil([&] {
+            return log.lines().filter(u"Latency from frame to register write:"_s).size() == count;
+        });
+    };
     decide(5);
-    ASSERT_TRUE(waitForBegun(2));
+    ASSERT_TRUE(waitForBegun(2) && waitForLatencies(1));
     decide(7);
-    ASSERT_TRUE(waitForBegun(4));
+    ASSERT_TRUE(waitForBegun(4) && waitForLatencies(2));
     interrupt();
     EXPECT_TRUE(log.contains("StimulationController stopped (pause)"));
     harness.unit.clearDeviceEvents();
     decide(6);
-    ASSERT_TRUE(waitForBegun(2));
+    ASSERT_TRUE(waitForBegun(2) && waitForLatencies(3));
     ASSERT_EQ(harness.deliver(45), 45);
     ASSERT_TRUE(harness.stopAndWaitIdle());
 
