@@ -135,9 +135,8 @@ TEST_F(StimulationSessionTest, DecisionsStimulateAcrossAPauseAndTheLatencyIsKnow
     EXPECT_EQ(harness.session->status().stimulation.state, State::Unit);
     // The latency has been taken when it is logged; until then time must not go on.
     const auto waitForLatencies = [&](qsizetype count) {
-        return SessionHarness::waitUntil([&] {
-            return log.lines().filter(u"Latency from frame to register write:"_s).size() == count;
-        });
+        return SessionHarness::waitUntil(
+            [&] { return log.lines().filter(u"Latency from frame to register write:"_s).size() == count; });
     };
     decide(5);
     ASSERT_TRUE(waitForBegun(2) && waitForLatencies(1));
