@@ -179,6 +179,8 @@ void DataManager::filterFrame()
         s.chain.filterBrAct(static_cast<int>(c), four(s.decimated, c), br, act);
         s.channels[c].br.append(br);
         s.channels[c].act.append(act);
+        s.channels[c].breathingTrace.push(br);
+        s.channels[c].activityTrace.push(act);
         const qint64 afterUs = s.time.monotonicUs();
         const qint64 tookMs = wholeMs(afterUs - beforeUs);
         if (tookMs > BandFilterLimitMs)
@@ -273,6 +275,8 @@ void DataManager::publishStep(const QDateTime& now)
                       std::memory_order_relaxed);
     s.decisionFrameArrivedUs.store(s.device->pulledFrameArrivedUs(), std::memory_order_relaxed);
     emit newFeatureFrameReady(now);
+    if (isSignalConnected(QMetaMethod::fromSignal(&DataManager::stepCompleted)))
+        emit stepCompleted(stepRecord(now));
     // The vectors are built for listeners only.
     if (!s.config.activityOnly &&
         isSignalConnected(QMetaMethod::fromSignal(&DataManager::newSleepDecision))) {
@@ -293,6 +297,28 @@ void DataManager::publishStep(const QDateTime& now)
             noSignal[c] = s.decision.channel(static_cast<int>(c)).noSignal;
         emit sensorNoSignal(noSignal);
     }
+}
+
+std::shared_ptr<const StepRecord> DataManager::stepRecord(const QDateTime& now) const
+{
+    const ProcessingState& s = *m_state;
+    auto record = std::make_shared<StepRecord>();
+    record->time = now;
+    record->isDecided = s.isDecided.load(std::memory_order_relaxed);
+    record->isActivityOnly = s.config.activityOnly;
+    record->channels.resize(s.channelCount());
+    for (std::size_t c = 0; c < s.channelCount(); ++c) {
+        const int index = static_cast<int>(c);
+        const SleepDecision::Channel& scored = s.decision.channel(index);
+        const FeatureSet& features = s.channels[c].result.features;
+        record->channels[c] = {features,
+                               scored.decisionStat,
+                               scored.activityIndex,
+                               s.decision.shownBreathRate(index, features.breathRate),
+                               scored.sleeping,
+                               scored.noSignal};
+    }
+    return record;
 }
 
 void DataManager::countFrame()
@@ -333,6 +359,16 @@ bool DataManager::isDecided() const
 quint64 DataManager::copyRawTrace(int channel, std::span<float> out) const
 {
     return m_state->channel(channel).rawTrace.copyNewest(out);
+}
+
+quint64 DataManager::copyBreathingTrace(int channel, std::span<float> out) const
+{
+    return m_state->channel(channel).breathingTrace.copyNewest(out);
+}
+
+quint64 DataManager::copyActivityTrace(int channel, std::span<float> out) const
+{
+    return m_state->channel(channel).activityTrace.copyNewest(out);
 }
 
 quint64 DataManager::copyBreathRateTrace(int channel, std::span<float> out) const

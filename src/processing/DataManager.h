@@ -3,6 +3,7 @@
 
 #include "processing/FeatureSet.h"
 #include "processing/SleepDecision.h"
+#include "processing/StepRecord.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -62,7 +63,9 @@ public:
     // Displays: any thread, lock-free. Each copies the newest out.size() values, oldest first, and returns
     // the running number of values ever pushed to that trace (the last value copied is number n - 1). Entries
     // for which there is no value (not yet, or no longer) come first and are NaN.
-    quint64 copyRawTrace(int channel, std::span<float> out) const;        ///< volts at 120 Hz
+    quint64 copyRawTrace(int channel, std::span<float> out) const;       ///< volts at 120 Hz
+    quint64 copyBreathingTrace(int channel, std::span<float> out) const; ///< breathing band, as the raw trace
+    quint64 copyActivityTrace(int channel, std::span<float> out) const;  ///< activity band, as the raw trace
     quint64 copyBreathRateTrace(int channel, std::span<float> out) const; ///< Hz per 2-s step, NaN when awake
     quint64 copyPowerTrace(int channel, std::span<float> out) const;      ///< per 2-s step
     /// Latest whole spectrum, 480 values in dB, bins k x 0.125 Hz; returns the number of spectra so far.
@@ -89,6 +92,8 @@ public:
 signals:
     void newDataReady();
     void newFeatureFrameReady(QDateTime sampleDateTime);
+    /// Every 2 s, before newSleepDecision: all that the step found out, for displays.
+    void stepCompleted(std::shared_ptr<const vt::StepRecord> step);
     /// Every 2 s; see isDecided().
     void newSleepDecision(std::vector<bool> sleeping, std::vector<QDateTime> sleepBeginTime,
                           std::vector<double> decisionStats);
@@ -105,6 +110,7 @@ private:
     void queueFeatures(const FeatureSet& features);
     void writeRaw();
     void publishStep(const QDateTime& now);
+    [[nodiscard]] std::shared_ptr<const StepRecord> stepRecord(const QDateTime& now) const;
     void countFrame();
 
     std::unique_ptr<ProcessingState> m_state;

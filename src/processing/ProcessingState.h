@@ -17,6 +17,7 @@ namespace vt {
 struct ProcessingChannel
 {
     static constexpr std::size_t RawTraceLength = 131072; ///< 18 minutes at 120 Hz
+    static constexpr std::size_t BandTraceLength = 16384; ///< 2 minutes at 120 Hz
     static constexpr std::size_t StepTraceLength = 43200; ///< 24 hours of 2-s steps
 
     dataChannel br;
@@ -24,6 +25,8 @@ struct ProcessingChannel
     FeatureResult result;
 
     DisplayTrace rawTrace{RawTraceLength};
+    DisplayTrace breathingTrace{BandTraceLength};
+    DisplayTrace activityTrace{BandTraceLength};
     DisplayTrace breathRateTrace{StepTraceLength};
     DisplayTrace powerTrace{StepTraceLength};
     DisplaySpectrum spectrum;

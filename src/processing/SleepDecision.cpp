@@ -35,7 +35,8 @@ void SleepDecision::step(int index, const FeatureResult& result, const QDateTime
     updateBaseline(channel.baseline, power, m_config.kind,
                    channel.sleeping ? AnimalState::Sleeping : AnimalState::Awake);
     DayProfileBin& bin = channel.dayProfile[m_bin];
-    bin.sum += activityIndex(power, channel.baseline.value);
+    channel.activityIndex = activityIndex(power, channel.baseline.value);
+    bin.sum += channel.activityIndex;
     bin.count += 1;
 }
 

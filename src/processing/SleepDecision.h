@@ -6,6 +6,7 @@
 
 #include <QDateTime>
 #include <array>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -35,6 +36,7 @@ public:
     {
         RunningMeans means;
         double decisionStat = 0.0;
+        double activityIndex = std::numeric_limits<double>::quiet_NaN(); ///< of the last step; NaN: none yet
         bool sleeping = false;
         QDateTime sleepBeginTime; ///< invalid until the channel first falls asleep
         int sleepCount = 0;

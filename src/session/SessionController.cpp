@@ -368,6 +368,11 @@ std::shared_ptr<const DataManager> SessionController::processing() const
     return d->manager;
 }
 
+const StepHistory& SessionController::history() const
+{
+    return d->history;
+}
+
 EndReason SessionController::lastEndReason() const
 {
     return d->endReason;

@@ -16,9 +16,11 @@ class DaqClaim;
 class DaqmxApi;
 class DataManager;
 class RecordingCompanion;
+class StepHistory;
 class TimeSource;
 class UserInteraction;
 struct SessionPrivate;
+struct StepRecord;
 
 /// Prepares, starts, pauses, resumes and stops a recording. Interface thread only. No method waits for a
 /// device or the disk; long steps run elsewhere and end in stateChanged. The window and the headless mode
@@ -92,6 +94,8 @@ public:
     /// The processing object of the running segment for displays, or null. Its display channels are safe to
     /// read from the interface thread until segmentEnded.
     [[nodiscard]] std::shared_ptr<const DataManager> processing() const;
+    /// The steps of this recording, or of the last one when none runs.
+    [[nodiscard]] const StepHistory& history() const;
     [[nodiscard]] EndReason lastEndReason() const;
     /// Text of the last recording's summary: files, steps, asleep, percent per channel, losses.
     [[nodiscard]] QString lastSummary() const;
@@ -108,6 +112,8 @@ signals:
     void segmentStarted(const QString& basePath, int segment);
     void segmentEnded();
     void recordingEnded(vt::EndReason reason);
+    /// Every 2 s, activity-only recordings included; history() has it already.
+    void stepCompleted(const vt::StepRecord& step);
     void sleepDecision(const std::vector<bool>& sleeping, const std::vector<QDateTime>& sleepBeginTime,
                        const std::vector<double>& decisionStats);
 

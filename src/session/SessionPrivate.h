@@ -12,6 +12,7 @@
 #include "session/RecordingSummary.h"
 #include "session/SessionController.h"
 #include "session/SessionExtensions.h"
+#include "session/StepHistory.h"
 #include "session/StimulationSession.h"
 #include "session/StrivixRecordingDevice.h"
 
@@ -169,6 +170,7 @@ struct SessionPrivate
     quint64 launches = 0; ///< counts segments that were launched; messages of older devices are void
 
     RecordingResult result;
+    StepHistory history;
     std::vector<bool> sleeping;
     std::vector<QDateTime> sleepBeginTime;
     std::vector<double> decisionStats;

@@ -82,6 +82,7 @@ void SessionPrivate::headersWritten(bool ok)
     if (stopPending())
         return;
     makeManager();
+    history.begin(setup.channelCount);
     recordingRan = true;
     for (const auto& companion : companions)
         companion->recordingStarted(context());
@@ -114,6 +115,15 @@ void SessionPrivate::makeManager()
             inbox->post(
                 [this, news = SleepDecisionNews{asleep, since, stats, source->decisionFrameArrivedUs(),
                                                 source->isDecided()}] { handleNewSleepDecision(news); });
+        },
+        Qt::DirectConnection);
+    QObject::connect(
+        manager.get(), &DataManager::stepCompleted, manager.get(),
+        [this, inbox = answers.address()](const std::shared_ptr<const StepRecord>& step) {
+            inbox->post([this, step] {
+                history.append(*step);
+                emit q->stepCompleted(*step);
+            });
         },
         Qt::DirectConnection);
 }
