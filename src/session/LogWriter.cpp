@@ -143,22 +143,25 @@ void LogWriter::fillBatch(LogQueue::Position end)
     }
 }
 
-/// Whether the run's limits leave room for a record.
+/// Whether the run's limits leave room for a record. Tells before the first one without room that there is a
+/// limit, at the place where the first line is missing.
 bool LogWriter::isWanted(const LogQueue::Record& record)
 {
-    const std::uint64_t bytes =
-        m_bytesWritten + m_batch.size() + record.text[0].size() + record.text[1].size();
-    if (bytes <= m_limits.everythingBytes && !m_limitTold)
-        return true;
-    if (!std::exchange(m_limitTold, true))
-        m_queue.push(logLine(QtWarningMsg, __FILE__, __LINE__,
-                             "LogManager: Log file has reached its limit, only warnings and errors follow"));
+    const std::size_t size = record.text[0].size() + record.text[1].size();
+    if (!m_limitTold) {
+        if (m_bytesWritten + m_batch.size() + size <= m_limits.everythingBytes)
+            return true;
+        m_limitTold = true;
+        m_batch += logLine(QtWarningMsg, __FILE__, __LINE__,
+                           "LogManager: Log file has reached its limit, only warnings and errors follow");
+    }
     std::array<char, 64> head{}; // longer than a record's head
-    std::size_t size = 0;
+    std::size_t headSize = 0;
     for (const std::string_view piece : record.text)
-        size += piece.copy(head.data() + size, head.size() - size);
-    const char severity = severityOf({head.data(), size});
-    return bytes <= m_limits.everythingBytes + m_limits.warningsBytes && severity != 'D' && severity != 'I';
+        headSize += piece.copy(head.data() + headSize, head.size() - headSize);
+    const char severity = severityOf({head.data(), headSize});
+    return severity != 'D' && severity != 'I' &&
+           m_bytesWritten + m_batch.size() + size <= m_limits.everythingBytes + m_limits.warningsBytes;
 }
 
 /// Moves m_filePosition behind the last record that is whole in the file.

@@ -57,10 +57,10 @@ QByteArray scalarText(const QJsonValue& value)
 
 void write(QByteArray& out, const QJsonValue& value, int depth)
 {
-    const QByteArray indent = '\n' + QByteArray(4 * (depth + 1), ' ');
+    const QByteArray indent = '\n' + QByteArray(qsizetype{4} * (depth + 1), ' ');
     const auto close = [&](char bracket, bool empty) {
         if (!empty)
-            out += '\n' + QByteArray(4 * depth, ' ');
+            out += '\n' + QByteArray(qsizetype{4} * depth, ' ');
         out += bracket;
     };
     QByteArray separator;
