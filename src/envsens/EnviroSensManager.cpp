@@ -212,15 +212,15 @@ void EnviroSensManager::poll(const SensorPointer& managed)
     managed->isPolling = true;
     managed->pollStartMs = m_time.monotonicMs();
     const quint64 number = ++managed->polls;
-    managed->thread.post([this, answers = m_inbox.address(), sensor = managed->sensor.get(),
-                          weak = std::weak_ptr(managed), number] {
-        sensor->getNewSample();
-        // A disabled sensor delivers nothing.
-        answers->post([weak, number] {
-            if (const SensorPointer ours = weak.lock(); ours && ours->polls == number)
-                ours->isPolling = false;
+    managed->thread.post(
+        [answers = m_inbox.address(), sensor = managed->sensor.get(), weak = std::weak_ptr(managed), number] {
+            sensor->getNewSample();
+            // A disabled sensor delivers nothing.
+            answers->post([weak, number] {
+                if (const SensorPointer ours = weak.lock(); ours && ours->polls == number)
+                    ours->isPolling = false;
+            });
         });
-    });
 }
 
 void EnviroSensManager::deliverNoData(const ManagedSensor& managed)
