@@ -6,6 +6,7 @@
 #include <QDebug>
 #include <QThread>
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace vt {
@@ -340,10 +341,20 @@ void CameraManagerRegistry::stopRecording(Stopped stopped)
     m_plan.reset();
     setRecordingMode(false);
     m_stopLimit->start(StopLimitMs, TimerMode::SingleShot);
-    run([this, stop = ++m_stopNumber, answers = m_inbox.address()](CameraManager& manager) {
-        manager.stopAll(
-            [this, stop, answers] { answers->post([this, stop] { handleStopped(stop, true); }); });
+    const auto ended = std::make_shared<std::promise<void>>();
+    m_stopEnded = ended->get_future().share();
+    run([this, ended, stop = ++m_stopNumber, answers = m_inbox.address()](CameraManager& manager) {
+        manager.stopAll([this, ended, stop, answers] {
+            ended->set_value();
+            answers->post([this, stop] { handleStopped(stop, true); });
+        });
     });
+}
+
+bool CameraManagerRegistry::waitForStop(int timeoutMs) const
+{
+    return m_stopped.empty() ||
+           m_stopEnded.wait_for(std::chrono::milliseconds(timeoutMs)) == std::future_status::ready;
 }
 
 void CameraManagerRegistry::handleStopped(quint64 stop, bool isComplete)

@@ -15,6 +15,7 @@
 #include <QString>
 #include <QStringList>
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <optional>
@@ -95,6 +96,9 @@ public:
     void startRecording(const CameraRecordingPlan& plan);
     /// stopped is called once, within StopLimitMs, later than this returns; not after the registry's end.
     void stopRecording(Stopped stopped);
+    /// Blocks until the stop that is under way has ended, up to timeoutMs; true when none is. Its callbacks
+    /// come later all the same. For systems that go on when a handler returns.
+    [[nodiscard]] bool waitForStop(int timeoutMs) const;
     /// From startRecording() to stopRecording().
     [[nodiscard]] bool isRecordingSession() const { return m_plan.has_value(); }
 
@@ -145,6 +149,7 @@ private:
     std::optional<CameraRecordingPlan> m_nextPlan; ///< asked for while a stop was under way
     std::vector<Stopped> m_stopped;                ///< wait for the stop that is under way
     quint64 m_stopNumber = 0;
+    std::shared_future<void> m_stopEnded; ///< of the stop that is under way, on the cameras' thread
     std::unique_ptr<Timer> m_scanTimer;
     std::unique_ptr<Timer> m_stopLimit;
     std::unique_ptr<Worker> m_worker;

@@ -193,6 +193,11 @@ void clearAll()
         qInfo().noquote() << "All settings cleared. Application will start with defaults.";
 }
 
+std::unique_ptr<QSettings> openStore()
+{
+    return currentStore();
+}
+
 void useFiles(const QString& currentFile, const QString& legacyFile)
 {
     stores() = {currentFile, legacyFile, false};

@@ -4,6 +4,9 @@
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
+#include <memory>
+
+class QSettings;
 
 /// What the program remembers between runs, in the platform's settings store under the application's
 /// organisation and name. Every change is on the disk when its function returns. A store that cannot be
@@ -49,8 +52,12 @@ void migrateLegacySettings();
 /// they are no settings, and may be those of other instances.
 void clearAll();
 
+/// The store itself, opened anew, for what has groups of its own in it (cameras, environmental sensors). Any
+/// thread.
+[[nodiscard]] std::unique_ptr<QSettings> openStore();
+
 /// Takes these ini files in place of the platform's two stores, for tests; empty names: the platform's
-/// again. The next failure to write is told again.
+/// again. The next failure to write is told again. While no other thread uses the store.
 void useFiles(const QString& currentFile, const QString& legacyFile);
 
 } // namespace vt::AppSettings

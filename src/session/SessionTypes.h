@@ -103,17 +103,21 @@ struct LossSummary
     quint64 bytesDropped = 0;
     quint64 bytesFailed = 0;
     quint64 flushTimeouts = 0;
-    quint64 failedStamps = 0;    ///< lines of the time-stamp file
-    quint64 filesNotWritten = 0; ///< configuration summary
-    quint64 bytesDamaged = 0;    ///< on the serial line
-    quint64 interruptions = 0;   ///< of the serial amplifier's stream
-    quint64 samplesDropped = 0;  ///< per channel, before they were a frame
-    quint64 writesReordered = 0; ///< written, but after a younger write to the same file
+    quint64 failedStamps = 0;        ///< lines of the time-stamp file
+    quint64 filesNotWritten = 0;     ///< configuration summary
+    quint64 bytesDamaged = 0;        ///< on the serial line
+    quint64 interruptions = 0;       ///< of the serial amplifier's stream
+    quint64 samplesDropped = 0;      ///< per channel, before they were a frame
+    quint64 writesReordered = 0;     ///< written, but after a younger write to the same file
+    quint64 sensorRecordsLost = 0;   ///< rounds of readings that did not get into the log
+    quint64 sensorLogsMissing = 0;   ///< logs of the environmental sensors that could not be opened
+    quint64 camerasWithoutVideo = 0; ///< set up to be recorded, of which there is no video at all
     [[nodiscard]] bool any() const
     {
         return framesDropped || framesUnaccounted || writesDropped || writesFailed || bytesDropped ||
                bytesFailed || flushTimeouts || failedStamps || filesNotWritten || bytesDamaged ||
-               interruptions || samplesDropped;
+               interruptions || samplesDropped || sensorRecordsLost || sensorLogsMissing ||
+               camerasWithoutVideo;
     }
 };
 
@@ -137,6 +141,31 @@ struct StimulationStatus
     quint64 refused = 0;        ///< of these, not carried out by the stimulation unit
 };
 
+/// The environmental sensors; log and records are those of the recording that runs, or else of the last one.
+struct SensorsStatus
+{
+    enum class Log {
+        NotWanted, ///< no recording yet, or no sensor was enabled
+        Opening,
+        Open,
+        Failed ///< could not be opened: the recording has none
+    };
+    int found = 0;
+    int enabled = 0;
+    int missing = 0; ///< of the enabled ones: unplugged
+    Log log = Log::NotWanted;
+    quint64 records = 0;     ///< rounds of readings in this recording's log
+    quint64 recordsLost = 0; ///< that this recording's log should have
+};
+
+/// The cameras, in a recording or outside.
+struct CamerasStatus
+{
+    int enabled = 0;
+    int recording = 0;        ///< video flows into a file
+    QStringList withoutVideo; ///< MAC addresses of those of which this recording has no video so far
+};
+
 /// A copy of the session's state for display; made on the interface thread, cheap enough for 10 Hz.
 struct SessionStatus
 {
@@ -156,6 +185,8 @@ struct SessionStatus
     qint64 bytesPerHour = 0;       ///< what a recording of this size writes
     std::vector<ChannelSummary> channels;
     StimulationStatus stimulation;
+    SensorsStatus sensors;
+    CamerasStatus cameras;
 };
 
 /// What became of a stimulation by hand.

@@ -1,0 +1,275 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "session/CameraSession.h"
+
+#include "base/TimeSource.h"
+#include "camera/AxisCameraManager.h"
+#include "camera/AxisRecordingManager.h"
+#include "session/AppSettings.h"
+#include "session/SessionExtensions.h"
+#include "session/SessionTexts.h"
+#include "session/UserInteraction.h"
+
+#include <QDebug>
+#include <algorithm>
+#include <utility>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString noticeId(const QString& mac)
+{
+    return u"camera:"_s + mac;
+}
+
+bool isEnabled(const CameraStatus& camera)
+{
+    return camera.settings.enabled && camera.settings.channel > 0;
+}
+
+} // namespace
+
+/// Hands the moments of a recording on.
+class CameraSession::Companion final : public RecordingCompanion
+{
+public:
+    explicit Companion(CameraSession& session) : m_session(session) {}
+    void recordingStarted(const RecordingContext& context) override { m_session.begin(context); }
+    void recordingStopped() override { m_session.end(); }
+    void report(SessionStatus& status) const override { m_session.report(status); }
+    void whenClosed(std::function<void()> done) override { m_session.whenClosed(std::move(done)); }
+    [[nodiscard]] bool waitUntilClosed(int timeoutMs) override
+    {
+        return m_session.m_registry.waitForStop(timeoutMs);
+    }
+
+private:
+    CameraSession& m_session;
+};
+
+CameraManagerRegistry::ManagerFactory CameraSession::networkCameras(TimeSource& time)
+{
+    return [&time] {
+        return std::make_unique<AxisCameraManager>(time, std::make_unique<AxisRecordingManager>(time));
+    };
+}
+
+CameraSession::CameraSession(TimeSource& time, CameraManagerRegistry::ManagerFactory factory,
+                             UserInteraction& user, QObject* parent)
+    : QObject(parent), m_time(time), m_user(user), m_store(&AppSettings::openStore),
+      m_registry(time, std::move(factory))
+{
+    (void)m_registry.setSettings(m_store.load()); // logged; what is left out stays so
+    const QString password = m_store.password();
+    m_hasOwnPassword = !password.isEmpty();
+    if (m_hasOwnPassword) {
+        m_credentials.password = password;
+        m_registry.setCredentials(m_credentials);
+    }
+    connect(&m_registry, &CameraManagerRegistry::settingsChanged, this,
+            [this](const VideoSettings& settings) {
+                m_store.save(settings);
+                filmIfWanted();
+            });
+    connect(&m_registry, &CameraManagerRegistry::recordingError, this, &CameraSession::handleError);
+    connect(&m_registry, &CameraManagerRegistry::scanFinished, this,
+            [this](int, const QString& error) { handleScanFinished(error); });
+    connect(&m_registry, &CameraManagerRegistry::camerasChanged, this, &CameraSession::handleChange);
+}
+
+CameraSession::~CameraSession()
+{
+    m_registry.disconnect(this);
+}
+
+std::unique_ptr<RecordingCompanion> CameraSession::companion()
+{
+    return std::make_unique<Companion>(*this);
+}
+
+void CameraSession::applySettings(const VideoSettings& settings)
+{
+    const QString problem = m_registry.setSettings(settings);
+    if (!problem.isEmpty())
+        m_user.notify(Severity::Warning, tr("Cameras"), problem);
+}
+
+bool CameraSession::setSegmentMinutes(int minutes)
+{
+    VideoSettings settings = m_registry.settings();
+    settings.segmentMinutes = std::clamp(minutes, 1, 1440);
+    return m_registry.setSettings(settings).isEmpty();
+}
+
+void CameraSession::setPassword(const QString& password)
+{
+    if (!m_store.setPassword(password))
+        m_user.notify(Severity::Warning, tr("Cameras"),
+                      tr("The cameras' password could not be stored where only you can read it. It is used "
+                         "until the program ends, and forgotten then."));
+    m_hasOwnPassword = !password.isEmpty();
+    m_credentials.password = m_hasOwnPassword ? password : CameraCredentials{}.password;
+    m_registry.setCredentials(m_credentials);
+}
+
+MjpegCamera CameraSession::liveCamera(const QString& mac) const
+{
+    MjpegCamera live;
+    live.user = m_credentials.user;
+    live.password = m_credentials.password;
+    const std::vector<CameraStatus> cameras = m_registry.cameras();
+    if (const CameraStatus* camera = find(cameras, mac))
+        live.address = camera->address;
+    return live;
+}
+
+const CameraStatus* CameraSession::find(const std::vector<CameraStatus>& cameras, const QString& mac) const
+{
+    const auto found = std::find_if(cameras.begin(), cameras.end(), [&mac](const CameraStatus& camera) {
+        return camera.settings.mac == mac;
+    });
+    return found == cameras.end() ? nullptr : &*found;
+}
+
+void CameraSession::begin(const RecordingContext& context)
+{
+    m_isRecording = true;
+    m_wanted.clear();
+    m_filmed.clear();
+    m_plan = {};
+    m_plan.baseDirectory = context.basePath + u"_video"_s;
+    for (int channel = 1; channel <= context.channelCount; ++channel)
+        m_plan.labels.push_back({channel, context.animalIds.value(channel - 1)});
+    filmIfWanted();
+}
+
+/// A recording without cameras does not search the network for them.
+void CameraSession::filmIfWanted()
+{
+    if (!m_isRecording)
+        return;
+    const VideoSettings& settings = m_registry.settings();
+    for (const CameraEntry& camera : settings.cameras) {
+        if (camera.enabled)
+            m_wanted.insert(camera.mac);
+        else if (!m_filmed.contains(camera.mac)) // the user does not want it any more
+            m_wanted.remove(camera.mac);
+    }
+    if (m_wanted.isEmpty() || m_registry.isRecordingSession())
+        return;
+    m_plan.segmentMinutes = settings.segmentMinutes;
+    m_registry.startRecording(m_plan);
+}
+
+void CameraSession::end()
+{
+    m_isRecording = false;
+    for (auto troubled = m_troubled.begin(); troubled != m_troubled.end(); ++troubled)
+        m_user.closeNotice(noticeId(troubled.key()));
+    m_troubled.clear();
+    if (m_wanted.isEmpty())
+        return;
+    ++m_stops;
+    m_registry.stopRecording([this](bool) { handleStopped(); });
+}
+
+void CameraSession::handleStopped()
+{
+    if (--m_stops > 0)
+        return;
+    const std::vector<std::function<void()>> waiting = std::exchange(m_whenClosed, {});
+    for (const auto& done : waiting)
+        done();
+}
+
+void CameraSession::whenClosed(std::function<void()> done)
+{
+    if (m_stops == 0)
+        done();
+    else
+        m_whenClosed.push_back(std::move(done));
+}
+
+void CameraSession::tellTrouble(const CameraStatus& camera, const QString& what)
+{
+    const QString& mac = camera.settings.mac;
+    if (m_troubled.contains(mac))
+        return;
+    const QDateTime now = m_time.now();
+    m_troubled.insert(mac, now);
+    m_user.showNotice(
+        noticeId(mac), tr("Cameras"),
+        tr("The camera of channel %1 (%2) does not film since %3: %4 It is tried again for as "
+           "long as the recording lasts.")
+            .arg(QString::number(camera.settings.channel), mac, now.toString(messageTimeFormat()), what),
+        tr("OK"), [] {});
+}
+
+void CameraSession::handleError(const QString& mac, const QString& text)
+{
+    const std::vector<CameraStatus> cameras = m_registry.cameras();
+    const CameraStatus* camera = find(cameras, mac);
+    if (!m_isRecording || !camera || !isEnabled(*camera))
+        return;
+    const QString why = camera->lastError.isEmpty() ? text : camera->lastError;
+    tellTrouble(*camera, why.endsWith(u'.') ? why : why + u'.');
+}
+
+void CameraSession::handleScanFinished(const QString& error)
+{
+    if (!m_isRecording)
+        return;
+    const std::vector<CameraStatus> cameras = m_registry.cameras();
+    for (const CameraStatus& camera : cameras)
+        if (isEnabled(camera) && camera.address.isNull())
+            tellTrouble(camera, error.isEmpty() ? tr("it was not found on the network.")
+                                                : tr("the network could not be searched (%1).").arg(error));
+}
+
+void CameraSession::handleChange()
+{
+    if (!m_isRecording)
+        return;
+    const std::vector<CameraStatus> cameras = m_registry.cameras();
+    for (const CameraStatus& camera : cameras) {
+        const QString& mac = camera.settings.mac;
+        if (camera.isRecording)
+            m_filmed.insert(mac);
+        if (!m_troubled.contains(mac) || (isEnabled(camera) && !camera.isRecording))
+            continue;
+        m_troubled.remove(mac);
+        if (camera.isRecording)
+            m_user.showNotice(noticeId(mac), tr("Cameras"),
+                              tr("The camera of channel %1 (%2) films since %3.")
+                                  .arg(QString::number(camera.settings.channel), mac,
+                                       m_time.now().toString(messageTimeFormat())),
+                              tr("OK"), [] {});
+        else
+            m_user.closeNotice(noticeId(mac));
+    }
+}
+
+CamerasStatus CameraSession::status() const
+{
+    CamerasStatus status;
+    const std::vector<CameraStatus> cameras = m_registry.cameras();
+    for (const CameraStatus& camera : cameras) {
+        status.enabled += isEnabled(camera) ? 1 : 0;
+        status.recording += isEnabled(camera) && camera.isRecording ? 1 : 0;
+    }
+    for (const QString& mac : m_wanted)
+        if (!m_filmed.contains(mac))
+            status.withoutVideo << mac;
+    status.withoutVideo.sort();
+    return status;
+}
+
+void CameraSession::report(SessionStatus& status) const
+{
+    status.cameras = this->status();
+    status.losses.camerasWithoutVideo += static_cast<quint64>(status.cameras.withoutVideo.size());
+}
+
+} // namespace vt

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "camera/CameraManagerRegistry.h"
+#include "camera/MjpegStream.h"
+#include "session/CameraSettingsStore.h"
+#include "session/SessionTypes.h"
+
+#include <QDateTime>
+#include <QMap>
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace vt {
+
+class RecordingCompanion;
+class TimeSource;
+class UserInteraction;
+struct RecordingContext;
+
+/// The cameras for the rest of the program: their registry with what is remembered of them, and their films
+/// beside a recording (folders in base path + "_video"). Every enabled camera is filmed from the start of a
+/// recording to its end, pauses included. A recording ends without waiting for the films; whoever lets the
+/// computer or the program go waits for them (RecordingCompanion::whenClosed, the destructor).
+///
+/// A camera that does not film is told to the user once, and once more when it films again. Interface thread;
+/// nothing waits for a camera, but for the destructor (see CameraManagerRegistry).
+class CameraSession : public QObject
+{
+    Q_OBJECT
+public:
+    /// time and user outlive the object.
+    CameraSession(TimeSource& time, CameraManagerRegistry::ManagerFactory factory, UserInteraction& user,
+                  QObject* parent = nullptr);
+    ~CameraSession() override;
+    /// For the cameras on the local network. time outlives what it builds.
+    [[nodiscard]] static CameraManagerRegistry::ManagerFactory networkCameras(TimeSource& time);
+
+    /// Changes made there are kept. Recordings are started and stopped here.
+    [[nodiscard]] CameraManagerRegistry& registry() { return m_registry; }
+    [[nodiscard]] const CameraManagerRegistry& registry() const { return m_registry; }
+
+    /// What a setup file keeps.
+    [[nodiscard]] const VideoSettings& settings() const { return m_registry.settings(); }
+    /// Of a setup file. Tells the user what of it cannot be taken. Not during a recording.
+    void applySettings(const VideoSettings& settings);
+    /// 1 to 1440; false during a recording.
+    bool setSegmentMinutes(int minutes);
+
+    /// That the cameras were given; empty: the program's default. Kept for the user alone; tells the user
+    /// when it cannot be kept. In effect at once, but not for cameras that are being filmed.
+    void setPassword(const QString& password);
+    [[nodiscard]] bool hasOwnPassword() const { return m_hasOwnPassword; }
+
+    /// For MjpegStream::start; without an address when the camera has not been found. Not to be shown or
+    /// kept: it holds the password.
+    [[nodiscard]] MjpegCamera liveCamera(const QString& mac) const;
+
+    [[nodiscard]] CamerasStatus status() const;
+
+    /// For the session controller, which this object outlives. Once.
+    [[nodiscard]] std::unique_ptr<RecordingCompanion> companion();
+
+private:
+    class Companion;
+
+    void begin(const RecordingContext& context);
+    void filmIfWanted();
+    void end();
+    void report(SessionStatus& status) const;
+    void handleStopped();
+    void whenClosed(std::function<void()> done);
+
+    [[nodiscard]] const CameraStatus* find(const std::vector<CameraStatus>& cameras,
+                                           const QString& mac) const;
+    void tellTrouble(const CameraStatus& camera, const QString& what);
+    void handleError(const QString& mac, const QString& text);
+    void handleScanFinished(const QString& error);
+    void handleChange();
+
+    TimeSource& m_time;
+    UserInteraction& m_user;
+    const CameraSettingsStore m_store;
+    CameraCredentials m_credentials;
+    bool m_hasOwnPassword = false;
+    CameraRecordingPlan m_plan; ///< of the recording that runs
+    bool m_isRecording = false;
+    QSet<QString> m_wanted;              ///< cameras that this recording was to film
+    QSet<QString> m_filmed;              ///< those of which there is a film
+    QMap<QString, QDateTime> m_troubled; ///< cameras that the user was told of, since when
+    int m_stops = 0;                     ///< under way
+    std::vector<std::function<void()>> m_whenClosed;
+    CameraManagerRegistry m_registry; ///< the last: waits for its films when it goes
+};
+
+} // namespace vt
