@@ -82,9 +82,9 @@ public:
 private:
     void holdUp() const
     {
-        std::unique_lock lock(m_mutex);
+        const MutexLock lock(m_mutex);
         ++m_waiting;
-        m_changed.wait(lock, [this]() VT_REQUIRES(m_mutex) { return !m_isHeld; });
+        m_changed.wait(m_mutex, [this]() VT_REQUIRES(m_mutex) { return !m_isHeld; });
         --m_waiting;
     }
     mutable Mutex m_mutex;
