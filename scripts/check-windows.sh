@@ -11,7 +11,8 @@ done
 # Headers of header-only use from the host, copied so that the host's C library headers stay out of sight.
 shim=$(mktemp -d)
 trap 'rm -rf "$shim"' EXIT
-cp /usr/include/fftw3.h /usr/include/qcustomplot.h "$shim/" 2>/dev/null || true
+cp /usr/include/fftw3.h /usr/include/qcustomplot.h /usr/include/zlib.h /usr/include/zconf.h \
+    /usr/include/minizip/unzip.h /usr/include/minizip/ioapi.h "$shim/" 2>/dev/null || true
 flags=(-std=c++20 -fsyntax-only -Wall -Wextra -D_WIN32_WINNT=0x0A00 -DUNICODE -DQT_NO_CAST_FROM_ASCII
     -DQT_NO_CAST_TO_ASCII -DVELLUMTIDE_VERSION_MAJOR=0 -DVELLUMTIDE_VERSION_MINOR=0 '-DVELLUMTIDE_VERSION_BUILD="0"'
     -DQT_MESSAGELOGCONTEXT "${includes[@]}" -isystem "$shim")

@@ -5,7 +5,7 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build pkg-config ccache git
     qt6-base-dev libqt6serialport6-dev qt6-multimedia-dev libgl-dev
-    libqcustomplot-dev libfftw3-dev libdw-dev
+    libqcustomplot-dev libfftw3-dev libminizip-dev libdw-dev
     libgtest-dev libgmock-dev libbenchmark-dev dbus python3-dbusmock
     ffmpeg iproute2 gir1.2-gst-rtsp-server-1.0 python3-gi gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     gstreamer1.0-plugins-ugly
