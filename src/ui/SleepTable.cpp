@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/SleepTable.h"
 
+#include "ui/StripDelegate.h"
 #include "ui/Theme.h"
 
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
 #include <QHeaderView>
 #include <QLabel>
-#include <QLocale>
+#include <QSignalBlocker>
+#include <QSortFilterProxyModel>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -14,165 +19,94 @@
 namespace vt {
 
 using statustext::Scoring;
-using statustext::SleepDisplay;
-
-void SleepModel::setChannels(const std::vector<ChannelSummary>& channels, Scoring scoring)
-{
-    const auto sameIds = [](const ChannelSummary& a, const ChannelSummary& b) {
-        return a.animalId == b.animalId;
-    };
-    if (scoring != m_scoring ||
-        !std::equal(channels.begin(), channels.end(), m_channels.begin(), m_channels.end(), sameIds)) {
-        beginResetModel();
-        m_channels = channels;
-        m_scoring = scoring;
-        endResetModel();
-        return;
-    }
-    for (int row = 0; row < rowCount(); ++row) {
-        const auto i = static_cast<std::size_t>(row);
-        const ChannelSummary& fresh = channels[i];
-        ChannelSummary& shown = m_channels[i];
-        const bool changed = fresh.steps != shown.steps || fresh.asleep != shown.asleep ||
-                             fresh.sleeping != shown.sleeping || fresh.noSignal != shown.noSignal;
-        shown = fresh;
-        if (changed)
-            emit dataChanged(index(row, PercentSleep), index(row, Steps));
-    }
-}
-
-int SleepModel::asleepCount() const
-{
-    return static_cast<int>(std::ranges::count_if(m_channels, [this](const ChannelSummary& channel) {
-        return statustext::sleepDisplay(channel, m_scoring) == SleepDisplay::Asleep;
-    }));
-}
-
-int SleepModel::rowCount(const QModelIndex& parent) const
-{
-    return parent.isValid() ? 0 : static_cast<int>(m_channels.size());
-}
-
-int SleepModel::columnCount(const QModelIndex& parent) const
-{
-    return parent.isValid() ? 0 : ColumnCount;
-}
-
-QString SleepModel::displayText(int row, int column) const
-{
-    const ChannelSummary& channel = m_channels[static_cast<std::size_t>(row)];
-    switch (column) {
-    case ChannelNumber:
-        return QString::number(row + 1);
-    case AnimalId:
-        return channel.animalId;
-    case PercentSleep:
-        return channel.steps > 0 ? QLocale().toString(channel.percentSleep(), 'f', 1) + QStringLiteral(" %")
-                                 : QStringLiteral("–");
-    case Sleeping:
-        return statustext::sleepText(statustext::sleepDisplay(channel, m_scoring));
-    case Steps:
-        return QLocale().toString(channel.steps);
-    default:
-        return {};
-    }
-}
-
-QVariant SleepModel::data(const QModelIndex& index, int role) const
-{
-    if (!index.isValid())
-        return {};
-    if (role == Qt::DisplayRole)
-        return displayText(index.row(), index.column());
-    if (role == Qt::TextAlignmentRole) {
-        const bool number = index.column() == PercentSleep || index.column() == Steps;
-        return QVariant(Qt::AlignVCenter | (number ? Qt::AlignRight : Qt::AlignLeft));
-    }
-    const ChannelSummary& channel = m_channels[static_cast<std::size_t>(index.row())];
-    if (role == Qt::ForegroundRole && index.column() == Sleeping) {
-        const Theme theme = Theme::current();
-        switch (statustext::sleepDisplay(channel, m_scoring)) {
-        case SleepDisplay::Asleep:
-            return theme.asleep;
-        case SleepDisplay::Awake:
-            return theme.awake;
-        default:
-            return theme.mutedText;
-        }
-    }
-    if (role == Qt::ToolTipRole && channel.sleeping && channel.sleepBeginTime.isValid())
-        return tr("Asleep since %1").arg(QLocale().toString(channel.sleepBeginTime, QLocale::ShortFormat));
-    return {};
-}
-
-QVariant SleepModel::headerData(int section, Qt::Orientation orientation, int role) const
-{
-    if (orientation != Qt::Horizontal)
-        return {};
-    if (role == Qt::TextAlignmentRole) {
-        const bool number = section == PercentSleep || section == Steps;
-        return QVariant(Qt::AlignVCenter | (number ? Qt::AlignRight : Qt::AlignLeft) |
-                        static_cast<Qt::Alignment>(Qt::TextWordWrap));
-    }
-    if (role == Qt::ToolTipRole && section == Steps)
-        return tr("Steps of 2 s that were scored");
-    if (role != Qt::DisplayRole)
-        return {};
-    switch (section) {
-    case ChannelNumber:
-        return tr("Channel Number");
-    case AnimalId:
-        return tr("Animal ID");
-    case PercentSleep:
-        return tr("Percent Sleep");
-    case Sleeping:
-        return tr("Sleeping");
-    case Steps:
-        return tr("Steps");
-    default:
-        return {};
-    }
-}
 
 SleepTable::SleepTable(QWidget* parent)
-    : QWidget(parent), m_model(new SleepModel(this)), m_view(new QTableView(this)),
-      m_summary(new QLabel(this))
+    : QWidget(parent), m_model(new SleepModel(this)), m_sorted(new QSortFilterProxyModel(this)),
+      m_view(new QTableView(this)), m_summary(new QLabel(this))
+{
+    build(nullptr);
+}
+
+SleepTable::SleepTable(const DayStrips& strips, QWidget* parent)
+    : QWidget(parent), m_model(new SleepModel(this)), m_sorted(new QSortFilterProxyModel(this)),
+      m_view(new QTableView(this)), m_summary(new QLabel(this))
+{
+    build(&strips);
+}
+
+void SleepTable::build(const DayStrips* strips)
 {
     setTextRole(m_summary, TextRole::Hint);
     m_summary->setObjectName(QStringLiteral("sleepSummary"));
-    m_view->setModel(m_model);
+    m_sorted->setSourceModel(m_model);
+    m_sorted->setSortRole(SleepModel::SortRole);
+    m_view->setModel(m_sorted);
     m_view->setAccessibleName(tr("Sleep summary"));
-    m_view->setToolTip(tr("Sleep per channel over the whole recording"));
+    m_view->setToolTip(tr("Sleep per channel over the whole recording; Ctrl+C copies it"));
     m_view->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_view->setShowGrid(false);
     m_view->setAlternatingRowColors(true);
     m_view->setTabKeyNavigation(false);
     m_view->verticalHeader()->hide();
     m_view->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + spacing::Medium);
-    QHeaderView* header = m_view->horizontalHeader();
-    header->setHighlightSections(false);
-    header->setMinimumSectionSize(fontMetrics().averageCharWidth() * 6);
-    header->setFixedHeight(fontMetrics().height() * 2 + spacing::Small);
-    const int charWidth = fontMetrics().averageCharWidth();
-    header->setSectionResizeMode(QHeaderView::Interactive);
-    header->resizeSection(SleepModel::ChannelNumber, charWidth * 11);
-    header->resizeSection(SleepModel::PercentSleep, charWidth * 11);
-    header->resizeSection(SleepModel::Sleeping, charWidth * 12);
-    header->resizeSection(SleepModel::Steps, charWidth * 9);
-    header->setSectionResizeMode(SleepModel::AnimalId, QHeaderView::Stretch);
+    if (strips) {
+        m_view->setHorizontalHeader(new StripHeader(*strips, m_view));
+        m_view->setItemDelegateForColumn(SleepModel::LastDay, new StripDelegate(*strips, m_view));
+        m_view->setToolTip(tr("Sleep per channel over the whole recording; Ctrl+C copies it, Enter shows the "
+                              "days of a channel"));
+    }
+    buildHeader(m_view->horizontalHeader(), strips != nullptr);
+
+    auto* copyAction = new QAction(tr("&Copy"), this);
+    copyAction->setShortcut(QKeySequence::Copy);
+    copyAction->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+    connect(copyAction, &QAction::triggered, this, &SleepTable::copy);
+    m_view->addAction(copyAction);
+    m_view->setContextMenuPolicy(Qt::ActionsContextMenu);
+    connect(m_view, &QAbstractItemView::activated, this, [this](const QModelIndex& index) {
+        emit channelActivated(index.data(SleepModel::ChannelRole).toInt());
+    });
+    connect(m_view->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex& current) {
+                if (current.isValid())
+                    emit currentChannelChanged(current.data(SleepModel::ChannelRole).toInt());
+            });
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(spacing::Small);
     layout->addWidget(m_summary);
     layout->addWidget(m_view, 1);
-    setChannels({}, Scoring::SleepWake, Phase::Ended);
+    setRows({}, Scoring::SleepWake, Phase::Ended);
 }
 
-void SleepTable::setChannels(const std::vector<ChannelSummary>& channels, Scoring scoring, Phase phase)
+void SleepTable::buildHeader(QHeaderView* header, bool isFull)
 {
-    m_model->setChannels(channels, scoring);
-    if (channels.empty())
+    const int charWidth = fontMetrics().averageCharWidth();
+    header->setSectionsClickable(true);
+    header->setHighlightSections(false);
+    header->setMinimumSectionSize(charWidth * 6);
+    header->setFixedHeight(fontMetrics().height() * 2 + spacing::Small);
+    header->setSectionResizeMode(QHeaderView::Interactive);
+    header->resizeSection(SleepModel::ChannelNumber, charWidth * 11);
+    header->resizeSection(SleepModel::AnimalId, charWidth * 13);
+    header->resizeSection(SleepModel::PercentSleep, charWidth * 11);
+    header->resizeSection(SleepModel::Sleeping, charWidth * 12);
+    header->resizeSection(SleepModel::Steps, charWidth * 9);
+    header->resizeSection(SleepModel::Bouts, charWidth * 9);
+    header->resizeSection(SleepModel::MeanBout, charWidth * 12);
+    for (const auto column : {SleepModel::Bouts, SleepModel::MeanBout, SleepModel::LastDay})
+        header->setSectionHidden(column, !isFull);
+    header->setSectionHidden(SleepModel::Steps, isFull);
+    header->setSectionResizeMode(isFull ? SleepModel::LastDay : SleepModel::AnimalId, QHeaderView::Stretch);
+    m_view->setSortingEnabled(true);
+    m_view->sortByColumn(SleepModel::ChannelNumber, Qt::AscendingOrder);
+}
+
+void SleepTable::setRows(const std::vector<SleepRow>& rows, Scoring scoring, Phase phase)
+{
+    m_model->setRows(rows, scoring);
+    if (rows.empty())
         m_summary->setText(tr("Sleep is summed up here while a recording runs."));
     else if (scoring == Scoring::ActivityOnly)
         m_summary->setText(tr("Activity only: sleep is not scored."));
@@ -180,7 +114,65 @@ void SleepTable::setChannels(const std::vector<ChannelSummary>& channels, Scorin
         m_summary->setText((phase == Phase::Running ? tr("Asleep now: %1 of %2")
                                                     : tr("Recording ended; asleep at the end: %1 of %2"))
                                .arg(m_model->asleepCount())
-                               .arg(channels.size()));
+                               .arg(rows.size()));
+}
+
+void SleepTable::setChannels(const std::vector<ChannelSummary>& channels, Scoring scoring, Phase phase)
+{
+    std::vector<SleepRow> rows;
+    rows.reserve(channels.size());
+    for (const ChannelSummary& channel : channels)
+        rows.push_back(SleepRow{channel, 0, 0.0});
+    setRows(rows, scoring, phase);
+}
+
+void SleepTable::refreshStrips()
+{
+    const int left = m_view->columnViewportPosition(SleepModel::LastDay);
+    QWidget* viewport = m_view->viewport();
+    viewport->update(left, 0, viewport->width() - left, viewport->height());
+    m_view->horizontalHeader()->viewport()->update();
+}
+
+void SleepTable::setCurrentChannel(int channel)
+{
+    if (channel < 0 || channel >= m_model->rowCount() || channel == currentChannel())
+        return;
+    const QSignalBlocker blocker(this);
+    const QModelIndex index = m_sorted->mapFromSource(m_model->index(channel, 0));
+    m_view->setCurrentIndex(index);
+    m_view->scrollTo(index);
+}
+
+int SleepTable::currentChannel() const
+{
+    const QModelIndex current = m_view->currentIndex();
+    return current.isValid() ? current.data(SleepModel::ChannelRole).toInt() : -1;
+}
+
+void SleepTable::copy()
+{
+    std::vector<int> columns;
+    for (int column = 0; column < SleepModel::LastDay; ++column)
+        if (!m_view->isColumnHidden(column))
+            columns.push_back(column);
+    QStringList lines;
+    const auto addLine = [&](auto&& textOf) {
+        QStringList cells;
+        for (const int column : columns)
+            cells << textOf(column);
+        lines << cells.join(u'\t');
+    };
+    addLine([this](int column) {
+        return m_model->headerData(column, Qt::Horizontal, SleepModel::CopyRole).toString();
+    });
+    const QItemSelectionModel* selection = m_view->selectionModel();
+    for (int row = 0; row < m_sorted->rowCount(); ++row)
+        if (!selection->hasSelection() || selection->isRowSelected(row, {}))
+            addLine([&](int column) {
+                return m_sorted->index(row, column).data(SleepModel::CopyRole).toString();
+            });
+    QApplication::clipboard()->setText(lines.join(u'\n') + u'\n');
 }
 
 } // namespace vt

@@ -1,51 +1,54 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "ui/StatusText.h"
+#include "ui/SleepModel.h"
 
-#include <QAbstractTableModel>
 #include <QWidget>
 #include <vector>
 
+class QHeaderView;
 class QLabel;
+class QSortFilterProxyModel;
 class QTableView;
 
 namespace vt {
 
-/// Sleep per channel over the whole recording, one row per channel. Tells views only about what changed.
-class SleepModel : public QAbstractTableModel
-{
-    Q_OBJECT
-public:
-    enum Column { ChannelNumber, AnimalId, PercentSleep, Sleeping, Steps, ColumnCount };
+class DayStrips;
 
-    using QAbstractTableModel::QAbstractTableModel;
-    void setChannels(const std::vector<ChannelSummary>& channels, statustext::Scoring scoring);
-    [[nodiscard]] int asleepCount() const;
-
-    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
-    [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
-
-private:
-    [[nodiscard]] QString displayText(int row, int column) const;
-
-    std::vector<ChannelSummary> m_channels;
-    statustext::Scoring m_scoring = statustext::Scoring::SleepWake;
-};
-
-/// The sleep summary: one line in words, then the table. Interface thread.
+/// The sleep summary: one line in words, then the table. Rows keep the order of the channels until a heading
+/// is clicked. Ctrl+C copies the selected rows, or all, as tab-separated text with the headings. Interface
+/// thread.
 class SleepTable : public QWidget
 {
     Q_OBJECT
 public:
     explicit SleepTable(QWidget* parent = nullptr);
+    /// With bouts and the last 24 hours of every channel; strips outlive the table.
+    explicit SleepTable(const DayStrips& strips, QWidget* parent = nullptr);
+
     enum class Phase { Running, Ended };
+    void setRows(const std::vector<SleepRow>& rows, statustext::Scoring scoring, Phase phase);
+    /// For a table without bouts and strips.
     void setChannels(const std::vector<ChannelSummary>& channels, statustext::Scoring scoring, Phase phase);
+    /// The strips have changed.
+    void refreshStrips();
+    /// Selects its row; without a signal.
+    void setCurrentChannel(int channel);
+    /// -1: none.
+    [[nodiscard]] int currentChannel() const;
+
+signals:
+    /// Double click or Enter on a row; from 0.
+    void channelActivated(int channel);
+    void currentChannelChanged(int channel);
 
 private:
+    void build(const DayStrips* strips);
+    void buildHeader(QHeaderView* header, bool isFull);
+    void copy();
+
     SleepModel* m_model;
+    QSortFilterProxyModel* m_sorted;
     QTableView* m_view;
     QLabel* m_summary;
 };

@@ -3,7 +3,6 @@
 #include "ui/ControlBar.h"
 #include "ui/DevicePanel.h"
 #include "ui/SetupPanel.h"
-#include "ui/SleepTable.h"
 #include "ui/StatusStrip.h"
 
 #include <QApplication>
@@ -394,43 +393,4 @@ TEST(StatusStrip, LossesAndLowDiskChangeTheWords)
     status.writer.currentDepth = 1001;
     strip.setStatus(status);
     EXPECT_EQ(value("queue"), u"1,001, filling"_s);
-}
-
-TEST(SleepTable, ShowsOneRowPerChannelAndUpdatesInPlace)
-{
-    SleepModel model;
-    std::vector<ChannelSummary> channels(2);
-    channels[0].animalId = u"M-1"_s;
-    channels[1].animalId = u"M-2"_s;
-    channels[1].steps = 3;
-    channels[1].asleep = 2;
-    channels[1].sleeping = true;
-    model.setChannels(channels, statustext::Scoring::SleepWake);
-    QStringList titles;
-    QStringList first;
-    QStringList second;
-    for (int column = 0; column < model.columnCount(); ++column) {
-        titles << model.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
-        first << model.index(0, column).data().toString();
-        second << model.index(1, column).data().toString();
-    }
-    EXPECT_EQ(titles, (QStringList{u"Channel Number"_s, u"Animal ID"_s, u"Percent Sleep"_s, u"Sleeping"_s,
-                                   u"Steps"_s}));
-    EXPECT_EQ(first, (QStringList{u"1"_s, u"M-1"_s, u"–"_s, u"Waiting"_s, u"0"_s}));
-    EXPECT_EQ(second, (QStringList{u"2"_s, u"M-2"_s, u"66.7 %"_s, u"Asleep"_s, u"3"_s}));
-    EXPECT_EQ(model.asleepCount(), 1);
-
-    const QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
-    const QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
-    model.setChannels(channels, statustext::Scoring::SleepWake);
-    EXPECT_EQ(changed.count(), 0);
-    channels[1].steps = 4;
-    channels[1].sleeping = false;
-    model.setChannels(channels, statustext::Scoring::SleepWake);
-    EXPECT_EQ(changed.count(), 1);
-    EXPECT_EQ(reset.count(), 0);
-    EXPECT_EQ(model.index(1, SleepModel::PercentSleep).data().toString(), u"50.0 %"_s);
-    EXPECT_EQ(model.index(1, SleepModel::Sleeping).data().toString(), u"Awake"_s);
-    model.setChannels(channels, statustext::Scoring::ActivityOnly);
-    EXPECT_EQ(model.index(1, SleepModel::Sleeping).data().toString(), u"Not scored"_s);
 }
