@@ -53,7 +53,7 @@ public:
     /// The search, as it goes over the network.
     [[nodiscard]] static QByteArray query();
 
-public slots:
+    // Slots.
     void sendDiscoveryQuery();
     void processPendingDatagrams();
     void onDiscoveryTimeout();

@@ -39,7 +39,7 @@ struct RecordingPrograms
 /// Constructed, used and destroyed on one thread, that of the camera manager: children are tied to it (see
 /// ChildProcessJob). Blocks for the start of a process, 3 s at most; the destructor until all have ended, at
 /// most EndPatienceMs and a second.
-class AxisRecordingManager : public CameraRecorder
+class AxisRecordingManager final : public CameraRecorder
 {
     Q_OBJECT
 
@@ -66,7 +66,7 @@ public:
     /// 0: no process runs for this camera.
     [[nodiscard]] qint64 processId(const QString& mac) const;
 
-public slots:
+    // Slots.
     void onProcessStarted();
     void onProcessFinished(int exitCode, QProcess::ExitStatus exitStatus);
     void onProcessError(QProcess::ProcessError error);

@@ -124,7 +124,7 @@ QString CameraManagerRegistry::setSettings(const VideoSettings& settings)
         return QStringLiteral(
             "Cameras are being recorded. They can be set up anew when the recording has ended.");
     const VideoSettings before = m_table.settings();
-    const QString problem = m_table.setSettings(settings);
+    QString problem = m_table.setSettings(settings);
     if (!problem.isEmpty())
         qWarning().noquote() << "CameraManagerRegistry:" << problem;
     if (m_table.settings() == before)
@@ -146,7 +146,7 @@ QString CameraManagerRegistry::setChannel(const QString& mac, int channel)
                    "Camera %1 is being recorded. Its channel can be changed when the recording has "
                    "ended.")
             .arg(mac);
-    const QString refusal = m_table.setChannel(mac, channel);
+    QString refusal = m_table.setChannel(mac, channel);
     if (refusal.isEmpty()) {
         follow(mac);
         tellChange();
@@ -156,7 +156,7 @@ QString CameraManagerRegistry::setChannel(const QString& mac, int channel)
 
 QString CameraManagerRegistry::setEnabled(const QString& mac, bool isEnabled)
 {
-    const QString refusal = m_table.setEnabled(mac, isEnabled);
+    QString refusal = m_table.setEnabled(mac, isEnabled);
     if (refusal.isEmpty()) {
         follow(mac);
         tellChange();
@@ -166,7 +166,7 @@ QString CameraManagerRegistry::setEnabled(const QString& mac, bool isEnabled)
 
 QString CameraManagerRegistry::setResolution(const QString& mac, int width, int height)
 {
-    const QString refusal = m_table.setResolution(mac, width, height);
+    QString refusal = m_table.setResolution(mac, width, height);
     if (refusal.isEmpty())
         tellChange();
     return refusal;
@@ -174,7 +174,7 @@ QString CameraManagerRegistry::setResolution(const QString& mac, int width, int 
 
 QString CameraManagerRegistry::setRotation(const QString& mac, int degrees)
 {
-    const QString refusal = m_table.setRotation(mac, degrees);
+    QString refusal = m_table.setRotation(mac, degrees);
     if (refusal.isEmpty())
         tellChange();
     return refusal;

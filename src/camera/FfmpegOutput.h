@@ -13,7 +13,7 @@ namespace vt {
 class FfmpegOutput
 {
 public:
-    static constexpr qsizetype MaxLineBytes = 8 * 1024;
+    static constexpr qsizetype MaxLineBytes = qsizetype{8} * 1024;
     /// The longest text handed out at once; the rest is counted.
     static constexpr qsizetype MaxErrorCharacters = 2000;
 

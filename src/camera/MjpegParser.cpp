@@ -113,7 +113,7 @@ bool MjpegParser::takeHeaderLine(const QByteArray& line)
     if (m_length < 0)
         return fail(QStringLiteral("The camera does not tell the length of a picture"));
     if (m_length > MaxPartBytes)
-        return fail(QStringLiteral("A picture is larger than %1 MB").arg(MaxPartBytes / (1024 * 1024)));
+        return fail(QStringLiteral("A picture is larger than %1 MB").arg(MaxPartBytes / 1024 / 1024));
     m_state = State::Body;
     return true;
 }

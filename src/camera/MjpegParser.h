@@ -11,8 +11,8 @@ namespace vt {
 class MjpegParser
 {
 public:
-    static constexpr qsizetype MaxHeaderBytes = 8 * 1024;
-    static constexpr qsizetype MaxPartBytes = 8 * 1024 * 1024;
+    static constexpr qsizetype MaxHeaderBytes = qsizetype{8} * 1024;
+    static constexpr qsizetype MaxPartBytes = qsizetype{8} * 1024 * 1024;
 
     /// The value of the answer's "Content-Type", which names the boundary.
     explicit MjpegParser(const QByteArray& contentType);

@@ -23,7 +23,7 @@ namespace vt {
 class MjpegWorker : public Inbox
 {
 public:
-    static constexpr qint64 MaxUnreadBytes = 1024 * 1024;
+    static constexpr qint64 MaxUnreadBytes = qint64{1024} * 1024;
     static constexpr int SilenceLimitMs = 10000;
     static constexpr int LastDelayMs = 15000;
 

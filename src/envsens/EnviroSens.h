@@ -60,7 +60,7 @@ public:
     /// Announces the sensor as disconnected, unless it is already.
     void reportDisconnected();
 
-public slots:
+    // Slots.
     void setPort(const QString& port);
     void getNewSample();
     void setLabel(const QString& label);

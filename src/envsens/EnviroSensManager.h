@@ -80,7 +80,7 @@ public:
     [[nodiscard]] EnviroSensFileManager& fileManager() { return m_fileManager; }
     [[nodiscard]] const EnviroSensFileManager& fileManager() const { return m_fileManager; }
 
-public slots:
+    // Slots.
     /// Looks at the ports again: drops sensors that are gone (not while collecting), adds new ones, opens
     /// those that are back. SensorListReady follows.
     void FindSensors();

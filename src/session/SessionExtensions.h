@@ -7,6 +7,7 @@
 #include <QString>
 #include <functional>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace vt {
@@ -58,7 +59,7 @@ public:
     virtual void report(SessionStatus&) const {}
     /// Calls done, once, when nothing of stopped recordings is being written any more: at once, or later.
     /// Bounded by the companion itself.
-    virtual void whenClosed(std::function<void()> done) { done(); }
+    virtual void whenClosed(std::function<void()> done) { std::move(done)(); }
     /// Waits for the same, up to timeoutMs. For systems that go on when a handler returns.
     [[nodiscard]] virtual bool waitUntilClosed(int) { return true; }
 };
