@@ -44,6 +44,7 @@ public:
         std::function<void(const QString&)> failed;
         quint64 frameLimit = 0;
         QString requiredIdentity;
+        int tries = 1;
     };
 
     void start(const QString& portName, Owner owner)
@@ -59,6 +60,7 @@ public:
                              [this](const QString& text) { tellOwner(m_owner.failed, text); });
             QObject::connect(&device, &StrivixDevice::identified, &device,
                              [this, &device](const QString& identity) { startStream(device, identity); });
+            device.setTries(m_owner.tries);
             device.open(portName);
         });
     }
@@ -187,6 +189,7 @@ void StrivixDAQAdapter::start()
     owner.failed = [this](const QString& text) { emit errorOccurred(text); };
     owner.frameLimit = m_frameLimit;
     owner.requiredIdentity = m_requiredIdentity;
+    owner.tries = m_tries;
     m_core->start(m_portName, std::move(owner));
 }
 

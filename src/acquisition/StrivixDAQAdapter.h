@@ -41,6 +41,9 @@ public:
     /// Only a device that calls itself exactly this is started: another may have been plugged in at the same
     /// port. Set before start(); empty: any serial amplifier.
     void setRequiredIdentity(const QString& identity) { m_requiredIdentity = identity; }
+    /// How often the port is opened and asked until somebody has been identified (StrivixDevice::setTries); a
+    /// stream that has begun is not begun again. Set before start().
+    void setTries(int tries) { m_tries = tries; }
     /// Bytes, samples and underruns. Any thread.
     [[nodiscard]] const StrivixCounters& deviceCounters() const;
 
@@ -56,6 +59,7 @@ private:
     const QString m_portName;
     const int m_channelCount;
     QString m_requiredIdentity;
+    int m_tries = 1;
     std::shared_ptr<Core> m_core;
 };
 

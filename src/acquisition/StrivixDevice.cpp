@@ -53,8 +53,16 @@ void StrivixDevice::open(const QString& portName)
         return;
     m_portName = portName;
     m_identity.clear();
+    m_triesLeft = m_tries;
+    tryOpen();
+}
+
+void StrivixDevice::tryOpen()
+{
+    --m_triesLeft;
+    m_state = State::Closed;
     m_isPortGone = false;
-    m_port.setPortName(portName);
+    m_port.setPortName(m_portName);
     m_port.setBaudRate(115200);
     m_port.setDataBits(QSerialPort::Data8);
     m_port.setParity(QSerialPort::NoParity);
@@ -62,7 +70,7 @@ void StrivixDevice::open(const QString& portName)
     m_port.setFlowControl(QSerialPort::NoFlowControl);
     if (!m_port.open(QIODevice::ReadWrite)) {
         qWarning().noquote() << "StrivixDevice: Failed to open" << m_port.error();
-        emit errorOccurred(u"Failed to open port: "_s + m_port.errorString());
+        fail(u"Failed to open port: "_s + m_port.errorString());
         return;
     }
     m_state = State::Flushing;
@@ -104,6 +112,7 @@ void StrivixDevice::onReadyRead()
         handleStream(bytes);
         break;
     case State::Closed:
+    case State::Retrying:
     case State::Identified:
     case State::Emptying:
         break;
@@ -126,7 +135,9 @@ void StrivixDevice::handleFlushed()
 
 void StrivixDevice::onPhaseTimeout()
 {
-    if (m_state == State::Flushing)
+    if (m_state == State::Retrying)
+        tryOpen();
+    else if (m_state == State::Flushing)
         askIdentity();
     else if (m_state == State::AwaitingReply || m_state == State::ReadingReply)
         judgeReply();
@@ -166,6 +177,7 @@ void StrivixDevice::judgeReply()
     }
     m_identity = reply.mid(start).section(u'\n', 0, 0).trimmed();
     m_state = State::Identified;
+    m_triesLeft = 0;
     qInfo().noquote() << "StrivixDevice: Connected to" << m_portName << "on" << m_identity;
     emit identified(m_identity);
 }
@@ -269,13 +281,19 @@ void StrivixDevice::closePort()
 void StrivixDevice::fail(const QString& text)
 {
     closePort();
+    if (m_triesLeft > 0) {
+        m_state = State::Retrying;
+        m_phaseTimer->start(RetryPauseMs, TimerMode::SingleShot);
+        return;
+    }
     emit errorOccurred(text);
 }
 
 void StrivixDevice::onSerialError(QSerialPort::SerialPortError error)
 {
     // A port that is gone repeats its error without end until it is closed.
-    if (error == QSerialPort::NoError || m_state == State::Closed || m_isPortGone)
+    if (error == QSerialPort::NoError || m_state == State::Closed || m_state == State::Retrying ||
+        m_isPortGone)
         return;
     ++m_counters.serialErrors;
     qWarning().noquote() << "StrivixDevice: Serial error:" << error;
@@ -290,14 +308,17 @@ void StrivixDevice::onSerialError(QSerialPort::SerialPortError error)
 
 void StrivixDevice::portGone()
 {
-    if (m_state == State::Closed || !m_isPortGone)
+    if (m_state == State::Closed || m_state == State::Retrying || !m_isPortGone)
         return;
-    const bool hasStream = m_state == State::Streaming;
+    const QString text = u"Device disconnected: "_s + m_portName;
+    if (m_state != State::Streaming) {
+        fail(text);
+        return;
+    }
     m_phaseTimer->stop();
     m_port.close();
-    // What has arrived is still handed on, at its pace.
-    m_state = hasStream ? State::Emptying : State::Closed;
-    emit errorOccurred(u"Device disconnected: "_s + m_portName);
+    m_state = State::Emptying; // what has arrived is still handed on, at its pace
+    emit errorOccurred(text);
 }
 
 } // namespace vt

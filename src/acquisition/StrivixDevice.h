@@ -36,7 +36,8 @@ struct StrivixCounters
 ///   Closed --open--> Flushing --quiet for 400 ms--> AwaitingReply --bytes--> ReadingReply --quiet 100 ms-->
 ///   Identified --start--> Streaming --stop--> Identified --close--> Closed
 ///   Streaming --port gone--> Emptying --no samples left--> Closed
-///   Flushing .. ReadingReply --not what we look for--> Closed
+///   Closed .. ReadingReply --not what we look for--> Retrying --500 ms--> Flushing; Closed after the last
+///   try
 ///
 /// Everything happens on the thread that the object was made on, which needs an event loop and may block
 /// there for up to 150 ms per command until it is written (three commands at most in a row). Never longer,
@@ -45,12 +46,26 @@ class StrivixDevice : public QObject
 {
     Q_OBJECT
 public:
-    enum class State { Closed, Flushing, AwaitingReply, ReadingReply, Identified, Streaming, Emptying };
+    enum class State {
+        Closed,
+        Retrying,
+        Flushing,
+        AwaitingReply,
+        ReadingReply,
+        Identified,
+        Streaming,
+        Emptying
+    };
 
     /// time and counters outlive the object.
     StrivixDevice(TimeSource& time, StrivixCounters& counters, QObject* parent = nullptr);
     ~StrivixDevice() override;
 
+    static constexpr int RetryPauseMs = 500;
+
+    /// How often open() tries before it tells the error of the last try: a port that has just appeared is
+    /// often still held by what looks at new devices. 1 unless told otherwise. Before open().
+    void setTries(int tries) { m_tries = tries; }
     /// Opens the port and asks who is there. Ends with identified() or, the port closed again, with
     /// errorOccurred(). portName: as the system names it, or a path. Only when Closed.
     void open(const QString& portName);
@@ -74,6 +89,7 @@ signals:
     void samplesDrained(std::span<const vt::StrivixSample> samples);
 
 private:
+    void tryOpen();
     void onReadyRead();
     void onSerialError(QSerialPort::SerialPortError error);
     void onPhaseTimeout();
@@ -93,6 +109,8 @@ private:
     TimeSource& m_time;
     StrivixCounters& m_counters;
     State m_state = State::Closed;
+    int m_tries = 1;
+    int m_triesLeft = 0; ///< 0 also once somebody has been identified
     QString m_portName;
     QString m_identity;
     QSerialPort m_port;

@@ -12,8 +12,8 @@ QList<SerialPortEntry> serialPorts()
     QList<SerialPortEntry> entries;
     const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
     for (const QSerialPortInfo& port : ports)
-        entries.append(
-            {port.systemLocation(), port.description(), port.serialNumber(), port.hasVendorIdentifier()});
+        entries.append({port.systemLocation(), port.description(), port.serialNumber(),
+                        port.hasVendorIdentifier(), port.vendorIdentifier(), port.productIdentifier()});
     return entries;
 }
 

@@ -13,6 +13,8 @@ struct SerialPortEntry
     QString description;  ///< of the USB device, as it says; may be empty
     QString serialNumber; ///< of the USB device; may be empty
     bool isUsb = false;   ///< at a USB device, which a serial amplifier is
+    quint16 vendorId = 0; ///< of the USB device; 0: not told
+    quint16 productId = 0;
 };
 
 /// The system's list of serial ports. Any thread; a few milliseconds.

@@ -5,6 +5,7 @@
 #include "daqmx/KeepAlive.h"
 
 #include <QDebug>
+#include <utility>
 
 namespace vt {
 
@@ -21,7 +22,8 @@ struct StrivixProbe::Shared
     StrivixThread thread;
 };
 
-StrivixProbe::StrivixProbe(TimeSource& time, const QString& portName, const Inbox& answers, Done done)
+StrivixProbe::StrivixProbe(TimeSource& time, const QString& portName, const Inbox& answers, Done done,
+                           int tries)
     : m_shared(std::make_shared<Shared>(time)), m_wanted(std::make_shared<Wanted>())
 {
     // The answer may be on its way when the probe is destroyed: it is delivered only while the probe exists,
@@ -35,7 +37,8 @@ StrivixProbe::StrivixProbe(TimeSource& time, const QString& portName, const Inbo
                 done(result);
         });
     };
-    m_shared->thread.start([portName, answer](StrivixDevice& device) {
+    m_shared->thread.start([portName, answer, tries](StrivixDevice& device) {
+        device.setTries(tries);
         QObject::connect(&device, &StrivixDevice::errorOccurred, &device, [answer](const QString& text) {
             answer({{}, text});
         });
@@ -50,11 +53,22 @@ StrivixProbe::StrivixProbe(TimeSource& time, const QString& portName, const Inbo
 
 StrivixProbe::~StrivixProbe()
 {
+    finish(FinishWaitMs);
+}
+
+void StrivixProbe::abandon()
+{
+    finish(0);
+}
+
+void StrivixProbe::finish(int waitMs)
+{
     m_wanted.reset();
-    if (m_shared->thread.finish(FinishWaitMs))
+    const std::shared_ptr<Shared> shared = std::exchange(m_shared, nullptr);
+    if (!shared || shared->thread.finish(waitMs))
         return;
     qCritical("StrivixProbe: the port does not return, thread abandoned");
-    keepAliveForever(m_shared);
+    keepAliveForever(shared);
 }
 
 } // namespace vt

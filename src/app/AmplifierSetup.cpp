@@ -6,6 +6,7 @@
 #include "simulation/SimulatedAmplifier.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 
 namespace vt {
 
@@ -21,6 +22,11 @@ QString shownPort(const QString& path)
 {
     const QLatin1String devicePrefix("\\\\.\\");
     return path.startsWith(devicePrefix) ? path.mid(devicePrefix.size()) : path;
+}
+
+bool isLinkTo(const QString& link, const QString& path)
+{
+    return link != path && QFileInfo(link).isSymLink() && QFileInfo(link).canonicalFilePath() == path;
 }
 
 } // namespace
@@ -49,15 +55,18 @@ std::vector<AmplifierPort> AmplifierSetup::ports() const
     bool isNamedListed = m_namedPort.isEmpty();
     for (const SerialPortEntry& port : serialPorts()) {
         const QString shown = shownPort(port.path);
-        const bool isNamed = port.path == m_namedPort || shown == m_namedPort;
+        const bool isLinked = isLinkTo(m_namedPort, port.path);
+        const bool isNamed = isLinked || port.path == m_namedPort || shown == m_namedPort;
         if (!port.isUsb && !isNamed)
             continue;
         isNamedListed = isNamedListed || isNamed;
         const QString description = port.description.isEmpty()
                                         ? text("USB serial port")
                                         : text("USB serial port (%1)").arg(port.description);
-        offered.push_back({amplifierPrefix() + (isNamed ? m_namedPort : shown), port.path, description,
-                           port.serialNumber, false});
+        // A link leads to the device wherever that comes back.
+        offered.push_back({amplifierPrefix() + (isNamed ? m_namedPort : shown),
+                           isLinked ? m_namedPort : port.path, description, port.serialNumber, false,
+                           port.vendorId, port.productId});
     }
     if (!isNamedListed)
         offered.push_back({amplifierPrefix() + m_namedPort, m_namedPort, text("Serial port"), {}, false});

@@ -15,6 +15,8 @@ struct AmplifierPort
     QString description; ///< of the USB device, as it says; may be empty
     QString serial;      ///< of the USB device; may be empty
     bool simulated = false;
+    quint16 vendorId = 0; ///< of the USB device; 0: not known
+    quint16 productId = 0;
 };
 
 /// The ports that are offered at this moment. Interface thread; a few milliseconds.

@@ -3,6 +3,7 @@
 #include "session/SessionPrivate.h"
 
 #include "platform/DaqClaim.h"
+#include "session/ClaimRefusal.h"
 #include "session/HeaderBuilder.h"
 #include "session/SetupCheck.h"
 #include "session/UserInteraction.h"
@@ -89,17 +90,7 @@ RecordingDevice::Reserve SessionPrivate::reserve()
 
 QString SessionPrivate::claimDevice(const QString& serial, const QString& name)
 {
-    if (options.claim->tryClaim(serial))
-        return {};
-    options.claim->release(); // whatever was selected before is selected no more
-    const auto holder = options.claim->otherHolder(serial);
-    if (!holder)
-        return SessionController::tr("%1 could not be reserved for this program.").arg(name);
-    if (*holder == 0)
-        return SessionController::tr("%1 is in use by another Vellumtide instance.").arg(name);
-    return SessionController::tr("%1 is in use by another Vellumtide instance (process %2).")
-        .arg(name)
-        .arg(*holder);
+    return claimOrRefusal(*options.claim, serial, name);
 }
 
 void SessionPrivate::deviceRead(const RecordingDevice::Reading& reading)

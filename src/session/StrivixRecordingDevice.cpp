@@ -5,11 +5,15 @@
 #include "acquisition/StrivixDAQAdapter.h"
 #include "acquisition/StrivixPorts.h"
 #include "acquisition/StrivixProbe.h"
+#include "base/TimeSource.h"
+#include "platform/DaqClaim.h"
+#include "session/ClaimRefusal.h"
 
 #include <QCoreApplication>
 #include <QDebug>
 #include <QFileInfo>
 #include <algorithm>
+#include <utility>
 
 namespace vt {
 
@@ -18,6 +22,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const auto ProductName = u"Strivix"_s;
+const auto WindowsDevicePrefix = u"\\\\.\\"_s;
 
 QString text(const char* source)
 {
@@ -30,15 +35,28 @@ QString serialOf(const QString& identity)
     return identity.mid(ProductName.size()).trimmed();
 }
 
+bool isSameUsbDevice(const AmplifierPort& a, const AmplifierPort& b)
+{
+    return a.vendorId == b.vendorId && a.productId == b.productId && a.serial == b.serial;
+}
+
 bool isSamePort(const AmplifierPort& a, const AmplifierPort& b)
 {
-    return a.name == b.name && a.port == b.port && a.serial == b.serial;
+    return a.name == b.name && a.port == b.port && isSameUsbDevice(a, b);
+}
+
+/// Errors as the user sees them name the port.
+QString withPort(const QString& error, const QString& port)
+{
+    return error.isEmpty() || error.contains(port) ? error : text("Serial port %1: %2").arg(port, error);
 }
 
 } // namespace
 
 StrivixRecordingDevice::StrivixRecordingDevice(TimeSource& time, AmplifierPorts ports, Reserve reserve)
-    : m_time(time), m_findPorts(std::move(ports)), m_reserve(std::move(reserve))
+    : m_time(time), m_findPorts(std::move(ports)), m_reserve(std::move(reserve)),
+      m_serialClaim(m_reserve ? std::make_unique<DaqClaim>() : nullptr),
+      m_answerTimer(time.createTimer(&m_answers, [this] { giveUpAsking(); }))
 {}
 
 StrivixRecordingDevice::~StrivixRecordingDevice() = default;
@@ -53,10 +71,19 @@ bool StrivixRecordingDevice::refresh()
 
 QString StrivixRecordingDevice::claimName(const AmplifierPort& port)
 {
-    // One port has several names on Linux, and each simulated amplifier a link that is its own.
     const QString path = portPath(port.port);
+    // A claim on Windows may not have a backslash in its name, nor does a port's name tell upper from lower
+    // case there.
+    if (path.startsWith(WindowsDevicePrefix))
+        return amplifierPrefix() + path.mid(WindowsDevicePrefix.size()).toUpper();
+    // One port has several names on Linux, and each simulated amplifier a link that is its own.
     const QString target = port.simulated ? QString() : QFileInfo(path).canonicalFilePath();
     return amplifierPrefix() + (target.isEmpty() ? path : target);
+}
+
+QString StrivixRecordingDevice::claimName(const QString& serial)
+{
+    return amplifierPrefix() + serial;
 }
 
 const AmplifierPort* StrivixRecordingDevice::find(const QString& name) const
@@ -82,16 +109,36 @@ void StrivixRecordingDevice::select(const QString& name, Read done)
         answerLater([this, refusal, done = std::move(done)] { done(refused(refusal)); });
         return;
     }
-    ask([this, done = std::move(done)](const StrivixProbeResult& result) {
-        m_identity = result.identity;
-        done(m_identity.isEmpty() ? refused(result.error) : reading(AnimalMouse));
-    });
+    ask([this, done = std::move(done)](const StrivixProbeResult& result) { selected(result, done); });
+}
+
+void StrivixRecordingDevice::selected(const StrivixProbeResult& result, const Read& done)
+{
+    if (!result.error.isEmpty()) {
+        done(refused(result.error));
+        return;
+    }
+    const QString serial = serialOf(result.identity);
+    // One that tells no serial number cannot be told from others of its kind.
+    const QString refusal = m_serialClaim && !serial.isEmpty()
+                                ? claimOrRefusal(*m_serialClaim, claimName(serial), result.identity)
+                                : QString();
+    if (!refusal.isEmpty()) {
+        done(refused(refusal));
+        return;
+    }
+    m_identity = result.identity;
+    done(reading(AnimalMouse));
 }
 
 void StrivixRecordingDevice::deselect()
 {
     ++m_selection;
+    m_answerTimer->stop();
+    m_asked = {};
     m_probe.reset();
+    if (m_serialClaim)
+        m_serialClaim->release();
     m_identity.clear();
     m_selected = AmplifierPort{};
 }
@@ -106,12 +153,24 @@ void StrivixRecordingDevice::read(const RecordingSetup& setup, Read done)
 
 void StrivixRecordingDevice::probe(Done done)
 {
-    answerLater([done = std::move(done)] { done(true); });
+    // Of a port that is gone the acquisition tells more.
+    const bool isOther = isPortPresent(m_selected.port) && !isSelectedPort();
+    answerLater([isOther, done = std::move(done)] { done(!isOther); });
 }
 
 bool StrivixRecordingDevice::isPresent()
 {
-    return isPortPresent(m_selected.port);
+    return isPortPresent(m_selected.port) && isSelectedPort();
+}
+
+bool StrivixRecordingDevice::isSelectedPort() const
+{
+    if (!m_findPorts)
+        return true;
+    const std::vector<AmplifierPort> ports = m_findPorts();
+    return std::any_of(ports.begin(), ports.end(), [this](const AmplifierPort& port) {
+        return port.name == m_selected.name && isSameUsbDevice(port, m_selected);
+    });
 }
 
 void StrivixRecordingDevice::recover(Done done)
@@ -133,27 +192,57 @@ StrivixRecordingDevice::makeAcquisition(int channelCount, std::function<void(con
 {
     auto acquisition = std::make_unique<StrivixDAQAdapter>(m_time, m_selected.port, channelCount);
     acquisition->setRequiredIdentity(m_identity);
-    QObject::connect(acquisition.get(), &StrivixDAQAdapter::errorOccurred, acquisition.get(),
-                     std::move(failed), Qt::DirectConnection);
+    acquisition->setTries(Tries);
+    QObject::connect(
+        acquisition.get(), &StrivixDAQAdapter::errorOccurred, acquisition.get(),
+        [failed = std::move(failed), at = m_selected.port](const QString& error) {
+            failed(withPort(error, at));
+        },
+        Qt::DirectConnection);
     return acquisition;
 }
 
 void StrivixRecordingDevice::ask(Asked done)
 {
     m_probe.reset(); // the port can be asked by one at a time
+    m_asked = std::move(done);
     m_probe = std::make_unique<StrivixProbe>(
         m_time, m_selected.port, m_answers,
-        [this, mine = m_selection, done = std::move(done)](const StrivixProbeResult& result) {
+        [this, mine = m_selection](const StrivixProbeResult& result) {
             if (mine == m_selection)
-                done(result);
-        });
+                answered(result);
+        },
+        Tries);
+    m_answerTimer->start(AnswerWaitMs, TimerMode::SingleShot);
+}
+
+void StrivixRecordingDevice::answered(const StrivixProbeResult& result)
+{
+    m_answerTimer->stop();
+    const Asked asked = std::exchange(m_asked, {});
+    if (asked)
+        asked({result.identity, withPort(result.error, m_selected.port)});
+}
+
+void StrivixRecordingDevice::giveUpAsking()
+{
+    m_probe->abandon();
+    answered({{}, text("The system does not answer when the port is used.")});
 }
 
 void StrivixRecordingDevice::askForSelected(Asked done)
 {
+    if (!isSelectedPort()) {
+        const QString error =
+            withPort(text("There is another device than before, or none."), m_selected.port);
+        answerLater([error, done = std::move(done)] { done({{}, error}); });
+        return;
+    }
     ask([this, done = std::move(done)](StrivixProbeResult result) {
         if (result.error.isEmpty() && result.identity != m_identity)
-            result.error = text("The device is \"%1\" instead of \"%2\".").arg(result.identity, m_identity);
+            result.error =
+                withPort(text("The device is \"%1\" instead of \"%2\".").arg(result.identity, m_identity),
+                         m_selected.port);
         done(result);
     });
 }

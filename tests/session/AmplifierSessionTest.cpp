@@ -17,9 +17,12 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QTest>
+#include <QThread>
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <thread>
 
 using namespace vt;
 using namespace vt::test;
@@ -51,7 +54,7 @@ protected:
     }
     [[nodiscard]] AmplifierPort port() const
     {
-        return {Name, amplifier.portName(), u"Serial amplifier"_s, {}, true};
+        return {Name, amplifier.portName(), u"Serial amplifier"_s, {}, true, usbVendor, 0x0042};
     }
 
     /// Lets time pass until the condition holds, no faster than the session keeps up with the signal.
@@ -105,8 +108,33 @@ protected:
     }()};
     RecordingUser user;
     SimulatedAmplifier amplifier{time, {.animalType = AnimalRat, .identity = Identity}};
+    quint16 usbVendor = 0x1209;
     std::optional<DeviceDetails> selected;
     std::unique_ptr<SessionController> session;
+};
+
+/// Time in which other threads than the test's wait for their timers as long as it is held.
+class HangingPorts final : public TimeSource
+{
+public:
+    [[nodiscard]] QDateTime now() const override { return time.now(); }
+    [[nodiscard]] qint64 monotonicMs() const override { return time.monotonicMs(); }
+    [[nodiscard]] qint64 monotonicUs() const override { return time.monotonicUs(); }
+    [[nodiscard]] std::unique_ptr<Timer> createTimer(QObject* context,
+                                                     std::function<void()> onTimeout) override
+    {
+        isWaiting = QThread::currentThread() != m_thread;
+        while (isHeld && isWaiting)
+            std::this_thread::yield();
+        return time.createTimer(context, std::move(onTimeout));
+    }
+
+    FakeTimeSource time;
+    std::atomic<bool> isHeld{false};
+    std::atomic<bool> isWaiting{false};
+
+private:
+    QThread* const m_thread = QThread::currentThread();
 };
 
 /// What the amplifier can say of a voltage: the nearest of steps steps of 3.3 V / steps, the lowest of which
@@ -247,8 +275,11 @@ TEST_F(AmplifierSession, AnotherAmplifierAtTheStartIsToldAtOnce)
     session->start();
     ASSERT_TRUE(passTo(SessionState::Idle));
     EXPECT_EQ(session->lastEndReason(), EndReason::CouldNotStart);
-    EXPECT_EQ(user.lastText(u"DAQ Communication Failed"_s),
-              u"Device identified as \"Strivix SA2-0418\" instead of \"Strivix SA2-0417\""_s);
+    EXPECT_EQ(
+        user.lastText(u"DAQ Communication Failed"_s),
+        u"Serial port %1: Device identified as \"Strivix SA2-0418\" instead of \"Strivix SA2-0417\""_s.arg(
+            amplifier.portName()));
+    EXPECT_EQ(amplifier.received().count('?'), 3) << "when selected, prepared and started";
     ASSERT_TRUE(select()) << "chosen anew, it is the one to record from";
     EXPECT_EQ(selected->serial, u"SA2-0418"_s);
 }
@@ -261,7 +292,98 @@ TEST_F(AmplifierSession, UnplugWithoutAutoResumeEndsTheRecording)
     ASSERT_TRUE(passTo(SessionState::Idle));
     EXPECT_EQ(session->lastEndReason(), EndReason::DeviceLost);
     EXPECT_FALSE(select());
-    EXPECT_TRUE(selected->refusal.startsWith(u"Failed to open port: "_s)) << qPrintable(selected->refusal);
+    EXPECT_EQ(selected->refusal,
+              u"Serial port %1: Failed to open port: No such file or directory"_s.arg(amplifier.portName()));
+}
+
+// What looks at every new port (modem managers do) is still there, or the amplifier wakes up.
+TEST_F(AmplifierSession, IsAskedThreeTimesBeforeItIsGivenUp)
+{
+    using Identification = SimulatedAmplifier::Identification;
+    makeSession(false);
+    amplifier.setIdentification(Identification::None);
+    EXPECT_FALSE(select());
+    EXPECT_EQ(selected->refusal,
+              u"Serial port %1: Device did not identify as Strivix"_s.arg(amplifier.portName()));
+    EXPECT_EQ(amplifier.received().count('?'), 3);
+    selected.reset();
+    session->selectDevice(Name);
+    ASSERT_TRUE(pass([this] { return amplifier.received().count('?') == 5; }));
+    amplifier.setIdentification(Identification::Proper);
+    ASSERT_TRUE(pass([this] { return selected.has_value(); }));
+    EXPECT_TRUE(selected->usable) << qPrintable(selected->refusal);
+
+    session->prepare(setup(AnimalRat));
+    ASSERT_TRUE(passTo(SessionState::Prepared));
+    amplifier.setIdentification(Identification::None);
+    const auto asked = amplifier.received().count('?');
+    session->start();
+    ASSERT_TRUE(pass([&] { return amplifier.received().count('?') == asked + 2; }));
+    amplifier.setIdentification(Identification::Proper);
+    ASSERT_TRUE(pass([this] { return session->status().framesProcessed > 0; }));
+    session->stop(EndReason::UserStop);
+    ASSERT_TRUE(passTo(SessionState::Idle));
+}
+
+TEST_F(AmplifierSession, NothingIsSentToAnotherUsbDeviceAtThePort)
+{
+    LogCapture log;
+    makeSession(true);
+    ASSERT_TRUE(select());
+    const quint16 vendor = usbVendor++;
+    const QByteArray before = amplifier.received();
+    session->prepare(setup(AnimalRat));
+    ASSERT_TRUE(passTo(SessionState::Idle));
+    usbVendor = vendor;
+    session->prepare(setup(AnimalRat));
+    ASSERT_TRUE(passTo(SessionState::Prepared));
+    const QByteArray prepared = amplifier.received();
+    EXPECT_EQ(prepared.size(), before.size() * 2);
+    ++usbVendor;
+    session->start();
+    ASSERT_TRUE(passTo(SessionState::Idle));
+    EXPECT_EQ(session->lastEndReason(), EndReason::CouldNotStart);
+    EXPECT_EQ(amplifier.received(), prepared);
+
+    usbVendor = vendor;
+    session->record(setup(AnimalRat));
+    ASSERT_TRUE(pass([this] { return session->status().framesProcessed > 0; }));
+    amplifier.disappear();
+    ASSERT_TRUE(passTo(SessionState::Paused));
+    ++usbVendor;
+    ASSERT_TRUE(amplifier.comeBack());
+    const QByteArray paused = amplifier.received();
+    const qint64 untilMs = time.monotonicMs() + 5000;
+    ASSERT_TRUE(pass([&] { return time.monotonicMs() >= untilMs; }));
+    EXPECT_EQ(amplifier.received(), paused);
+    usbVendor = vendor;
+    ASSERT_TRUE(passTo(SessionState::Recording));
+    session->stop(EndReason::UserStop);
+    ASSERT_TRUE(passTo(SessionState::Idle));
+}
+
+// The system does not return from the port: the user is told, and the interface thread does not wait.
+TEST_F(AmplifierSession, APortThatHangsIsGivenUp)
+{
+    LogCapture log;
+    static HangingPorts hanging; // used by a thread that is left to itself
+    hanging.isHeld = true;
+    StrivixRecordingDevice device(hanging, [this] { return std::vector{port()}; }, {});
+    std::optional<RecordingDevice::Reading> told;
+    device.select(Name, [&](const RecordingDevice::Reading& reading) { told = reading; });
+    ASSERT_TRUE(SessionHarness::waitUntil([] { return hanging.isWaiting.load(); }));
+    hanging.time.advance(StrivixRecordingDevice::AnswerWaitMs - 1);
+    SessionHarness::settle();
+    EXPECT_FALSE(told);
+    hanging.time.advance(1);
+    ASSERT_TRUE(told);
+    EXPECT_EQ(
+        told->details.refusal,
+        u"Serial port %1: The system does not answer when the port is used."_s.arg(amplifier.portName()));
+    EXPECT_TRUE(log.contains("StrivixProbe: the port does not return, thread abandoned"));
+    hanging.isHeld = false;
+    ASSERT_TRUE(SessionHarness::waitUntil([this] { return !amplifier.received().isEmpty(); }))
+        << "it did return";
 }
 
 TEST_F(AmplifierSession, APortOfAnotherInstanceIsLeftAlone)
@@ -280,8 +402,16 @@ TEST_F(AmplifierSession, APortOfAnotherInstanceIsLeftAlone)
     ASSERT_EQ(session->devices().back().name, Name);
     EXPECT_TRUE(session->devices().back().inUse);
     EXPECT_TRUE(amplifier.received().isEmpty());
+    // The same amplifier at another port: it was found there by an instance that waits for it here.
+    ASSERT_TRUE(other.tryClaim(StrivixRecordingDevice::claimName(u"SA2-0417"_s)));
+    EXPECT_FALSE(select());
+    EXPECT_TRUE(selected->refusal.startsWith(u"Strivix SA2-0417 is in use by another Vellumtide instance"_s));
+    EXPECT_EQ(mine.serial(), QString()) << "whoever has the amplifier may have the port";
     other.release();
     EXPECT_TRUE(select());
+    EXPECT_TRUE(other.otherHolder(StrivixRecordingDevice::claimName(u"SA2-0417"_s)));
+    session->selectDevice({});
+    EXPECT_FALSE(other.otherHolder(StrivixRecordingDevice::claimName(u"SA2-0417"_s)));
 
     const QString path = QFileInfo(amplifier.portName()).canonicalFilePath();
     ASSERT_TRUE(path.startsWith(u"/dev/"_s));
@@ -289,6 +419,8 @@ TEST_F(AmplifierSession, APortOfAnotherInstanceIsLeftAlone)
     const AmplifierPort byName{u"strivix:b"_s, path.mid(5), {}, {}, false};
     EXPECT_EQ(StrivixRecordingDevice::claimName(byName), u"strivix:"_s + path);
     EXPECT_EQ(StrivixRecordingDevice::claimName(byPath), u"strivix:"_s + path);
+    const AmplifierPort onWindows{u"strivix:c"_s, u"\\\\.\\com3"_s, {}, {}, false};
+    EXPECT_EQ(StrivixRecordingDevice::claimName(onWindows), u"strivix:COM3"_s);
     qputenv("XDG_RUNTIME_DIR", runtimeBefore);
     qputenv("TMPDIR", temporaryBefore);
 }
