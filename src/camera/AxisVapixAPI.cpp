@@ -3,7 +3,6 @@
 
 #include "camera/VapixText.h"
 
-#include <QAuthenticator>
 #include <QDebug>
 #include <QNetworkProxy>
 #include <algorithm>
@@ -16,17 +15,12 @@ using namespace Qt::StringLiterals;
 AxisVapixAPI::AxisVapixAPI(TimeSource& time) : m_time(time)
 {
     m_network.setProxy(QNetworkProxy::NoProxy);
-    connect(&m_network, &QNetworkAccessManager::authenticationRequired, this,
-            [this](const QNetworkReply* reply, QAuthenticator* authenticator) {
-                for (const Pending& pending : m_pending)
-                    if (pending.request->reply() == reply)
-                        pending.request->authenticate(*authenticator, pending.user, pending.password);
-            });
 }
 
 AxisVapixAPI::~AxisVapixAPI()
 {
     m_pending.clear();
+    m_ended.clear();
 }
 
 void AxisVapixAPI::request(const Call& call, Judge judge, Done done)
@@ -37,11 +31,13 @@ void AxisVapixAPI::request(const Call& call, Judge judge, Done done)
     // Who answers when has no say in the order of the pending requests: they are found by their address.
     auto self = std::make_shared<const VapixRequest*>(nullptr);
     auto request = std::make_unique<VapixRequest>(
-        m_network, m_time, vapix::url(host, call.cgi, call.query), call.body,
+        m_network, m_time,
+        VapixRequest::Wanted{vapix::url(host, call.cgi, call.query), call.body, call.camera.user,
+                             call.camera.password},
         [this, self, call, judge = std::move(judge), done = std::move(done)](
             const VapixRequest::Answer& answer) { handleAnswer(*self, call, judge, done, answer); });
     *self = request.get();
-    m_pending.push_back({std::move(request), call.camera.user, call.camera.password});
+    m_pending.push_back(std::move(request));
 }
 
 void AxisVapixAPI::handleAnswer(const VapixRequest* request, const Call& call, const Judge& judge,
@@ -58,15 +54,15 @@ void AxisVapixAPI::handleAnswer(const VapixRequest* request, const Call& call, c
         qWarning().noquote() << "AxisVapixAPI: Request failed for" << call.camera.address.toString()
                              << "operation:" << call.operation << "error:" << result.text;
     const auto entry = std::find_if(m_pending.begin(), m_pending.end(),
-                                    [&](const Pending& pending) { return pending.request.get() == request; });
-    const Done report = done; // dies with the request
+                                    [&](const auto& pending) { return pending.get() == request; });
     if (entry != m_pending.end()) {
-        entry->request.release()->deleteLater(); // this runs in one of its functions
+        m_ended.push_back(std::move(*entry));
         m_pending.erase(entry);
+        m_inbox.post([this] { m_ended.clear(); });
     }
     emit requestFinished(result);
-    if (report)
-        report(result);
+    if (done)
+        done(result);
 }
 
 void AxisVapixAPI::list(const VapixCamera& camera, const QString& operation, const QString& group,
@@ -96,10 +92,12 @@ void AxisVapixAPI::callJson(const VapixCamera& camera, const QString& operation,
     request(
         {camera, operation, cgi, {}, vapix::body(method, params)},
         [](VapixResult& result, const QByteArray& answer) {
-            const QString error = vapix::jsonAnswer(answer).error;
-            result.isOk = error.isEmpty();
+            const vapix::JsonAnswer read = vapix::jsonAnswer(answer);
+            result.isOk = read.error.isEmpty();
             if (!result.isOk)
-                result.text = error;
+                result.text = read.error;
+            for (const int id : vapix::overlayIds(read.data))
+                result.values << QString::number(id);
         },
         std::move(done));
 }
@@ -108,8 +106,6 @@ void AxisVapixAPI::initializePassword(const VapixCamera& camera, Done done)
 {
     VapixCamera factoryState = camera;
     factoryState.user = u"anonymous"_s;
-    // A connection that is kept open would send on who was logged in there before.
-    m_network.clearConnectionCache();
     request(
         {factoryState,
          u"initializePassword"_s,
@@ -189,7 +185,11 @@ void AxisVapixAPI::askForDynamicOverlay(const VapixCamera& camera, const QString
 {
     list(
         camera, operation, u"Properties.DynamicOverlay.DynamicOverlay"_s,
-        [](VapixResult&, const QByteArray&) {}, std::move(done));
+        [](VapixResult& result, const QByteArray&) {
+            if (vapix::hasDynamicOverlay(result.text))
+                result.values = QStringList{u"yes"_s};
+        },
+        std::move(done));
 }
 
 void AxisVapixAPI::setTextOverlay(const VapixCamera& camera, const QString& text, const QString& position,
@@ -201,7 +201,7 @@ void AxisVapixAPI::setTextOverlay(const VapixCamera& camera, const QString& text
                 done(support);
             return;
         }
-        if (vapix::hasDynamicOverlay(support.text)) {
+        if (!support.values.isEmpty()) {
             callJson(camera, u"addTextOverlay"_s, u"dynamicoverlay/dynamicoverlay"_s, u"addText"_s,
                      {{u"camera"_s, 1},
                       {u"text"_s, text},
@@ -228,7 +228,7 @@ void AxisVapixAPI::removeAllOverlays(const VapixCamera& camera, Done done)
         if (!support.isOk) {
             if (done)
                 done(support);
-        } else if (vapix::hasDynamicOverlay(support.text)) {
+        } else if (!support.values.isEmpty()) {
             listOverlays(camera, done);
         } else {
             update(camera, u"disableLegacyOverlay"_s, u"Image.I0.Text.TextEnabled=no"_s, done);
@@ -246,27 +246,23 @@ void AxisVapixAPI::listOverlays(const VapixCamera& camera, Done done)
                          done(result);
                      return;
                  }
-                 removeOverlays(camera, vapix::overlayIds(vapix::jsonAnswer(result.text.toUtf8()).data),
-                                result, done);
+                 removeOverlays(camera, result.values, result, done);
              });
 }
 
-void AxisVapixAPI::removeOverlays(const VapixCamera& camera, std::vector<int> ids, VapixResult result,
-                                  Done done)
+void AxisVapixAPI::removeOverlays(const VapixCamera& camera, const QStringList& ids,
+                                  const VapixResult& result, const Done& done)
 {
-    if (ids.empty() || result.isUnreachable()) {
+    if (ids.isEmpty() || result.isUnreachable()) {
         if (done)
             done(result);
         return;
     }
-    const int id = ids.front();
-    ids.erase(ids.begin());
-    qDebug().noquote() << "Removing overlay ID:" << id;
+    qDebug().noquote() << "Removing overlay ID:" << ids.first();
     callJson(camera, u"removeOverlay"_s, u"dynamicoverlay/dynamicoverlay"_s, u"remove"_s,
-             {{u"identity"_s, id}},
-             [this, camera, ids = std::move(ids), before = std::move(result),
-              done = std::move(done)](const VapixResult& removed) {
-                 removeOverlays(camera, ids, removed.isOk ? before : removed, done);
+             {{u"identity"_s, ids.first().toInt()}},
+             [this, camera, others = ids.mid(1), before = result, done](const VapixResult& removed) {
+                 removeOverlays(camera, others, removed.isOk ? before : removed, done);
              });
 }
 

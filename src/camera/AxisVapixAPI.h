@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/Inbox.h"
 #include "base/TimeSource.h"
 #include "camera/VapixRequest.h"
 
@@ -32,8 +33,8 @@ struct VapixResult
     QHostAddress address;
     QString operation; ///< "setResolution", "checkOverlay:text:position:size", ...
     bool isOk = false;
-    QString text; ///< the answer, or why it failed; without passwords
-    QStringList values;
+    QString text;       ///< the answer, or why it failed; without passwords
+    QStringList values; ///< resolutions, ids of texts, or "yes" for what the camera supports
     int httpStatus = 0; ///< 0: the camera did not answer
     /// Nobody answers at the address, so that further requests would only wait.
     [[nodiscard]] bool isUnreachable() const { return !isOk && httpStatus == 0; }
@@ -96,19 +97,16 @@ private:
                   const QString& method, const QJsonObject& params, Done done);
     void askForDynamicOverlay(const VapixCamera& camera, const QString& operation, Done done);
     void listOverlays(const VapixCamera& camera, Done done);
-    void removeOverlays(const VapixCamera& camera, std::vector<int> ids, VapixResult result, Done done);
+    void removeOverlays(const VapixCamera& camera, const QStringList& ids, const VapixResult& result,
+                        const Done& done);
     void handleAnswer(const VapixRequest* request, const Call& call, const Judge& judge, const Done& done,
                       const VapixRequest::Answer& answer);
 
-    struct Pending
-    {
-        std::unique_ptr<VapixRequest> request;
-        QString user;
-        QString password;
-    };
     TimeSource& m_time;
-    QNetworkAccessManager m_network;
-    std::vector<Pending> m_pending;
+    QNetworkAccessManager m_network; ///< outlives the requests
+    std::vector<std::unique_ptr<VapixRequest>> m_pending;
+    std::vector<std::unique_ptr<VapixRequest>> m_ended; ///< one of their functions may still be running
+    Inbox m_inbox;
 };
 
 } // namespace vt

@@ -14,14 +14,24 @@
 
 namespace vt {
 
-/// One HTTP request to a camera with its limits: 10 s in all, 1 MiB of answer, no way to another host.
-/// Answers a basic or digest challenge once. On the thread of the network access manager.
+/// One HTTP request to a camera with its limits: 10 s in all, 1 MiB of answer, no redirection.
+/// Answers a basic or digest challenge once: a second one means that the credentials are wrong. It does so by
+/// itself, and for each request anew: Qt's own login remembers users and nonces per connection, which fails
+/// where a camera changes its nonce, and where one camera is asked under two names. On the thread of the
+/// network access manager, and destroyed before it.
 class VapixRequest : public QObject
 {
 public:
     static constexpr int TimeLimitMs = 10000;
     static constexpr qint64 AnswerLimitBytes = 1 << 20;
 
+    struct Wanted
+    {
+        QUrl url;
+        QByteArray body; ///< JSON; empty makes it a GET
+        QString user;
+        QString password;
+    };
     struct Answer
     {
         QString error; ///< empty: answered with success; never quotes the address or the password
@@ -30,29 +40,29 @@ public:
     };
     using Answered = std::function<void(const Answer&)>;
 
-    /// An empty body makes it a GET. answered is called once, later than this returns, unless the request is
-    /// destroyed before.
-    VapixRequest(QNetworkAccessManager& network, TimeSource& time, const QUrl& url, const QByteArray& body,
-                 Answered answered);
+    /// answered is called once, later than this returns, unless the request is destroyed before; the request
+    /// may not be destroyed from within.
+    VapixRequest(QNetworkAccessManager& network, TimeSource& time, Wanted wanted, Answered answered);
     ~VapixRequest() override;
 
-    /// Gives the credentials to the first challenge only: a second one means that they are wrong.
-    void authenticate(QAuthenticator& authenticator, const QString& user, const QString& password);
-    [[nodiscard]] const QNetworkReply* reply() const { return m_reply.get(); }
-
 private:
+    void send(const QByteArray& authorization);
     void read();
-    void finish();
+    void handleFinished();
+    /// What "Authorization" has to say after a first refusal; empty: nothing that would help.
+    [[nodiscard]] QByteArray loginFor(int httpStatus) const;
     void giveUp(const QString& error);
     [[nodiscard]] QString errorText(int httpStatus) const;
 
+    QNetworkAccessManager& m_network;
+    const Wanted m_wanted;
     Answered m_answered;
     Inbox m_timerContext;
     std::unique_ptr<Timer> m_timeout;
     std::unique_ptr<QNetworkReply> m_reply;
     QByteArray m_received;
     QString m_givenUp; ///< why this side ended the request
-    bool m_isChallenged = false;
+    bool m_hasLoggedIn = false;
 };
 
 } // namespace vt
