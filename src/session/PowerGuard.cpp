@@ -68,9 +68,11 @@ void PowerGuard::handleState()
     if (state == SessionState::Idle && m_eventWaits) {
         m_eventWaits = false;
         tellUser();
-        // After the last of the stop's own steps.
+        // After the last of the stop's own steps, and when the films are closed, too.
         QMetaObject::invokeMethod(
-            this, [this] { m_services.events->readyForSystemEvent(); }, Qt::QueuedConnection);
+            this,
+            [this] { m_controller.whenClosed(this, [this] { m_services.events->readyForSystemEvent(); }); },
+            Qt::QueuedConnection);
     }
 }
 

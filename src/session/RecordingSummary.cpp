@@ -32,6 +32,15 @@ void writeLosses(QTextStream& out, const RecordingResult& result)
             out << "Lost: " << lost.failedStamps << " time stamps\n";
         if (lost.filesNotWritten > 0)
             out << "Lost: the configuration summary\n";
+        if (lost.sensorLogsMissing > 0)
+            out << "Lost: the log of the environmental sensors, which could not be opened\n";
+        if (lost.sensorRecordsLost > 0)
+            out << "Lost: " << lost.sensorRecordsLost << (lost.sensorRecordsLost == 1 ? " round" : " rounds")
+                << " of readings of the environmental sensors\n";
+        if (lost.camerasWithoutVideo > 0)
+            out << "Lost: all video of " << lost.camerasWithoutVideo
+                << (lost.camerasWithoutVideo == 1 ? " camera: " : " cameras: ")
+                << result.cameras.withoutVideo.join(u", "_s) << "\n";
     }
     if (result.pauses > 0)
         out << "Without data: " << (result.withoutDataMs + 500) / 1000 << " s in " << result.pauses
@@ -44,6 +53,20 @@ void writeLosses(QTextStream& out, const RecordingResult& result)
             << " restarts; samples between a read error and its restart were never acquired\n";
 }
 
+// Nothing of what was not set up.
+void writeSurroundings(QTextStream& out, const RecordingResult& result)
+{
+    const SensorsStatus& sensors = result.sensors;
+    if (sensors.enabled > 0)
+        out << "Environmental sensors: " << sensors.enabled - sensors.missing << " of " << sensors.enabled
+            << " present at the end, " << sensors.records << " rounds of readings\n";
+    if (result.cameras.enabled > 0)
+        out << "Cameras: " << result.cameras.recording << " of " << result.cameras.enabled
+            << " filming at the end\n";
+    if (const QString problem = stimulationProblem(result.stimulation); !problem.isEmpty())
+        out << "Stimulation: " << problem << " at the end\n";
+}
+
 // Line breaks in an animal ID would break the table; the recording's header keeps them.
 QString oneLine(QString id)
 {
@@ -53,6 +76,24 @@ QString oneLine(QString id)
 }
 
 } // namespace
+
+QString stimulationProblem(const StimulationStatus& stimulation)
+{
+    using State = StimulationStatus::State;
+    switch (stimulation.state) {
+    case State::NotSetUp:
+    case State::Unit:
+    case State::Outputs:
+        break;
+    case State::NoUnit:
+        return u"no stimulation unit"_s;
+    case State::NoOutputs:
+        return u"no digital outputs"_s;
+    case State::NoPower:
+        return u"stimulation unit without 12 V"_s;
+    }
+    return {};
+}
 
 QString endReasonText(EndReason reason)
 {
@@ -89,6 +130,7 @@ QString summaryText(const RecordingResult& result)
         << result.framesProcessed << ", dropped " << result.losses.framesDropped << "\n";
     out << "Files: " << result.bytesWritten << " bytes in " << result.writesTotal << " writes\n";
     writeLosses(out, result);
+    writeSurroundings(out, result);
     out << "Channel  Steps  Asleep  Percent  Animal ID\n";
     for (std::size_t i = 0; i < result.channels.size(); ++i) {
         const ChannelSummary& channel = result.channels[i];

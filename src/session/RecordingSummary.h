@@ -22,10 +22,16 @@ struct RecordingResult
     quint64 writesTotal = 0;
     quint64 bytesWritten = 0;
     LossSummary losses;
+    StimulationStatus stimulation; ///< these three: as they were at the end
+    SensorsStatus sensors;
+    CamerasStatus cameras;
     std::vector<ChannelSummary> channels;
 };
 
 [[nodiscard]] QString endReasonText(EndReason reason);
+
+/// "no stimulation unit", ...; empty when nothing that is set up is missing.
+[[nodiscard]] QString stimulationProblem(const StimulationStatus& stimulation);
 
 /// The summary that a recording ends with, as lines of text: where it is, how long, what is missing (with
 /// numbers, or that nothing is), and one row per channel: channel, animal ID, steps, asleep, percent.

@@ -360,6 +360,11 @@ SessionStatus SessionController::status() const
         qint64{d->setup.channelCount} * 3600 * (qint64{2} * DecimatedRateHz + valuesPerStep * 8 / 2);
     status.channels = d->channelSummaries();
     status.stimulation = d->stimulation->status();
+    const LossSummary ownLosses = status.losses;
+    for (const auto& companion : d->companions)
+        companion->report(status);
+    if (!d->recordingRan) // what they have lost was an earlier recording's
+        status.losses = ownLosses;
     return status;
 }
 

@@ -76,12 +76,15 @@ public:
     /// Stops without asking.
     void stop(EndReason reason);
     /// System shutdown, sleep or hibernation. With waitMs > 0 it returns only when the recording is closed,
-    /// or after that time.
+    /// films included, or after that time.
     void forcedGracefulStop(int waitMs);
     /// A start that still waits for the system's answer about the lid does not happen.
     void abandonStart();
     /// Stops without asking and waits for it, up to timeoutMs; false when that was not enough.
     bool stopAndWait(EndReason reason, int timeoutMs);
+    /// Calls done, once, when nothing of ended recordings is being written any more: films may end some
+    /// seconds after their recording. At once or later; never when receiver is gone by then.
+    void whenClosed(QObject* receiver, std::function<void()> done);
 
     /// Event number of the new marker, -1 when there is no marker file, as with the serial amplifier.
     int addMarker(const QString& label);

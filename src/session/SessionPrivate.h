@@ -86,7 +86,12 @@ struct SessionPrivate
     void tearDown(TeardownKind kind);
     void teardownDone();
     bool stopAndWait(EndReason reason, int timeoutMs);
+    /// What companions have to do before the recording ends, for the file thread.
+    [[nodiscard]] std::function<bool()> lastWork() const;
+    void finishPaused();
     void finish();
+    void summarise();
+    void whenClosed(QObject* receiver, std::function<void()> done);
     /// The last line of a forced stop.
     void readyForSystem();
     void forcedStop(int waitMs);

@@ -56,7 +56,30 @@ void SessionPrivate::stop(EndReason reason)
     if (segment)
         tearDown(TeardownKind::Stop);
     else
+        finishPaused();
+}
+
+std::function<bool()> SessionPrivate::lastWork() const
+{
+    std::vector<std::function<void()>> works;
+    for (const auto& companion : companions)
+        if (std::function<void()> work = companion->lastWork())
+            works.push_back(std::move(work));
+    return [works = std::move(works)] {
+        for (const auto& work : works)
+            work();
+        return true;
+    };
+}
+
+/// There is no segment whose teardown would take the companions' last work along.
+void SessionPrivate::finishPaused()
+{
+    if (!recordingRan) {
         finish();
+        return;
+    }
+    onFileThread(lastWork(), [this](bool) { finish(); });
 }
 
 void SessionPrivate::tearDown(TeardownKind kind)
@@ -68,11 +91,12 @@ void SessionPrivate::tearDown(TeardownKind kind)
         for (const auto& companion : companions)
             companion->segmentStopping(kind);
     }
+    const std::function<bool()> last = kind == TeardownKind::Stop ? lastWork() : [] { return true; };
     teardownReport = std::make_shared<TeardownReport>();
     fileWork = true;
     callAsync(
         *fileWorker, answers,
-        [files = segment, report = teardownReport, kind, flushMs = flushTimeoutMs,
+        [files = segment, report = teardownReport, kind, last, flushMs = flushTimeoutMs,
          deviceMs = forced ? ForcedDeviceStopTimeoutMs : DeviceStopTimeoutMs] {
             *report = files->tearDown(kind, deviceMs, flushMs);
             // A resumed segment that got no data goes again: a unit that answers but does not acquire would
@@ -80,7 +104,7 @@ void SessionPrivate::tearDown(TeardownKind kind)
             const bool empty = files->number() > 0 && report->acquisition.framesAcquired == 0;
             if ((!files->device() || empty) && files->released())
                 files->discardUnusedFiles();
-            return true;
+            return last();
         },
         [this, mine = teardownReport](bool) {
             if (mine == teardownReport) // else stopAndWait has dealt with it
@@ -186,21 +210,8 @@ void SessionPrivate::finish()
     user.closeNotice(u"reconnecting"_s);
     user.setRecordingIndicator(QString());
     endPause();
-    if (recordingRan) {
-        for (const auto& companion : companions)
-            companion->recordingStopped();
-        result.reason = endReason;
-        result.segmentBases = segmentBases;
-        result.deviceName = device.name;
-        result.deviceSerial = device.serial;
-        result.elapsedMs = time.monotonicMs() - recordingStartMs;
-        result.channels = channelSummaries();
-        summary = summaryText(result);
-        if (result.losses.any())
-            qWarning().noquote() << summary;
-        else
-            qInfo().noquote() << summary;
-    }
+    if (recordingRan)
+        summarise();
     recordingStart = QDateTime();
     diskTimer->stop();
     finishing = false;
@@ -216,10 +227,43 @@ void SessionPrivate::finish()
     emit q->recordingEnded(endReason);
 }
 
+void SessionPrivate::summarise()
+{
+    result.stimulation = stimulation->status(); // which forgets it now
+    for (const auto& companion : companions)
+        companion->recordingStopped();
+    result.reason = endReason;
+    result.segmentBases = segmentBases;
+    result.deviceName = device.name;
+    result.deviceSerial = device.serial;
+    result.elapsedMs = time.monotonicMs() - recordingStartMs;
+    result.channels = channelSummaries();
+    const SessionStatus atEnd = q->status();
+    result.sensors = atEnd.sensors;
+    result.cameras = atEnd.cameras;
+    RecordingResult told = result;
+    told.losses = atEnd.losses; // with those of the companions
+    summary = summaryText(told);
+    if (told.losses.any())
+        qWarning().noquote() << summary;
+    else
+        qInfo().noquote() << summary;
+}
+
+void SessionPrivate::whenClosed(QObject* receiver, std::function<void()> done)
+{
+    auto waiting = std::make_shared<std::size_t>(companions.size());
+    for (const auto& companion : companions)
+        companion->whenClosed([waiting, done, guard = QPointer<QObject>(receiver)] {
+            if (--*waiting == 0 && guard)
+                done();
+        });
+}
+
 void SessionPrivate::readyForSystem()
 {
     if (std::exchange(forced, false))
-        qInfo("Forced graceful stop completed - application ready for system event");
+        whenClosed(q, [] { qInfo("Forced graceful stop completed - application ready for system event"); });
 }
 
 bool SessionPrivate::stopAndWait(EndReason reason, int timeoutMs)
@@ -247,6 +291,7 @@ bool SessionPrivate::stopAndWait(EndReason reason, int timeoutMs)
     if (wasPreparing)
         emit q->prepared(false);
     if (!tearingDown && !segment) { // a stop that came during other file work, whose callback is void now
+        (void)callOn(*fileWorker, static_cast<int>(deadline.remainingTime()), lastWork());
         finish();
         return true;
     }
@@ -267,9 +312,20 @@ void SessionPrivate::forcedStop(int waitMs)
     qInfo("System shutdown/sleep/hibernate event detected");
     qInfo("Stopping DAQ acquisition and flushing all data...");
     forced = forced || state != SessionState::Idle;
+    const QDeadlineTimer deadline(waitMs);
     stop(EndReason::ForcedStop);
-    if (waitMs > 0 && state != SessionState::Idle && !stopAndWait(EndReason::ForcedStop, waitMs))
+    if (waitMs <= 0)
+        return;
+    bool isClosed = state == SessionState::Idle || stopAndWait(EndReason::ForcedStop, waitMs);
+    for (const auto& companion : companions)
+        isClosed = companion->waitUntilClosed(static_cast<int>(deadline.remainingTime())) && isClosed;
+    if (!isClosed)
         qCritical("The recording could not be closed within %d ms", waitMs);
+}
+
+void SessionController::whenClosed(QObject* receiver, std::function<void()> done)
+{
+    d->whenClosed(receiver, std::move(done));
 }
 
 void SessionController::forcedGracefulStop(int waitMs)

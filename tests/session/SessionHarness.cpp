@@ -44,6 +44,7 @@ void RecordingUser::showNotice(const QString& id, const QString& title, const QS
                                const QString& buttonText, std::function<void()> pressed)
 {
     notices[id] = {title, text, buttonText, std::move(pressed)};
+    shown << id;
 }
 
 void RecordingUser::closeNotice(const QString& id)

@@ -46,7 +46,8 @@ public:
     std::vector<Message> messages;
     std::vector<Message> fatal;
     std::vector<Question> questions;
-    std::map<QString, Notice> notices;
+    std::map<QString, Notice> notices; ///< open now
+    QStringList shown;                 ///< ids of all notices, in order
     QString indicator;
     int answer = 0;
 };
