@@ -309,7 +309,29 @@ int SessionController::addMarker(const QString& label)
     // While it is prepared, the file belongs to the file thread.
     if (!d->markers || d->state == SessionState::Preparing)
         return -1;
-    return d->markers->addMarker(d->segmentNumber, d->time.now(), label);
+    const int event = d->markers->addMarker(d->segmentNumber, d->time.now(), label);
+    if (event > 0)
+        noteMarkers();
+    return event;
+}
+
+bool SessionController::setMarkerLabel(int event, const QString& label)
+{
+    if (!d->markers || d->state == SessionState::Preparing || !d->markers->setLabel(event, label))
+        return false;
+    noteMarkers();
+    return true;
+}
+
+void SessionController::noteMarkers()
+{
+    d->shownMarkers = d->markers->markers();
+    emit markersChanged();
+}
+
+const std::vector<MarkerFile::Marker>& SessionController::markers() const
+{
+    return d->shownMarkers;
 }
 
 ManualStimulation SessionController::stimulateNow()

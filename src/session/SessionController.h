@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "recording/MarkerFile.h"
 #include "session/AmplifierPort.h"
 #include "session/LidWarning.h"
 #include "session/SessionTypes.h"
@@ -88,6 +89,10 @@ public:
 
     /// Event number of the new marker, -1 when there is no marker file, as with the serial amplifier.
     int addMarker(const QString& label);
+    /// Of the recording that runs; false when the file could not be rewritten or there is no such marker.
+    bool setMarkerLabel(int event, const QString& label);
+    /// Of the recording that runs, or of the last one when none runs; in order.
+    [[nodiscard]] const std::vector<MarkerFile::Marker>& markers() const;
 
     /// Stimulates all enabled cages at once, whatever the protocol.
     ManualStimulation stimulateNow();
@@ -115,12 +120,15 @@ signals:
     void segmentStarted(const QString& basePath, int segment);
     void segmentEnded();
     void recordingEnded(vt::EndReason reason);
+    /// A marker was written, by whatever means, or its label was changed.
+    void markersChanged();
     /// Every 2 s, activity-only recordings included; history() has it already.
     void stepCompleted(const vt::StepRecord& step);
     void sleepDecision(const std::vector<bool>& sleeping, const std::vector<QDateTime>& sleepBeginTime,
                        const std::vector<double>& decisionStats);
 
 private:
+    void noteMarkers();
     std::unique_ptr<SessionPrivate> d;
 };
 

@@ -221,6 +221,8 @@ void SessionPrivate::filesCreated(const PreparedFiles& prepared)
         return;
     }
     connectWriter();
+    shownMarkers.clear();
+    emit q->markersChanged();
     if (prepared.markersFailed) {
         markers.reset();
         user.notify(Severity::Warning, u"Markers"_s,

@@ -164,6 +164,7 @@ struct SessionPrivate
     std::vector<std::shared_ptr<RecordingSegment>> stuckSegments; ///< a hanging driver still holds them
     std::shared_ptr<TeardownReport> teardownReport;
     std::shared_ptr<MarkerFile> markers;
+    std::vector<MarkerFile::Marker> shownMarkers; ///< as in the file; stay when it is closed
     /// Marker file that this recording brought into being; written on the file thread.
     std::shared_ptr<QString> newMarkerPath = std::make_shared<QString>();
 
