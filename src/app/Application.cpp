@@ -7,12 +7,16 @@
 #include "app/DriverSetup.h"
 #include "app/HeadlessRunner.h"
 #include "app/Safeguards.h"
+#include "app/SensorPorts.h"
 #include "base/TimeSource.h"
 #include "daqmx/KeepAlive.h"
 #include "platform/TerminationSignals.h"
 #include "session/AppSettings.h"
+#include "session/CameraSession.h"
+#include "session/EnvironmentSession.h"
 #include "session/LogManager.h"
 #include "session/SessionController.h"
+#include "session/SessionExtensions.h"
 #include "ui/MainWindow.h"
 #include "ui/SetupFileActions.h"
 #include "ui/SetupPanel.h"
@@ -111,6 +115,7 @@ public:
     }
     [[nodiscard]] DaqmxApi& driver() const { return m_shared->drivers.driver(); }
     [[nodiscard]] TimeSource& time() const { return m_shared->time; }
+    [[nodiscard]] const SerialPortList& sensorPorts() const { return m_shared->sensors.ports(); }
     /// The session's options with what this run offers.
     [[nodiscard]] SessionController::Options complete(SessionController::Options options) const
     {
@@ -125,12 +130,30 @@ public:
 private:
     struct Shared
     {
-        explicit Shared(const CommandLine& line) : drivers(line), amplifiers(line, time) {}
+        explicit Shared(const CommandLine& line) : drivers(line), amplifiers(line, time), sensors(line, time)
+        {}
         DriverSetup drivers;
         SystemTimeSource time;
         AmplifierSetup amplifiers;
+        SensorPorts sensors;
     };
     std::shared_ptr<Shared> m_shared;
+};
+
+/// What a recording has around it, and outlives it: what is still being written of it ends here.
+struct Surroundings
+{
+    Surroundings(const Services& services, UserInteraction& user)
+        : sensors(services.time(), services.sensorPorts(), user),
+          cameras(services.time(), CameraSession::networkCameras(services.time()), user)
+    {}
+    void accompany(SessionController& session)
+    {
+        session.addCompanion(sensors.companion());
+        session.addCompanion(cameras.companion());
+    }
+    EnvironmentSession sensors;
+    CameraSession cameras;
 };
 
 void connectWindow(MainWindow& window, SessionController& session, WindowInteraction& user,
@@ -197,15 +220,17 @@ int runConsole()
         return 1;
     ConsoleInteraction user;
     Safeguards safeguards;
+    Surroundings surroundings(services, user);
     SessionController session(services.driver(), services.time(), user,
                               services.complete(safeguards.sessionOptions()));
     if (line.action == CommandLine::Action::ListDevices)
         return listDevices(session);
     const auto power = Safeguards::protect(session, services.time(), user);
+    surroundings.accompany(session);
     safeguards.tellUnclosed(user);
     services.paceBy(session);
 
-    HeadlessRunner runner(session, services.time(), line);
+    HeadlessRunner runner(session, surroundings.sensors, surroundings.cameras, services.time(), line);
     QObject::connect(&termination, &TerminationSignals::requested, &runner, &HeadlessRunner::terminate);
     QObject::connect(
         &runner, &HeadlessRunner::finished, &runner, [](int status) { QCoreApplication::exit(status); },
@@ -228,9 +253,11 @@ int runWindow()
     TerminationSignals::leaveTerminal();
     WindowInteraction user;
     Safeguards safeguards;
+    Surroundings surroundings(services, user);
     SessionController session(services.driver(), services.time(), user,
                               services.complete(safeguards.sessionOptions()));
     const auto power = Safeguards::protect(session, services.time(), user);
+    surroundings.accompany(session);
     services.paceBy(session);
     const QString suggestedName = line.output.isEmpty() ? AppSettings::saveFileName() : line.output;
     MainWindow window(session, user,
@@ -239,6 +266,7 @@ int runWindow()
     connectWindow(window, session, user, termination);
     applyCommandLine(window, line);
     window.show();
+    surroundings.sensors.rescan();
     safeguards.tellUnclosed(user);
     const int status = QCoreApplication::exec();
     return user.hadFatalError() ? 1 : status;

@@ -35,8 +35,9 @@ void addOptions(QCommandLineParser& parser)
         "Without --headless a window opens."_s);
     parser.addOptions({
         {u"simulate"_s,
-         u"Offer the simulated unit too; with a FILE after it, play that file: raw little-endian "
-         "64-bit doubles in volts, 600 Hz, channels interleaved."_s},
+         u"Offer the simulated unit too, and two simulated environmental sensors (not on Windows); with a "
+         "FILE after it, play that file: raw little-endian 64-bit doubles in volts, 600 Hz, channels "
+         "interleaved."_s},
         {u"simulate-speed"_s,
          u"Run the simulated unit X times as fast as real time, as far as the recording "
          "keeps up."_s,
@@ -54,12 +55,18 @@ void addOptions(QCommandLineParser& parser)
         {u"animal-id"_s, u"Animal ID of the next channel; give it once per channel."_s, u"ID"_s},
         {u"output"_s, u"Base path of the recording's files."_s, u"BASE"_s},
         {u"setup"_s,
-         u"Apply this setup file (.vtconfig). What other options say, such as animal IDs, goes before "
-         "what the file says."_s,
+         u"Apply this setup file (.vtconfig), cameras and labels of sensors included. What other options "
+         "say, such as animal IDs, goes before what the file says."_s,
          u"FILE"_s},
         {u"duration"_s, u"Stop by itself after this many seconds of acquired signal."_s, u"SECONDS"_s},
         {u"activity-only"_s, u"Record raw data and activity only; no sleep decisions."_s},
         {u"bandpass"_s, u"Show band-passed signals (the recording is not changed by it)."_s},
+        {u"extra-serial-port"_s,
+         u"Look for an environmental sensor at this serial port, too; once per port. PORT is \"path=...; "
+         "vid=2405; pid=000B; serial=...; description=Tessaly Enviro\", for ports whose USB device the "
+         "system "
+         "does not name."_s,
+         u"PORT"_s},
         {u"nidaqmx-library"_s, u"Load this NI-DAQmx library instead of the default one."_s, u"PATH"_s},
         {u"list-devices"_s,
          u"Print what can be recorded from, one a line, tab-separated: name, type, serial, "
@@ -140,6 +147,18 @@ void readAnimal(const QCommandLineParser& parser, Reader& reader, CommandLine& l
         reader.fail(u"--animal %1: \"mouse\" or \"rat\" is needed."_s.arg(kind));
 }
 
+void readSerialPorts(const QCommandLineParser& parser, Reader& reader, CommandLine& line)
+{
+    const QStringList given = parser.values(u"extra-serial-port"_s);
+    for (const QString& text : given) {
+        QString error;
+        if (const auto port = parseExtraPort(text, &error))
+            line.extraSerialPorts << *port;
+        else
+            reader.fail(u"--extra-serial-port %1: %2."_s.arg(text, error));
+    }
+}
+
 } // namespace
 
 quint64 CommandLine::frameLimit() const
@@ -183,6 +202,7 @@ CommandLine parseCommandLine(const QStringList& arguments)
         reader.fail(u"--setup needs a FILE."_s);
     readNumbers(reader, line);
     readAnimal(parser, reader, line);
+    readSerialPorts(parser, reader, line);
 
     const QStringList files = parser.positionalArguments();
     if (files.size() > 1 || (!files.isEmpty() && !line.simulate))

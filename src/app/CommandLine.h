@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "envsens/SerialPortList.h"
+
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -30,6 +33,7 @@ struct CommandLine
     QString nidaqmxLibrary;
     QString setupFile; ///< setup file to apply once the device is known; whether it exists is not looked at
     bool clearSettings = false;
+    QList<SerialPortFacts> extraSerialPorts; ///< beside those that the system lists
 
     [[nodiscard]] quint64 frameLimit() const;
 };

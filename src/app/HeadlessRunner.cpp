@@ -7,12 +7,16 @@
 #include "base/TimeSource.h"
 #include "recording/RawFileReader.h"
 #include "recording/SegmentPaths.h"
+#include "session/CameraSession.h"
+#include "session/EnvironmentSession.h"
+#include "session/RecordingSummary.h"
 #include "session/SessionController.h"
 #include "session/SetupCheck.h"
 
 #include <QDebug>
 #include <QFileInfo>
 #include <algorithm>
+#include <utility>
 
 namespace vt {
 
@@ -22,6 +26,7 @@ namespace {
 
 constexpr int progressIntervalMs = 2000;
 constexpr int selectionTimeoutMs = 60000;
+constexpr int sensorTimeoutMs = 5000; ///< a sensor says within half a second who it is
 const auto endedTooEarly = u"Ended before the recording began."_s;
 
 /// A raw file with samples in it, of either kind of animal: the other files have the same names for both. One
@@ -48,6 +53,22 @@ QString freeNumberedName(const QString& base)
     return {};
 }
 
+/// "  sensors 1 of 2  cameras 3 of 3": only what is set up.
+QString surroundingsText(const SessionStatus& status)
+{
+    QString text;
+    const SensorsStatus& sensors = status.sensors;
+    if (sensors.enabled > 0)
+        text += u"  sensors %1 of %2"_s.arg(sensors.enabled - sensors.missing).arg(sensors.enabled);
+    if (sensors.enabled > 0 && sensors.log == SensorsStatus::Log::Failed)
+        text += u" (not logged)"_s;
+    if (status.cameras.enabled > 0)
+        text += u"  cameras %1 of %2"_s.arg(status.cameras.recording).arg(status.cameras.enabled);
+    if (const QString problem = stimulationProblem(status.stimulation); !problem.isEmpty())
+        text += u"  "_s + problem;
+    return text;
+}
+
 QString kindName(int animalType)
 {
     return animalType == 1 ? u"mouse"_s : animalType == 2 ? u"rat"_s : u"unknown animal"_s;
@@ -65,13 +86,14 @@ QString progressLine(const SessionStatus& status)
             ? u"?"_s
             : QString::number(static_cast<double>(status.freeDiskBytes) / 1e9, 'f', 1) + u" GB"_s;
     return u"%1 s  %2  segment %3  frames %4 (%5 dropped)  queue %6  disk %7  [%8]"_s
-        .arg(static_cast<double>(status.elapsedMs) / 1000.0, 0, 'f', 0)
-        .arg(sessionStateName(status.state))
-        .arg(status.segment)
-        .arg(status.framesProcessed)
-        .arg(status.losses.framesDropped)
-        .arg(status.writer.currentDepth + status.writer.emergencyDepth)
-        .arg(disk, asleep);
+               .arg(static_cast<double>(status.elapsedMs) / 1000.0, 0, 'f', 0)
+               .arg(sessionStateName(status.state))
+               .arg(status.segment)
+               .arg(status.framesProcessed)
+               .arg(status.losses.framesDropped)
+               .arg(status.writer.currentDepth + status.writer.emergencyDepth)
+               .arg(disk, asleep) +
+           surroundingsText(status);
 }
 
 int exitStatusFor(EndReason reason, const LossSummary& losses)
@@ -80,15 +102,19 @@ int exitStatusFor(EndReason reason, const LossSummary& losses)
     return wanted && !losses.any() ? 0 : 1;
 }
 
-HeadlessRunner::HeadlessRunner(SessionController& session, TimeSource& time, const CommandLine& line,
+HeadlessRunner::HeadlessRunner(SessionController& session, EnvironmentSession& sensors,
+                               CameraSession& cameras, TimeSource& time, const CommandLine& line,
                                QObject* parent)
-    : QObject(parent), m_session(session), m_line(line),
+    : QObject(parent), m_session(session), m_sensors(sensors), m_cameras(cameras), m_line(line),
       m_progress(time.createTimer(this, [this] { printProgress(); })),
-      m_selection(time.createTimer(this, [this] {
-          if (!m_done)
-              fail(u"The device does not answer."_s);
-      }))
+      m_selection(time.createTimer(this,
+                                   [this] {
+                                       if (!m_done)
+                                           fail(u"The device does not answer."_s);
+                                   })),
+      m_sensorLimit(time.createTimer(this, [this] { recordOnceSensorsAreKnown(); }))
 {
+    connect(&sensors, &EnvironmentSession::sensorsChanged, this, &HeadlessRunner::recordOnceSensorsAreKnown);
     connect(&session, &SessionController::deviceSelected, this, &HeadlessRunner::deviceSelected);
     connect(&session, &SessionController::recordingEnded, this, &HeadlessRunner::recordingEnded);
 }
@@ -130,6 +156,7 @@ void HeadlessRunner::run()
         fail(problem);
         return;
     }
+    m_sensors.rescan();
     m_waitingForDevice = true;
     m_selection->start(selectionTimeoutMs, TimerMode::SingleShot);
     m_session.selectDevice(name);
@@ -156,11 +183,31 @@ void HeadlessRunner::deviceSelected(const DeviceDetails& details)
         contents = readSetup(details);
         if (!contents)
             return;
+        applyToSurroundings(*contents);
     }
     RecordingSetup setup = setupFromCommandLine(m_line, details, contents ? &*contents : nullptr);
     if (!keepExisting(setup, setup.animalType > 0 ? setup.animalType : details.animalType))
         return;
     m_progress->start(progressIntervalMs, TimerMode::Repeating);
+    m_sensorLimit->start(sensorTimeoutMs, TimerMode::SingleShot);
+    m_ready = setup;
+    recordOnceSensorsAreKnown();
+}
+
+void HeadlessRunner::applyToSurroundings(const SetupFileContents& contents)
+{
+    if (contents.envSensorLabels)
+        m_sensors.applyLabels(*contents.envSensorLabels);
+    if (contents.video)
+        m_cameras.applySettings(*contents.video);
+}
+
+void HeadlessRunner::recordOnceSensorsAreKnown()
+{
+    if (!m_ready || m_done || (m_sensors.isFinding() && m_sensorLimit->isActive()))
+        return;
+    m_sensorLimit->stop();
+    const RecordingSetup setup = *std::exchange(m_ready, std::nullopt);
     m_session.record(setup);
 }
 
@@ -227,7 +274,14 @@ void HeadlessRunner::recordingEnded(EndReason reason)
         return;
     }
     printOutput(m_session.lastSummary().trimmed());
-    emit finished(exitStatusFor(reason, m_session.status().losses));
+    const int status = exitStatusFor(reason, m_session.status().losses);
+    auto isClosed = std::make_shared<bool>(false);
+    m_session.whenClosed(this, [this, isClosed, status] {
+        *isClosed = true;
+        emit finished(status);
+    });
+    if (!*isClosed)
+        printError(u"The cameras' films are being closed..."_s);
 }
 
 void HeadlessRunner::fail(const QString& message)

@@ -27,7 +27,7 @@ PATIENCE_SECONDS = 120
 
 LOG_LINE = re.compile(r"\[\d{4}/\d\d/\d\d \d{1,2}:\d\d:\d\d\.\d{3} UTC[^\]]*([DIWCF])\] (\S+) - (.*)")
 PROGRESS_LINE = re.compile(r"(\d+) s  (\w+)  segment (\d+)  frames (\d+) \((\d+) dropped\)  queue (\d+)  "
-                           r"disk (?:\?|[0-9.]+ GB)  \[([-SWx]*)\]")
+                           r"disk (?:\?|[0-9.]+ GB)  \[([-SWx]*)\]((?:  [^ ].*)?)")
 
 
 @dataclass

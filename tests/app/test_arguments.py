@@ -33,7 +33,8 @@ class AnswersTest(AppTest):
             self.assertEqual(result.err, "")
             for name in ("--simulate", "--simulate-speed", "--headless", "--device", "--channels", "--animal",
                          "--animal-id", "--output", "--duration", "--activity-only", "--bandpass",
-                         "--nidaqmx-library", "--list-devices", "--version", "--setup", "--clear-settings"):
+                         "--nidaqmx-library", "--list-devices", "--version", "--setup", "--clear-settings",
+                         "--extra-serial-port"):
                 self.assertIn(name, result.out)
 
     def test_version(self):
@@ -71,6 +72,8 @@ class MistakesTest(AppTest):
         (["--headless", "--animal", "cat"], "mouse"),
         (["--headless", "--setup"], "setup"),
         (["--headless", "--setup", ""], "setup"),
+        (["--headless", "--extra-serial-port", "vid=2405"], "--extra-serial-port vid=2405: path is missing."),
+        (["--headless", "--extra-serial-port", "path=/dev/x", "--extra-serial-port", "path=/dev/y;vid=xyz"], "'xyz'"),
         (["--clear-settings=yes"], "clear-settings"),
         (["--headless", "stray"], "stray"),
         (["--headless", "--simulate", "one.f64", "two.f64"], "two.f64"),
@@ -202,7 +205,7 @@ class CannotBeginTest(AppTest):
             self.assert_status(1, result)
             self.assertIn(IN_USE, result.messages)
             self.assertEqual(len(result.messages.splitlines()), 1, result.messages)
-            self.assertEqual({path: path.stat().st_ino for path in self.folder.glob("shared*")}, inodes)
+            self.assertEqual({path: path.stat().st_ino for path in inodes}, inodes)
             ended = first.finish()
         self.assert_status(0, ended)
         self.assertEqual(parse_summary(ended.out).processed, 120)
