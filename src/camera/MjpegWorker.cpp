@@ -134,8 +134,8 @@ void MjpegWorker::retry(const QString& detail)
     abandon();
     m_silence->stop();
     ++m_failures;
+    m_retry->start(delayMs(m_failures), TimerMode::SingleShot); // runs by the time that anyone hears of it
     tell(MjpegState::Waiting, detail);
-    m_retry->start(delayMs(m_failures), TimerMode::SingleShot);
 }
 
 void MjpegWorker::tell(MjpegState state, const QString& detail)

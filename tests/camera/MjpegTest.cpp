@@ -153,21 +153,26 @@ TEST(MjpegStream, PlaysTheNewestLogsInAndComesBack)
     QObject::connect(&stream, &MjpegStream::pictureReady, &stream,
                      [&](const QImage& picture) { newest = picture; });
     QSignalSpy states(&stream, &MjpegStream::stateChanged);
-    const auto waitForRequests = [&](int logins) {
-        return QTest::qWaitFor(
-            [&] { return camera.logins == logins && stream.state() == MjpegState::Waiting; }, 30000);
+    // Counted, so that the end of an earlier stream is not taken for that of the present one.
+    int ends = 0;
+    QObject::connect(&stream, &MjpegStream::stateChanged, &stream,
+                     [&](MjpegState state) { ends += state == MjpegState::Waiting ? 1 : 0; });
+    const auto waitForEnd = [&](int number) {
+        return QTest::qWaitFor([&] { return ends == number; }, 30000);
     };
     stream.start({QHostAddress::LocalHost, u"root"_s, u"lensgate"_s, camera.serverPort()});
-    ASSERT_TRUE(waitForRequests(1));
+    ASSERT_TRUE(waitForEnd(1));
+    EXPECT_EQ(camera.logins, 1);
     EXPECT_EQ(newest.size(), QSize(64, 48));
     EXPECT_TRUE(camera.lastRequest.startsWith("GET /axis-cgi/mjpg/video.cgi HTTP/1.1\r\n"));
-    EXPECT_EQ(states.last()[1].toString(), u"The video stream has ended");
+    EXPECT_EQ(states.last()[1].toString(), u"The video stream has ended"_s);
 
     // One second later, not earlier, it is asked again.
     time.advance(999);
     EXPECT_EQ(time.activeTimers(), 1);
     time.advance(1);
-    ASSERT_TRUE(waitForRequests(2));
+    ASSERT_TRUE(waitForEnd(2));
+    EXPECT_EQ(camera.logins, 2);
 
     // A wrong password: told without it, and not tried a second time within one attempt.
     camera.password = "another";
