@@ -6,7 +6,6 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QLocale>
-#include <QPainter>
 
 #include <algorithm>
 #include <cmath>
@@ -17,7 +16,7 @@ namespace {
 
 constexpr qint64 DayMs = qint64{24} * 3600 * 1000;
 constexpr qint64 ActivityBinMs = DayMs / StepHistory::BinsPerDay;
-constexpr double AwakeAlpha = 0.25;
+constexpr double AwakeShare = 0.25;
 constexpr int HatchPeriod = 5; ///< device-independent pixels, as the next
 constexpr int DotPeriod = 4;
 
@@ -26,48 +25,77 @@ QString text(const char* source)
     return QCoreApplication::translate("DayStrips", source);
 }
 
-/// Draws columns one device pixel wide.
-class ColumnBrush
+/// Share of the second colour, 0 to 1.
+QRgb blend(const QColor& below, const QColor& above, double share)
+{
+    const auto mixed = [share](int from, int to) {
+        return static_cast<int>(std::lround(from + (to - from) * share));
+    };
+    return qRgb(mixed(below.red(), above.red()), mixed(below.green(), above.green()),
+                mixed(below.blue(), above.blue()));
+}
+
+/// Draws columns one device pixel wide, straight into the pixels: a page of strips has tens of thousands.
+class ColumnPen
 {
 public:
-    ColumnBrush(QPainter& painter, const QRect& area, double ratio, const Theme& theme)
-        : m_painter(painter), m_area(area), m_line(std::max(1, static_cast<int>(std::lround(ratio)))),
-          m_asleep(theme.asleep), m_awake(theme.awake), m_awakeField(theme.awake), m_muted(theme.mutedText)
-    {
-        m_awakeField.setAlphaF(AwakeAlpha);
-    }
+    ColumnPen(QImage& image, double ratio, const Theme& theme)
+        : m_pixels(reinterpret_cast<QRgb*>(image.bits())),
+          m_stride(image.bytesPerLine() / static_cast<qsizetype>(sizeof(QRgb))), m_height(image.height()),
+          m_line(std::max(1, static_cast<int>(std::lround(ratio)))), m_asleep(theme.asleep.rgb()),
+          m_awake(theme.awake.rgb()), m_awakeField(blend(theme.surface, theme.awake, AwakeShare)),
+          m_muted(theme.mutedText.rgb()), m_trace(theme.trace.rgb())
+    {}
     void scored(int x, double asleepShare) const
     {
-        const int filled = static_cast<int>(std::lround(asleepShare * m_area.height()));
-        const int open = m_area.height() - filled;
-        if (open > 0) {
-            m_painter.fillRect(x, m_area.top(), 1, open, m_awakeField);
-            m_painter.fillRect(x, m_area.top(), 1, std::min(open, 2 * m_line), m_awake);
-        }
-        m_painter.fillRect(x, m_area.top() + open, 1, filled, m_asleep);
+        const int open = m_height - static_cast<int>(std::lround(asleepShare * m_height));
+        const int edge = std::min(open, 2 * m_line);
+        fill(x, 0, edge, m_awake);
+        fill(x, edge, open, m_awakeField);
+        fill(x, open, m_height, m_asleep);
     }
     void noSignal(int x) const
     {
         const int period = HatchPeriod * m_line;
-        for (int y = 0; y < m_area.height(); ++y)
+        for (int y = 0; y < m_height; ++y)
             if ((x + y) % period < m_line)
-                m_painter.fillRect(x, m_area.top() + y, 1, 1, m_muted);
+                fill(x, y, y + 1, m_muted);
     }
     void notScored(int x) const
     {
         if (x % (DotPeriod * m_line) < 2 * m_line)
-            m_painter.fillRect(x, m_area.center().y(), 1, m_line, m_muted);
+            fill(x, m_height / 2, std::min(m_height / 2 + m_line, m_height), m_muted);
+    }
+    /// A resting animal leaves a line, so that it can be told from no data.
+    void active(int x, double share) const
+    {
+        const int height = static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * m_height));
+        fill(x, m_height - std::max(height, std::min(m_line, m_height)), m_height, m_trace);
     }
 
 private:
-    QPainter& m_painter;
-    QRect m_area;
+    void fill(int x, int from, int to, QRgb color) const
+    {
+        for (int y = from; y < to; ++y)
+            m_pixels[y * m_stride + x] = color;
+    }
+    QRgb* m_pixels;
+    qsizetype m_stride;
+    int m_height;
     int m_line;
-    QColor m_asleep;
-    QColor m_awake;
-    QColor m_awakeField;
-    QColor m_muted;
+    QRgb m_asleep;
+    QRgb m_awake;
+    QRgb m_awakeField;
+    QRgb m_muted;
+    QRgb m_trace;
 };
+
+QImage blankStrip(QSize size, const Theme& theme)
+{
+    QImage image(size.expandedTo({1, 1}), QImage::Format_RGB32);
+    image.fill(theme.surface);
+    return image;
+}
 
 } // namespace
 
@@ -114,10 +142,9 @@ std::pair<qint64, qint64> DayStrips::period() const
 
 QImage DayStrips::image(int channel, QSize size, double devicePixelRatio, const Theme& theme) const
 {
-    QImage image(size.expandedTo({1, 1}), QImage::Format_RGB32);
-    image.fill(theme.surface);
+    QImage image = blankStrip(size, theme);
     if (m_isActivityOnly)
-        drawActivity(image, channel, theme);
+        drawActivity(image, channel, devicePixelRatio, theme);
     else
         drawSleep(image, channel, devicePixelRatio, theme);
     image.setDevicePixelRatio(devicePixelRatio);
@@ -126,19 +153,18 @@ QImage DayStrips::image(int channel, QSize size, double devicePixelRatio, const 
 
 void DayStrips::drawSleep(QImage& image, int channel, double devicePixelRatio, const Theme& theme) const
 {
-    QPainter painter(&image);
-    const ColumnBrush brush(painter, image.rect(), devicePixelRatio, theme);
+    const ColumnPen pen(image, devicePixelRatio, theme);
     int x = 0;
     for (const HypnogramCell& cell : m_bins.cells(channel, image.width())) {
         switch (cell.kind()) {
         case HypnogramCell::Kind::Scored:
-            brush.scored(x, cell.asleepShare());
+            pen.scored(x, cell.asleepShare());
             break;
         case HypnogramCell::Kind::NoSignal:
-            brush.noSignal(x);
+            pen.noSignal(x);
             break;
         case HypnogramCell::Kind::NotScored:
-            brush.notScored(x);
+            pen.notScored(x);
             break;
         case HypnogramCell::Kind::Empty:
             break;
@@ -147,21 +173,14 @@ void DayStrips::drawSleep(QImage& image, int channel, double devicePixelRatio, c
     }
 }
 
-void DayStrips::drawActivity(QImage& image, int channel, const Theme& theme) const
+void DayStrips::drawActivity(QImage& image, int channel, double devicePixelRatio, const Theme& theme) const
 {
-    QPainter painter(&image);
     const Activity& activity = m_activity[static_cast<std::size_t>(channel)];
+    const ColumnPen pen(image, devicePixelRatio, theme);
     const auto count = static_cast<int>(activity.size());
-    for (int bin = 0; bin < count; ++bin) {
-        const std::optional<double>& value = activity[static_cast<std::size_t>(bin)];
-        if (!value)
-            continue;
-        const int left = bin * image.width() / count;
-        const int right = (bin + 1) * image.width() / count;
-        // A resting animal leaves a line, so that it can be told from no data.
-        const int height = std::max(1, static_cast<int>(std::lround(std::min(*value, 1.0) * image.height())));
-        painter.fillRect(left, image.height() - height, right - left, height, theme.trace);
-    }
+    for (int x = 0; x < image.width() && count > 0; ++x)
+        if (const auto& value = activity[static_cast<std::size_t>(x * count / image.width())])
+            pen.active(x, *value);
 }
 
 QString DayStrips::textAt(int channel, double place) const
@@ -195,29 +214,35 @@ QString DayStrips::textAt(int channel, double place) const
     return text("%1: not recorded").arg(time);
 }
 
-void DayStrips::drawPattern(QPainter& painter, const QRect& rect, Pattern pattern, const Theme& theme)
+QImage DayStrips::sample(Pattern pattern, QSize size, double devicePixelRatio, const Theme& theme)
 {
-    painter.fillRect(rect, theme.surface);
-    const ColumnBrush brush(painter, rect, 1.0, theme);
-    for (int x = rect.left(); x <= rect.right(); ++x) {
+    QImage image = blankStrip(size, theme);
+    if (pattern == Pattern::LightsOff)
+        image.fill(theme.text);
+    const ColumnPen pen(image, devicePixelRatio, theme);
+    for (int x = 0; x < image.width(); ++x) {
         switch (pattern) {
         case Pattern::Asleep:
-            brush.scored(x, 1.0);
+            pen.scored(x, 1.0);
             break;
         case Pattern::Awake:
-            brush.scored(x, 0.0);
+            pen.scored(x, 0.0);
             break;
         case Pattern::NoSignal:
-            brush.noSignal(x);
+            pen.noSignal(x);
             break;
         case Pattern::NotScored:
-            brush.notScored(x);
+            pen.notScored(x);
+            break;
+        case Pattern::Activity:
+            pen.active(x, x * 3 / image.width() == 1 ? 0.8 : 0.0);
             break;
         case Pattern::LightsOff:
-            painter.fillRect(x, rect.top(), 1, rect.height(), theme.text);
             break;
         }
     }
+    image.setDevicePixelRatio(devicePixelRatio);
+    return image;
 }
 
 } // namespace vt

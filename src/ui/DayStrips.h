@@ -10,8 +10,6 @@
 #include <utility>
 #include <vector>
 
-class QPainter;
-
 namespace vt {
 
 class StepHistory;
@@ -22,7 +20,7 @@ class StepHistory;
 class DayStrips
 {
 public:
-    enum class Pattern { Asleep, Awake, NoSignal, NotScored, LightsOff };
+    enum class Pattern { Asleep, Awake, NoSignal, NotScored, Activity, LightsOff };
 
     void begin(int channels, const LightCycle& cycle);
     void update(const StepHistory& history);
@@ -37,13 +35,14 @@ public:
     [[nodiscard]] QImage image(int channel, QSize size, double devicePixelRatio, const Theme& theme) const;
     /// What the strip shows at a place from 0 (24 hours ago) to 1 (now), in words.
     [[nodiscard]] QString textAt(int channel, double place) const;
-    /// A sample of a pattern, for the legend.
-    static void drawPattern(QPainter& painter, const QRect& rect, Pattern pattern, const Theme& theme);
+    /// A sample of a pattern, for the legend; the size in device pixels.
+    [[nodiscard]] static QImage sample(Pattern pattern, QSize size, double devicePixelRatio,
+                                       const Theme& theme);
 
 private:
     using Activity = std::vector<std::optional<double>>;
     void drawSleep(QImage& image, int channel, double devicePixelRatio, const Theme& theme) const;
-    void drawActivity(QImage& image, int channel, const Theme& theme) const;
+    void drawActivity(QImage& image, int channel, double devicePixelRatio, const Theme& theme) const;
 
     HypnogramBins m_bins;
     LightCycle m_cycle;

@@ -20,6 +20,20 @@ namespace vt {
 
 using statustext::Scoring;
 
+namespace {
+
+int widestState(const QFontMetrics& metrics)
+{
+    using statustext::SleepDisplay;
+    int widest = 0;
+    for (const auto display : {SleepDisplay::Waiting, SleepDisplay::Awake, SleepDisplay::Asleep,
+                               SleepDisplay::NoSignal, SleepDisplay::NotScored})
+        widest = std::max(widest, metrics.horizontalAdvance(statustext::sleepText(display)));
+    return widest;
+}
+
+} // namespace
+
 SleepTable::SleepTable(QWidget* parent)
     : QWidget(parent), m_model(new SleepModel(this)), m_sorted(new QSortFilterProxyModel(this)),
       m_view(new QTableView(this)), m_summary(new QLabel(this))
@@ -84,14 +98,18 @@ void SleepTable::buildHeader(QHeaderView* header, bool isFull)
 {
     const int charWidth = fontMetrics().averageCharWidth();
     header->setSectionsClickable(true);
+    // Beside the heading, the arrow would lie on its last letters.
+    header->setStyleSheet(QStringLiteral(
+        "QHeaderView::up-arrow, QHeaderView::down-arrow { subcontrol-position: top center; width: 9px; "
+        "height: 7px; }"));
     header->setHighlightSections(false);
     header->setMinimumSectionSize(charWidth * 6);
     header->setFixedHeight(fontMetrics().height() * 2 + spacing::Small);
     header->setSectionResizeMode(QHeaderView::Interactive);
     header->resizeSection(SleepModel::ChannelNumber, charWidth * 11);
-    header->resizeSection(SleepModel::AnimalId, charWidth * 13);
+    header->resizeSection(SleepModel::AnimalId, charWidth * 17);
     header->resizeSection(SleepModel::PercentSleep, charWidth * 11);
-    header->resizeSection(SleepModel::Sleeping, charWidth * 12);
+    header->resizeSection(SleepModel::Sleeping, widestState(fontMetrics()) + 2 * spacing::Medium);
     header->resizeSection(SleepModel::Steps, charWidth * 9);
     header->resizeSection(SleepModel::Bouts, charWidth * 9);
     header->resizeSection(SleepModel::MeanBout, charWidth * 12);

@@ -21,6 +21,12 @@ constexpr int StripMargin = 3;
 constexpr int LightBandHeight = 4;
 constexpr QSize PatternSize(28, 12);
 
+QSize devicePixels(QSize size, double ratio)
+{
+    return {static_cast<int>(std::lround(size.width() * ratio)),
+            static_cast<int>(std::lround(size.height() * ratio))};
+}
+
 struct LegendEntry
 {
     DayStrips::Pattern pattern;
@@ -31,7 +37,9 @@ std::vector<LegendEntry> legendEntries(const DayStrips& strips)
 {
     using Pattern = DayStrips::Pattern;
     std::vector<LegendEntry> entries;
-    if (!strips.isActivityOnly())
+    if (strips.isActivityOnly())
+        entries = {{Pattern::Activity, StripLegend::tr("Activity by 10 minutes; a line: at rest")}};
+    else
         entries = {{Pattern::Asleep, StripLegend::tr("Asleep")},
                    {Pattern::Awake, StripLegend::tr("Awake")},
                    {Pattern::NoSignal, StripLegend::tr("No signal")},
@@ -64,8 +72,7 @@ void StripDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
         m_drawn.resize(static_cast<std::size_t>(channel) + 1);
     Drawn& drawn = m_drawn[static_cast<std::size_t>(channel)];
     const double ratio = painter->device()->devicePixelRatioF();
-    const QSize size(static_cast<int>(std::lround(rect.width() * ratio)),
-                     static_cast<int>(std::lround(rect.height() * ratio)));
+    const QSize size = devicePixels(rect.size(), ratio);
     const Theme theme = Theme::current();
     if (drawn.generation != m_strips.generation() || drawn.size != size ||
         drawn.surface != theme.surface.rgb())
@@ -156,12 +163,15 @@ void StripLegend::paintEvent(QPaintEvent*)
     QPainter painter(this);
     const Theme theme = Theme::current();
     painter.setFont(Theme::font(TextRole::Caption, font()));
+    const double ratio = devicePixelRatioF();
     int x = 0;
     for (const LegendEntry& entry : legendEntries(m_strips)) {
         const QRect frame(x, (height() - PatternSize.height()) / 2, PatternSize.width(),
                           PatternSize.height());
         painter.fillRect(frame, theme.border);
-        DayStrips::drawPattern(painter, frame.adjusted(1, 1, -1, -1), entry.pattern, theme);
+        const QRect inner = frame.adjusted(1, 1, -1, -1);
+        painter.drawImage(inner.topLeft(),
+                          DayStrips::sample(entry.pattern, devicePixels(inner.size(), ratio), ratio, theme));
         x += PatternSize.width() + spacing::Tiny + 2;
         painter.setPen(theme.mutedText);
         const int textWidth = painter.fontMetrics().horizontalAdvance(entry.text);

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "ui/EnvironmentHistory.h"
+
+#include <QStringList>
+#include <QWidget>
+
+namespace vt {
+
+/// One quantity of the room over time, a line per sensor. Draws what it was given last. Interface thread.
+class EnvironmentChart : public QWidget
+{
+    Q_OBJECT
+public:
+    struct Line
+    {
+        QString label;
+        int series = 0;               ///< which style
+        std::vector<EnvCurve> curves; ///< in base units
+    };
+
+    explicit EnvironmentChart(envunits::Quantity quantity, QWidget* parent = nullptr);
+
+    void setPeriod(qint64 fromMs, qint64 toMs);
+    void setUnits(const envunits::Units& units);
+    void setLines(std::vector<Line> lines);
+    /// Points of a curve that can be told apart.
+    [[nodiscard]] int columns() const;
+    [[nodiscard]] envunits::Quantity quantity() const { return m_quantity; }
+    /// What a point of the chart says, for the tool tip.
+    [[nodiscard]] QString textAt(QPoint position) const;
+    [[nodiscard]] QSize minimumSizeHint() const override;
+
+protected:
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    struct Range
+    {
+        double low = 0.0;
+        double high = 1.0;
+    };
+    [[nodiscard]] QRect plotRect() const;
+    [[nodiscard]] double xOf(const QRect& plot, double timeMs) const;
+    void updateRange();
+    void drawAxes(QPainter& painter, const QRect& plot) const;
+    void drawLine(QPainter& painter, const QRect& plot, const Line& line) const;
+
+    envunits::Quantity m_quantity;
+    envunits::Units m_units;
+    qint64 m_fromMs = 0;
+    qint64 m_toMs = 0;
+    std::vector<Line> m_lines;
+    Range m_range; ///< in the unit
+};
+
+} // namespace vt

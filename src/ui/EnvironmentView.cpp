@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/EnvironmentView.h"
+
+#include "ui/Card.h"
+#include "ui/EmptyMessage.h"
+#include "ui/EnvironmentChart.h"
+#include "ui/SensorCard.h"
+#include "ui/Theme.h"
+
+#include <QButtonGroup>
+#include <QComboBox>
+#include <QGridLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSignalBlocker>
+#include <QStackedLayout>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace vt {
+
+using envunits::PressureUnit;
+using envunits::Quantity;
+using envunits::TemperatureUnit;
+
+namespace {
+
+constexpr int HourChoices[] = {1, 6, 24};
+constexpr qint64 MsPerHour = 3'600'000;
+
+} // namespace
+
+EnvironmentView::EnvironmentView(QWidget* parent)
+    : QWidget(parent), m_pages(new QStackedLayout(this)), m_hours(new QButtonGroup(this)),
+      m_hint(new QLabel(this)), m_cardArea(new QScrollArea(this)), m_temperatureUnit(new QComboBox(this)),
+      m_pressureUnit(new QComboBox(this))
+{
+    m_pages->addWidget(
+        new EmptyMessage(tr("No environmental sensor."),
+                         tr("Plug one into a USB port; it is found when the sensors are looked for."), this));
+    m_pages->addWidget(buildPage());
+    showUnits();
+}
+
+EnvironmentView::~EnvironmentView() = default;
+
+QWidget* EnvironmentView::buildPage()
+{
+    auto* page = new QWidget(this);
+    auto* bar = new QHBoxLayout; // owned by the column below
+    bar->setSpacing(spacing::Tiny);
+    for (const int hours : HourChoices) {
+        auto* button = new QPushButton(tr("%1 h").arg(hours), page);
+        button->setCheckable(true);
+        button->setToolTip(tr("Show the last %1 h").arg(hours));
+        button->setAccessibleName(button->toolTip());
+        m_hours->addButton(button, hours);
+        bar->addWidget(button);
+    }
+    m_hours->button(HourChoices[0])->setChecked(true);
+    connect(m_hours, &QButtonGroup::idClicked, this, [this](int hours) {
+        emit hoursChosen(hours);
+        emit refreshWanted();
+    });
+    setTextRole(m_hint, TextRole::Hint);
+    bar->addSpacing(spacing::Small);
+    bar->addWidget(m_hint, 1);
+
+    m_cardArea->setWidgetResizable(true);
+    m_cardArea->setFrameShape(QFrame::NoFrame);
+    m_cardArea->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_cardArea->setAccessibleName(tr("Present readings"));
+    auto* row = new QWidget(m_cardArea);
+    m_cardRow = new QHBoxLayout(row);
+    m_cardRow->setContentsMargins(0, 0, 0, 0);
+    m_cardRow->setSpacing(spacing::Small);
+    m_cardArea->setWidget(row);
+
+    auto* column = new QVBoxLayout(page);
+    column->setContentsMargins(0, spacing::Small, 0, 0);
+    column->setSpacing(spacing::Small);
+    column->addLayout(bar);
+    column->addWidget(m_cardArea);
+    column->addWidget(buildCharts(page), 1);
+    return page;
+}
+
+QWidget* EnvironmentView::buildCharts(QWidget* parent)
+{
+    auto* charts = new QWidget(parent);
+    auto* grid = new QGridLayout(charts);
+    grid->setContentsMargins(0, 0, 0, 0);
+    grid->setSpacing(spacing::Small);
+    for (int i = 0; i < envunits::QuantityCount; ++i) {
+        const auto quantity = static_cast<Quantity>(i);
+        auto* card = new Card(envunits::quantityName(quantity), charts);
+        auto* chart = new EnvironmentChart(quantity, card);
+        card->body()->addWidget(chart, 1);
+        grid->addWidget(card, i / 2, i % 2);
+        grid->setRowStretch(i / 2, 1);
+        grid->setColumnStretch(i % 2, 1);
+        m_chartCards[static_cast<std::size_t>(i)] = card;
+        m_charts[static_cast<std::size_t>(i)] = chart;
+        if (quantity == Quantity::Humidity || quantity == Quantity::Light) {
+            auto* unit = new QLabel(envunits::symbol(quantity, {}), card);
+            setTextRole(unit, TextRole::Caption);
+            card->addHeaderWidget(unit);
+        }
+    }
+    buildUnitChoices();
+    return charts;
+}
+
+void EnvironmentView::buildUnitChoices()
+{
+    for (const auto unit : {TemperatureUnit::Celsius, TemperatureUnit::Fahrenheit})
+        m_temperatureUnit->addItem(envunits::symbol(Quantity::Temperature, {unit, {}}),
+                                   QVariant::fromValue(static_cast<int>(unit)));
+    for (const auto unit :
+         {PressureUnit::Hectopascal, PressureUnit::MillimetreOfMercury, PressureUnit::InchOfMercury})
+        m_pressureUnit->addItem(envunits::symbol(Quantity::Pressure, {{}, unit}),
+                                QVariant::fromValue(static_cast<int>(unit)));
+    m_temperatureUnit->setAccessibleName(tr("Unit of temperature"));
+    m_pressureUnit->setAccessibleName(tr("Unit of air pressure"));
+    m_chartCards[static_cast<std::size_t>(Quantity::Temperature)]->addHeaderWidget(m_temperatureUnit);
+    m_chartCards[static_cast<std::size_t>(Quantity::Pressure)]->addHeaderWidget(m_pressureUnit);
+    for (QComboBox* choice : {m_temperatureUnit, m_pressureUnit}) {
+        choice->setToolTip(choice->accessibleName());
+        connect(choice, &QComboBox::activated, this, [this] {
+            setUnits({static_cast<TemperatureUnit>(m_temperatureUnit->currentData().toInt()),
+                      static_cast<PressureUnit>(m_pressureUnit->currentData().toInt())});
+            emit unitsChosen(m_units);
+        });
+    }
+}
+
+void EnvironmentView::setUnits(const envunits::Units& units)
+{
+    if (units == m_units)
+        return;
+    m_units = units;
+    showUnits();
+    emit refreshWanted();
+}
+
+void EnvironmentView::showUnits()
+{
+    m_temperatureUnit->setCurrentIndex(static_cast<int>(m_units.temperature));
+    m_pressureUnit->setCurrentIndex(static_cast<int>(m_units.pressure));
+    for (EnvironmentChart* chart : m_charts)
+        chart->setUnits(m_units);
+    showCards();
+}
+
+int EnvironmentView::hours() const
+{
+    return m_hours->checkedId();
+}
+
+void EnvironmentView::setHours(int hours)
+{
+    if (QAbstractButton* button = m_hours->button(hours))
+        button->setChecked(true);
+    emit refreshWanted();
+}
+
+void EnvironmentView::setSensors(const QList<EnvSeries>& sensors)
+{
+    std::vector<std::unique_ptr<Sensor>> before = std::move(m_sensors);
+    m_sensors.clear();
+    bool isSame = static_cast<std::size_t>(sensors.size()) == before.size();
+    for (qsizetype i = 0; i < sensors.size(); ++i) {
+        const auto known = std::ranges::find_if(before, [&](const std::unique_ptr<Sensor>& sensor) {
+            return sensor && sensor->facts.serial == sensors[i].serial;
+        });
+        isSame = isSame && known == before.begin() + i;
+        m_sensors.push_back(known != before.end() ? std::move(*known) : std::make_unique<Sensor>());
+        Sensor& sensor = *m_sensors.back();
+        // What it has goes further back than what it is told.
+        const qint64 newestMs = sensor.history.newestMs();
+        for (const EnvPoint& point : sensors[i].points)
+            if (point.timeMs > newestMs)
+                take(sensor, point);
+        sensor.facts = sensors[i];
+        sensor.facts.points.clear();
+    }
+    if (!isSame)
+        rebuildCards();
+    m_pages->setCurrentIndex(m_sensors.empty() ? 0 : 1);
+    emit refreshWanted();
+}
+
+void EnvironmentView::take(Sensor& sensor, const EnvPoint& point)
+{
+    sensor.history.add(point);
+    sensor.newest = point;
+}
+
+void EnvironmentView::addReading(const QString& serial, const EnvPoint& point)
+{
+    for (const std::unique_ptr<Sensor>& sensor : m_sensors)
+        if (sensor->facts.serial == serial)
+            take(*sensor, point);
+}
+
+void EnvironmentView::rebuildCards()
+{
+    while (const std::unique_ptr<QLayoutItem> item{m_cardRow->takeAt(0)})
+        if (QWidget* card = item->widget())
+            card->deleteLater();
+    for (std::size_t i = 0; i < m_sensors.size(); ++i) {
+        Sensor& sensor = *m_sensors[i];
+        sensor.card = new SensorCard(sensor.facts.serial, static_cast<int>(i), m_cardRow->parentWidget());
+        m_cardRow->addWidget(sensor.card);
+    }
+    m_cardRow->addStretch();
+    showCards();
+    fitCards();
+}
+
+void EnvironmentView::fitCards()
+{
+    if (m_sensors.empty())
+        return;
+    const int cards = static_cast<int>(m_sensors.size());
+    const QSize card = m_sensors.front()->card->sizeHint();
+    const bool isWide = cards * (card.width() + spacing::Small) - spacing::Small > width();
+    m_cardArea->setFixedHeight(card.height() +
+                               (isWide ? m_cardArea->horizontalScrollBar()->sizeHint().height() : 0));
+}
+
+void EnvironmentView::showCards()
+{
+    for (const std::unique_ptr<Sensor>& sensor : m_sensors) {
+        const EnvSeries& facts = sensor->facts;
+        const auto state = !facts.connected ? SensorCard::State::Disconnected
+                           : !facts.enabled ? SensorCard::State::SwitchedOff
+                                            : SensorCard::State::Connected;
+        sensor->card->show(facts.label, state, sensor->newest, sensor->history.newestMs(), m_units);
+    }
+    const bool hasReadings = std::ranges::any_of(
+        m_sensors, [](const std::unique_ptr<Sensor>& sensor) { return sensor->history.newestMs() > 0; });
+    m_hint->setText(hasReadings ? QString() : tr("Sensors are read while a recording runs."));
+}
+
+void EnvironmentView::refresh(qint64 nowMs)
+{
+    if (!isVisible() || m_sensors.empty())
+        return;
+    showCards();
+    showCharts(nowMs);
+}
+
+void EnvironmentView::showCharts(qint64 nowMs)
+{
+    const qint64 fromMs = nowMs - hours() * MsPerHour;
+    for (EnvironmentChart* chart : m_charts) {
+        std::vector<EnvironmentChart::Line> lines;
+        for (std::size_t i = 0; i < m_sensors.size(); ++i) {
+            const Sensor& sensor = *m_sensors[i];
+            lines.push_back({sensor.facts.label, static_cast<int>(i),
+                             sensor.history.curves(chart->quantity(), fromMs, nowMs, chart->columns())});
+        }
+        chart->setPeriod(fromMs, nowMs);
+        chart->setLines(std::move(lines));
+    }
+}
+
+void EnvironmentView::showEvent(QShowEvent* event)
+{
+    QWidget::showEvent(event);
+    emit refreshWanted();
+}
+
+void EnvironmentView::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    fitCards();
+}
+
+} // namespace vt
