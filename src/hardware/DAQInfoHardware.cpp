@@ -140,14 +140,17 @@ void DAQInfo::handleBuildInfoCaptured(const DaqBuildInfo& info, bool valid)
     if (std::exchange(d->isBuildInfoLatched, true))
         return;
     const QString serial = d->selected->serial;
-    // The cache is a file, and this thread does not wait for the disk.
-    d->ask(
-        [cache = d->buildInfoCache, serial, info, valid](HardwareSession&) {
+    // The cache is a file: neither this thread nor the hardware's waits for the disk.
+    d->disk.run(
+        d->answers,
+        [cache = d->buildInfoCache, serial, info, valid] {
             if (valid)
                 cache.store(serial, info);
             return BuildInfoOutcome{valid ? info : cache.load(serial), valid};
         },
-        [this, serial, info](const BuildInfoOutcome& outcome) {
+        [this, asked = d->selection, serial, info](const BuildInfoOutcome& outcome) {
+            if (asked != d->selection)
+                return;
             if (outcome.info)
                 qInfo().noquote() << QStringLiteral("DAQ build-info [%1] serial=%2 %3")
                                          .arg(outcome.isFresh ? QStringLiteral("fresh")

@@ -4,6 +4,7 @@
 #include "base/TimeSource.h"
 #include "hardware/BuildInfoCache.h"
 #include "hardware/DAQInfo.h"
+#include "hardware/DiskThread.h"
 #include "hardware/HardwareThread.h"
 #include "hardware/StimulationHardware.h"
 
@@ -52,6 +53,7 @@ struct DAQInfo::Private
     quint64 waits = 0;
 
     BuildInfoCache buildInfoCache;
+    DiskThread disk;
     bool isBuildInfoLatched = false; ///< told once per session with a device
 
     /// EEPROM accesses run one at a time; the next starts when the one before has had its 6 ms.

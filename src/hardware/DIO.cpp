@@ -187,18 +187,21 @@ void DIO::retryOutputs()
     m_retryTimer->start(m_retryMs, TimerMode::SingleShot);
 }
 
-/// failure: log line with the expander's number as %1.
+/// With what is pulsed. failure: log line with the expander's number as %1.
 void DIO::writeHeldOutputs(const QString& failure)
 {
-    for (int expander = 0; expander < expanderCount(); ++expander)
-        if (!writeOutputs(expander, m_held[static_cast<std::size_t>(expander)]))
+    for (int expander = 0; expander < expanderCount(); ++expander) {
+        const auto index = static_cast<std::size_t>(expander);
+        if (!writeOutputs(expander, m_held[index] | m_pulsed[index]))
             qDebug().noquote() << failure.arg(expander);
+    }
 }
 
 void DIO::setOutputLines(std::uint8_t lines, int port)
 {
     if (port < 0 || port >= expanderCount())
         return; // cages that this hardware does not have
+    m_pulsed[static_cast<std::size_t>(port)] = lines;
     if (!writeOutputs(port, lines | m_held[static_cast<std::size_t>(port)]))
         qDebug("port expander set active low error");
     m_pulseTimer->start(PulseMs, TimerMode::SingleShot);
@@ -206,6 +209,7 @@ void DIO::setOutputLines(std::uint8_t lines, int port)
 
 void DIO::clearOutputLines()
 {
+    m_pulsed = {};
     writeHeldOutputs(QStringLiteral("port expander%1 clear/restore error"));
 }
 
@@ -213,6 +217,7 @@ void DIO::switchAllOff()
 {
     m_pulseTimer->stop();
     m_held = {};
+    m_pulsed = {};
     m_wanted = {};
     if (m_bus && !m_bus->failed())
         writeHeldOutputs(QStringLiteral("port expander%1 could not be switched off"));
@@ -233,6 +238,15 @@ void DIO::setOutputHold(std::uint16_t mask)
 }
 
 void DIO::clearOutput(std::uint16_t mask)
+{
+    for (int expander = 0; expander < MostExpanders; ++expander) {
+        std::uint8_t& pulsed = m_pulsed[static_cast<std::size_t>(expander)];
+        pulsed = static_cast<std::uint8_t>(pulsed & ~byteOf(mask, expander));
+    }
+    endOutputHold(mask);
+}
+
+void DIO::endOutputHold(std::uint16_t mask)
 {
     for (int expander = 0; expander < MostExpanders; ++expander) {
         std::uint8_t& held = m_held[static_cast<std::size_t>(expander)];

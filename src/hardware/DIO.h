@@ -61,7 +61,10 @@ public:
     void switchAllOff();
     Q_SLOT void handleManualPulse(std::uint16_t cageMask);
     Q_SLOT void setOutputHold(std::uint16_t mask);
+    /// Off at once, also in the middle of a pulse.
     Q_SLOT void clearOutput(std::uint16_t mask);
+    /// No longer held; a pulse lasts its 50 ms.
+    void endOutputHold(std::uint16_t mask);
 
 signals:
     /// Levels of all inputs (bit set: high) after one of them changed.
@@ -111,6 +114,7 @@ private:
     I2C* m_bus = nullptr;
     int m_channels = 0;
     HeldOutputs m_held;
+    HeldOutputs m_pulsed{};                                ///< by the pulse that is under way
     HeldOutputs m_wanted{};                                ///< what the outputs are to be, pulses included
     std::array<bool, MostExpanders> m_isTaken{true, true}; ///< the expander has acknowledged that
     int m_retryMs = FirstRetryMs;

@@ -77,6 +77,8 @@ void HardwareSession::updateAttempts()
             continue; // nothing is set up
         bool isDue = m_lostBuses.contains(which);
         bool isUrgent = false; // with or without an acquisition
+        if (which == UnitBus::StimulationUnit)
+            isDue = isDue || (m_isVexioPolling && m_vexio && !m_vexio->isInitialised());
         if (which == UnitBus::PortExpanders) {
             isUrgent = isDue && m_dio && !m_dio->areOutputsTaken();
             isDue = isDue || m_isDioIncomplete || (m_dioRecordingChannels && !m_dio);
@@ -95,7 +97,25 @@ bool HardwareSession::attempt(UnitBus which)
         return false;
     if (bus(which)->failed() && !replaceBus(which))
         return false;
+    if (which == UnitBus::StimulationUnit)
+        return attemptVexio();
     return which != UnitBus::PortExpanders || attemptDio();
+}
+
+/// A unit that was not there when the device was set up, or was not ready.
+bool HardwareSession::attemptVexio()
+{
+    if (m_vexio->isInitialised() || !m_isVexioPolling)
+        return true; // nobody misses it
+    if (!VEXIO::isThere(*m_stimulationBus))
+        return false;
+    initVexio();
+    if (!m_vexio->isInitialised())
+        return false;
+    qInfo("HardwareSession: the stimulation unit answers now");
+    startVexioPolling();
+    tellPresence();
+    return true;
 }
 
 /// A new bus in place of one that has failed, under what hangs on it.

@@ -62,6 +62,7 @@ void HardwareSession::makeVexio()
     forward(&VEXIO::systemStatusChanged, &StimulationHardware::systemStatusChanged);
     forward(&VEXIO::speakerDiagnosticsResults, &StimulationHardware::speakerDiagnosticsResults);
     forward(&VEXIO::answeringChanged, &StimulationHardware::vexioAnsweringChanged);
+    forward(&VEXIO::unstoppedCagesChanged, &StimulationHardware::unstoppedCagesChanged);
 }
 
 VEXIO& HardwareSession::vexio()
@@ -304,6 +305,21 @@ void HardwareSession::clearOutput(std::uint16_t cageMask)
         updateAttempts();
         return;
     }
+    releaseKeptOutputs(cageMask);
+}
+
+void HardwareSession::endOutputHold(std::uint16_t cageMask)
+{
+    if (m_dio) {
+        m_dio->endOutputHold(cageMask);
+        updateAttempts();
+        return;
+    }
+    releaseKeptOutputs(cageMask);
+}
+
+void HardwareSession::releaseKeptOutputs(std::uint16_t cageMask)
+{
     for (std::uint8_t& held : m_kept.heldOutputs) {
         held = static_cast<std::uint8_t>(held & ~unsigned{cageMask});
         cageMask = static_cast<std::uint16_t>(cageMask >> 8);
@@ -315,6 +331,7 @@ void HardwareSession::startVexioPolling()
     m_isVexioPolling = true;
     vexio().startInterruptPolling();
     vexio().startStatusPolling();
+    updateAttempts();
 }
 
 void HardwareSession::stopVexioPolling()
@@ -322,6 +339,7 @@ void HardwareSession::stopVexioPolling()
     m_isVexioPolling = false;
     vexio().stopStatusPolling();
     vexio().stopInterruptPolling();
+    updateAttempts();
 }
 
 void HardwareSession::startDIORecording(int nChannels)

@@ -51,7 +51,8 @@ public:
     bool rebuild(const DAQDevice& device);
 
     /// While an acquisition runs, the device as a whole is left alone: a bus that fails is set up again by
-    /// itself, with what hangs on it and what that is to do, and so are port expanders that are missed.
+    /// itself, with what hangs on it and what that is to do, and so are a stimulation unit and port expanders
+    /// that are missed.
     /// Outputs that were to go off when their bus had failed are seen to at any time.
     void setAcquiring(bool isAcquiring);
     /// Has a bus failed that was usable when the device was set up, or the last rebuild?
@@ -72,6 +73,7 @@ public:
 
     /// Also counts when the port expanders are away: these outputs stay off when they are back.
     void clearOutput(std::uint16_t cageMask);
+    void endOutputHold(std::uint16_t cageMask);
 
     void startVexioPolling();
     void stopVexioPolling();
@@ -98,6 +100,7 @@ private:
     template <typename... Args>
     void forward(void (VEXIO::*from)(Args...), void (StimulationHardware::*to)(Args...));
     void makeVexio();
+    void releaseKeptOutputs(std::uint16_t cageMask);
     void keepState();
     void tearDown();
     bool build();
@@ -114,6 +117,7 @@ private:
     [[nodiscard]] bool attempt(UnitBus which);
     [[nodiscard]] bool replaceBus(UnitBus which);
     [[nodiscard]] bool attemptDio();
+    [[nodiscard]] bool attemptVexio();
     void startStatusPoll();
     void restoreState();
 

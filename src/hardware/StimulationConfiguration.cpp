@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The setters of StimulationController, and how a recording's settings reach them.
 #include "hardware/StimulationController.h"
+#include "hardware/StimulationMasks.h"
 #include "hardware/StimulationRows.h"
 
 #include <QDebug>
@@ -56,8 +57,10 @@ void StimulationController::applyVexioSettings(const VexioSettings& settings)
     setCageConfigs(m_randomiser.draw(settings.cages, settings.randomRange));
     if (m_running)
         emit writeVexioCageConfigs(m_cageConfigs);
-    setExtTriggerMask(settings.extTriggerMask);
-    setCageEnableMask(settings.cageEnableMask);
+    // What nobody records is not stimulated: the log would not show it.
+    const std::uint16_t reachable = reachableCages(m_activeChannelCount, m_dioEnabled);
+    setExtTriggerMask(settings.extTriggerMask & reachable);
+    setCageEnableMask(settings.cageEnableMask & reachable);
     setProtocol(settings.protocol); // last: it may start the timer
 }
 

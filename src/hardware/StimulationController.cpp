@@ -180,7 +180,13 @@ void StimulationController::trigger(std::uint16_t mask, const QString& reason,
 void StimulationController::stimulate(std::uint16_t mask, const QString& reason,
                                       std::optional<qint64> frameArrivalUs)
 {
-    appendStimulationRow(mask, reason);
+    // Cages behind the unit's eight have digital outputs only: without these nothing is driven for them.
+    const std::uint16_t driven = usesVexio() && !usesDio() ? unitCages(mask) : mask;
+    if (driven == 0) {
+        qDebug().noquote() << "StimulationController: no output for cages:" << maskText(mask);
+        return;
+    }
+    appendStimulationRow(driven, reason);
     if (usesVexio() && unitCages(mask) != 0) {
         m_request = m_latency.requestSent(frameArrivalUs);
         emit activateVexioStimulation(unitCages(mask));
@@ -189,7 +195,7 @@ void StimulationController::stimulate(std::uint16_t mask, const QString& reason,
         driveOutputs(mask);
     if (!usesVexio() && !usesDio())
         qWarning().noquote() << "StimulationController: no stimulation hardware, nothing was driven";
-    emit stimulationTriggered(mask, reason);
+    emit stimulationTriggered(driven, reason);
 }
 
 void StimulationController::appendStimulationRow(std::uint16_t mask, const QString& reason)
@@ -244,7 +250,9 @@ void StimulationController::releaseOutputs(std::uint16_t mask)
         if ((mask >> cage) & 1U)
             m_clearTimers[cage]->stop();
     m_outputs.release(mask);
+    m_isHalting = true;
     handleDioSyncTimeout();
+    m_isHalting = false;
 }
 
 void StimulationController::initStimFile(const QString& filename)

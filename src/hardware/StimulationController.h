@@ -74,6 +74,8 @@ public:
     void noteDecisionFrameArrival(qint64 monotonicUs);
     /// Number of the request that goes out; in slots of activateVexioStimulation.
     [[nodiscard]] quint64 activationRequest() const { return m_request; }
+    /// Are the outputs to go off at once, in the middle of a pulse? In slots of clearDioOutput.
+    [[nodiscard]] bool isHaltingOutputs() const { return m_isHalting; }
     /// When the unit's register write for a request had returned (monotonicUs), empty when there was none.
     /// The latency of the stimulation is logged.
     void noteActivationReturned(quint64 request, std::optional<qint64> returnedUs);
@@ -222,6 +224,7 @@ private:
     std::array<qint64, 2> m_inputsReadMs{}; ///< when the inputs of cages 1 to 8 / 9 to 16 were read last
     bool m_isInputWatched = false;
     StimulationHeldOutputs m_outputs;
+    bool m_isHalting = false; ///< in releaseOutputs
 
     std::unique_ptr<Timer> m_openLoopTimer;
     std::unique_ptr<Timer> m_rekickTimer;

@@ -192,6 +192,17 @@ void StimulationHardware::clearOutput(std::uint16_t cageMask)
         [](bool) {}, Lane::Halt);
 }
 
+void StimulationHardware::endOutputHold(std::uint16_t cageMask)
+{
+    const Lane lane = m_orders.isWaiting(Target::Outputs, cageMask) ? Lane::Stimulation : Lane::Halt;
+    m_hardware->run(
+        [cageMask](HardwareSession& session) {
+            session.endOutputHold(cageMask);
+            return true;
+        },
+        [](bool) {}, lane);
+}
+
 void StimulationHardware::cancelPending()
 {
     m_orders.withdraw(Target::Unit, AllCages);

@@ -77,7 +77,10 @@ public:
     /// A 50 ms pulse.
     Q_SLOT void pulseOutputs(std::uint16_t cageMask);
     Q_SLOT void setOutputHold(std::uint16_t cageMask);
+    /// At once: pulses of these cages are cut short or taken back.
     Q_SLOT void clearOutput(std::uint16_t cageMask);
+    /// When the time of a stimulation is over: its pulse comes and lasts, also one that still waits.
+    Q_SLOT void endOutputHold(std::uint16_t cageMask);
     /// Looks for changed inputs every 50 ms; goes on after a recovery of the device.
     Q_SLOT void startDIORecording(int nChannels);
     Q_SLOT void stopDIORecording();
@@ -105,6 +108,7 @@ signals:
     void systemStatusChanged(std::uint8_t status);
     void speakerDiagnosticsResults(std::uint8_t faults0C, std::uint8_t faults0D);
     void vexioAnsweringChanged(bool isAnswering);
+    void unstoppedCagesChanged(std::uint8_t cageMask);
     // As DIO emits them.
     void dioInputStateChanged(std::uint16_t inputMask);
     void dioInputsRead(std::uint16_t inputMask, std::uint16_t readMask);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QDebug>
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -50,6 +51,14 @@ public:
         auto order = std::make_shared<StimulationOrder>(target, cages, nowUs);
         m_pending.push_back(order);
         return order;
+    }
+    /// Is there one that has not been carried out, for any of these cages?
+    [[nodiscard]] bool isWaiting(Target target, std::uint16_t cages) const
+    {
+        return std::ranges::any_of(m_pending, [=](const auto& pending) {
+            const auto order = pending.lock();
+            return order && order->target() == target && (order->cages() & cages) != 0;
+        });
     }
     void withdraw(Target target, std::uint16_t cages)
     {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "hardware/StimulationSummary.h"
 
+#include "hardware/StimulationMasks.h"
 #include "hardware/StimulationRules.h"
 
 #include <QLocale>
@@ -38,7 +39,7 @@ std::vector<ConfigSummary::Slot> slotsOf(const std::vector<StimulationWindow>& s
     return result;
 }
 
-void describeUnit(ConfigSummary& summary, const VexioSettings& settings)
+void describeUnit(ConfigSummary& summary, const VexioSettings& settings, bool hasOutputs)
 {
     summary.activationMode = {stimulationProtocolName(settings.protocol),
                               QString::number(settings.minIntervalMs / 60000.0),
@@ -51,7 +52,8 @@ void describeUnit(ConfigSummary& summary, const VexioSettings& settings)
                                   volts(range.amplitudeMin),  volts(range.amplitudeMax),
                                   seconds(range.durationMin), seconds(range.durationMax)};
     summary.schedule = slotsOf(settings.schedule);
-    const unsigned stimulated = unsigned{settings.cageEnableMask} | settings.extTriggerMask;
+    const unsigned stimulated = (unsigned{settings.cageEnableMask} | settings.extTriggerMask) &
+                                reachableCages(summary.channelCount, hasOutputs);
     for (std::size_t cage = 0; cage < summary.stimCages.size(); ++cage)
         summary.stimCages[cage] = cage < MaxStimulationChannels && ((stimulated >> cage) & 1U) != 0;
     summary.cageParameters.clear();
@@ -87,7 +89,7 @@ void describeStimulation(ConfigSummary& summary, StimulationSource source, const
     summary.stimCages.assign(
         static_cast<std::size_t>(std::max(summary.channelCount, VexioSettings::CageCount)), false);
     if (source == StimulationSource::Unit)
-        describeUnit(summary, vexio);
+        describeUnit(summary, vexio, dio.enabled);
     else if (source == StimulationSource::Outputs)
         describeOutputs(summary, dio);
 }

@@ -16,9 +16,8 @@ using namespace VEXIO_NS;
 
 namespace {
 
-constexpr int InterruptPeriodMs = 150;
 constexpr std::uint8_t TestPattern = 0xAA;
-constexpr std::uint8_t AllCages = 0xFF;
+
 constexpr std::uint16_t ExpectedConfiguration = 0x0001;
 constexpr std::uint8_t ExpectedTableVersion = 0x10;
 
@@ -43,7 +42,9 @@ VEXIO::VEXIO(const HardwareContext& context, QObject* parent)
     : QObject(parent), m_context(context), m_interruptLine(context.driver),
       m_statusTimer(context.time.createTimer(context.timerContext, [this] { pollStatus(); })),
       m_refreshTimer(context.time.createTimer(context.timerContext, [this] { readAllCagesFromHardware(); })),
-      m_diagnosticsTimer(context.time.createTimer(context.timerContext, [this] { pollDiagnosticsCounter(); }))
+      m_diagnosticsTimer(
+          context.time.createTimer(context.timerContext, [this] { pollDiagnosticsCounter(); })),
+      m_stopTimer(context.time.createTimer(context.timerContext, [this] { retryStop(); }))
 {}
 
 VEXIO::~VEXIO() = default;
@@ -90,6 +91,11 @@ std::optional<VEXIO::SpeakerFaults> VEXIO::readSpeakerFaults()
 }
 
 // ---- initialisation ----
+
+bool VEXIO::isThere(I2C& bus)
+{
+    return bus.i2cWrite(UnitAddress8, REG_TEST, nullptr, 0);
+}
 
 bool VEXIO::initVexio(I2C* bus, int nCages)
 {
@@ -169,6 +175,8 @@ void VEXIO::rewriteSettings()
     forgetWrittenProfiles();
     if (!readRegister(REG_BSCONFIG))
         return; // it does not answer: the status poll tells when it does
+    if (m_unstopped != 0)
+        retryStop();
     rewriteProfiles(AllCages);
     resyncCageEnable();
     qInfo("VEXIO: settings written again, the unit had been away");
@@ -256,7 +264,9 @@ void VEXIO::writeAllCagesToHardware(const QList<CageConfig>& configs)
         emit operationComplete(false, QStringLiteral("Invalid data size - expected 8 cages"));
         return;
     }
-    if (!writeRegister(REG_BSSTOP, AllCages))
+    if (writeRegister(REG_BSSTOP, AllCages))
+        settleStop(AllCages);
+    else
         qDebug("VEXIO::writeAllCagesToHardware - Warning: failed to stop active profiles before config "
                "write");
     int written = 0;
@@ -357,20 +367,6 @@ void VEXIO::updateCageEnableConfig(std::uint8_t enableMask)
                        << binaryByte(enableMask);
 }
 
-void VEXIO::stopStimulation(std::uint8_t cageMask)
-{
-    if (!hasBus("stopStimulation") || cageMask == 0)
-        return;
-    if (m_diagnostics) {
-        qDebug("VEXIO::stopStimulation - Blocked during diagnostics");
-        return;
-    }
-    if (writeRegister(REG_BSSTOP, cageMask))
-        qDebug().noquote() << "VEXIO::stopStimulation - Stopped cages:" << binaryByte(cageMask);
-    else
-        qDebug("VEXIO::stopStimulation - I2C write failed for REG_BSSTOP");
-}
-
 void VEXIO::setCageDuration(std::uint8_t cageMask, std::uint8_t duration)
 {
     if (!hasBus("setCageDuration"))
@@ -392,150 +388,6 @@ void VEXIO::setCageDuration(std::uint8_t cageMask, std::uint8_t duration)
     }
     qDebug().noquote() << "VEXIO::setCageDuration - Set duration" << duration
                        << "for cages:" << binaryByte(cageMask);
-}
-
-// ---- status poll ----
-
-void VEXIO::startStatusPolling()
-{
-    if (!hasBus("startStatusPolling"))
-        return;
-    letOthersIn();
-    pollStatus();
-}
-
-void VEXIO::stopStatusPolling()
-{
-    m_statusTimer->stop();
-}
-
-void VEXIO::pollStatus()
-{
-    readCageStatusFromHardware();
-    const auto last = m_statusMisses > 0 ? PollPace::Poll::Missed : PollPace::Poll::Answered;
-    m_statusTimer->start(m_statusPace.nextMs(last), TimerMode::SingleShot);
-}
-
-void VEXIO::readCageStatusFromHardware()
-{
-    if (!hasBus("readCageStatusFromHardware"))
-        return;
-    std::array<std::uint8_t, 2> bytes{};
-    const bool isAnswer = readRegisters(REG_BSACTIVE, bytes.data(), 2);
-    noteAnswer(isAnswer);
-    if (!isAnswer) {
-        if (!std::exchange(m_isStatusReadErrorLogged, true))
-            qDebug("VEXIO::readCageStatusFromHardware - I2C read failed for REG_BSACTIVE/REG_SYSTEM_STATUS "
-                   "(polling continues)");
-        return;
-    }
-    m_isStatusReadErrorLogged = false;
-    emit cageStatusRead(bytes[0]);
-    std::uint8_t status = bytes[1];
-    if ((status & StatusNoPower) != 0)
-        status = static_cast<std::uint8_t>(status & ~StatusOverTemperature); // meaningless without 12 V
-    handlePowerEdge(status);
-    if (status != m_cachedStatus)
-        emit systemStatusChanged(status);
-    if ((status & ~m_cachedStatus & StatusOverTemperature) != 0) {
-        qDebug("VEXIO: over-temperature detected (status poll edge)");
-        emit overTempDetected();
-    }
-    m_cachedStatus = status;
-}
-
-void VEXIO::noteAnswer(bool isAnswer)
-{
-    if (!isAnswer) {
-        ++m_statusMisses;
-        if (m_statusMisses >= MissesUntilAway && !m_bus->failed() && !std::exchange(m_isAwayTold, true))
-            emit answeringChanged(false);
-        return;
-    }
-    if (std::exchange(m_statusMisses, 0) > 0 && !m_diagnostics)
-        rewriteSettings();
-    if (std::exchange(m_isAwayTold, false))
-        emit answeringChanged(true);
-}
-
-void VEXIO::handlePowerEdge(std::uint8_t status)
-{
-    if (((status ^ m_cachedStatus) & StatusNoPower) == 0)
-        return;
-    if ((status & StatusNoPower) != 0) {
-        qDebug("VEXIO: 12V power NOT PRESENT (status poll edge)");
-        if (!writeRegister(REG_BSSTOP, AllCages))
-            qDebug("VEXIO: failed to BSSTOP on 12V-loss edge");
-        m_powerEdgeMs = m_context.time.monotonicMs();
-        emit powerFaultDetected();
-        return;
-    }
-    qDebug("VEXIO: 12V power restored (status poll edge)");
-    m_powerEdgeMs = m_context.time.monotonicMs();
-    emit powerRestored();
-}
-
-// ---- interrupt line ----
-
-bool VEXIO::initInterruptTask(const QString& deviceName)
-{
-    if (!m_interruptLine.open(deviceName + QStringLiteral("/port0/line7"))) {
-        qDebug().noquote() << "VEXIO::initInterruptTask"
-                           << "DAQ ERROR" << m_interruptLine.errorText();
-        return false;
-    }
-    m_interruptTimer = m_context.time.createTimer(m_context.timerContext, [this] { checkForInterrupt(); });
-    qDebug("VEXIO::initInterruptTask - Timer connected to checkForInterrupt");
-    return true;
-}
-
-void VEXIO::startInterruptPolling()
-{
-    if (!hasBus("startInterruptPolling"))
-        return;
-    qDebug("Vexio interrupt polling starting - clearing interrupt sources first...");
-    clearAllStickyFaults();
-    letOthersIn();
-    std::array<std::uint8_t, 4> status{};
-    if (readRegisters(REG_SYSTEM_STATUS, status.data(), 4))
-        qDebug().noquote() << "VEXIO::startInterruptPolling - Cleared pending status:"
-                           << "SysStatus=0x" << hexByte(status[0]) << "SysExtra=0x" << hexByte(status[1])
-                           << "SpkFaults1-4=0x" << hexByte(status[2]) << "SpkFaults5-8=0x"
-                           << hexByte(status[3]);
-    else
-        qDebug("VEXIO::startInterruptPolling - I2C read failed for status registers");
-    if (m_interruptTimer)
-        m_interruptTimer->start(InterruptPeriodMs, TimerMode::Repeating);
-    qDebug("Vexio interrupt polling started.");
-}
-
-void VEXIO::stopInterruptPolling()
-{
-    if (!hasBus("stopInterruptPolling"))
-        return;
-    if (m_interruptTimer)
-        m_interruptTimer->stop();
-    qDebug("Vexio interrupt polling stopped.");
-}
-
-void VEXIO::checkForInterrupt()
-{
-    if (!m_interruptLine.isOpen())
-        return;
-    const auto level = m_interruptLine.read();
-    if (!level) {
-        if (!std::exchange(m_isInterruptReadErrorLogged, true))
-            qDebug().noquote() << "VEXIO::checkForInterrupt"
-                               << "DAQ error reading interrupt line (polling continues):"
-                               << m_interruptLine.errorText();
-        return;
-    }
-    m_isInterruptReadErrorLogged = false;
-    // A fault that stays holds the line for hours: it is told once.
-    const bool isHigh = *level == InterruptLine::Level::High;
-    if (isHigh && !m_isInterruptHigh)
-        qDebug("Vexio interrupt detected on port0/line7!");
-    m_isInterruptHigh = isHigh;
 }
 
 } // namespace vt

@@ -39,6 +39,8 @@ public:
     explicit VEXIO(const HardwareContext& context, QObject* parent = nullptr);
     ~VEXIO() override;
 
+    /// Does the unit acknowledge its address?
+    [[nodiscard]] static bool isThere(I2C& bus);
     /// Verifies that the unit answers, clears the activation counters, disables all cages and clears sticky
     /// faults. The bus outlives this object. False: no usable unit, and the object has no bus afterwards.
     [[nodiscard]] bool initVexio(I2C* bus, int nCages);
@@ -110,6 +112,9 @@ signals:
     /// The unit has left three status polls in a row without answer / it answers again. Not on a bus that has
     /// failed.
     void answeringChanged(bool isAnswering);
+    /// These cages were to be stopped and may go on: the unit has not taken the order at six tries within 3
+    /// s, or its bus has failed. 0: that has been settled. A unit that answers again is told to stop them.
+    void unstoppedCagesChanged(std::uint8_t cageMask);
 
 private:
     struct SpeakerFaults
@@ -138,6 +143,8 @@ private:
     static constexpr std::size_t RefreshSize = 64;
     static constexpr int RefreshSliceMs = 100; ///< a refresh that takes longer lets others in at every cage
     static constexpr int MissesUntilAway = 3;
+    static constexpr int FirstStopRetryMs = 100; ///< then 200 ... 1600 ms
+    static constexpr int MostStopRetries = 5;
 
     [[nodiscard]] bool hasBus(const char* operation) const;
     void letOthersIn();
@@ -156,6 +163,10 @@ private:
     void forgetWrittenProfiles();
     void noteAnswer(bool isAnswer);
     void rewriteSettings();
+    [[nodiscard]] bool writeStop(std::uint8_t cageMask);
+    void retryStop();
+    void settleStop(std::uint8_t cageMask);
+    void tellUnstopped();
     [[nodiscard]] bool mayActivate(std::uint8_t cageMask);
     void leaveDiagnosticMode();
     void resyncCageEnable();
@@ -180,6 +191,9 @@ private:
     std::uint8_t m_cachedStatus = 0; ///< last REG_SYSTEM_STATUS; bit 0 is clear while bit 7 is set
     std::optional<qint64> m_powerEdgeMs;
     std::optional<Diagnostics> m_diagnostics; ///< while they are active
+    std::uint8_t m_unstopped = 0;             ///< cages that the unit has not taken the order to stop for
+    std::uint8_t m_toldUnstopped = 0;         ///< as last told by unstoppedCagesChanged
+    int m_stopRetries = 0;
     bool m_isStatusReadErrorLogged = false;
     bool m_isInterruptReadErrorLogged = false;
     bool m_isInterruptHigh = false;
@@ -193,6 +207,7 @@ private:
     std::unique_ptr<Timer> m_statusTimer;
     std::unique_ptr<Timer> m_refreshTimer;
     std::unique_ptr<Timer> m_diagnosticsTimer;
+    std::unique_ptr<Timer> m_stopTimer;
 };
 
 } // namespace vt

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// How the stimulation unit is told to stimulate: checks, the resync of the enable mask, the activation.
+// How the stimulation unit is told to stimulate: checks, the resync of the enable mask, the activation; and
+// to stop.
 #include "hardware/ByteText.h"
+#include "hardware/I2C.h"
 #include "hardware/VEXIO.h"
 #include "hardware/VexioRegisters.h"
 
 #include <QDebug>
 #include <bit>
+#include <utility>
 
 namespace vt {
 
@@ -140,11 +143,78 @@ VEXIO::Activation VEXIO::activateStimulation(std::uint8_t cageMask,
         return std::nullopt;
     }
     const qint64 writtenUs = m_context.time.monotonicUs();
+    settleStop(cages);
     emit operationComplete(true,
                            QStringLiteral("Stimulation activated for %1 cage(s)").arg(std::popcount(cages)));
     m_refreshed = 0; // what has been read of them so far may have changed
     m_refreshTimer->start(RefreshDelayMs, TimerMode::SingleShot);
     return writtenUs;
+}
+
+void VEXIO::stopStimulation(std::uint8_t cageMask)
+{
+    if (!hasBus("stopStimulation") || cageMask == 0)
+        return;
+    if (m_diagnostics) {
+        qDebug("VEXIO::stopStimulation - Blocked during diagnostics");
+        return;
+    }
+    if (writeStop(cageMask))
+        qDebug().noquote() << "VEXIO::stopStimulation - Stopped cages:" << binaryByte(cageMask);
+    else
+        qDebug("VEXIO::stopStimulation - I2C write failed for REG_BSSTOP");
+}
+
+/// A cage that is to be stopped is an animal that is being shaken: what the unit has not taken is written
+/// again.
+bool VEXIO::writeStop(std::uint8_t cageMask)
+{
+    if (writeRegister(REG_BSSTOP, cageMask)) {
+        settleStop(cageMask);
+        return true;
+    }
+    m_unstopped |= cageMask;
+    if (m_bus->failed()) {
+        tellUnstopped();
+    } else if (!m_stopTimer->isActive()) {
+        m_stopRetries = 0;
+        m_stopTimer->start(FirstStopRetryMs, TimerMode::SingleShot);
+    }
+    return false;
+}
+
+void VEXIO::retryStop()
+{
+    m_stopTimer->stop();
+    if (m_unstopped == 0 || m_diagnostics)
+        return; // the diagnostics have stopped all cages
+    if (writeRegister(REG_BSSTOP, m_unstopped)) {
+        qInfo().noquote() << "VEXIO: stopped at a further try, cages:" << binaryByte(m_unstopped);
+        settleStop(m_unstopped);
+    } else if (m_bus->failed() || ++m_stopRetries >= MostStopRetries) {
+        tellUnstopped();
+    } else {
+        m_stopTimer->start(FirstStopRetryMs << m_stopRetries, TimerMode::SingleShot);
+    }
+}
+
+/// These cages have been stopped, or started anew.
+void VEXIO::settleStop(std::uint8_t cageMask)
+{
+    m_unstopped = static_cast<std::uint8_t>(m_unstopped & ~cageMask);
+    if (m_unstopped == 0)
+        m_stopTimer->stop();
+    if ((m_toldUnstopped & cageMask) != 0)
+        tellUnstopped();
+}
+
+void VEXIO::tellUnstopped()
+{
+    if (m_unstopped != 0)
+        qWarning().noquote() << "VEXIO: the unit does not take the order to stop cages:"
+                             << binaryByte(m_unstopped);
+    if (m_unstopped != std::exchange(m_toldUnstopped, m_unstopped))
+        emit unstoppedCagesChanged(m_unstopped);
 }
 
 } // namespace vt

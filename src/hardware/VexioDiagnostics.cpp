@@ -17,7 +17,6 @@ namespace {
 constexpr int PollPeriodMs = 10;
 constexpr int MostPolls = 400;
 constexpr int CyclesNeeded = 3;
-constexpr std::uint8_t AllCages = 0xFF;
 
 [[nodiscard]] std::uint8_t withoutDiagnostics(std::uint8_t reg50)
 {
@@ -115,7 +114,7 @@ void VEXIO::abandonDiagnostics(const QString& message)
 /// reported.
 bool VEXIO::enableDiagnostics()
 {
-    if (writeRegister(REG_BSSTOP, AllCages))
+    if (writeStop(AllCages))
         qDebug("Stopped all active stimulations (REG_BSCONFIG kept enabled for TDA power)");
     else
         qDebug("VEXIO::runSpeakerDiagnostics - Warning: I2C write failed for REG_BSSTOP");

@@ -2,6 +2,7 @@
 #include "session/StimulationSession.h"
 
 #include "hardware/StimulationHardware.h"
+#include "hardware/StimulationMasks.h"
 #include "hardware/VexioRegisters.h"
 #include "recording/SegmentPaths.h"
 #include "session/UserInteraction.h"
@@ -21,6 +22,7 @@ const auto powerNotice = u"stimulationPower"_s;
 const auto awayNotice = u"stimulationAway"_s;
 const auto temperatureNotice = u"stimulationTemperature"_s;
 const auto triggerNotice = u"stimulationTriggers"_s;
+const auto stopNotice = u"stimulationStop"_s;
 
 QString text(const char* source)
 {
@@ -33,9 +35,7 @@ QString missingHardwareText(const VexioSettings& vexio, const DioSettings& dio,
 {
     const bool isUnitMissing = vexio.enabled && !hardware.vexioPresent();
     const bool isDioMissing = dio.enabled && !hardware.dioPresent();
-    const QString advice =
-        text("Check its cable and its power supply, and select the acquisition unit again before the next "
-             "recording.");
+    const QString advice = text("Check its cable and its power supply. It is used as soon as it answers.");
     if (isUnitMissing && dio.enabled && !isDioMissing)
         return text("This recording is set up to stimulate, but the stimulation unit does not answer. Only "
                     "the digital outputs are used, as they are set up.") +
@@ -67,6 +67,29 @@ QString awayText(bool isUnitAway, bool areOutputsAway)
             "goes on.");
     return text("The digital outputs and inputs do not answer: outputs do not switch and inputs are not "
                 "noticed until they do. The recording goes on.");
+}
+
+/// "1, 3"
+QString cageNumbers(std::uint16_t cages)
+{
+    QStringList numbers;
+    for (int cage = 0; cage < MaxStimulationChannels; ++cage)
+        if (((cages >> cage) & 1) != 0)
+            numbers << QString::number(cage + 1);
+    return numbers.join(u", "_s);
+}
+
+/// Cages that the setup names and this recording cannot stimulate, for the user; empty when there are none.
+QString unreachableCagesText(const VexioSettings& vexio, const DioSettings& dio, int channelCount)
+{
+    const auto wanted = static_cast<std::uint16_t>(vexio.cageEnableMask | vexio.extTriggerMask);
+    const std::uint16_t missed = without(wanted, reachableCages(channelCount, dio.enabled));
+    if (!vexio.enabled || missed == 0)
+        return {};
+    return text("These cages are set up to be stimulated, but are not: %1. A recording stimulates the cages "
+                "of "
+                "its own channels, and the stimulation unit has eight cages.")
+        .arg(cageNumbers(missed));
 }
 
 bool followsSleep(StimulationProtocol protocol)
@@ -114,6 +137,8 @@ void StimulationSession::connectHardware()
                      [this](bool isAnswering) { showAway(!isAnswering, m_areOutputsAway); });
     QObject::connect(hardware, &StimulationHardware::dioAnsweringChanged, controller,
                      [this](bool isAnswering) { showAway(m_isUnitAway, !isAnswering); });
+    QObject::connect(hardware, &StimulationHardware::unstoppedCagesChanged, controller,
+                     [this](std::uint8_t cageMask) { showUnstopped(cageMask); });
     QObject::connect(hardware, &StimulationHardware::dioInputsRead, controller,
                      &StimulationController::handleDioInputsRead);
 }
@@ -141,7 +166,12 @@ void StimulationSession::connectRequests()
     QObject::connect(controller, &StimulationController::setDioOutputHold, hardware,
                      &StimulationHardware::setOutputHold);
     QObject::connect(controller, &StimulationController::clearDioOutput, hardware,
-                     &StimulationHardware::clearOutput);
+                     [this](std::uint16_t mask) {
+                         if (m_controller.isHaltingOutputs())
+                             m_hardware.clearOutput(mask);
+                         else
+                             m_hardware.endOutputHold(mask);
+                     });
     QObject::connect(controller, &StimulationController::watchDioInputs, hardware,
                      &StimulationHardware::watchInputs);
     QObject::connect(controller, &StimulationController::extTriggerInputsLost, controller, [this] {
@@ -165,10 +195,29 @@ void StimulationSession::notePresence()
         if (std::exchange(m_isPowerMissing, false))
             m_user.closeNotice(powerNotice);
         showTemperature(false);
+        showUnstopped(0);
         m_isUnitLost = false;
     }
     showAway(m_isUnitAway && m_hardware.vexioPresent(), m_areOutputsAway && m_hardware.dioPresent());
     m_controller.setDioPresent(m_hardware.dioPresent());
+    takeUpHardware();
+}
+
+/// Goes on in the middle of a segment with what was missing when it began.
+void StimulationSession::takeUpHardware()
+{
+    const StimulationSource source = m_controller.source();
+    const bool isBetter = m_applied == StimulationSource::None || source == StimulationSource::Unit;
+    if (!m_isInSegment || source == m_applied || source == StimulationSource::None || !isBetter)
+        return;
+    qInfo("Stimulation hardware that was missing answers now");
+    halt();
+    applySettings();
+    begin();
+    m_user.notify(Severity::Information, text("Stimulation"),
+                  source == StimulationSource::Unit
+                      ? text("The stimulation unit answers now: cages are stimulated from now on.")
+                      : text("The digital outputs answer now: cages are stimulated from now on."));
 }
 
 void StimulationSession::activate(std::uint8_t cageMask)
@@ -188,9 +237,9 @@ void StimulationSession::applySettings()
     m_controller.setActiveChannelCount(m_channelCount);
     m_controller.applySettings(m_vexio, m_dio);
     m_applied = m_controller.source();
-    if (m_applied == StimulationSource::Unit)
-        m_hardware.startVexioPolling();
     // Also when they are missing: they are used when they come.
+    if (m_vexio.enabled)
+        m_hardware.startVexioPolling();
     const bool isInputNeeded = m_vexio.enabled && m_vexio.extTriggerMask != 0;
     if (m_dio.enabled || isInputNeeded)
         m_hardware.startDIORecording(m_channelCount);
@@ -228,6 +277,8 @@ void StimulationSession::warnAboutSetup(const RecordingContext& context)
         problem =
             text("This recording is set up to stimulate by sleep decisions, but a recording of activity "
                  "only makes none. Cages are only stimulated by hand or by their triggers.");
+    if (problem.isEmpty())
+        problem = unreachableCagesText(m_vexio, m_dio, m_channelCount);
     if (problem.isEmpty() || problem == m_toldProblem)
         return;
     m_toldProblem = problem;
@@ -245,22 +296,36 @@ void StimulationSession::segmentStarted(const RecordingContext& context)
         applySettings();
     }
     warnAboutSetup(context); // what has gone since
-    if (m_controller.source() == StimulationSource::None)
-        return;
-    m_controller.initStimFile(segmentPaths(context.basePath, context.animalType).stimulation);
+    m_isInSegment = true;
+    m_stimFile = segmentPaths(context.basePath, context.animalType).stimulation;
     m_segmentBegan = m_time.now();
+    if (m_controller.source() != StimulationSource::None)
+        begin();
+}
+
+void StimulationSession::begin()
+{
+    m_controller.initStimFile(m_stimFile);
     m_controller.start();
     m_hasRun = true;
     qInfo("StimulationController started");
 }
 
-void StimulationSession::segmentStopping(TeardownKind kind)
+void StimulationSession::halt()
 {
     if (!m_controller.isRunning())
         return;
     m_controller.stop();
     m_hardware.cancelPending();
     m_controller.closeStimFile();
+}
+
+void StimulationSession::segmentStopping(TeardownKind kind)
+{
+    m_isInSegment = false;
+    if (!m_controller.isRunning())
+        return;
+    halt();
     qInfo("%s", kind == TeardownKind::Pause ? "StimulationController stopped (pause)"
                                             : "StimulationController stopped");
 }
@@ -278,6 +343,7 @@ void StimulationSession::recordingStopped()
                           << "not carried out by the stimulation unit";
     }
     m_isWanted = false;
+    m_isInSegment = false;
 }
 
 void StimulationSession::sleepDecision(const SleepDecisionNews& news)
@@ -333,9 +399,22 @@ void StimulationSession::showTemperature(bool isTooHot)
             text("OK"), [] {});
 }
 
+void StimulationSession::showUnstopped(std::uint8_t cageMask)
+{
+    m_user.closeNotice(stopNotice);
+    if (m_isWanted && cageMask != 0)
+        m_user.showNotice(
+            stopNotice, text("Stimulation"),
+            text("The stimulation unit has not taken the order to stop these cages: %1. They may go "
+                 "on until their stimulation ends by itself. The unit is told again when it answers. "
+                 "The recording goes on.")
+                .arg(cageNumbers(cageMask)),
+            text("OK"), [] {});
+}
+
 void StimulationSession::closeNotices()
 {
-    for (const QString& notice : {powerNotice, awayNotice, temperatureNotice, triggerNotice})
+    for (const QString& notice : {powerNotice, awayNotice, temperatureNotice, triggerNotice, stopNotice})
         m_user.closeNotice(notice);
     m_isUnitAway = false;
     m_areOutputsAway = false;

@@ -15,9 +15,9 @@ class UserInteraction;
 /// controller's requests to the hardware, and starts and stops both at the right moments. Interface thread.
 ///
 /// A recording whose setup does not ask for stimulation touches neither the stimulation unit nor the digital
-/// outputs. One that asks for it while the hardware does not answer warns the user and goes on; when the
-/// hardware answers at a later segment, stimulation begins there. What stops answering meanwhile is told by a
-/// notice that closes when it answers again.
+/// outputs. One that asks for it while the hardware does not answer warns the user and goes on; stimulation
+/// begins as soon as the hardware answers. What stops answering meanwhile is told by a notice that closes
+/// when it answers again.
 class StimulationSession final : public RecordingCompanion
 {
 public:
@@ -43,11 +43,15 @@ private:
     void connectRequests();
     void notePresence();
     void applySettings();
+    void takeUpHardware();
+    void begin();
+    void halt();
     void activate(std::uint8_t cageMask);
     void warnAboutSetup(const RecordingContext& context);
     void showPower(bool isPresent);
     void showAway(bool isUnitAway, bool areOutputsAway);
     void showTemperature(bool isTooHot);
+    void showUnstopped(std::uint8_t cageMask);
     void closeNotices();
 
     StimulationHardware& m_hardware;
@@ -61,6 +65,8 @@ private:
     bool m_isWanted = false; ///< by the setup of the recording that runs
     StimulationSource m_applied = StimulationSource::None;
     bool m_hasRun = false; ///< in this recording
+    bool m_isInSegment = false;
+    QString m_stimFile; ///< of the segment
     QDateTime m_segmentBegan;
     bool m_isPowerMissing = false;
     bool m_isUnitLost = false; ///< its bus has failed since it was found

@@ -111,6 +111,22 @@ TEST_F(DioTest, HeldOutputsOutliveAPulse)
                         u"port expander set active low error"_qs, u"port expander0 clear/restore error"_qs}));
 }
 
+// Others are held and let go meanwhile; only what is to be off at once cuts a pulse short.
+TEST_F(DioTest, APulseLastsItsTime)
+{
+    init(8);
+    dio->handleManualPulse(0x0003);
+    dio->setOutputHold(0x0007);
+    dio->endOutputHold(0x0005);
+    EXPECT_EQ(outputs(0), 0x03);
+    dio->clearOutput(0x0002);
+    EXPECT_EQ(outputs(0), 0x01);
+    time.advance(49);
+    EXPECT_EQ(outputs(0), 0x01);
+    time.advance(1);
+    EXPECT_EQ(outputs(0), 0x00);
+}
+
 TEST_F(DioTest, InputsAreReadWhenTheLineIsLow)
 {
     init(16);

@@ -5,6 +5,7 @@
 #include "hardware/StimulationHardware.h"
 
 #include <QFile>
+#include <QProcess>
 #include <QSignalSpy>
 #include <gmock/gmock.h>
 
@@ -292,35 +293,53 @@ TEST_F(HardwareUnitsTest, BuildInformationIsFreshOrFromTheCache)
                                            '.', '5', '0', '1', '.', '4', '.', '2'};
     const QString text = u"built=Mar-17-2025 09:41 compilerVer=2.50 fwVer=1.4.2"_qs;
     QSignalSpy available(info.get(), &DAQInfo::buildInfoAvailable);
-    const auto readHeader = [this] {
+    const auto readHeader = [&](int told) {
         std::ignore = answerOf<std::optional<MCUHeader>>([&](auto done) { info->getMCUHeader(done); });
-        settle();
+        while (available.count() < told && available.wait())
+            continue;
+        ASSERT_EQ(available.count(), told);
     };
     info->handleBuildInfoCaptured(decodeBuildInfo(raw), true);
     EXPECT_TRUE(log.has(u"DAQInfo::handleBuildInfoCaptured - no serial for selected device"_qs));
 
     ASSERT_TRUE(select(u"Dev1"_qs));
     unit.withMcu([](I2cSlave& mcu) { mcu.registers[0x0C] = 0; });
-    readHeader();
+    readHeader(1);
     EXPECT_TRUE(log.has(u"DAQ build-info [unknown] serial=42 (fresh read invalid, no valid cache)"_qs));
-    ASSERT_EQ(available.count(), 1);
     EXPECT_FALSE(available.last()[1].toBool());
 
     unit.withMcu([&raw](I2cSlave& mcu) { std::copy(raw.begin(), raw.end(), mcu.registers.begin() + 0x0C); });
-    readHeader();
-    EXPECT_EQ(available.count(), 1) << "once per session with the device";
+    readHeader(1); // once per session with the device
     info->resetBuildInfoLatch();
-    readHeader();
+    readHeader(2);
     EXPECT_TRUE(log.has(u"DAQ build-info [fresh] serial=42 "_qs + text));
     EXPECT_TRUE(QFile::exists(cachePath()));
 
     unit.withMcu([](I2cSlave& mcu) { mcu.registers[0x0C] = 99; });
     ASSERT_TRUE(select(u"Dev1"_qs));
-    readHeader();
+    readHeader(3);
     EXPECT_TRUE(log.has(u"DAQ build-info [cache] serial=42 "_qs + text));
-    ASSERT_EQ(available.count(), 3);
     EXPECT_EQ(available.last()[0].value<DaqBuildInfo>(), decodeBuildInfo(raw));
     EXPECT_TRUE(available.last()[1].toBool());
+}
+
+// A pipe that nobody writes to is a disk that does not answer.
+TEST_F(HardwareUnitsTest, BuildInformationOnADiskThatHangsHoldsNothingUp)
+{
+    const QString pipe = folder.filePath(u"builds.json"_qs);
+    if (QProcess::execute(u"mkfifo"_qs, {pipe}) != 0)
+        GTEST_SKIP() << "no pipes in the file system";
+    info->setBuildInfoCachePath(pipe);
+    QSignalSpy available(info.get(), &DAQInfo::buildInfoAvailable);
+    ASSERT_TRUE(select(u"Dev1"_qs));
+    EXPECT_TRUE(answerOf<std::optional<MCUHeader>>([&](auto done) { info->getMCUHeader(done); }).has_value());
+    settle();
+    EXPECT_TRUE(answerOf<bool>([&](auto done) { info->probeI2C(done); }).value_or(false));
+    EXPECT_EQ(available.count(), 0);
+    QFile writer(pipe);
+    ASSERT_TRUE(writer.open(QIODevice::WriteOnly));
+    writer.close();
+    EXPECT_TRUE(available.count() == 1 || available.wait());
 }
 
 TEST_F(HardwareUnitsTest, LightThatFailsKeepsItsState)

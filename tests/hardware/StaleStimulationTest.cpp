@@ -121,6 +121,22 @@ TEST_F(StaleStimulationTest, WhatEndsItOvertakesItAndTakesItsCages)
     EXPECT_THAT(expanderTraffic(), testing::Not(testing::HasSubstr("14+ FC+")));
 }
 
+// A profile may be shorter than the activation of the unit that its pulse waits for.
+TEST_F(StaleStimulationTest, AnOutputWhoseTimeIsOverIsPulsedAllTheSame)
+{
+    block();
+    activate(0x01);
+    hardware.pulseOutputs(0x0001);
+    hardware.setOutputHold(0x0001);
+    hardware.endOutputHold(0x0001);
+    release();
+    EXPECT_EQ(expanderTraffic(), "S 40+ 14+ FE+ P S 40+ 14+ FE+ P S 4E- P S 40+ 14+ FE+ P S 4E- P");
+    unit.withExpander(0, [](I2cSlave& slave) { slave.forgetTranscript(); });
+    time.advance(50);
+    settle();
+    EXPECT_EQ(expanderTraffic(), "S 40+ 14+ FF+ P S 4E- P");
+}
+
 TEST_F(StaleStimulationTest, NothingThatWaitsOutlivesAPauseOrTheSelection)
 {
     block();

@@ -393,7 +393,7 @@ TEST_F(Stimulation, SettingsReachTheUnitWithWhatWasDrawn)
     vexio.extTriggerMask = 0b100;
     vexio.cages[0] = {100, 100, 20, 0, true, false, false};
     controller.setVexioPresent(true);
-    controller.setActiveChannelCount(1);
+    controller.setActiveChannelCount(3);
     controller.applySettings(vexio, {});
     EXPECT_EQ(controller.cageConfigs()[0].frequency, 208); // 3499211612 / 2^24
     EXPECT_EQ(events(), "enable 4, enable 5");
@@ -405,7 +405,7 @@ TEST_F(Stimulation, SettingsReachTheUnitWithWhatWasDrawn)
     EXPECT_EQ(events(), "duration 1 6");
     time.advance(90000);
     controller.writeDiagRow(0x80, 1, 2, 3);
-    EXPECT_EQ(rows(), (std::vector<std::string>{"Stim,Open-loop timer,1.5,7,1,3/2.96/3.9",
+    EXPECT_EQ(rows(), (std::vector<std::string>{"Stim,Open-loop timer,1.5,7,3,3/2.96/3.9,-/-/-,-/-/-",
                                                 "Diag,0x80,0x01,0x02,0x03"}));
     events();
     controller.applySettings(vexio, {});                  // while running: drawn anew, written at once
@@ -418,6 +418,43 @@ TEST_F(Stimulation, SettingsReachTheUnitWithWhatWasDrawn)
     controller.applySettings(vexio, {});
     EXPECT_EQ(controller.protocol(), StimulationProtocol::ManualTrigger);
     EXPECT_EQ(controller.cageEnableMask() | controller.extTriggerMask(), 0);
+}
+
+TEST_F(Stimulation, CagesThatNobodyRecordsOrNothingDrivesAreLeftAlone)
+{
+    VexioSettings vexio;
+    vexio.enabled = true;
+    vexio.cageEnableMask = 0xFF0F;
+    vexio.extTriggerMask = 0x00F0;
+    controller.setVexioPresent(true);
+    controller.setActiveChannelCount(10);
+    DioSettings dio;
+    controller.applySettings(vexio, dio);
+    EXPECT_EQ(controller.cageEnableMask(), 0x000F) << "the unit has eight cages";
+    EXPECT_EQ(controller.extTriggerMask(), 0x00F0);
+    dio.enabled = true;
+    controller.applySettings(vexio, dio);
+    EXPECT_EQ(controller.cageEnableMask(), 0x030F) << "outputs reach all that are recorded";
+    controller.setActiveChannelCount(5);
+    controller.applySettings(vexio, dio);
+    EXPECT_EQ(controller.cageEnableMask(), 0x000F);
+    EXPECT_EQ(controller.extTriggerMask(), 0x0010);
+
+    // The outputs do not answer: a row for cage 9 would name a stimulation that nothing has driven.
+    controller.setActiveChannelCount(10);
+    controller.setCageEnableMask(0x0100);
+    openLog();
+    controller.start();
+    events();
+    controller.triggerManualStimulation();
+    EXPECT_EQ(events(), "");
+    controller.setCageEnableMask(0x0101);
+    events();
+    controller.triggerManualStimulation();
+    EXPECT_EQ(events(), "activate 1, triggered 1 Manual trigger");
+    EXPECT_EQ(rows(),
+              std::vector<std::string>{"Stim,Manual trigger,1,2,10,0/0.04/0.0,-/-/-,-/-/-,-/-/-,-/-/-,-/-/-,"
+                                       "-/-/-,-/-/-,-/-/-,-/-/-"});
 }
 
 TEST_F(Stimulation, DigitalOutputsAloneStimulateAllChannels)

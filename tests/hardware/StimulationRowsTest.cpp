@@ -65,6 +65,17 @@ TEST(StimulationSummary, FillsTheConfigurationsRows)
     EXPECT_EQ(unit[2], "Activation Schedule Slot 1:,22:00,06:00,Monday Sunday");
     EXPECT_EQ(unit[3], "Stim Cages:,1,0,1,0,0,0,0,0,0,0");
     EXPECT_EQ(unit[6], ",Cage 2,1443,Random,3.5");
+    vexio.cageEnableMask = 0x0FFF;
+    for (const auto& [channels, hasOutputs, row] : {std::tuple(10, false, "Stim Cages:,1,1,1,1,1,1,1,1,0,0"),
+                                                    std::tuple(10, true, "Stim Cages:,1,1,1,1,1,1,1,1,1,1"),
+                                                    std::tuple(3, true, "Stim Cages:,1,1,1,0,0,0,0,0")}) {
+        ConfigSummary more;
+        more.channelCount = channels;
+        DioSettings some;
+        some.enabled = hasOutputs;
+        describeStimulation(more, StimulationSource::Unit, vexio, some);
+        EXPECT_EQ(more.toCsv().split('\n')[8], row);
+    }
 
     DioSettings dio;
     dio.openLoop = true;

@@ -313,6 +313,49 @@ TEST_F(VexioTest, LostSupplyStopsAllAndSettles)
     EXPECT_EQ(changed.count(), 3);
 }
 
+// A cage that is not stopped is an animal that is shaken on: the order is given until the unit has taken it.
+TEST_F(VexioTest, AStopThatFailedIsRepeatedAndToldOnce)
+{
+    init();
+    QSignalSpy unstopped(vexio.get(), &VEXIO::unstoppedCagesChanged);
+    const auto told = [&] { return int{unstopped.last()[0].value<std::uint8_t>()}; };
+    const std::string refused = "S 10- P";
+    setSilent(true);
+    vexio->stopStimulation(0x01);
+    vexio->stopStimulation(0x02);
+    EXPECT_EQ(traffic(), refused + " " + refused);
+    setSilent(false);
+    time.advance(99);
+    EXPECT_EQ(traffic(), "");
+    time.advance(1);
+    EXPECT_EQ(traffic(), written("04+ 03"));
+    EXPECT_EQ(unstopped.count(), 0) << "nothing to tell";
+
+    setSilent(true);
+    vexio->stopStimulation(0x06);
+    time.advance(100 + 200 + 400 + 800 + 1599);
+    EXPECT_EQ(unstopped.count(), 0);
+    time.advance(60'001);
+    ASSERT_EQ(unstopped.count(), 1);
+    EXPECT_EQ(told(), 0x06);
+    EXPECT_EQ(traffic(), joined(std::vector(6, refused)));
+    setSilent(false);
+    EXPECT_TRUE(vexio->activateStimulation(0x02)); // what is started anew need not be stopped
+    EXPECT_EQ(told(), 0x04);
+    setSilent(true);
+    vexio->readCageStatusFromHardware();
+    setSilent(false);
+    traffic();
+    vexio->readCageStatusFromHardware();
+    EXPECT_THAT(traffic(), testing::HasSubstr(written("04+ 04"))) << "it answers again";
+    EXPECT_EQ(told(), 0);
+    EXPECT_EQ(unstopped.count(), 3);
+
+    unit.failFunction("WriteDigitalU32");
+    vexio->stopStimulation(0x01);
+    EXPECT_EQ(told(), 0x01) << "the bus has failed, at once";
+}
+
 TEST_F(VexioTest, SilentUnitIsToldOnceAndAskedLessOften)
 {
     init();

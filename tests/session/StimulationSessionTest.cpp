@@ -271,10 +271,22 @@ TEST_F(StimulationSessionTest, ATriggeredCageFollowsItsInput)
         [&] { return harness.unit.deviceEvents().back().kind == Kind::StimulationStopped; }, 10));
     const std::vector<DeviceEvent> events = harness.unit.deviceEvents();
     EXPECT_LT(events.back().timeUs - events.front().timeUs, 5'000'000) << "not at the end of the profile";
+    // The unit does not take the order to stop.
+    const auto isTold = [&] { return harness.user.notices.contains(u"stimulationStop"_s); };
+    fault("dio input 2 high");
+    ASSERT_TRUE(harness.passUntil([&] { return begun().size() == 2; }, 10));
+    fault("vexio absent");
+    fault("dio input 2 low");
+    ASSERT_TRUE(harness.passUntil(isTold, 10));
+    EXPECT_TRUE(harness.user.notices[u"stimulationStop"_s].text.contains(u"to stop these cages: 2."_s));
+    fault("vexio present");
+    ASSERT_TRUE(harness.passUntil([&] { return !isTold(); }, 10));
     ASSERT_TRUE(harness.stopAndWaitIdle());
-    EXPECT_EQ(rows(u"run"_s), (QStringList{u"digInput,Ext.Trig_High,0,1,0"_s,
-                                           u"Stim,ExtTrigger,1,2,3,-/-/-,10/1.44/3.9,-/-/-"_s,
-                                           u"digInput,Ext.Trig_Low,0,1,0"_s}));
+    EXPECT_EQ(
+        rows(u"run"_s),
+        (QStringList{u"digInput,Ext.Trig_High,0,1,0"_s, u"Stim,ExtTrigger,1,2,3,-/-/-,10/1.44/3.9,-/-/-"_s,
+                     u"digInput,Ext.Trig_Low,0,1,0"_s, u"digInput,Ext.Trig_High,0,1,0"_s,
+                     u"Stim,ExtTrigger,1,2,3,-/-/-,10/1.44/3.9,-/-/-"_s, u"digInput,Ext.Trig_Low,0,1,0"_s}));
 }
 
 // The port expanders die while an input is high. Its cage was stimulated every 9.5 s for ever.
@@ -388,9 +400,46 @@ TEST_F(StimulationSessionTest, AMissingUnitIsToldOnceAndTheRecordingGoesOn)
     EXPECT_EQ(std::ranges::count(harness.user.messages, u"Stimulation"_s, &RecordingUser::Message::title), 1);
 }
 
+TEST_F(StimulationSessionTest, AUnitThatAnswersLaterIsTakenUpInTheMiddleOfASegment)
+{
+    vexio.protocol = StimulationProtocol::OpenLoop;
+    vexio.minIntervalMs = 1000;
+    DioSettings dio;
+    dio.enabled = true;
+    dio.openLoop = true;
+    dio.stimIntervalMin = 1.0 / 60;
+    fault("vexio absent");
+    ASSERT_TRUE(begin(dio));
+    const auto pass = [&](const std::function<bool()>& condition) {
+        return harness.passUntil([&] { return harness.deliver(1) == 1 && condition(); }, 1);
+    };
+    ASSERT_TRUE(pass([&] { return stimulations() >= 2; }));
+    EXPECT_EQ(harness.session->status().stimulation.state, State::Outputs);
+    EXPECT_TRUE(begun().empty());
+    fault("vexio present");
+    ASSERT_TRUE(pass([&] { return begun().size() >= 2; }));
+    EXPECT_EQ(harness.session->status().stimulation.state, State::Unit);
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    QStringList texts;
+    for (const RecordingUser::Message& message : harness.user.messages)
+        if (message.title == u"Stimulation"_s)
+            texts << message.text;
+    ASSERT_EQ(texts.size(), 2);
+    EXPECT_TRUE(texts[0].contains(u"does not answer. Only the digital outputs are used"_s));
+    EXPECT_EQ(texts[1], u"The stimulation unit answers now: cages are stimulated from now on."_s);
+    const QStringList all = rows(u"run"_s);
+    EXPECT_EQ(all.first(), u"digOutput,n/a,n/a,n/a,3,1,1,1"_s);
+    EXPECT_EQ(all.last(), u"Stim,Open-loop timer,0.0166667,2,3,"_s + Cages1And3);
+}
+
 TEST_F(StimulationSessionTest, LostPowerIsToldInEveryRecordingUntilItIsBack)
 {
+    vexio.cageEnableMask = 0b11001;
     ASSERT_TRUE(begin());
+    EXPECT_EQ(harness.user.lastText(u"Stimulation"_s),
+              u"These cages are set up to be stimulated, but are not: 4, 5. A recording stimulates the cages "
+              u"of its "
+              "own channels, and the stimulation unit has eight cages."_s);
     const auto isTold = [&] { return harness.user.notices.contains(u"stimulationPower"_s); };
     fault("vexio 12v off");
     ASSERT_TRUE(harness.passUntil(isTold, 10));
