@@ -60,20 +60,33 @@ PowerGuard::~PowerGuard() = default;
 void PowerGuard::handleState()
 {
     const SessionState state = m_controller.state();
-    if (const bool wanted = isProtected(state); wanted != m_protecting) {
-        m_protecting = wanted;
-        m_services.keepAwake(wanted);
-        m_services.events->setAcquiring(wanted);
-    }
+    if (isProtected(state))
+        protect(true);
+    else // films may be closed later than the recording
+        m_controller.whenClosed(this, [this] { protect(isProtected(m_controller.state())); });
     if (state == SessionState::Idle && m_eventWaits) {
         m_eventWaits = false;
         tellUser();
-        // After the last of the stop's own steps, and when the films are closed, too.
+        // After the last of the stop's own steps.
         QMetaObject::invokeMethod(
-            this,
-            [this] { m_controller.whenClosed(this, [this] { m_services.events->readyForSystemEvent(); }); },
-            Qt::QueuedConnection);
+            this, [this] { letSystemGo(0); }, Qt::QueuedConnection);
     }
+}
+
+void PowerGuard::protect(bool wanted)
+{
+    if (wanted == m_protecting)
+        return;
+    m_protecting = wanted;
+    m_services.keepAwake(wanted);
+    m_services.events->setAcquiring(wanted);
+}
+
+void PowerGuard::letSystemGo(int answerWithinMs)
+{
+    if (answerWithinMs > 0 && !m_controller.waitUntilClosed(answerWithinMs))
+        qCritical("Films could not be closed within %d ms", answerWithinMs);
+    m_controller.whenClosed(this, [this] { m_services.events->readyForSystemEvent(); });
 }
 
 void PowerGuard::handleSuspending(int answerWithinMs)
@@ -81,7 +94,7 @@ void PowerGuard::handleSuspending(int answerWithinMs)
     if (m_controller.state() == SessionState::Idle) {
         qInfo("System suspending while not recording — leaving app open.");
         m_controller.abandonStart();
-        m_services.events->readyForSystemEvent();
+        letSystemGo(answerWithinMs);
         return;
     }
     qInfo("System suspending during active recording — forcing graceful stop.");
@@ -92,7 +105,7 @@ void PowerGuard::handleShutdown(int answerWithinMs)
 {
     if (m_controller.state() == SessionState::Idle) {
         m_controller.abandonStart();
-        m_services.events->readyForSystemEvent();
+        letSystemGo(answerWithinMs);
         return;
     }
     endRecording(Event::Shutdown, answerWithinMs);

@@ -15,8 +15,9 @@ class TimeSource;
 class UserInteraction;
 
 /// Protects recordings from the computer's power management: keeps it awake and holds up a shutdown from the
-/// start of a recording to its end, pauses included, and ends the recording in good order when the computer
-/// goes down or to sleep all the same. Interface thread. The controller, the time and the user outlive it.
+/// start of a recording to its end, pauses included and until its films are closed, and ends the recording in
+/// good order when the computer goes down or to sleep all the same. Interface thread. The controller, the
+/// time and the user outlive it.
 class PowerGuard : public QObject
 {
     Q_OBJECT
@@ -35,6 +36,9 @@ public:
 private:
     enum class Event { Shutdown, Suspend };
     void handleState();
+    void protect(bool wanted);
+    /// When the films are closed, too: with answerWithinMs > 0 after waiting for them here.
+    void letSystemGo(int answerWithinMs);
     void handleSuspending(int answerWithinMs);
     void handleShutdown(int answerWithinMs);
     void endRecording(Event event, int answerWithinMs);

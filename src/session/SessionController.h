@@ -86,6 +86,8 @@ public:
     /// Calls done, once, when nothing of ended recordings is being written any more: films may end some
     /// seconds after their recording. At once or later; never when receiver is gone by then.
     void whenClosed(QObject* receiver, std::function<void()> done);
+    /// Waits for the same, up to timeoutMs.
+    [[nodiscard]] bool waitUntilClosed(int timeoutMs) const;
 
     /// Event number of the new marker, -1 when there is no marker file, as with the serial amplifier.
     int addMarker(const QString& label);

@@ -92,6 +92,7 @@ struct SessionPrivate
     void finish();
     void summarise();
     void whenClosed(QObject* receiver, std::function<void()> done);
+    [[nodiscard]] bool waitUntilClosed(int timeoutMs) const;
     /// The last line of a forced stop.
     void readyForSystem();
     void forcedStop(int waitMs);

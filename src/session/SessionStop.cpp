@@ -316,11 +316,23 @@ void SessionPrivate::forcedStop(int waitMs)
     stop(EndReason::ForcedStop);
     if (waitMs <= 0)
         return;
-    bool isClosed = state == SessionState::Idle || stopAndWait(EndReason::ForcedStop, waitMs);
+    const bool isIdle = state == SessionState::Idle || stopAndWait(EndReason::ForcedStop, waitMs);
+    if (!waitUntilClosed(static_cast<int>(deadline.remainingTime())) || !isIdle)
+        qCritical("The recording could not be closed within %d ms", waitMs);
+}
+
+bool SessionPrivate::waitUntilClosed(int timeoutMs) const
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    bool isClosed = true;
     for (const auto& companion : companions)
         isClosed = companion->waitUntilClosed(static_cast<int>(deadline.remainingTime())) && isClosed;
-    if (!isClosed)
-        qCritical("The recording could not be closed within %d ms", waitMs);
+    return isClosed;
+}
+
+bool SessionController::waitUntilClosed(int timeoutMs) const
+{
+    return d->waitUntilClosed(timeoutMs);
 }
 
 void SessionController::whenClosed(QObject* receiver, std::function<void()> done)

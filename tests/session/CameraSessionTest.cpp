@@ -92,8 +92,9 @@ private:
 class FakePowerEvents final : public PowerEvents
 {
 public:
-    void setAcquiring(bool) override {}
+    void setAcquiring(bool acquiring) override { isHolding = acquiring; }
     void readyForSystemEvent() override { ++ready; }
+    bool isHolding = false;
     int ready = 0;
 };
 
@@ -234,16 +235,27 @@ TEST_F(CameraSessionTest, AnEventOfTheSystemWaitsForTheFilms)
     ASSERT_TRUE(SessionHarness::waitUntil([&] { return isIdle() && book->stops == 1; }));
     SessionHarness::settle();
     EXPECT_EQ(events->ready, 0);
+    EXPECT_TRUE(events->isHolding);
     onManager([](FakeCameras& fake) { fake.closeFilms(); });
     EXPECT_TRUE(SessionHarness::waitUntil([&] { return events->ready == 1; }));
     EXPECT_TRUE(log.contains("Forced graceful stop completed - application ready for system event"));
+
+    // One that comes when only the films are left.
+    EXPECT_FALSE(events->isHolding);
+    ASSERT_TRUE(harness.beginRecording());
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    emit events->shutdownConfirmed(0);
+    EXPECT_EQ(events->ready, 1);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return book->stops == 2; }));
+    onManager([](FakeCameras& fake) { fake.closeFilms(); });
+    EXPECT_TRUE(SessionHarness::waitUntil([&] { return events->ready == 2; }));
 
     // One that goes on when the handler returns: the handler waits.
     book->isStopHeldUp = false;
     ASSERT_TRUE(harness.beginRecording());
     emit events->shutdownConfirmed(20000);
     EXPECT_TRUE(isIdle());
-    EXPECT_EQ(book->closed, 2);
+    EXPECT_EQ(book->closed, 3);
 }
 
 TEST_F(CameraSessionTest, WithoutEnabledCamerasTheNetworkIsLeftAlone)
