@@ -70,20 +70,24 @@ VapixCamera AxisCameraManager::target(const Camera& camera) const
 void AxisCameraManager::handleFound(const QString& mac, const QHostAddress& address)
 {
     Camera& camera = cameraFor(mac);
-    const bool isFirst = camera.address.isNull();
-    const bool hasMoved = !isFirst && camera.address != address;
+    const bool hasMoved = !camera.address.isNull() && camera.address != address;
     camera.address = address;
     emit cameraFound(mac, address);
-    if (camera.order && isFirst) {
-        addSetup(mac);
+    if (hasMoved) {
+        camera.isLoggedIn = false;
+        camera.isRefused = false; // another address is most often another network, or a camera that was reset
+        if (camera.isStarted) {
+            qInfo().noquote() << "AxisCameraManager: Camera" << mac << "is recorded from its new address"
+                              << address.toString();
+            m_recorder->changeAddress(mac, address);
+        }
+    }
+    const bool isBusy = !camera.steps.isIdle() && !hasMoved; // what is under way asks the former address
+    if (isBusy || camera.isRefused)
         return;
-    }
-    if (hasMoved && camera.isStarted) {
-        qInfo().noquote() << "AxisCameraManager: Camera" << mac << "is recorded from its new address"
-                          << address.toString();
-        m_recorder->changeAddress(mac, address);
-    }
-    if ((hasMoved || !camera.isLoggedIn) && !camera.isRefused)
+    if (camera.order && !camera.isSetUp)
+        addSetup(mac);
+    else if (!camera.isLoggedIn)
         addLogIn(mac);
 }
 
@@ -139,28 +143,63 @@ void AxisCameraManager::addSetup(const QString& mac)
 {
     Camera& camera = cameraFor(mac);
     camera.steps.clear();
+    if (!camera.isStarted)
+        startSetupLimit(mac);
+    addLogIn(mac);
+    addClockSteps(mac);
+    addPictureSteps(mac);
+    addOverlaySteps(mac);
+    addLastSetupStep(mac);
+    camera.steps.addMilestone([this, mac](const StepQueue::Next& next) {
+        startRecorder(mac);
+        next(true);
+    });
+}
+
+void AxisCameraManager::startSetupLimit(const QString& mac)
+{
+    Camera& camera = cameraFor(mac);
     camera.setupLimit = m_time.createTimer(&m_timerContext, [this, mac] {
         qWarning().noquote() << "AxisCameraManager: Camera" << mac
                              << "is recorded before its set-up has been answered";
-        cameraFor(mac).steps.clear(); // what is left of it would interrupt the recording
         emit setupProblem(mac, u"The camera took too long to set up and is recorded as it is."_s);
+        // Resolution and rotation would interrupt the recording; clock and text do not.
+        cameraFor(mac).steps.clear();
+        addClockSteps(mac);
+        addOverlaySteps(mac);
+        addLastSetupStep(mac);
         startRecorder(mac);
     });
     camera.setupLimit->start(SetupLimitMs, TimerMode::SingleShot);
+}
 
-    addLogIn(mac);
-    addClockSteps(mac);
-    if (camera.order->width > 0)
-        camera.steps.add([this, mac, order = *camera.order](StepQueue::Next next) {
+void AxisCameraManager::addPictureSteps(const QString& mac)
+{
+    StepQueue& steps = cameraFor(mac).steps;
+    const CameraOrder order = *cameraFor(mac).order;
+    if (order.width > 0 && order.height > 0)
+        steps.add([this, mac, order](StepQueue::Next next) {
             m_api.setResolution(target(cameraFor(mac)), order.width, order.height,
                                 toldAs(mac, u"resolution"_s, std::move(next)));
         });
-    camera.steps.add([this, mac, degrees = camera.order->rotation](StepQueue::Next next) {
-        m_api.setRotation(target(cameraFor(mac)), degrees, toldAs(mac, u"rotation"_s, std::move(next)));
+    steps.add([this, mac, order](const StepQueue::Next& next) {
+        const AxisVapixAPI::Done told = toldAs(mac, u"rotation"_s, next);
+        m_api.setRotation(target(cameraFor(mac)), order.rotation,
+                          [order, told, next](const VapixResult& result) {
+                              // A camera that cannot turn its picture refuses 0 degrees, too, and does them.
+                              if (order.rotation == 0 && !result.isOk && !result.isUnreachable())
+                                  next(true);
+                              else
+                                  told(result);
+                          });
     });
-    addOverlaySteps(mac);
-    camera.steps.addMilestone([this, mac](const StepQueue::Next& next) {
-        startRecorder(mac);
+}
+
+/// Passed over when the camera could not be reached or does not let us in.
+void AxisCameraManager::addLastSetupStep(const QString& mac)
+{
+    cameraFor(mac).steps.add([this, mac](const StepQueue::Next& next) {
+        cameraFor(mac).isSetUp = true;
         next(true);
     });
 }
@@ -227,6 +266,7 @@ void AxisCameraManager::cancelOrder(Camera& camera)
     if (camera.setupLimit)
         camera.setupLimit->stop();
     camera.order.reset();
+    camera.isSetUp = false;
     camera.isStarted = false;
 }
 

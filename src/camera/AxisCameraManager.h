@@ -17,7 +17,8 @@ namespace vt {
 /// The Axis cameras: finds them, logs in, sets them up, has them recorded.
 ///
 /// A camera that a recording wants is set up first (clock, resolution, rotation, text), because some of that
-/// would interrupt its stream; but its recording starts SetupLimitMs later at the latest, set up or not.
+/// would interrupt its stream; but its recording starts SetupLimitMs later at the latest, set up or not. A
+/// camera that was not to be reached then is set up when it is found again.
 class AxisCameraManager final : public CameraManager
 {
     Q_OBJECT
@@ -42,6 +43,7 @@ private:
         bool isLoggedIn = false;
         bool isRefused = false; ///< the present credentials are wrong; asking on could lock the account
         std::optional<CameraOrder> order;
+        bool isSetUp = false;   ///< all that the order says has been told to the camera
         bool isStarted = false; ///< handed to the recorder
         bool hasOverlay = false;
         StepQueue steps;
@@ -54,6 +56,9 @@ private:
     void addLogIn(const QString& mac);
     void logIn(const QString& mac, bool mayInitialise, const StepQueue::Next& next);
     void addSetup(const QString& mac);
+    void startSetupLimit(const QString& mac);
+    void addPictureSteps(const QString& mac);
+    void addLastSetupStep(const QString& mac);
     void addClockSteps(const QString& mac);
     void addOverlaySteps(const QString& mac);
     void startRecorder(const QString& mac);

@@ -4,6 +4,7 @@
 #include <QDebug>
 #include <QNetworkDatagram>
 #include <algorithm>
+#include <utility>
 
 namespace vt {
 
@@ -20,7 +21,7 @@ QHostAddress ssdpGroup()
 
 AxisDiscovery::AxisDiscovery(TimeSource& time, ScanSurroundings surroundings)
     : m_time(time), m_surroundings(std::move(surroundings)),
-      m_timeout(time.createTimer(&m_timerContext, [this] { onDiscoveryTimeout(); }))
+      m_timeout(time.createTimer(&m_turns, [this] { onDiscoveryTimeout(); }))
 {}
 
 AxisDiscovery::~AxisDiscovery()
@@ -97,14 +98,22 @@ void AxisDiscovery::sendDiscoveryQuery()
 void AxisDiscovery::processPendingDatagrams()
 {
     // A look-up blocks: answers that come when the scan should be over are left where they are.
-    while (m_isDiscovering && m_socket && m_socket->hasPendingDatagrams() &&
-           m_time.monotonicMs() - m_startedMs < ScanMs)
-        handleAnswer(m_socket->receiveDatagram(0).senderAddress());
+    if (!m_isDiscovering || !m_socket || !m_socket->hasPendingDatagrams() ||
+        m_time.monotonicMs() - m_startedMs >= ScanMs)
+        return;
+    handleAnswer(m_socket->receiveDatagram(0).senderAddress());
+    // Between two look-ups whatever else waits on this thread has its turn: the end of a recording, for one.
+    if (std::exchange(m_isNextTurnPosted, true))
+        return;
+    m_turns.post([this] {
+        m_isNextTurnPosted = false;
+        processPendingDatagrams();
+    });
 }
 
 void AxisDiscovery::handleAnswer(const QHostAddress& sender)
 {
-    if (sender.isNull())
+    if (!m_isDiscovering || sender.isNull())
         return;
     bool isIpv4 = false;
     const QHostAddress address(sender.toIPv4Address(&isIpv4)); // maps ::ffff:a.b.c.d, too

@@ -48,6 +48,9 @@ public:
     /// Ends a running scan at once, without a report.
     void stopDiscovery();
     [[nodiscard]] bool isDiscovering() const { return m_isDiscovering; }
+    /// An answer from there to the running scan; blocks for the look-up of an address that is new to the
+    /// scan.
+    void handleAnswer(const QHostAddress& sender);
     /// Found by the present or the last scan, each MAC once.
     [[nodiscard]] const std::vector<Camera>& found() const { return m_found; }
     /// The search, as it goes over the network.
@@ -65,17 +68,17 @@ signals:
     void discoveryFinished(int found, QString error);
 
 private:
-    void handleAnswer(const QHostAddress& sender);
     void finish(const QString& error);
     void closeSocket();
 
     TimeSource& m_time;
     ScanSurroundings m_surroundings;
-    Inbox m_timerContext;
+    Inbox m_turns; ///< runs what has to wait for its turn on this thread, and the timer
     std::unique_ptr<Timer> m_timeout;
     std::unique_ptr<QUdpSocket> m_socket;
     std::optional<ScanInterface> m_interface;
     bool m_isDiscovering = false;
+    bool m_isNextTurnPosted = false;
     qint64 m_startedMs = 0;   ///< monotonic
     QSet<quint32> m_answered; ///< addresses that have been looked up in this scan
     std::vector<Camera> m_found;

@@ -100,7 +100,7 @@ public:
     /// come later all the same. For systems that go on when a handler returns.
     [[nodiscard]] bool waitForStop(int timeoutMs) const;
     /// From startRecording() to stopRecording().
-    [[nodiscard]] bool isRecordingSession() const { return m_plan.has_value(); }
+    [[nodiscard]] bool isRecordingSession() const { return m_plan.has_value() || m_nextPlan.has_value(); }
 
 signals:
     /// Something changed that is to be kept.

@@ -20,6 +20,7 @@ public:
     void add(Step step) { enqueue({std::move(step), false}); }
     /// A step that runs whatever came of those before it.
     void addMilestone(Step step) { enqueue({std::move(step), true}); }
+    [[nodiscard]] bool isIdle() const { return !m_isRunning; }
     /// Drops what has not begun; what runs may end, but nothing follows from it.
     void clear()
     {
