@@ -39,7 +39,7 @@ public:
     void recordingStarted(const RecordingContext& context) override { m_session.begin(context); }
     void recordingStopped() override { m_session.end(); }
     void report(SessionStatus& status) const override { m_session.report(status); }
-    void whenClosed(std::function<void()> done) override { m_session.whenClosed(std::move(done)); }
+    void whenClosed(const std::function<void()>& done) override { m_session.whenClosed(done); }
     [[nodiscard]] bool waitUntilClosed(int timeoutMs) override
     {
         return m_session.m_registry.waitForStop(timeoutMs);
@@ -184,12 +184,12 @@ void CameraSession::handleStopped()
         done();
 }
 
-void CameraSession::whenClosed(std::function<void()> done)
+void CameraSession::whenClosed(const std::function<void()>& done)
 {
     if (m_stops == 0)
         done();
     else
-        m_whenClosed.push_back(std::move(done));
+        m_whenClosed.push_back(done);
 }
 
 void CameraSession::tellTrouble(const CameraStatus& camera, const QString& what)

@@ -73,7 +73,7 @@ private:
     void end();
     void report(SessionStatus& status) const;
     void handleStopped();
-    void whenClosed(std::function<void()> done);
+    void whenClosed(const std::function<void()>& done);
 
     [[nodiscard]] const CameraStatus* find(const std::vector<CameraStatus>& cameras,
                                            const QString& mac) const;

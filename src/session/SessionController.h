@@ -85,7 +85,7 @@ public:
     bool stopAndWait(EndReason reason, int timeoutMs);
     /// Calls done, once, when nothing of ended recordings is being written any more: films may end some
     /// seconds after their recording. At once or later; never when receiver is gone by then.
-    void whenClosed(QObject* receiver, std::function<void()> done);
+    void whenClosed(QObject* receiver, const std::function<void()>& done);
     /// Waits for the same, up to timeoutMs.
     [[nodiscard]] bool waitUntilClosed(int timeoutMs) const;
 

@@ -7,7 +7,6 @@
 #include <QString>
 #include <functional>
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace vt {
@@ -59,7 +58,7 @@ public:
     virtual void report(SessionStatus&) const {}
     /// Calls done, once, when nothing of stopped recordings is being written any more: at once, or later.
     /// Bounded by the companion itself.
-    virtual void whenClosed(std::function<void()> done) { std::move(done)(); }
+    virtual void whenClosed(const std::function<void()>& done) { done(); }
     /// Waits for the same, up to timeoutMs. For systems that go on when a handler returns.
     [[nodiscard]] virtual bool waitUntilClosed(int) { return true; }
 };

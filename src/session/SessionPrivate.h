@@ -91,7 +91,7 @@ struct SessionPrivate
     void finishPaused();
     void finish();
     void summarise();
-    void whenClosed(QObject* receiver, std::function<void()> done);
+    void whenClosed(QObject* receiver, const std::function<void()>& done);
     [[nodiscard]] bool waitUntilClosed(int timeoutMs) const;
     /// The last line of a forced stop.
     void readyForSystem();

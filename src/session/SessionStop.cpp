@@ -250,7 +250,7 @@ void SessionPrivate::summarise()
         qInfo().noquote() << summary;
 }
 
-void SessionPrivate::whenClosed(QObject* receiver, std::function<void()> done)
+void SessionPrivate::whenClosed(QObject* receiver, const std::function<void()>& done)
 {
     auto waiting = std::make_shared<std::size_t>(companions.size());
     for (const auto& companion : companions)
@@ -335,9 +335,9 @@ bool SessionController::waitUntilClosed(int timeoutMs) const
     return d->waitUntilClosed(timeoutMs);
 }
 
-void SessionController::whenClosed(QObject* receiver, std::function<void()> done)
+void SessionController::whenClosed(QObject* receiver, const std::function<void()>& done)
 {
-    d->whenClosed(receiver, std::move(done));
+    d->whenClosed(receiver, done);
 }
 
 void SessionController::forcedGracefulStop(int waitMs)
