@@ -11,7 +11,6 @@ namespace vt {
 namespace {
 
 constexpr int RefreshWaitMs = 5000;
-constexpr int LookWaitMs = 1000;
 constexpr int ShutDownWaitMs = 5000;
 constexpr int ReadyPollMs = 200;
 constexpr int RecoveryWaitMs = 10000;
@@ -295,23 +294,20 @@ void DAQInfo::recoverI2CSession(std::function<void(bool)> done)
     });
 }
 
-bool DAQInfo::isDevicePresent()
+void DAQInfo::isDevicePresent(std::function<void(bool)> done)
 {
-    if (!d->selected || d->isLookPending)
-        return false; // the driver still owes the answer to the last look
-    auto promise = std::make_shared<std::promise<bool>>();
-    std::future<bool> future = promise->get_future();
+    if (!d->selected || d->isLookPending) {
+        d->answerLater(std::move(done), false);
+        return;
+    }
     d->isLookPending = true;
-    d->hardware->run(
-        [api = &d->driver, device = *d->selected, promise](HardwareSession&) {
-            promise->set_value(lookForDevice(*api, device) == DevicePresence::Present);
-            return true;
-        },
-        [this](bool) { d->isLookPending = false; });
-    if (future.wait_for(std::chrono::milliseconds(LookWaitMs)) != std::future_status::ready)
-        return false;
-    d->isLookPending = false;
-    return future.get();
+    d->hardware->run([api = &d->driver, device = *d->selected](
+                         HardwareSession&) { return lookForDevice(*api, device) == DevicePresence::Present; },
+                     [this, asked = d->selection, done = std::move(done)](bool isPresent) {
+                         d->isLookPending = false;
+                         if (asked == d->selection)
+                             done(isPresent);
+                     });
 }
 
 void DAQInfo::setAcquisitionStarted(bool started)

@@ -73,9 +73,9 @@ public:
     /// Refused while acquisition or another recovery runs. cancel() of a running recovery: select another
     /// device or deselect.
     void recoverI2CSession(std::function<void(bool)> done);
-    /// One look at the driver's list: is the selected device there, with its serial number? Waits 1 s at
-    /// most; a driver that does not answer by then counts as no.
-    [[nodiscard]] bool isDevicePresent();
+    /// One look at the driver's list: is the selected device there, with its serial number? done(false) also
+    /// while the driver still owes the answer to the look before.
+    void isDevicePresent(std::function<void(bool)> done);
 
     /// While true the I2C session is left alone, whatever the device list says; only single buses that have
     /// failed are set up again.

@@ -78,9 +78,9 @@ void NiRecordingDevice::probe(Done done)
     m_info.probeI2C(std::move(done));
 }
 
-bool NiRecordingDevice::isPresent()
+void NiRecordingDevice::lookForDevice(Done done)
 {
-    return m_info.isDevicePresent();
+    m_info.isDevicePresent(std::move(done));
 }
 
 void NiRecordingDevice::recover(Done done)

@@ -20,7 +20,7 @@ public:
     void deselect() override;
     void read(const RecordingSetup& setup, Read done) override;
     void probe(Done done) override;
-    [[nodiscard]] bool isPresent() override;
+    void lookForDevice(Done done) override;
     void recover(Done done) override;
     [[nodiscard]] QString notBackText() const override;
     /// failed is never called: the device starts over by itself.

@@ -41,8 +41,8 @@ public:
     virtual void read(const RecordingSetup& setup, Read done) = 0;
     /// Before the first segment: does the device work?
     virtual void probe(Done done) = 0;
-    /// While a recording is paused: is the device there again? May wait for 1 s.
-    [[nodiscard]] virtual bool isPresent() = 0;
+    /// While a recording is paused: is the device there again?
+    virtual void lookForDevice(Done done) = 0;
     /// Makes a device that does not work, or has come back, fit for the next segment.
     virtual void recover(Done done) = 0;
     /// The log line for a recover() that failed while a recording is paused.

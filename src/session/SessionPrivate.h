@@ -74,6 +74,7 @@ struct SessionPrivate
     /// Adds the time without data to the result; how long it was, 0 outside a pause.
     qint64 endPause();
     void pollReconnect();
+    void deviceIsBack();
     void attemptResume();
     void resumeRecovered(bool ok);
     void resumeFilesCreated(const RecordingSegment::CreateFailure& failure);

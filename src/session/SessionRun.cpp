@@ -261,7 +261,15 @@ void SessionPrivate::pollReconnect()
         stop(EndReason::DeviceLost);
         return;
     }
-    if (!unit->isPresent())
+    unit->lookForDevice([this](bool isThere) {
+        if (isThere)
+            deviceIsBack();
+    });
+}
+
+void SessionPrivate::deviceIsBack()
+{
+    if (state != SessionState::Paused || tearingDown)
         return;
     qInfo("Reconnect poll: DAQ has re-enumerated — attempting resume");
     reconnectPoll->stop();

@@ -158,9 +158,10 @@ void StrivixRecordingDevice::probe(Done done)
     answerLater([isOther, done = std::move(done)] { done(!isOther); });
 }
 
-bool StrivixRecordingDevice::isPresent()
+void StrivixRecordingDevice::lookForDevice(Done done)
 {
-    return isPortPresent(m_selected.port) && isSelectedPort();
+    const bool isThere = isPortPresent(m_selected.port) && isSelectedPort();
+    answerLater([isThere, done = std::move(done)] { done(isThere); });
 }
 
 bool StrivixRecordingDevice::isSelectedPort() const

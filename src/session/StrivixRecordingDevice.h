@@ -52,7 +52,7 @@ public:
     /// Only false when another USB device is at the port: the amplifier is asked again when its stream
     /// starts.
     void probe(Done done) override;
-    [[nodiscard]] bool isPresent() override;
+    void lookForDevice(Done done) override;
     /// Asks whether the same amplifier is there.
     void recover(Done done) override;
     [[nodiscard]] QString notBackText() const override;

@@ -136,7 +136,9 @@ TEST_F(HardwareThreadTest, CallsTheDriverAndTheInterfaceThreadHears)
         {"selection",
          [&] { EXPECT_EQ(answerOf<bool>([&](auto done) { info.selectDevice(u"sim"_qs, done); }), true); },
          setUp},
-        {"look", [&] { EXPECT_TRUE(info.isDevicePresent()); }, {"GetSysDevNames", "GetDevSerialNum"}},
+        {"look",
+         [&] { EXPECT_EQ(answerOf<bool>([&](auto done) { info.isDevicePresent(done); }), true); },
+         {"GetSysDevNames", "GetDevSerialNum"}},
         {"header", [&] { info.getMCUHeader([](const auto&) {}); }, transfer},
         {"EEPROM",
          [&] {

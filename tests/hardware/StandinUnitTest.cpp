@@ -95,13 +95,14 @@ TEST_F(StandinUnitTest, MicrocontrollerAnswersOverTheLines)
     EXPECT_EQ(header->customerInfo, u"Stand-in lab"_qs);
     EXPECT_FLOAT_EQ(header->outputGain, 1.0F);
 
+    const auto isPresent = [&] { return answerOf<bool>([&](auto done) { info.isDevicePresent(done); }); };
     control("nak");
     EXPECT_FALSE(answerOf<bool>([&](auto done) { info.probeI2C(done); }));
     control("unplugged");
-    EXPECT_FALSE(info.isDevicePresent());
+    EXPECT_FALSE(isPresent());
     EXPECT_FALSE(answerOf<bool>([&](auto done) { info.probeI2C(done); }));
     control("serial=99");
-    EXPECT_FALSE(info.isDevicePresent());
+    EXPECT_FALSE(isPresent());
     control("");
     EXPECT_TRUE(answerOf<bool>([&](auto done) { info.recoverI2CSession(done); }));
 }
