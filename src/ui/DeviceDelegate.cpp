@@ -47,7 +47,10 @@ void DeviceDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option
     painter->save();
     QRect area = option.rect.adjusted(spacing::Small, spacing::Tiny, -spacing::Small, -spacing::Tiny);
     painter->setFont(Theme::font(TextRole::Caption, option.font));
-    const QString mark = inUse ? tr("In use") : index.data(Simulated).toBool() ? tr("Simulated") : QString();
+    const QString mark = inUse                            ? tr("In use")
+                         : index.data(Simulated).toBool() ? tr("Simulated")
+                         : index.data(Amplifier).toBool() ? tr("Amplifier")
+                                                          : QString();
     if (!mark.isEmpty())
         area.setRight(area.right() -
                       drawMark(*painter, area, mark, inUse && !selected ? theme.danger : quiet));

@@ -5,13 +5,13 @@
 
 namespace vt {
 
-/// Draws one device in two lines: name and type, then serial number; "Simulated" and "In use" as words in a
-/// frame at the right.
+/// Draws one device in two lines: name and type, then serial number; "Simulated", "Amplifier" and "In use" as
+/// words in a frame at the right.
 class DeviceDelegate : public QStyledItemDelegate
 {
     Q_OBJECT
 public:
-    enum Role { ProductType = Qt::UserRole + 1, Serial, Simulated, InUse };
+    enum Role { ProductType = Qt::UserRole + 1, Serial, Simulated, InUse, Amplifier };
 
     using QStyledItemDelegate::QStyledItemDelegate;
     void paint(QPainter* painter, const QStyleOptionViewItem& option,

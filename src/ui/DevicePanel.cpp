@@ -2,6 +2,7 @@
 #include "ui/DevicePanel.h"
 
 #include "ui/DeviceDelegate.h"
+#include "ui/ElidedLabel.h"
 #include "ui/StatusText.h"
 #include "ui/Theme.h"
 
@@ -13,6 +14,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <memory>
 
 namespace vt {
 
@@ -45,7 +47,8 @@ DevicePanel::DevicePanel(QWidget* parent)
     : Card(tr("Unit"), parent), m_list(new QListWidget(this)), m_noDevices(new QLabel(this)),
       m_listOrHint(new QStackedWidget(this)), m_refresh(new QPushButton(tr("Refres&h"), this)),
       m_message(new QLabel(this)), m_details(new QWidget(this)), m_channels(valueLabel(m_details)),
-      m_animal(valueLabel(m_details)), m_gain(valueLabel(m_details))
+      m_animal(valueLabel(m_details)), m_gain(valueLabel(m_details)), m_warnings(valueLabel(this)),
+      m_info(new QWidget(this)), m_infoGrid(new QGridLayout(m_info))
 {
     m_refresh->setToolTip(tr("Look for acquisition units again (F5)"));
     m_refresh->setAccessibleName(tr("Refresh the list of units"));
@@ -89,6 +92,15 @@ DevicePanel::DevicePanel(QWidget* parent)
     body()->addWidget(m_listOrHint);
     body()->addWidget(m_message);
     body()->addWidget(m_details);
+    m_warnings->setObjectName(QStringLiteral("unitWarnings"));
+    m_warnings->setWordWrap(true);
+    setEmphasis(m_warnings, Emphasis::Warning);
+    body()->addWidget(m_warnings);
+    m_infoGrid->setContentsMargins(0, 0, 0, 0);
+    m_infoGrid->setHorizontalSpacing(spacing::Medium);
+    m_infoGrid->setVerticalSpacing(2);
+    m_infoGrid->setColumnStretch(1, 1);
+    body()->addWidget(m_info);
     showMessage(tr("No unit chosen."));
 
     connect(m_refresh, &QPushButton::clicked, this, &DevicePanel::refreshRequested);
@@ -105,6 +117,7 @@ void DevicePanel::setDevices(const std::vector<DeviceEntry>& devices)
         item->setData(DeviceDelegate::ProductType, device.productType);
         item->setData(DeviceDelegate::Serial, device.serial);
         item->setData(DeviceDelegate::Simulated, device.simulated);
+        item->setData(DeviceDelegate::Amplifier, device.kind == DeviceKind::SerialAmplifier);
         item->setData(DeviceDelegate::InUse, device.inUse);
         item->setData(Qt::AccessibleTextRole, spokenText(device));
         item->setToolTip(spokenText(device));
@@ -179,6 +192,30 @@ void DevicePanel::setDetails(const DeviceDetails& details)
                 details.gain == 0 ? tr("Not reported") : QString::number(details.gain));
 }
 
+void DevicePanel::setUnitInfo(const UnitInfo& info)
+{
+    while (const std::unique_ptr<QLayoutItem> item{m_infoGrid->takeAt(0)})
+        item->widget()->deleteLater();
+    int row = 0;
+    for (const auto& [name, value] : info.rows) {
+        auto* caption = new QLabel(name, m_info);
+        setTextRole(caption, TextRole::Caption);
+        auto* text = new ElidedLabel(m_info, Qt::ElideRight);
+        text->setText(value);
+        text->setAccessibleName(name);
+        setTextRole(text, TextRole::Hint);
+        m_infoGrid->addWidget(caption, row, 0);
+        m_infoGrid->addWidget(text, row, 1);
+        ++row;
+    }
+    m_info->setVisible(row > 0);
+    QStringList warnings;
+    for (const QString& warning : info.warnings)
+        warnings << QStringLiteral("⚠ ") + warning;
+    m_warnings->setText(warnings.join(u'\n'));
+    m_warnings->setVisible(!warnings.isEmpty());
+}
+
 void DevicePanel::showDetails(const QString& channels, const QString& animal, const QString& gain)
 {
     m_channels->setText(channels);
@@ -193,6 +230,7 @@ void DevicePanel::showMessage(const QString& text)
     setEmphasis(m_message, Emphasis::Muted);
     m_message->setText(text);
     m_details->hide();
+    setUnitInfo({});
     m_message->show();
 }
 

@@ -2,11 +2,13 @@
 #pragma once
 
 #include "session/SessionTypes.h"
+#include "session/UnitInfo.h"
 #include "ui/Card.h"
 
 #include <QString>
 #include <vector>
 
+class QGridLayout;
 class QLabel;
 class QListWidget;
 class QListWidgetItem;
@@ -27,6 +29,8 @@ public:
     void setDevices(const std::vector<DeviceEntry>& devices);
     /// What the selected unit answered.
     void setDetails(const DeviceDetails& details);
+    /// What the selected unit says of itself, and what is wrong with it; empty: nothing is known.
+    void setUnitInfo(const UnitInfo& info);
     /// Selects the offered device of that name, as a click would; a name that is not offered does nothing.
     void chooseDevice(const QString& name);
     /// Name of the selected device, or empty.
@@ -54,6 +58,9 @@ private:
     QLabel* m_channels;
     QLabel* m_animal;
     QLabel* m_gain;
+    QLabel* m_warnings;
+    QWidget* m_info;
+    QGridLayout* m_infoGrid;
     QString m_chosen;
     bool m_filling = false;
 };

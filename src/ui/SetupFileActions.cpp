@@ -133,7 +133,7 @@ void SetupFileActions::tell(const SetupFileError& error)
 
 void SetupFileActions::applyOrAsk(const SetupFileContents& contents, const Load& load)
 {
-    if (fingerprint() == m_kept) {
+    if (!isChanged()) {
         apply(contents, load);
         return;
     }

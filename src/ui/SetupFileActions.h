@@ -44,6 +44,8 @@ public:
     /// changed meanwhile. A file for another number of channels is told and waits for the next device;
     /// loading another file ends the wait. adjust belongs to this one load.
     void loadOnceReady(const QString& path, const Adjustment& adjust = {});
+    /// Does the panel show anything but what was last loaded, saved or accepted?
+    [[nodiscard]] bool isChanged() const { return fingerprint() != m_kept; }
     /// What the panel shows now is no change of the user's.
     void acceptPanel();
 

@@ -58,6 +58,7 @@ SetupPanel::SetupPanel(QWidget* parent)
       m_lightOn(new QTimeEdit(this)), m_darkOn(new QTimeEdit(this)), m_activityOnly(new QCheckBox(this)),
       m_bandpass(new QCheckBox(this)), m_fileName(new ElidedLabel(this)), m_folder(new ElidedLabel(this)),
       m_selectFile(new QPushButton(tr("Select &File..."), this)),
+      m_importIds(new QPushButton(tr("I&mport IDs…"), this)),
       m_loadConfig(new QPushButton(tr("Load Config…"), this)),
       m_saveConfig(new QPushButton(tr("Save Config…"), this))
 {
@@ -74,6 +75,11 @@ SetupPanel::SetupPanel(QWidget* parent)
 Card* SetupPanel::buildAnimals()
 {
     auto* card = new Card(tr("Animals"), this);
+    describe(m_importIds, tr("Import animal IDs"),
+             tr("Take animal IDs from the first column of a spreadsheet or text file"));
+    m_importIds->setObjectName(QStringLiteral("importIds"));
+    card->addHeaderWidget(m_importIds);
+    connect(m_importIds, &QPushButton::clicked, this, &SetupPanel::importIdsRequested);
     describe(m_channelCount, tr("Number of channels"),
              tr("How many channels are recorded, beginning with the first"));
     describe(m_lightOn, tr("Light on"), tr("Time of day at which the light goes on"));
@@ -215,6 +221,46 @@ void SetupPanel::setSetup(const RecordingSetup& setup)
     m_activityOnly->setChecked(setup.activityOnly);
     m_bandpass->setChecked(setup.bandpass);
     setBasePath(setup.basePath);
+    emit setupReplaced();
+}
+
+void SetupPanel::setStimulation(const std::optional<VexioSettings>& vexio,
+                                const std::optional<DioSettings>& dio)
+{
+    m_carried.vexio = vexio;
+    m_carried.dio = dio;
+    emit setupChanged();
+}
+
+void SetupPanel::setVideo(const VideoSettings& video)
+{
+    m_carried.video = video;
+    emit setupChanged();
+}
+
+void SetupPanel::setEnvSensorLabels(const QMap<QString, QString>& labels)
+{
+    m_carried.envSensorLabels = labels;
+    emit setupChanged();
+}
+
+int SetupPanel::channelCount() const
+{
+    return m_channelCount->value();
+}
+
+void SetupPanel::setAnimalIds(const QStringList& ids)
+{
+    for (qsizetype channel = 0; channel < std::min(ids.size(), m_ids.size()); ++channel)
+        m_ids[channel] = ids[channel];
+    setChannelCount(channelCount());
+    emit setupChanged();
+}
+
+void SetupPanel::setConfigButtonsVisible(bool isVisible)
+{
+    m_loadConfig->setVisible(isVisible);
+    m_saveConfig->setVisible(isVisible);
 }
 
 RecordingSetup SetupPanel::setup() const
@@ -339,6 +385,7 @@ void SetupPanel::setLocked(bool locked)
 {
     m_locked = locked;
     const bool channels = !locked && m_offeredChannels > 0;
+    m_importIds->setEnabled(channels);
     for (QWidget* field : {static_cast<QWidget*>(m_channelCount), static_cast<QWidget*>(m_lightOn),
                            static_cast<QWidget*>(m_darkOn), static_cast<QWidget*>(m_animalTypeChoice)})
         field->setEnabled(channels);

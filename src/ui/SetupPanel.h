@@ -6,6 +6,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <optional>
 
 class QCheckBox;
 class QComboBox;
@@ -39,6 +40,16 @@ public:
     [[nodiscard]] RecordingSetup setup() const;
     /// The same with the animal IDs of all of the device's channels, for a setup file.
     [[nodiscard]] RecordingSetup setupToSave() const;
+    /// What has no field here, from other parts of the setup.
+    void setStimulation(const std::optional<VexioSettings>& vexio, const std::optional<DioSettings>& dio);
+    void setVideo(const VideoSettings& video);
+    void setEnvSensorLabels(const QMap<QString, QString>& labels);
+    /// One for each recorded channel, as entered; empty stands for the channel's number.
+    [[nodiscard]] QStringList animalIds() const { return m_ids.mid(0, channelCount()); }
+    void setAnimalIds(const QStringList& ids);
+    [[nodiscard]] int channelCount() const;
+    /// Where other buttons do the same, these are hidden.
+    void setConfigButtonsVisible(bool isVisible);
     /// Takes over what is still being typed into the table; for a start by a key.
     void finishEditing();
 
@@ -57,6 +68,10 @@ signals:
     /// The user chose a name in the dialog; to be remembered for the next start of the program.
     void basePathChosen(const QString& basePath);
     void setupChanged();
+    /// setSetup has replaced everything, also what has no field here.
+    void setupReplaced();
+    /// The button above the animals.
+    void importIdsRequested();
     /// The buttons of the setup file.
     void loadConfigRequested();
     void saveConfigRequested();
@@ -84,6 +99,7 @@ private:
     ElidedLabel* m_fileName;
     ElidedLabel* m_folder;
     QPushButton* m_selectFile;
+    QPushButton* m_importIds;
     QPushButton* m_loadConfig;
     QPushButton* m_saveConfig;
     RecordingSetup m_carried; ///< what has no field here is handed through
