@@ -124,13 +124,13 @@ void Actogram::drawCycle(QPainter& painter, const QRect& plot, int rowsBottom) c
     const Theme theme = Theme::current();
     const QRect bar(plot.left(), 0, plot.width(), LightBarHeight);
     painter.fillRect(bar, theme.outline);
-    painter.fillRect(bar.adjusted(1, 1, -1, -1), theme.dark ? theme.text : theme.surface);
-    const QColor dark = theme.dark ? theme.window : theme.text;
+    const LightColors colors = LightColors::of(theme);
+    painter.fillRect(bar.adjusted(1, 1, -1, -1), colors.on);
     for (const double day : {0.0, 24.0}) {
         for (const auto& [begin, end] : m_cycle.darkHours()) {
             const int left = xOfHour(plot, begin + day);
             const int right = xOfHour(plot, end + day);
-            painter.fillRect(QRect(left, bar.top() + 1, right - left, bar.height() - 2), dark);
+            painter.fillRect(QRect(left, bar.top() + 1, right - left, bar.height() - 2), colors.off);
             painter.fillRect(QRect(left, plot.top(), right - left, rowsBottom - plot.top()), theme.grid);
         }
     }

@@ -218,7 +218,7 @@ QImage DayStrips::sample(Pattern pattern, QSize size, double devicePixelRatio, c
 {
     QImage image = blankStrip(size, theme);
     if (pattern == Pattern::LightsOff)
-        image.fill(theme.text);
+        image.fill(LightColors::of(theme).off);
     const ColumnPen pen(image, devicePixelRatio, theme);
     for (int x = 0; x < image.width(); ++x) {
         switch (pattern) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/LightCycle.h"
 
+#include "ui/Theme.h"
+
 #include <QDateTime>
 
 #include <algorithm>
@@ -39,6 +41,11 @@ std::vector<std::pair<qint64, qint64>> LightCycle::darkPeriods(qint64 fromMs, qi
             periods.emplace_back(begin, end);
     }
     return periods;
+}
+
+LightColors LightColors::of(const Theme& theme)
+{
+    return theme.dark ? LightColors{theme.text, theme.window} : LightColors{theme.surface, theme.text};
 }
 
 } // namespace vt

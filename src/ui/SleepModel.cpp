@@ -148,6 +148,8 @@ QString SleepModel::copyText(int row, int column) const
 
 QString SleepModel::toolTip(const SleepRow& row, int column) const
 {
+    if (column == AnimalId)
+        return row.animalId; // a long one is elided
     if (column == PercentSleep && row.steps > 0)
         return tr("Asleep in %1 of %2 scored steps of %3 s")
             .arg(QLocale().toString(row.asleep), QLocale().toString(row.steps))

@@ -98,21 +98,22 @@ void SleepTable::buildHeader(QHeaderView* header, bool isFull)
 {
     const int charWidth = fontMetrics().averageCharWidth();
     header->setSectionsClickable(true);
-    // Beside the heading, the arrow would lie on its last letters.
-    header->setStyleSheet(QStringLiteral(
-        "QHeaderView::up-arrow, QHeaderView::down-arrow { subcontrol-position: top center; width: 9px; "
-        "height: 7px; }"));
+    // Beside the heading, the arrow would lie on its last letters. Above it, its width is still taken off
+    // the heading, in place of the padding.
+    header->setStyleSheet(
+        QStringLiteral("QHeaderView::up-arrow, QHeaderView::down-arrow { subcontrol-position: top center; "
+                       "width: 9px; height: 7px; } QHeaderView::section { padding-right: 0; }"));
     header->setHighlightSections(false);
     header->setMinimumSectionSize(charWidth * 6);
     header->setFixedHeight(fontMetrics().height() * 2 + spacing::Small);
     header->setSectionResizeMode(QHeaderView::Interactive);
-    header->resizeSection(SleepModel::ChannelNumber, charWidth * 11);
-    header->resizeSection(SleepModel::AnimalId, charWidth * 17);
-    header->resizeSection(SleepModel::PercentSleep, charWidth * 11);
+    header->resizeSection(SleepModel::ChannelNumber, charWidth * 13);
+    header->resizeSection(SleepModel::AnimalId, charWidth * 16);
+    header->resizeSection(SleepModel::PercentSleep, charWidth * 12);
     header->resizeSection(SleepModel::Sleeping, widestState(fontMetrics()) + 2 * spacing::Medium);
     header->resizeSection(SleepModel::Steps, charWidth * 9);
-    header->resizeSection(SleepModel::Bouts, charWidth * 9);
-    header->resizeSection(SleepModel::MeanBout, charWidth * 12);
+    header->resizeSection(SleepModel::Bouts, charWidth * 10);
+    header->resizeSection(SleepModel::MeanBout, charWidth * 14);
     for (const auto column : {SleepModel::Bouts, SleepModel::MeanBout, SleepModel::LastDay})
         header->setSectionHidden(column, !isFull);
     header->setSectionHidden(SleepModel::Steps, isFull);

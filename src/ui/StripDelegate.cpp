@@ -18,7 +18,7 @@ namespace vt {
 namespace {
 
 constexpr int StripMargin = 3;
-constexpr int LightBandHeight = 4;
+constexpr int LightBandHeight = 5;
 constexpr QSize PatternSize(28, 12);
 
 QSize devicePixels(QSize size, double ratio)
@@ -113,10 +113,12 @@ void StripHeader::paintSection(QPainter* painter, const QRect& rect, int logical
     };
     const QRect band(strip.left(), rect.bottom() - LightBandHeight - 1, strip.width(), LightBandHeight);
     if (m_strips.cycle().isKnown()) {
-        painter->fillRect(band, theme.border);
-        painter->fillRect(band.adjusted(1, 1, -1, -1), theme.surface);
+        const LightColors colors = LightColors::of(theme);
+        painter->fillRect(band, theme.outline);
+        painter->fillRect(band.adjusted(1, 1, -1, -1), colors.on);
         for (const auto& [begin, end] : m_strips.cycle().darkPeriods(from, to))
-            painter->fillRect(xOf(begin), band.top(), xOf(end) - xOf(begin), band.height(), theme.text);
+            painter->fillRect(xOf(begin), band.top() + 1, xOf(end) - xOf(begin), band.height() - 2,
+                              colors.off);
     }
     const QFont font = Theme::font(TextRole::Caption, this->font());
     const QFontMetrics metrics(font);
@@ -168,7 +170,7 @@ void StripLegend::paintEvent(QPaintEvent*)
     for (const LegendEntry& entry : legendEntries(m_strips)) {
         const QRect frame(x, (height() - PatternSize.height()) / 2, PatternSize.width(),
                           PatternSize.height());
-        painter.fillRect(frame, theme.border);
+        painter.fillRect(frame, theme.outline);
         const QRect inner = frame.adjusted(1, 1, -1, -1);
         painter.drawImage(inner.topLeft(),
                           DayStrips::sample(entry.pattern, devicePixels(inner.size(), ratio), ratio, theme));

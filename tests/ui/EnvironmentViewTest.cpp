@@ -3,6 +3,7 @@
 
 #include "ui/EnvironmentChart.h"
 #include "ui/SensorCard.h"
+#include "ui/SeriesStyle.h"
 
 #include <QAbstractButton>
 #include <QComboBox>
@@ -90,6 +91,26 @@ TEST(EnvHistory, KeepsADayInOrder)
     ASSERT_EQ(curves.size(), 1U);
     EXPECT_TRUE(std::ranges::is_sorted(curves[0], {}, &EnvCurvePoint::timeMs));
     EXPECT_TRUE(std::ranges::any_of(curves[0], [](const auto& point) { return point.value > 20.0; }));
+}
+
+TEST(SeriesStyle, DashesGoOnAcrossTheCornersOfALine)
+{
+    QPolygonF path; // 52 pixels in steps of 1: the dashes are 9 long and 4 apart
+    for (int i = 0; i <= 52; ++i)
+        path.append({i % 2 == 0 ? i / 2.0 : (i + 1) / 2.0, i / 2 * 1.0});
+    const auto length = [](const QList<QLineF>& lines) {
+        double sum = 0.0;
+        for (const QLineF& line : lines)
+            sum += line.length();
+        return sum;
+    };
+    EXPECT_NEAR(length(seriesstyle::strokes(path, 0)), 52.0, 1e-9);
+    EXPECT_NEAR(length(seriesstyle::strokes(path, 1)), 36.0, 1e-9);
+    QPolygonF far; // where a step of the path is small against its place
+    for (int i = 0; i < 1000; ++i)
+        far.append({1e4 + i * 0.7, 1e4 + std::sin(i) * 3.3});
+    EXPECT_LT(seriesstyle::strokes(far, 3).size(), 3000);
+    EXPECT_TRUE(seriesstyle::strokes({}, 1).isEmpty());
 }
 
 class EnvironmentViewTest : public testing::Test
