@@ -3,6 +3,7 @@
 
 #include "base/ThreadCall.h"
 #include "daqmx/KeepAlive.h"
+#include "platform/CrashHandler.h"
 
 #include <QDebug>
 #include <QThread>
@@ -39,6 +40,7 @@ public:
             m_shared = std::make_shared<Shared>();
             m_shared->thread.setObjectName(QStringLiteral("unit's files"));
             m_shared->inbox.moveToThread(&m_shared->thread);
+            m_shared->inbox.post(&CrashHandler::prepareThread);
             m_shared->thread.start();
         }
         callAsync(m_shared->inbox, receiver, std::move(work), std::move(done));

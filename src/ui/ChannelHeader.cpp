@@ -4,56 +4,54 @@
 #include "ui/ElidedLabel.h"
 #include "ui/Theme.h"
 
-#include <QHBoxLayout>
+#include <QActionGroup>
+#include <QContextMenuEvent>
+#include <QKeyEvent>
 #include <QLabel>
-#include <QLocale>
+#include <QMenu>
+#include <QPainter>
 #include <QStyle>
-#include <QVBoxLayout>
+#include <QToolButton>
+
+#include <algorithm>
 
 namespace vt {
 
 using statustext::SleepDisplay;
+using traceview::Scale;
+using traceview::ScaleRule;
 
 ChannelHeader::ChannelHeader(QWidget* parent)
     : QWidget(parent), m_number(new QLabel(this)), m_animal(new ElidedLabel(this, Qt::ElideRight)),
-      m_state(new QLabel(this)), m_range(new QLabel(this))
+      m_state(new QLabel(this)), m_range(new QToolButton(this))
 {
+    setFocusPolicy(Qt::TabFocus);
+    setToolTip(tr("Double click or Enter: this channel alone. Menu key or right click: its scale."));
     setTextRole(m_number, TextRole::Caption);
-    setTextRole(m_range, TextRole::Caption);
-    m_range->setToolTip(tr("Height of the trace area"));
     setKind(m_state, QStringLiteral("chip"));
     m_state->setAlignment(Qt::AlignCenter);
     m_state->setToolTip(tr("Sleep state of the last 2-s step"));
     QFont bold = m_animal->font();
     bold.setWeight(QFont::DemiBold);
     m_animal->setFont(bold);
-
-    auto* top = new QHBoxLayout;
-    top->setSpacing(spacing::Small);
-    top->addWidget(m_number);
-    top->addWidget(m_animal, 1);
-    auto* bottom = new QHBoxLayout;
-    bottom->setSpacing(spacing::Small);
-    bottom->addWidget(m_state);
-    bottom->addStretch();
-    bottom->addWidget(m_range);
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(spacing::Medium, 0, spacing::Small, 0);
-    layout->setSpacing(spacing::Tiny);
-    layout->addStretch();
-    layout->addLayout(top);
-    layout->addLayout(bottom);
-    layout->addStretch();
+    m_range->setAutoRaise(true);
+    m_range->setFocusPolicy(Qt::NoFocus); // the keyboard opens the menu from the header
+    m_range->setFont(Theme::font(TextRole::Caption, font()));
+    m_range->setObjectName(QStringLiteral("channelScale"));
+    connect(m_range, &QToolButton::clicked, this,
+            [this] { openMenu(m_range->mapToGlobal(m_range->rect().bottomLeft())); });
     setSleep(SleepDisplay::Waiting);
+    setScale({ScaleRule::AsPage, 0.0});
 }
 
 void ChannelHeader::setChannel(int channel, const QString& animalId)
 {
     const QString number = QString::number(channel);
-    const bool unnamed = animalId.isEmpty() || animalId == number;
+    m_unnamed = animalId.isEmpty() || animalId == number;
     m_number->setText(number);
-    m_number->setVisible(!unnamed);
-    m_animal->setText(unnamed ? tr("Channel %1").arg(number) : animalId);
+    m_number->setVisible(!m_unnamed);
+    m_animal->setText(m_unnamed ? tr("Channel %1").arg(number) : animalId);
+    layOut();
     updateAccessibleName();
 }
 
@@ -70,18 +68,32 @@ void ChannelHeader::setSleep(SleepDisplay display)
     m_state->setProperty("sleep", QLatin1String(look));
     m_state->style()->unpolish(m_state);
     m_state->style()->polish(m_state);
+    layOut();
     updateAccessibleName();
 }
 
-QString ChannelHeader::rangeText(double rangeVolts)
+void ChannelHeader::setRange(traceview::View view, double range)
 {
-    return rangeVolts < 0.1 ? tr("±%1 mV").arg(QLocale().toString(rangeVolts * 1000, 'g', 3))
-                            : tr("±%1 V").arg(QLocale().toString(rangeVolts, 'g', 3));
+    m_view = view;
+    const QString text = traceview::rangeText(view, range);
+    if (m_range->text() == text)
+        return;
+    m_range->setText(text);
+    m_range->setAccessibleName(tr("Scale: %1").arg(text));
+    layOut();
 }
 
-void ChannelHeader::setRange(double rangeVolts)
+void ChannelHeader::setScale(const Scale& scale)
 {
-    m_range->setText(rangeText(rangeVolts));
+    m_scale = scale;
+    const bool isOwn = scale.rule != ScaleRule::AsPage;
+    QFont font = Theme::font(TextRole::Caption, this->font());
+    font.setBold(isOwn);
+    font.setUnderline(isOwn);
+    m_range->setFont(font);
+    m_range->setToolTip(isOwn ? tr("Height of the trace area; this channel has a scale of its own")
+                              : tr("Height of the trace area; click to give this channel its own"));
+    layOut();
 }
 
 QString ChannelHeader::stateText() const
@@ -92,6 +104,87 @@ QString ChannelHeader::stateText() const
 void ChannelHeader::updateAccessibleName()
 {
     setAccessibleName(tr("Channel %1, %2, %3").arg(m_number->text(), m_animal->text(), m_state->text()));
+}
+
+void ChannelHeader::layOut()
+{
+    const int left = spacing::Medium;
+    const int right = width() - spacing::Small;
+    const QSize number = m_unnamed ? QSize(-spacing::Small, 0) : m_number->sizeHint();
+    const QSize state = m_state->sizeHint();
+    const QSize range = m_range->sizeHint();
+    const int line = std::max(m_animal->sizeHint().height(), number.height());
+    const int textLeft = left + number.width() + spacing::Small;
+    const bool twoLines = height() >= line + spacing::Tiny + std::max(state.height(), range.height());
+    m_range->setVisible(twoLines);
+    if (twoLines) {
+        const int second = std::max(state.height(), range.height());
+        const int top = (height() - line - spacing::Tiny - second) / 2;
+        const int middle = top + line + spacing::Tiny + second / 2;
+        m_number->setGeometry(left, top, std::max(number.width(), 0), line);
+        m_animal->setGeometry(textLeft, top, right - textLeft, line);
+        m_state->setGeometry(QRect(QPoint(left, middle - state.height() / 2), state));
+        m_range->setGeometry(QRect(QPoint(right - range.width(), middle - range.height() / 2), range));
+        return;
+    }
+    const int top = (height() - line) / 2;
+    m_number->setGeometry(left, top, std::max(number.width(), 0), line);
+    m_state->setGeometry(QRect(QPoint(right - state.width(), (height() - state.height()) / 2), state));
+    m_animal->setGeometry(textLeft, top, m_state->x() - spacing::Tiny - textLeft, line);
+}
+
+void ChannelHeader::openMenu(const QPoint& globalPosition)
+{
+    std::vector<Scale> scales{{ScaleRule::AsPage, 0.0}, {ScaleRule::Auto, 0.0}};
+    for (const double range : traceview::ranges(m_view))
+        scales.push_back({ScaleRule::Fixed, range});
+    auto* menu = new QMenu(this);
+    menu->setObjectName(QStringLiteral("scaleMenu"));
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    auto* group = new QActionGroup(menu);
+    for (const Scale& scale : scales) {
+        QAction* action = menu->addAction(traceview::scaleText(m_view, scale));
+        action->setCheckable(true);
+        action->setChecked(scale == m_scale);
+        group->addAction(action);
+        connect(action, &QAction::triggered, this, [this, scale] { emit scaleChosen(scale); });
+    }
+    menu->popup(globalPosition);
+}
+
+void ChannelHeader::contextMenuEvent(QContextMenuEvent* event)
+{
+    openMenu(event->globalPos());
+}
+
+void ChannelHeader::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        emit activated();
+    else
+        QWidget::keyPressEvent(event);
+}
+
+void ChannelHeader::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    event->accept();
+    emit activated();
+}
+
+void ChannelHeader::paintEvent(QPaintEvent* event)
+{
+    QWidget::paintEvent(event);
+    if (!hasFocus())
+        return;
+    QPainter painter(this);
+    painter.setPen(QPen(Theme::current().accent, 2.0));
+    painter.drawRect(rect().adjusted(2, 2, -2, -2));
+}
+
+void ChannelHeader::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    layOut();
 }
 
 } // namespace vt

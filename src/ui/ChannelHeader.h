@@ -2,16 +2,19 @@
 #pragma once
 
 #include "ui/StatusText.h"
+#include "ui/TraceViews.h"
 
 #include <QWidget>
 
 class QLabel;
+class QToolButton;
 
 namespace vt {
 
 class ElidedLabel;
 
-/// Left of a trace: channel number, animal, sleep state as a word, and the trace's range. Interface thread.
+/// Left of a trace: channel number, animal, sleep state as a word, and the trace's range, which is a menu of
+/// the channel's own scales. A low row puts all of it on one line. Interface thread.
 class ChannelHeader : public QWidget
 {
     Q_OBJECT
@@ -20,18 +23,35 @@ public:
     /// channel: counted from 1.
     void setChannel(int channel, const QString& animalId);
     void setSleep(statustext::SleepDisplay display);
-    void setRange(double rangeVolts);
-    /// "±0.2 V", "±50 mV".
-    [[nodiscard]] static QString rangeText(double rangeVolts);
+    void setRange(traceview::View view, double range);
+    /// The channel's own scale, or AsPage.
+    void setScale(const traceview::Scale& scale);
     [[nodiscard]] QString stateText() const;
 
+signals:
+    /// Double click, Enter.
+    void activated();
+    void scaleChosen(vt::traceview::Scale scale);
+
+protected:
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
 private:
+    void layOut();
+    void openMenu(const QPoint& globalPosition);
     void updateAccessibleName();
 
     QLabel* m_number;
     ElidedLabel* m_animal;
     QLabel* m_state;
-    QLabel* m_range;
+    QToolButton* m_range;
+    traceview::View m_view = traceview::View::Signal;
+    traceview::Scale m_scale{traceview::ScaleRule::AsPage, 0.0};
+    bool m_unnamed = false;
 };
 
 } // namespace vt

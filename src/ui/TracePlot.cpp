@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/TracePlot.h"
 
+#include "ui/PlotStyle.h"
 #include "ui/Theme.h"
+#include "ui/TraceOverlay.h"
 
 #include <QVBoxLayout>
 #include <qcustomplot.h>
@@ -13,8 +15,9 @@ namespace vt {
 
 namespace {
 
-constexpr int SideMargin = spacing::Large + spacing::Tiny; ///< half of the outermost time label fits in
-constexpr double Headroom = 1.1; ///< keeps a trace at full range off the neighbouring rows
+constexpr int LeftMargin = spacing::Large + spacing::Tiny; ///< half of the first time label fits in
+constexpr double Headroom = 1.1;  ///< keeps a trace at full range off the neighbouring rows
+constexpr double FootRoom = 0.08; ///< below the 0 of a trend, for the bar that says "asleep"
 
 } // namespace
 
@@ -24,16 +27,11 @@ TracePlot::TracePlot(QWidget* parent) : QWidget(parent), m_plot(new QCustomPlot(
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_plot);
     m_plot->setAccessibleName(tr("Live traces"));
-    m_plot->setFocusPolicy(Qt::NoFocus);
-    m_plot->setMinimumSize(100, 100); // nothing can be painted on an empty picture
-    m_plot->setInteractions(QCP::Interactions());
-    m_plot->setNotAntialiasedElements(QCP::AntialiasedElements(QCP::aeAll) & ~QCP::aePlottables);
+    plotstyle::prepare(*m_plot);
+    m_plot->setMinimumSize(100, 100);
     m_plot->setNoAntialiasingOnDrag(true);
-    m_plot->setPlottingHints(QCP::phFastPolylines | QCP::phCacheLabels);
-    m_plot->setAutoAddPlottableToLegend(false);
     // Every buffered layer is one more picture of the whole widget to blend on each refresh: one for all that
-    // stands still, one for the traces. The overlay (selection rubber band) is not used.
-    m_plot->removeLayer(m_plot->layer(QStringLiteral("overlay")));
+    // stands still, one for the traces.
     m_plot->layer(QStringLiteral("main"))->setMode(QCPLayer::lmLogical);
     m_plot->addLayer(QStringLiteral("traces"));
     m_traceLayer = m_plot->layer(QStringLiteral("traces"));
@@ -58,6 +56,7 @@ void TracePlot::setRowCount(int rows)
     if (rows > 0)
         addTimeAxis();
     applyTimeTicks();
+    applyRanges();
     applyTheme();
 }
 
@@ -67,7 +66,7 @@ void TracePlot::addRow(int index)
     row.rect = new QCPAxisRect(m_plot);
     m_plot->plotLayout()->addElement(index, 0, row.rect);
     row.rect->setAutoMargins(QCP::msNone);
-    row.rect->setMargins(QMargins(SideMargin, 0, SideMargin, 0));
+    row.rect->setMargins(QMargins(LeftMargin, 0, plotstyle::endLabelMargin(font()), 0));
     row.rect->setMinimumMargins(QMargins(0, 0, 0, 0));
     for (QCPAxis* axis : row.rect->axes()) {
         axis->setTickLabels(false);
@@ -82,6 +81,9 @@ void TracePlot::addRow(int index)
     const QSharedPointer<QCPAxisTickerText> zeroOnly(new QCPAxisTickerText);
     zeroOnly->addTick(0.0, QString());
     value->setTicker(zeroOnly);
+    row.overlay = new TraceOverlay(row.rect); // the chart owns it
+    row.overlay->setLayer(m_traceLayer);
+    row.overlay->setMarksLabelled(index == 0);
     row.graph = m_plot->addGraph(row.rect->axis(QCPAxis::atBottom), value);
     row.graph->setLayer(m_traceLayer);
     row.graph->setAdaptiveSampling(false); // the points are already reduced to what pixels can show
@@ -92,11 +94,10 @@ void TracePlot::addRow(int index)
     row.mark->position->setType(QCPItemPosition::ptAxisRectRatio);
     row.mark->position->setAxisRect(row.rect);
     row.mark->position->setCoords(0.5, 0.5);
-    row.mark->setText(tr("No signal: check the sensor of this cage"));
     row.mark->setVisible(false);
     row.mark->setPadding(QMargins(spacing::Small, 2, spacing::Small, 2));
+    row.range = AutoRange(traceview::smallestRange(m_view));
     m_rows.push_back(row);
-    applyRange(index);
 }
 
 void TracePlot::addTimeAxis()
@@ -105,7 +106,7 @@ void TracePlot::addTimeAxis()
     m_plot->plotLayout()->addElement(m_plot->plotLayout()->rowCount(), 0, m_timeAxis);
     const int height = QFontMetrics(Theme::font(TextRole::Caption, font())).height() + spacing::Small;
     m_timeAxis->setAutoMargins(QCP::msNone);
-    m_timeAxis->setMargins(QMargins(SideMargin, 0, SideMargin, height - 1));
+    m_timeAxis->setMargins(QMargins(LeftMargin, 0, plotstyle::endLabelMargin(font()), height - 1));
     m_timeAxis->setMinimumSize(QSize(1, 1));
     m_timeAxis->setMaximumSize(QSize(QWIDGETSIZE_MAX, 1));
     for (QCPAxis* axis : m_timeAxis->axes()) {
@@ -117,18 +118,52 @@ void TracePlot::addTimeAxis()
     m_timeAxis->axis(QCPAxis::atBottom)->setSubTicks(false);
 }
 
+void TracePlot::setView(traceview::View view)
+{
+    if (view == m_view)
+        return;
+    m_view = view;
+    for (Row& row : m_rows) {
+        row.range = AutoRange(traceview::smallestRange(view));
+        row.shownRange = 0.0;
+        row.scale = {};
+    }
+    clearSamples();
+    applyRanges();
+    m_staticChanged = true;
+}
+
 void TracePlot::setTimeBase(int seconds)
 {
+    if (seconds == m_seconds)
+        return;
     m_seconds = seconds;
     applyTimeTicks();
+}
+
+void TracePlot::setFrozen(bool frozen, const QString& endLabel)
+{
+    if (frozen == m_frozen && endLabel == m_endLabel)
+        return;
+    const bool changed = frozen != m_frozen;
+    m_frozen = frozen;
+    m_endLabel = endLabel;
+    applyTimeTicks();
+    if (changed)
+        applyTheme();
+}
+
+QString TracePlot::endLabel() const
+{
+    return m_endLabel.isEmpty() ? tr("now") : m_endLabel;
 }
 
 void TracePlot::applyTimeTicks()
 {
     const QSharedPointer<QCPAxisTickerText> ticker(new QCPAxisTickerText);
-    const int step = m_seconds <= 8 ? 1 : m_seconds <= 16 ? 2 : 5;
+    const int step = traceview::tickSeconds(m_seconds);
     for (int second = 0; second <= m_seconds; second += step)
-        ticker->addTick(-second, second == 0 ? tr("now") : tr("−%1 s").arg(second));
+        ticker->addTick(-second, second == 0 ? endLabel() : tr("−%1").arg(traceview::timeBaseText(second)));
     const auto apply = [&](QCPAxisRect* rect) {
         QCPAxis* axis = rect->axis(QCPAxis::atBottom);
         axis->setTicker(ticker);
@@ -146,60 +181,129 @@ int TracePlot::samplesPerRow() const
     return static_cast<int>(m_seconds * SampleRateHz);
 }
 
-void TracePlot::setSamples(int row, std::span<const float> samples, quint64 endNumber)
+int TracePlot::bins() const
 {
-    Row& target = m_rows.at(static_cast<std::size_t>(row));
     // Two points for two pixel columns: as many as the eye can tell apart, half of what a line through every
     // column would cost. A trace with fewer samples than that keeps all of them.
-    const int bins = std::max(target.rect->width() / 2, 1);
+    return m_rows.empty() ? 1 : std::max(m_rows.front().rect->width() / 2, 1);
+}
+
+double TracePlot::secondsPerBin() const
+{
+    // A trend of a day is all peaks, and every one costs: three columns instead of two.
+    return static_cast<double>(m_seconds) * 1.5 / bins();
+}
+
+void TracePlot::setSamples(int row, std::span<const float> samples, quint64 endNumber)
+{
     const int count = static_cast<int>(samples.size());
-    const int perBin = count > 2 * bins ? (count + bins - 1) / bins : 1;
+    const int perBin = count > 2 * bins() ? (count + bins() - 1) / bins() : 1;
     decimateTrace(samples, endNumber, perBin, SampleRateHz, m_points);
+    setPoints(row, m_points);
+}
+
+void TracePlot::setPoints(int row, std::span<const TracePoint> points)
+{
+    Row& target = at(row);
     QVector<QCPGraphData> line;
-    line.reserve(static_cast<qsizetype>(m_points.size()));
+    line.reserve(static_cast<qsizetype>(points.size()));
     double peak = 0.0;
-    for (const TracePoint& point : m_points) {
+    for (const TracePoint& point : points) {
         line.append(QCPGraphData(point.seconds, point.value));
-        peak = std::max(peak, std::abs(point.value));
+        if (std::isfinite(point.value))
+            peak = std::max(peak, std::abs(point.value));
     }
     target.graph->data()->set(line, true);
-    target.range.update(peak);
-    applyRange(row);
+    const double before = target.range.range();
+    if (target.range.update(peak) != before || target.shownRange <= 0.0)
+        applyRanges();
 }
 
-void TracePlot::applyRange(int row)
+void TracePlot::setAsleep(int row, std::vector<TimeSpan> spans)
 {
-    Row& target = m_rows.at(static_cast<std::size_t>(row));
-    const double range = rangeVolts(row);
-    if (range == target.shownVolts)
+    at(row).overlay->setAsleep(std::move(spans));
+}
+
+void TracePlot::setMarks(const std::vector<TimeMark>& marks)
+{
+    for (const Row& row : m_rows)
+        row.overlay->setMarks(marks);
+}
+
+void TracePlot::applyRanges()
+{
+    for (int index = 0; index < rowCount(); ++index) {
+        Row& row = at(index);
+        const double wanted = range(index);
+        if (wanted == row.shownRange)
+            continue;
+        row.shownRange = wanted;
+        const bool aroundZero = traceview::isAroundZero(m_view);
+        row.rect->axis(QCPAxis::atLeft)
+            ->setRange(-wanted * (aroundZero ? Headroom : FootRoom), wanted * Headroom);
+        emit rangeChanged(index, wanted);
+    }
+}
+
+void TracePlot::setScale(int row, const traceview::Scale& scale)
+{
+    if (at(row).scale == scale)
         return;
-    target.shownVolts = range;
-    target.rect->axis(QCPAxis::atLeft)->setRange(-range * Headroom, range * Headroom);
-    emit rangeChanged(row, range);
+    at(row).scale = scale;
+    applyRanges();
 }
 
-void TracePlot::setFixedRange(double volts)
+double TracePlot::range(int row) const
 {
-    m_fixedVolts = volts;
-    for (int row = 0; row < rowCount(); ++row)
-        applyRange(row);
+    const Row& wanted = at(row);
+    switch (wanted.scale.rule) {
+    case traceview::ScaleRule::Fixed:
+        return wanted.scale.range;
+    case traceview::ScaleRule::AutoCommon: {
+        double largest = 0.0;
+        for (const Row& other : m_rows)
+            if (!other.noSignal)
+                largest = std::max(largest, other.range.range());
+        return largest > 0.0 ? largest : wanted.range.range();
+    }
+    case traceview::ScaleRule::Auto:
+    case traceview::ScaleRule::AsPage:
+        break;
+    }
+    return wanted.range.range();
 }
 
 void TracePlot::setNoSignal(int row, bool noSignal)
 {
-    Row& target = m_rows.at(static_cast<std::size_t>(row));
+    Row& target = at(row);
     if (target.noSignal == noSignal)
         return;
     target.noSignal = noSignal;
-    target.mark->setVisible(noSignal);
     const Theme theme = Theme::current();
     target.graph->setPen(QPen(noSignal ? theme.border : theme.trace, 1.0));
+    showMark(target);
+}
+
+void TracePlot::setNote(int row, const QString& note)
+{
+    at(row).note = note;
+    showMark(at(row));
+}
+
+void TracePlot::showMark(Row& row) const
+{
+    const QString text = row.noSignal ? tr("No signal: check the sensor of this cage") : row.note;
+    row.mark->setText(text);
+    row.mark->setVisible(!text.isEmpty());
 }
 
 void TracePlot::clearSamples()
 {
-    for (Row& row : m_rows)
+    for (const Row& row : m_rows) {
         row.graph->data()->clear();
+        row.overlay->setAsleep({});
+        row.overlay->setMarks({});
+    }
 }
 
 void TracePlot::redraw()
@@ -218,24 +322,23 @@ void TracePlot::redraw()
 
 QRect TracePlot::rowRect(int row) const
 {
-    return m_rows.at(static_cast<std::size_t>(row)).rect->rect();
+    return at(row).rect->rect();
 }
 
-double TracePlot::rangeVolts(int row) const
+std::vector<TracePoint> TracePlot::points(int row) const
 {
-    return m_fixedVolts > 0 ? m_fixedVolts : m_rows.at(static_cast<std::size_t>(row)).range.range();
-}
-
-int TracePlot::pointCount(int row) const
-{
-    return m_rows.at(static_cast<std::size_t>(row)).graph->data()->size();
+    std::vector<TracePoint> result;
+    for (const QCPGraphData& point : *at(row).graph->data())
+        result.push_back({point.key, point.value});
+    return result;
 }
 
 void TracePlot::applyTheme()
 {
     const Theme theme = Theme::current();
     const QFont caption = Theme::font(TextRole::Caption, font());
-    m_plot->setBackground(theme.surface);
+    const QColor background = plotstyle::ground(m_frozen);
+    m_plot->setBackground(background);
     for (Row& row : m_rows) {
         row.rect->axis(QCPAxis::atBottom)->setBasePen(QPen(theme.border, 1.0));
         row.rect->axis(QCPAxis::atBottom)->grid()->setPen(QPen(theme.grid, 1.0));
@@ -243,7 +346,9 @@ void TracePlot::applyTheme()
         row.graph->setPen(QPen(row.noSignal ? theme.border : theme.trace, 1.0));
         row.mark->setColor(theme.mutedText);
         row.mark->setFont(caption);
-        row.mark->setBrush(theme.surface);
+        row.mark->setBrush(background);
+        row.overlay->setColors(theme.asleep, theme.text, background);
+        row.overlay->setFont(caption);
     }
     if (m_timeAxis) {
         QCPAxis* axis = m_timeAxis->axis(QCPAxis::atBottom);
