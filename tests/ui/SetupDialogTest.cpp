@@ -116,7 +116,7 @@ TEST_F(SetupDialogTest, KeysAndMouseLeadFromTheOpenDialogToTheSetupOfARecording)
 
     QTest::keyClick(&m_dialog, Qt::Key_4, Qt::ControlModifier);
     click("useUnit");
-    EXPECT_TRUE(find<QLabel>("stimulationNotes")->text().contains(u"No cage is ticked"_s));
+    EXPECT_TRUE(find<QLabel>("stimulationNotes")->text().contains(u"No cage is enabled"_s));
     click("protocol0");
     click("stimulationPage1");
     auto* cages = find<QTableWidget>("cageTable");

@@ -8,6 +8,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QEvent>
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -446,6 +447,13 @@ void CamerasTab::hideEvent(QHideEvent* event)
     QWidget::hideEvent(event);
     if (m_session)
         m_session->registry().setSettingsWindow(false, false);
+}
+
+void CamerasTab::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange)
+        showTable();
 }
 
 CameraStreamFactory liveCameraStreams(CameraSession& session, TimeSource& time)

@@ -7,6 +7,7 @@
 #include "ui/Theme.h"
 #include "ui/setup/Fields.h"
 
+#include <QEvent>
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -105,10 +106,8 @@ void DiagnosticsPanel::clear()
         value->setText(QStringLiteral("–"));
         setEmphasis(value, Emphasis::Normal);
     }
-    for (int cage = 0; cage < m_speakers->rowCount(); ++cage) {
-        m_speakers->item(cage, 1)->setText(tr("Not tested"));
-        m_speakers->item(cage, 1)->setForeground(Theme::current().mutedText);
-    }
+    m_faults.reset();
+    showSpeakerTable();
     m_result->setText(tr("The test needs the 12 V supply and at least one enabled cage."));
     setEmphasis(m_result, Emphasis::Muted);
 }
@@ -159,11 +158,23 @@ void DiagnosticsPanel::showStatus(quint8 systemStatus, quint8 extraStatus, quint
 
 void DiagnosticsPanel::showSpeakers(quint8 speakerFaults0C, quint8 speakerFaults0D)
 {
+    m_faults = {speakerFaults0C, speakerFaults0D};
+    showSpeakerTable();
+}
+
+void DiagnosticsPanel::showSpeakerTable()
+{
+    const Theme theme = Theme::current();
     for (int cage = 0; cage < m_speakers->rowCount(); ++cage) {
-        const int fault = speakerFault(speakerFaults0C, speakerFaults0D, cage);
         QTableWidgetItem* item = m_speakers->item(cage, 1);
+        if (!m_faults) {
+            item->setText(tr("Not tested"));
+            item->setForeground(theme.mutedText);
+            continue;
+        }
+        const int fault = speakerFault((*m_faults)[0], (*m_faults)[1], cage);
         item->setText(speakerFaultWords(fault));
-        item->setForeground(fault == 0 ? Theme::current().good : Theme::current().danger);
+        item->setForeground(fault == 0 ? theme.good : theme.danger);
     }
 }
 
@@ -173,6 +184,13 @@ void DiagnosticsPanel::showComplete(bool isSuccess, const QString& message)
     m_result->setText(message);
     setEmphasis(m_result, isSuccess ? Emphasis::Normal : Emphasis::Danger);
     updateButtons();
+}
+
+void DiagnosticsPanel::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange)
+        showSpeakerTable();
 }
 
 } // namespace vt

@@ -3,6 +3,8 @@
 
 #include <QString>
 #include <QWidget>
+#include <array>
+#include <optional>
 
 class QLabel;
 class QPushButton;
@@ -36,8 +38,12 @@ signals:
     /// showSpeakers and showComplete are to follow.
     void speakerTestRequested();
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
     void updateButtons();
+    void showSpeakerTable();
     void clear();
 
     QLabel* m_presence;
@@ -48,6 +54,7 @@ private:
     QLabel* m_result;
     QPushButton* m_read;
     QPushButton* m_test;
+    std::optional<std::array<quint8, 2>> m_faults; ///< as last told
     bool m_isPresent = false;
     bool m_isLocked = false;
     bool m_isTesting = false;

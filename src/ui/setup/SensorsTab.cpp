@@ -6,6 +6,7 @@
 #include "ui/Theme.h"
 #include "ui/setup/Fields.h"
 
+#include <QEvent>
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
@@ -186,6 +187,13 @@ void SensorsTab::discard()
 {
     m_enabled.clear();
     showSensors();
+}
+
+void SensorsTab::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange)
+        showSensors();
 }
 
 } // namespace vt

@@ -57,6 +57,9 @@ signals:
     void changed();
     void rescanRequested();
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
     void readSession();
     void showSensors();

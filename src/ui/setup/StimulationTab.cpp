@@ -31,7 +31,7 @@ QStringList stimulationNotes(const VexioSettings& vexio, const DioSettings& dio)
         return notes;
     const auto byProtocol = static_cast<quint16>(vexio.cageEnableMask & ~vexio.extTriggerMask);
     if ((vexio.cageEnableMask | vexio.extTriggerMask) == 0)
-        notes << StimulationTab::tr("No cage is ticked on the page Cages, so none is stimulated.");
+        notes << StimulationTab::tr("No cage is enabled on the page Cages, so none is stimulated.");
     else if (byProtocol == 0)
         notes << StimulationTab::tr("All cages follow their trigger, so the protocol stimulates none.");
     quint16 silent = 0;

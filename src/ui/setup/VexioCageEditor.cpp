@@ -9,6 +9,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QEvent>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -115,7 +116,7 @@ void VexioCageEditor::buildTable()
     fields::describe(m_table, tr("Cages"),
                      tr("Select one or more cages to change their profile. Space ticks."));
     m_table->setColumnCount(ColumnCount);
-    m_table->setHorizontalHeaderLabels({tr("Cage"), tr("Stimulate"), tr("Trigger"), tr("Frequency"),
+    m_table->setHorizontalHeaderLabels({tr("Cage"), tr("Enable"), tr("Trigger"), tr("Frequency"),
                                         tr("Amplitude"), tr("Duration"), tr("Wave"), tr("Count")});
     m_table->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     m_table->horizontalHeader()->setStretchLastSection(true);
@@ -331,12 +332,14 @@ void VexioCageEditor::showRow(int row)
     };
     tick(Stimulate, m_settings.cageEnableMask, tr("Stimulate cage %1"));
     tick(Trigger, m_settings.extTriggerMask, tr("Cage %1 follows its trigger"));
-    m_table->item(row, Cage)->setToolTip(isRecorded ? QString() : tr("No channel of the unit"));
+    m_table->item(row, Cage)->setToolTip(!isRecorded   ? tr("No channel of the unit")
+                                         : !hasProfile ? tr("The stimulation unit has eight cages: this one "
+                                                            "has a digital output only")
+                                                       : QString());
     m_table->item(row, Cage)->setForeground(isRecorded ? Theme::current().text : Theme::current().mutedText);
     if (!hasProfile) {
         for (int column = Frequency; column < ColumnCount; ++column)
-            m_table->item(row, column)
-                ->setText(column == Frequency ? tr("output only") : QStringLiteral("–"));
+            m_table->item(row, column)->setText(QStringLiteral("–"));
         return;
     }
     const CageSettings& cage = m_settings.cages[static_cast<std::size_t>(row)];
@@ -459,6 +462,13 @@ void VexioCageEditor::showOperation(bool isSuccess, const QString& message)
 {
     m_result->setText(message);
     setEmphasis(m_result, isSuccess ? Emphasis::Normal : Emphasis::Danger);
+}
+
+void VexioCageEditor::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange)
+        showTable();
 }
 
 } // namespace vt

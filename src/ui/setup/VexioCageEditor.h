@@ -50,6 +50,9 @@ signals:
     void writeRequested(const vt::VexioSettings& settings);
     void clearCountersRequested();
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
     enum Column { Cage, Stimulate, Trigger, Frequency, Amplitude, Duration, Wave, Count, ColumnCount };
     static constexpr int Values = 3; ///< frequency, amplitude, duration
