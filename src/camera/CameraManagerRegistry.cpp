@@ -6,6 +6,7 @@
 #include <QDebug>
 #include <QThread>
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <utility>
 
@@ -17,6 +18,7 @@ struct CameraManagerRegistry::Worker
     QThread thread;
     Inbox inbox;
     std::unique_ptr<CameraManager> manager; ///< built, used and destroyed on the thread
+    std::atomic<bool> hasEnded = false;     ///< the manager is gone: orders that before the worker's own end
 
     /// Once; ends the thread when what is recorded has ended.
     void end()
@@ -26,6 +28,7 @@ struct CameraManagerRegistry::Worker
     void endNow()
     {
         manager.reset();
+        hasEnded.store(true, std::memory_order_release);
         thread.quit();
     }
 };
@@ -57,12 +60,15 @@ void CameraManagerRegistry::startWorker(ManagerFactory factory)
 
 CameraManagerRegistry::~CameraManagerRegistry()
 {
+    const auto hasEnded = [this] {
+        return m_worker->thread.wait(StopLimitMs) && m_worker->hasEnded.load(std::memory_order_acquire);
+    };
     m_worker->end();
-    if (m_worker->thread.wait(StopLimitMs))
+    if (hasEnded())
         return;
     qCritical() << "CameraManagerRegistry: The cameras did not stop in time";
     m_worker->inbox.post([worker = m_worker.get()] { worker->endNow(); });
-    if (m_worker->thread.wait(StopLimitMs))
+    if (hasEnded())
         return;
     qCritical() << "CameraManagerRegistry: The cameras' thread does not end; it is left behind";
     (void)m_worker.release();
