@@ -73,6 +73,7 @@ QWidget* EnvironmentView::buildPage()
     m_cardArea->setFrameShape(QFrame::NoFrame);
     m_cardArea->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_cardArea->setAccessibleName(tr("Present readings"));
+    m_cardArea->setToolTip(tr("What every sensor reads now"));
     auto* row = new QWidget(m_cardArea);
     m_cardRow = new QHBoxLayout(row);
     m_cardRow->setContentsMargins(0, 0, 0, 0);

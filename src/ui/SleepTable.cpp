@@ -61,6 +61,7 @@ void SleepTable::build(const DayStrips* strips)
     m_view->setShowGrid(false);
     m_view->setAlternatingRowColors(true);
     m_view->setTabKeyNavigation(false);
+    m_view->setCornerButtonEnabled(false);
     m_view->verticalHeader()->hide();
     m_view->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + spacing::Medium);
     if (strips) {
@@ -98,6 +99,8 @@ void SleepTable::buildHeader(QHeaderView* header, bool isFull)
 {
     const int charWidth = fontMetrics().averageCharWidth();
     header->setSectionsClickable(true);
+    header->setAccessibleName(tr("Headings of the sleep summary"));
+    header->setToolTip(tr("Click a heading to sort by it"));
     // Beside the heading, the arrow would lie on its last letters. Above it, its width is still taken off
     // the heading, in place of the padding.
     header->setStyleSheet(

@@ -30,6 +30,7 @@ SummaryView::SummaryView(QWidget* parent)
     m_tabs->setTabToolTip(AllChannels, tr("Sleep of every channel, with the last 24 hours"));
     m_tabs->setTabToolTip(OneChannel, tr("Actogram and decision statistic of one channel"));
     m_tabs->tabBar()->setAccessibleName(tr("Summaries"));
+    m_tabs->tabBar()->setToolTip(tr("All channels, or the days of one"));
     m_pages->addWidget(empty);
     m_pages->addWidget(m_tabs);
     connect(m_tabs, &QTabWidget::currentChanged, this, &SummaryView::refreshWanted);
