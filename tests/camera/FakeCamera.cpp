@@ -98,6 +98,9 @@ void FakeCamera::handle(QTcpSocket* socket, Request request)
     switch (mood) {
     case Mood::Silent:
         return;
+    case Mood::Late:
+        m_late.emplace_back(socket, request);
+        return;
     case Mood::Endless:
         socket->write("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n");
         return;
@@ -115,8 +118,19 @@ void FakeCamera::handle(QTcpSocket* socket, Request request)
         socket->disconnectFromHost();
         return;
     case Mood::Well:
-        break;
+        respond(socket, request);
+        return;
     }
+}
+
+void FakeCamera::answerLate()
+{
+    for (const auto& [socket, request] : std::exchange(m_late, {}))
+        respond(socket, request);
+}
+
+void FakeCamera::respond(QTcpSocket* socket, const Request& request)
+{
     if (request.isLoggedIn) {
         send(socket, answerTo(request));
         return;

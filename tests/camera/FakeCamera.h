@@ -25,6 +25,7 @@ public:
     enum class Mood {
         Well,
         Silent,    ///< takes the request and never answers
+        Late,      ///< answers when the test says so
         Endless,   ///< sends its answer for ever, a little each time
         LongHead,  ///< sends header lines for ever
         Huge,      ///< sends 2 MiB at once
@@ -50,6 +51,9 @@ public:
     [[nodiscard]] int challenges() const { return m_challenges; }
     [[nodiscard]] qsizetype connections() const { return m_connections; }
 
+    /// Of Mood::Late.
+    void answerLate();
+
     Login login = Login::Digest;
     Mood mood = Mood::Well;
     QByteArray user = "root";
@@ -71,6 +75,7 @@ private:
     void serve(QTcpSocket* socket);
     [[nodiscard]] bool takeRequest(QByteArray& buffer, Request& request) const;
     void handle(QTcpSocket* socket, Request request);
+    void respond(QTcpSocket* socket, const Request& request);
     [[nodiscard]] bool isLoginRight(const Request& request) const;
     [[nodiscard]] bool isDigestRight(const Request& request, const QByteArray& credentials) const;
     [[nodiscard]] QByteArray challenge();
@@ -80,6 +85,7 @@ private:
 
     QTcpServer m_server;
     std::map<QTcpSocket*, QByteArray> m_buffers;
+    std::vector<std::pair<QTcpSocket*, Request>> m_late;
     QByteArray m_nonce;
     int m_challenges = 0;
     qsizetype m_connections = 0;

@@ -44,8 +44,9 @@ QString tableEntry(quint32 ipv4)
     return macFromNeighbourTable(QString::fromLatin1(table.readAll()), ipv4);
 }
 
-/// Makes the kernel ask the network who has the address. Nobody needs to listen at the port (discard).
-void provokeEntry(quint32 ipv4)
+/// Makes the kernel ask the network who has the address. Nobody needs to listen at the port (discard). False:
+/// no route leads there.
+bool provokeEntry(quint32 ipv4)
 {
     constexpr std::uint16_t DiscardPort = 9;
     const Socket socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
@@ -54,8 +55,10 @@ void provokeEntry(quint32 ipv4)
     to.sin_port = htons(DiscardPort);
     to.sin_addr.s_addr = htonl(ipv4);
     const char nothing = 0;
-    // What cannot be sent provokes nothing, which the table shows.
-    (void)::sendto(socket.descriptor(), &nothing, 1, 0, reinterpret_cast<const sockaddr*>(&to), sizeof(to));
+    // What cannot be sent for other reasons provokes nothing, which the table shows.
+    return ::sendto(socket.descriptor(), &nothing, 1, 0, reinterpret_cast<const sockaddr*>(&to),
+                    sizeof(to)) >= 0 ||
+           errno != ENETUNREACH;
 }
 
 /// Tells of changes of the table from its creation on; without rights or kernel support it tells nothing.
@@ -97,7 +100,8 @@ NeighbourAnswer lookUpNeighbour(quint32 ipv4)
     QString mac = tableEntry(ipv4);
     if (!mac.isEmpty())
         return {mac, false};
-    provokeEntry(ipv4);
+    if (!provokeEntry(ipv4))
+        return {};
     while (mac.isEmpty()) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         if (left.count() <= 0)
