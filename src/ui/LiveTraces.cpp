@@ -159,13 +159,18 @@ void LiveTraces::clearSource(const QString& note)
 void LiveTraces::setChannels(const std::vector<ChannelSummary>& channels, statustext::Scoring scoring)
 {
     const std::size_t count = std::min(channels.size(), m_sleep.size());
-    for (std::size_t channel = 0; channel < count; ++channel) {
+    for (std::size_t channel = 0; channel < count; ++channel)
         m_sleep[channel] = statustext::sleepDisplay(channels[channel], scoring);
-        const int row = static_cast<int>(channel) - m_options->firstChannel();
-        if (row < 0 || row >= static_cast<int>(m_headers.size()))
-            continue;
-        m_headers[static_cast<std::size_t>(row)]->setSleep(m_sleep[channel]);
-        m_plot->setNoSignal(row, m_sleep[channel] == SleepDisplay::NoSignal);
+    showStates();
+}
+
+void LiveTraces::showStates()
+{
+    for (int row = 0; row < static_cast<int>(m_headers.size()); ++row) {
+        const SleepDisplay sleep = m_sleep[static_cast<std::size_t>(channelOf(row))];
+        m_headers[static_cast<std::size_t>(row)]->setSleep(sleep);
+        // A trend goes back to when there was a signal.
+        m_plot->setNoSignal(row, isSignal() && sleep == SleepDisplay::NoSignal);
     }
 }
 
@@ -199,9 +204,6 @@ void LiveTraces::buildRows()
         auto* header = new ChannelHeader(m_headerColumn);
         const int channel = channelOf(row);
         header->setChannel(channel + 1, m_animalIds[channel]);
-        const SleepDisplay sleep = m_sleep[static_cast<std::size_t>(channel)];
-        header->setSleep(sleep);
-        m_plot->setNoSignal(row, sleep == SleepDisplay::NoSignal);
         connect(header, &ChannelHeader::activated, this, [this, channel] { emit channelActivated(channel); });
         connect(header, &ChannelHeader::scaleChosen, this, [this, channel](const traceview::Scale& scale) {
             m_ownScales[static_cast<std::size_t>(channel)][static_cast<std::size_t>(view())] = scale;
@@ -211,6 +213,7 @@ void LiveTraces::buildRows()
         m_headers.push_back(header);
         header->show();
     }
+    showStates();
     applyScales();
     placeHeaders();
 }
@@ -240,6 +243,7 @@ void LiveTraces::changeView()
 {
     m_plot->setView(view());
     m_plot->setTimeBase(timeBaseSeconds());
+    showStates();
     applyScales();
     updateExtent();
     m_bar->setBack(0);

@@ -91,6 +91,7 @@ private:
     void connectParts();
     void buildRows();
     void placeHeaders();
+    void showStates();
     void applyScales();
     void changeView();
     void tick();

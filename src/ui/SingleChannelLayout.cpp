@@ -38,7 +38,8 @@ SingleChannelView::SingleChannelView(QWidget* parent)
 {
     setKind(this, QStringLiteral("card"));
     setAccessibleName(tr("Single channel"));
-    QWidget* toolBar = buildToolBar();
+    m_toolBar = buildToolBar();
+    m_toolBar->hide(); // there is nothing to choose yet
     auto* page = new QWidget(m_stack);
     auto* column = new QVBoxLayout(page);
     column->setContentsMargins(0, 0, 0, spacing::Tiny);
@@ -54,7 +55,7 @@ SingleChannelView::SingleChannelView(QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(1, spacing::Small, 1, spacing::Tiny);
     layout->setSpacing(spacing::Small);
-    layout->addWidget(toolBar);
+    layout->addWidget(m_toolBar);
     layout->addWidget(m_stack, 1);
     connectParts();
     nameBands();

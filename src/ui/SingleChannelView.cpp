@@ -52,6 +52,7 @@ void SingleChannelView::start(const QStringList& animalIds, ChannelSources sourc
         m_shownEnd = 0;
         m_sleep.assign(static_cast<std::size_t>(animalIds.size()), SleepDisplay::Waiting);
         fillChannels();
+        showState();
         nameBands();
         m_features->setRows(m_sources.animalType, m_sources.isActivityOnly);
         m_statistic->setNote(m_sources.isActivityOnly
@@ -65,6 +66,7 @@ void SingleChannelView::start(const QStringList& animalIds, ChannelSources sourc
     m_clock.beginSegment(count, steps ? steps->firstNumber() + steps->size() : 0,
                          QDateTime::currentMSecsSinceEpoch());
     m_stack->setCurrentIndex(1);
+    m_toolBar->setVisible(true);
     updateTimer();
     if (m_timer->isSeen())
         refresh();
@@ -98,6 +100,11 @@ void SingleChannelView::setChannels(const std::vector<ChannelSummary>& channels,
     const std::size_t count = std::min(channels.size(), m_sleep.size());
     for (std::size_t channel = 0; channel < count; ++channel)
         m_sleep[channel] = statustext::sleepDisplay(channels[channel], scoring);
+    showState();
+}
+
+void SingleChannelView::showState()
+{
     const auto index = static_cast<std::size_t>(m_channel);
     if (index >= m_sleep.size())
         return;
@@ -145,7 +152,7 @@ void SingleChannelView::setChannel(int channel)
     m_channelBox->setCurrentIndex(channel);
     m_columns.clear();
     m_plot->clearSamples();
-    m_state->setText({}); // comes with the next status
+    showState();
     if (m_timer->isSeen())
         refresh();
     emit channelChanged(channel);

@@ -106,6 +106,7 @@ private:
     void drawSpectrogram();
     void drawSteps();
     void showFeatures();
+    void showState();
     void showTime();
     void updateExtent();
     void updateTimer();
@@ -118,6 +119,7 @@ private:
     [[nodiscard]] std::size_t stepsShown() const;
     [[nodiscard]] bool continuesRecording(const QStringList& animalIds, quint64 count) const;
 
+    QWidget* m_toolBar = nullptr;
     QComboBox* m_channelBox = nullptr;
     QLabel* m_state = nullptr;
     QComboBox* m_timeBase = nullptr;
