@@ -97,6 +97,7 @@ std::vector<StimulationWindow> scheduleWindows(const HourSchedule& schedule)
         for (const HourRange& range : rangesOf(schedule.hours[day]))
             byHours.try_emplace(range, windowOf(range)).first->second.days[day] = true;
     std::vector<StimulationWindow> windows;
+    windows.reserve(byHours.size() + schedule.exact.size() + 1);
     for (const auto& [range, window] : byHours)
         windows.push_back(window);
     windows.insert(windows.end(), schedule.exact.begin(), schedule.exact.end());

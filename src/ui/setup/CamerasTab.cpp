@@ -380,7 +380,7 @@ void CamerasTab::startStream()
     const QString mac = selectedMac();
     const CameraStatus* status = statusOf(mac);
     const QString wanted = status && status->isOnline ? mac : QString();
-    if (wanted == m_streamedMac && (m_stream || wanted.isEmpty()))
+    if (wanted == m_streamedMac && m_stream)
         return;
     m_streamedMac = wanted;
     m_stream.reset();

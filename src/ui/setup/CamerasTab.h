@@ -53,7 +53,6 @@ public:
     void showSettings(const VideoSettings& settings);
     void commit();
 
-public slots:
     void showScanStarted();
     void showScanFinished(int found, const QString& error);
 

@@ -25,7 +25,6 @@ public:
     /// While a recording runs its stimulation is not interrupted by a test.
     void setLocked(bool isLocked);
 
-public slots:
     /// The unit's registers 0x0A to 0x0D, as they were read.
     void showStatus(quint8 systemStatus, quint8 extraStatus, quint8 speakerFaults0C, quint8 speakerFaults0D);
     void showSpeakers(quint8 speakerFaults0C, quint8 speakerFaults0D);

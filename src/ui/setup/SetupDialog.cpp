@@ -70,7 +70,7 @@ SetupDialog::SetupDialog(UserInteraction& user, QWidget* parent)
         connect(shortcut, &QShortcut::activated, m_tabs, [this, tab] { m_tabs->setCurrentIndex(tab); });
     }
     connectTabs();
-    setMinimumSize(900, 560);
+    setMinimumSize(960, 560);
     resize(1000, 660);
     keep();
 }

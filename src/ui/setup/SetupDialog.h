@@ -53,7 +53,6 @@ public:
     void commit();
     [[nodiscard]] bool hasChanges() const;
 
-public slots:
     /// Escape and "Cancel": asks before changes are lost.
     void reject() override;
 

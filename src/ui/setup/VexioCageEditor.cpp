@@ -56,6 +56,24 @@ std::pair<quint8, quint8> rangeOf(const RandomRange& range, CageValue what)
     return {range.durationMin, range.durationMax};
 }
 
+void setRange(RandomRange& range, CageValue what, quint8 low, quint8 high)
+{
+    switch (what) {
+    case CageValue::Frequency:
+        range.frequencyMin = low;
+        range.frequencyMax = high;
+        break;
+    case CageValue::Amplitude:
+        range.amplitudeMin = low;
+        range.amplitudeMax = high;
+        break;
+    case CageValue::Duration:
+        range.durationMin = low;
+        range.durationMax = high;
+        break;
+    }
+}
+
 QString numberText(CageValue what, quint8 registerValue)
 {
     QLocale locale;
@@ -118,8 +136,9 @@ void VexioCageEditor::buildTable()
     m_table->setColumnCount(ColumnCount);
     m_table->setHorizontalHeaderLabels({tr("Cage"), tr("Enable"), tr("Trigger"), tr("Frequency"),
                                         tr("Amplitude"), tr("Duration"), tr("Wave"), tr("Count")});
-    m_table->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-    m_table->horizontalHeader()->setStretchLastSection(true);
+    m_table->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
+    for (const int narrow : {Cage, Enable, Trigger})
+        m_table->horizontalHeader()->setSectionResizeMode(narrow, QHeaderView::ResizeToContents);
     m_table->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     m_table->horizontalHeader()->setHighlightSections(false);
     m_table->verticalHeader()->hide();
@@ -330,7 +349,7 @@ void VexioCageEditor::showRow(int row)
         item->setCheckState((mask >> row & 1) != 0 ? Qt::Checked : Qt::Unchecked);
         item->setData(Qt::AccessibleTextRole, spoken.arg(row + 1));
     };
-    tick(Stimulate, m_settings.cageEnableMask, tr("Stimulate cage %1"));
+    tick(Enable, m_settings.cageEnableMask, tr("Stimulate cage %1"));
     tick(Trigger, m_settings.extTriggerMask, tr("Cage %1 follows its trigger"));
     m_table->item(row, Cage)->setToolTip(!isRecorded   ? tr("No channel of the unit")
                                          : !hasProfile ? tr("The stimulation unit has eight cages: this one "
@@ -376,9 +395,9 @@ void VexioCageEditor::changeSelected(Change change)
 
 void VexioCageEditor::handleItem(QTableWidgetItem* item)
 {
-    if (m_filling || (item->column() != Stimulate && item->column() != Trigger))
+    if (m_filling || (item->column() != Enable && item->column() != Trigger))
         return;
-    quint16& mask = item->column() == Stimulate ? m_settings.cageEnableMask : m_settings.extTriggerMask;
+    quint16& mask = item->column() == Enable ? m_settings.cageEnableMask : m_settings.extTriggerMask;
     const auto bit = static_cast<quint16>(1U << static_cast<unsigned>(item->row()));
     mask = static_cast<quint16>(item->checkState() == Qt::Checked ? mask | bit : mask & ~bit);
     emit changed();
@@ -415,9 +434,6 @@ void VexioCageEditor::handleRange()
 {
     if (m_filling)
         return;
-    RandomRange& range = m_settings.randomRange;
-    quint8* const lows[] = {&range.frequencyMin, &range.amplitudeMin, &range.durationMin};
-    quint8* const highs[] = {&range.frequencyMax, &range.amplitudeMax, &range.durationMax};
     bool isOrdered = true;
     for (std::size_t index = 0; index < AllValues.size(); ++index) {
         const quint8 low = m_lowest[index]->registerValue();
@@ -425,8 +441,7 @@ void VexioCageEditor::handleRange()
         isOrdered = isOrdered && low <= high;
         if (low > high)
             continue; // while one end is typed the other may still be on the wrong side
-        *lows[index] = low;
-        *highs[index] = high;
+        setRange(m_settings.randomRange, AllValues[index], low, high);
     }
     m_rangeNote->setText(tr("A lowest value is above its highest: the range before it stays."));
     m_rangeNote->setVisible(!isOrdered);

@@ -36,7 +36,6 @@ public:
     /// While a recording runs profiles are not written.
     void setLocked(bool isLocked);
 
-public slots:
     /// A cage of the unit, 0 to 7: the count always, the profile only after readRequested.
     void showCage(quint8 cage, quint8 frequency, quint8 amplitude, quint8 duration, quint8 waveShape,
                   quint16 activations);
@@ -54,7 +53,7 @@ protected:
     void changeEvent(QEvent* event) override;
 
 private:
-    enum Column { Cage, Stimulate, Trigger, Frequency, Amplitude, Duration, Wave, Count, ColumnCount };
+    enum Column { Cage, Enable, Trigger, Frequency, Amplitude, Duration, Wave, Count, ColumnCount };
     static constexpr int Values = 3; ///< frequency, amplitude, duration
 
     void buildTable();
