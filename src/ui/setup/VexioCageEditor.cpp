@@ -137,8 +137,8 @@ void VexioCageEditor::buildTable()
     m_table->setHorizontalHeaderLabels({tr("Cage"), tr("Enable"), tr("Trigger"), tr("Frequency"),
                                         tr("Amplitude"), tr("Duration"), tr("Wave"), tr("Count")});
     m_table->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
-    for (const int narrow : {Cage, Enable, Trigger})
-        m_table->horizontalHeader()->setSectionResizeMode(narrow, QHeaderView::ResizeToContents);
+    for (const int whole : {Cage, Enable, Trigger, Wave})
+        m_table->horizontalHeader()->setSectionResizeMode(whole, QHeaderView::ResizeToContents);
     m_table->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     m_table->horizontalHeader()->setHighlightSections(false);
     m_table->verticalHeader()->hide();
