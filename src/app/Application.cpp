@@ -163,6 +163,7 @@ void connectWindow(MainWindow& window, SessionController& session, WindowInterac
     QObject::connect(&window, &MainWindow::autoResumeChosen, &window,
                      &AppSettings::setAutoResumeOnDaqDisconnect);
     QObject::connect(&window, &MainWindow::configDirChosen, &window, &AppSettings::setLastConfigDir);
+    QObject::connect(&window, &MainWindow::animalIdDirChosen, &window, &AppSettings::setLastAnimalIdDir);
     QObject::connect(&window, &MainWindow::geometryToKeep, &window, &AppSettings::setGeometry);
     QObject::connect(&user, &WindowInteraction::fatalErrorSeen, &window, [] { QCoreApplication::exit(1); });
     // Whoever asks the process to end cannot answer a question.
@@ -262,7 +263,8 @@ int runWindow()
     const QString suggestedName = line.output.isEmpty() ? AppSettings::saveFileName() : line.output;
     MainWindow window(session, user,
                       {suggestedName, AppSettings::geometry(), AppSettings::autoResumeOnDaqDisconnect(),
-                       AppSettings::lastConfigDir()});
+                       AppSettings::lastConfigDir(), AppSettings::lastAnimalIdDir()},
+                      {&surroundings.sensors, &surroundings.cameras, &services.time()});
     connectWindow(window, session, user, termination);
     applyCommandLine(window, line);
     window.show();

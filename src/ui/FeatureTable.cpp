@@ -79,6 +79,7 @@ enum Column { Name, Value, Unit, ColumnCount };
 FeatureTable::FeatureTable(QWidget* parent) : QTableWidget(0, ColumnCount, parent)
 {
     setAccessibleName(tr("Features of the last step"));
+    setToolTip(tr("What the last step of 2 s found out about this channel"));
     setHorizontalHeaderLabels({tr("Feature"), tr("Value"), tr("Unit")});
     horizontalHeaderItem(Name)->setTextAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     horizontalHeaderItem(Value)->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);

@@ -2,30 +2,34 @@
 #include "ui/MainWindow.h"
 
 #include "processing/DataManager.h"
-#include "ui/Card.h"
 #include "ui/ControlBar.h"
 #include "ui/DevicePanel.h"
 #include "ui/LiveTraces.h"
+#include "ui/MarkerPanel.h"
+#include "ui/RecordingPanel.h"
 #include "ui/SetupFileActions.h"
 #include "ui/SetupPanel.h"
-#include "ui/SleepTable.h"
+#include "ui/SetupSummary.h"
 #include "ui/StatusStrip.h"
 #include "ui/Theme.h"
 #include "ui/WindowInteraction.h"
+#include "ui/WindowShortcuts.h"
+#include "ui/setup/AnimalIdActions.h"
+#include "ui/setup/CamerasTab.h"
+#include "ui/setup/SensorsTab.h"
+#include "ui/setup/SetupDialog.h"
 
 #include <QAction>
 #include <QCloseEvent>
-#include <QFontDatabase>
 #include <QGridLayout>
 #include <QLabel>
 #include <QLocale>
 #include <QMenuBar>
-#include <QPlainTextEdit>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QStatusBar>
-#include <QTabWidget>
 #include <QVBoxLayout>
+#include <array>
 #include <utility>
 
 namespace vt {
@@ -34,22 +38,24 @@ namespace {
 
 constexpr int StatusIntervalMs = 200;
 constexpr int MessageMs = 5000;
-enum SideTab { ConfigTab, SleepTab };
 
 } // namespace
 
 MainWindow::MainWindow(SessionController& controller, WindowInteraction& user,
-                       const WindowPreferences& preferences, QWidget* parent)
+                       const WindowPreferences& preferences, const RecordingSurroundings& surroundings,
+                       QWidget* parent)
     : QMainWindow(parent), m_controller(controller), m_user(user)
 {
     setWindowTitle(tr("Vellumtide"));
     m_user.attachTo(this);
-    buildCentral();
+    buildSetup(surroundings);
+    buildCentral(surroundings);
     buildStatusBar();
     buildMenus(preferences);
     applyTheme();
     m_setup->setSuggestedPath(preferences.saveFileName);
     m_setupFile->setFolder(preferences.lastConfigDir);
+    m_dialog->animalIdActions()->setFolder(preferences.lastAnimalIdDir);
     connectPanels();
     connectSession();
     setMinimumSize(1180, 640);
@@ -72,17 +78,19 @@ MainWindow::~MainWindow()
     m_user.attachTo(nullptr);
 }
 
-void MainWindow::buildCentral()
+LiveTraces* MainWindow::liveTraces() const
+{
+    return m_pages->liveTraces();
+}
+
+void MainWindow::buildCentral(const RecordingSurroundings& surroundings)
 {
     auto* central = new QWidget(this);
     m_controls = new ControlBar(central);
     m_strip = new StatusStrip(central);
-    m_traces = new LiveTraces(central);
-    m_side = new QTabWidget(central);
-    m_side->setDocumentMode(true);
-    m_side->addTab(buildConfigPage(), tr("Basic Config"));
-    m_side->addTab(buildSleepPage(), tr("Sleep Summary"));
-    for (QWidget* wide : {static_cast<QWidget*>(m_controls), static_cast<QWidget*>(m_side)})
+    m_pages = new RecordingPages(m_controller, surroundings, central);
+    QWidget* side = buildSide();
+    for (QWidget* wide : {static_cast<QWidget*>(m_controls), side})
         wide->setFixedWidth(spacing::SideColumnWidth);
     m_controls->setFixedHeight(spacing::HeaderHeight);
     m_strip->setFixedHeight(spacing::HeaderHeight);
@@ -93,53 +101,46 @@ void MainWindow::buildCentral()
     grid->setVerticalSpacing(spacing::Small);
     grid->addWidget(m_controls, 0, 0);
     grid->addWidget(m_strip, 0, 1);
-    grid->addWidget(m_side, 1, 0);
-    grid->addWidget(m_traces, 1, 1);
+    grid->addWidget(side, 1, 0);
+    grid->addWidget(m_pages, 1, 1);
     grid->setRowStretch(1, 1);
     grid->setColumnStretch(1, 1);
     setCentralWidget(central);
 }
 
-QWidget* MainWindow::buildConfigPage()
+/// The dialog holds the setup from the start, shown or not.
+void MainWindow::buildSetup(const RecordingSurroundings& surroundings)
+{
+    m_dialog = new SetupDialog(m_user, this);
+    m_devices = m_dialog->devicePanel();
+    m_setup = m_dialog->setupPanel();
+    m_setupFile = m_dialog->setupFileActions();
+    if (surroundings.sensors)
+        m_dialog->sensorsTab()->bind(surroundings.sensors);
+    if (surroundings.cameras && surroundings.time) {
+        m_dialog->camerasTab()->bind(surroundings.cameras);
+        m_dialog->camerasTab()->setStreamFactory(
+            liveCameraStreams(*surroundings.cameras, *surroundings.time));
+    }
+    connect(m_dialog, &SetupDialog::startRequested, this, &MainWindow::startRecording);
+}
+
+QWidget* MainWindow::buildSide()
 {
     auto* scroll = new QScrollArea;
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     auto* page = new QWidget(scroll);
-    m_devices = new DevicePanel(page);
-    m_setup = new SetupPanel(page);
-    m_setupFile = new SetupFileActions(*m_setup, m_user, this);
+    m_summary = new SetupSummary(page);
+    m_recording = new RecordingPanel(page);
     auto* layout = new QVBoxLayout(page);
-    layout->setContentsMargins(0, spacing::Small, 0, 0);
-    layout->setSpacing(spacing::Small);
-    layout->addWidget(m_devices);
-    layout->addWidget(m_setup, 1);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(m_summary);
+    layout->addWidget(m_recording, 1);
     scroll->setWidget(page);
     return scroll;
-}
-
-QWidget* MainWindow::buildSleepPage()
-{
-    auto* page = new QWidget;
-    m_sleep = new SleepTable(page);
-    auto* card = new Card(tr("Last recording"), page);
-    m_report = new QPlainTextEdit(card);
-    m_report->setReadOnly(true);
-    m_report->setFont(Theme::font(TextRole::Caption, QFontDatabase::systemFont(QFontDatabase::FixedFont)));
-    m_report->setFrameShape(QFrame::NoFrame);
-    m_report->setAccessibleName(tr("Report of the last recording"));
-    m_report->setToolTip(tr("Files, sleep and losses of the last recording"));
-    m_report->setTabChangesFocus(true);
-    card->body()->addWidget(m_report);
-    m_reportCard = card;
-    m_reportCard->hide();
-    auto* layout = new QVBoxLayout(page);
-    layout->setContentsMargins(0, spacing::Small, 0, 0);
-    layout->setSpacing(spacing::Small);
-    layout->addWidget(m_sleep, 3);
-    layout->addWidget(m_reportCard, 2);
-    return page;
 }
 
 void MainWindow::buildStatusBar()
@@ -151,25 +152,45 @@ void MainWindow::buildStatusBar()
     m_simulated = new QLabel(tr("Simulated unit: the signals do not come from animals"), this);
     setEmphasis(m_simulated, Emphasis::Warning);
     m_simulated->hide();
-    m_stimulation = new QLabel(this);
-    m_stimulation->setObjectName(QStringLiteral("stimulation"));
-    m_stimulation->setContentsMargins(0, 0, spacing::Medium, 0);
-    m_stimulation->hide();
     statusBar()->setSizeGripEnabled(false);
-    statusBar()->addPermanentWidget(m_stimulation);
     statusBar()->addPermanentWidget(m_simulated);
     statusBar()->addPermanentWidget(m_indicator);
 }
 
 void MainWindow::buildMenus(const WindowPreferences& preferences)
 {
+    buildRecordingMenu();
+    QMenu* options = menuBar()->addMenu(tr("&Options"));
+    QAction* autoResume = options->addAction(tr("Auto-Resume on DAQ &Disconnect"));
+    autoResume->setCheckable(true);
+    autoResume->setChecked(preferences.autoResumeOnDaqDisconnect);
+    connect(autoResume, &QAction::toggled, this, &MainWindow::handleAutoResume);
+    buildViewMenu();
+    QMenu* help = menuBar()->addMenu(tr("&Help"));
+    help->addAction(tr("&Keyboard Shortcuts"), this, &MainWindow::showShortcuts)
+        ->setShortcut(QKeySequence(Qt::Key_F1));
+}
+
+void MainWindow::buildRecordingMenu()
+{
     QMenu* recording = menuBar()->addMenu(tr("&Recording"));
     m_startAction = recording->addAction(tr("&Start Recording"), this, &MainWindow::startRecording);
     m_stopAction = recording->addAction(tr("S&top Recording"), this, [this] { m_controller.requestStop(); });
     m_markerAction = recording->addAction(tr("Add &Marker"), this, &MainWindow::handleMarker);
+    recording
+        ->addAction(tr("Edit Newest Marker's &Label"), this, [this] { m_recording->markers()->editNewest(); })
+        ->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_M));
     m_stimulateAction = recording->addAction(tr("Stimulate &Now"), this, &MainWindow::handleStimulateNow);
     m_stimulateAction->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_T));
     m_stimulateAction->setEnabled(false);
+    recording->addSeparator();
+    const std::array<QString, 4> tabs{tr("Basic &Config…"), tr("&Env. Sensors…"), tr("&Video…"),
+                                      tr("St&imulation…")};
+    for (int tab = 0; tab < static_cast<int>(tabs.size()); ++tab)
+        recording
+            ->addAction(tabs[static_cast<std::size_t>(tab)], this,
+                        [this, tab] { m_dialog->openAt(static_cast<SetupDialog::Tab>(tab)); })
+            ->setShortcut(QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + tab)));
     recording->addSeparator();
     QAction* file = recording->addAction(tr("Select &File..."), this, [this] { m_setup->selectFile(); });
     file->setShortcut(QKeySequence::SaveAs);
@@ -180,18 +201,26 @@ void MainWindow::buildMenus(const WindowPreferences& preferences)
     recording->addSeparator();
     QAction* quit = recording->addAction(tr("&Quit"), this, &QWidget::close);
     quit->setShortcut(QKeySequence::Quit);
+}
 
-    QMenu* options = menuBar()->addMenu(tr("&Options"));
-    QAction* autoResume = options->addAction(tr("Auto-Resume on DAQ &Disconnect"));
-    autoResume->setCheckable(true);
-    autoResume->setChecked(preferences.autoResumeOnDaqDisconnect);
-    connect(autoResume, &QAction::toggled, this, &MainWindow::handleAutoResume);
-
+void MainWindow::buildViewMenu()
+{
     QMenu* view = menuBar()->addMenu(tr("&View"));
-    view->addAction(tr("&Basic Config"), this, [this] { m_side->setCurrentIndex(ConfigTab); })
-        ->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_1));
-    view->addAction(tr("&Sleep Summary"), this, [this] { m_side->setCurrentIndex(SleepTab); })
-        ->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_2));
+    for (int page = 0; page < m_pages->count(); ++page)
+        view->addAction(m_pages->tabText(page), this, [this, page] { m_pages->setCurrentIndex(page); })
+            ->setShortcut(QKeySequence(Qt::ALT | static_cast<Qt::Key>(Qt::Key_1 + page)));
+    view->addSeparator();
+    m_freezeAction = view->addAction(tr("&Freeze or Follow"), this, [this] { m_pages->toggleFrozen(); });
+    m_freezeAction->setShortcut(QKeySequence(Qt::Key_F));
+    connect(m_pages, &QTabWidget::currentChanged, this,
+            [this] { m_freezeAction->setEnabled(m_pages->canFreeze()); });
+}
+
+void MainWindow::showShortcuts()
+{
+    auto* sheet = new ShortcutSheet(windowShortcuts(), this);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->open();
 }
 
 void MainWindow::connectPanels()
@@ -199,6 +228,10 @@ void MainWindow::connectPanels()
     connect(m_controls, &ControlBar::startRequested, this, &MainWindow::startRecording);
     connect(m_controls, &ControlBar::stopRequested, this, [this] { m_controller.requestStop(); });
     connect(m_controls, &ControlBar::markerRequested, this, &MainWindow::handleMarker);
+    connect(m_summary, &SetupSummary::openRequested, this,
+            [this] { m_dialog->openAt(SetupDialog::BasicConfig); });
+    connect(m_recording, &RecordingPanel::stimulateRequested, this, &MainWindow::handleStimulateNow);
+    connect(m_recording->markers(), &MarkerPanel::labelEdited, this, &MainWindow::handleMarkerLabel);
     connect(m_devices, &DevicePanel::refreshRequested, this, [this] { m_controller.refreshDevices(); });
     connect(m_devices, &DevicePanel::deviceChosen, this, [this](const QString& name) {
         m_device = {};
@@ -210,6 +243,8 @@ void MainWindow::connectPanels()
     connect(m_setup, &SetupPanel::basePathChosen, this, &MainWindow::saveFileNameChosen);
     connect(m_setup, &SetupPanel::setupChanged, this, &MainWindow::updateSteps);
     connect(m_setupFile, &SetupFileActions::folderChosen, this, &MainWindow::configDirChosen);
+    connect(m_dialog->animalIdActions(), &AnimalIdActions::folderChosen, this,
+            &MainWindow::animalIdDirChosen);
     connect(m_setupFile, &SetupFileActions::done, this,
             [this](const QString& message) { statusBar()->showMessage(message, MessageMs); });
     connect(&m_user, &WindowInteraction::recordingIndicatorChanged, this, [this](const QString& text) {
@@ -229,10 +264,8 @@ void MainWindow::connectSession()
             Qt::SingleShotConnection);
     connect(&m_controller, &SessionController::deviceSelected, this, [this](const DeviceDetails& details) {
         m_device = details;
-        m_devices->setDetails(details);
         m_controls->setDevice(details);
-        m_setup->setDevice(details);
-        m_setupFile->setDevice(details);
+        m_dialog->setDevice(details);
         m_simulated->setVisible(details.usable && details.simulated);
         if (!details.refusal.isEmpty()) // the list may not know yet that another instance has it
             m_devices->setDevices(m_controller.devices());
@@ -240,30 +273,30 @@ void MainWindow::connectSession()
     });
     connect(&m_controller, &SessionController::segmentStarted, this,
             [this](const QString&, int segment) { handleSegmentStarted(segment); });
-    connect(&m_controller, &SessionController::segmentEnded, this, &MainWindow::freezeTraces);
+    connect(&m_controller, &SessionController::markersChanged, this,
+            [this] { m_recording->markers()->setMarkers(m_controller.markers()); });
     connect(&m_controller, &SessionController::recordingEnded, this, &MainWindow::handleRecordingEnded);
     connect(&m_statusTimer, &QTimer::timeout, this, &MainWindow::refreshStatus);
 }
 
 void MainWindow::startRecording()
 {
-    m_setup->finishEditing();
-    m_controller.record(m_setup->setup());
+    m_dialog->commit();
+    const RecordingSetup setup = m_setup->setup();
+    m_pages->setLightCycle(setup.lightOnset, setup.darkOnset);
+    m_controller.record(setup);
 }
 
 void MainWindow::handleState(SessionState state)
 {
     m_controls->setState(state);
     const bool idle = state == SessionState::Idle;
-    m_devices->setLocked(!idle);
-    m_setup->setLocked(!idle);
-    m_setupFile->setLocked(!idle);
+    m_dialog->setLocked(!idle);
     m_loadConfigAction->setEnabled(idle);
     m_startAction->setEnabled(idle);
     m_stopAction->setEnabled(!idle && state != SessionState::Stopping);
     m_markerAction->setEnabled(state == SessionState::Recording && m_device.kind == DeviceKind::NiUnit);
-    if (state == SessionState::Paused)
-        freezeTraces();
+    m_recording->markers()->setEditable(state == SessionState::Recording || state == SessionState::Paused);
     refreshStatus();
     // Whoever ends the recording, whether to end it is no question any more.
     if (idle || state == SessionState::Stopping)
@@ -274,30 +307,13 @@ void MainWindow::handleState(SessionState state)
 
 void MainWindow::handleSegmentStarted(int segment)
 {
-    const std::shared_ptr<const DataManager> processing = m_controller.processing();
-    if (!processing)
-        return;
-    m_scoring = processing->config().activityOnly ? statustext::Scoring::ActivityOnly
-                                                  : statustext::Scoring::SleepWake;
-    QStringList animalIds;
-    for (const ChannelSummary& channel : m_controller.status().channels)
-        animalIds << channel.animalId;
-    while (animalIds.size() < processing->config().channelCount)
-        animalIds << QString::number(animalIds.size() + 1);
-    m_traces->start(animalIds, [processing](int channel, std::span<float> out) {
-        return processing->copyRawTrace(channel, out);
-    });
+    if (const std::shared_ptr<const DataManager> processing = m_controller.processing())
+        m_scoring = processing->config().activityOnly ? statustext::Scoring::ActivityOnly
+                                                      : statustext::Scoring::SleepWake;
     if (segment == 0) {
-        m_reportCard->hide();
-        m_side->setCurrentIndex(SleepTab);
+        m_recording->setReport({});
     }
     refreshStatus();
-}
-
-void MainWindow::freezeTraces()
-{
-    m_traces->clearSource(m_controller.state() == SessionState::Paused ? tr("Paused, waiting for the unit")
-                                                                       : tr("Signals stopped"));
 }
 
 void MainWindow::handleRecordingEnded(EndReason reason)
@@ -306,11 +322,9 @@ void MainWindow::handleRecordingEnded(EndReason reason)
     // Without a summary nothing was recorded: the name is still free and the last report still the last.
     if (reason == EndReason::CouldNotStart || m_controller.lastSummary().isEmpty())
         return;
-    m_traces->clearSource(tr("Recording ended"));
     // The name is used up: the next recording must not replace this one.
     m_setup->setBasePath({});
-    m_report->setPlainText(m_controller.lastSummary());
-    m_reportCard->show();
+    m_recording->setReport(m_controller.lastSummary());
 }
 
 void MainWindow::handleMarker()
@@ -321,25 +335,17 @@ void MainWindow::handleMarker()
                              MessageMs);
 }
 
+void MainWindow::handleMarkerLabel(int event, const QString& label)
+{
+    if (!m_controller.setMarkerLabel(event, label))
+        statusBar()->showMessage(tr("The label of marker %1 could not be written").arg(event), MessageMs);
+}
+
 void MainWindow::handleStimulateNow()
 {
     const quint16 cages = m_controller.status().stimulation.cages;
     statusBar()->showMessage(statustext::manualStimulationText(m_controller.stimulateNow(), cages),
                              MessageMs);
-}
-
-void MainWindow::showStimulation(const StimulationStatus& stimulation)
-{
-    using State = StimulationStatus::State;
-    m_stimulateAction->setEnabled(stimulation.isRunning);
-    const QString line = statustext::stimulationText(stimulation);
-    m_stimulation->setVisible(!line.isEmpty());
-    m_stimulation->setText(line);
-    const bool works = stimulation.state == State::Unit || stimulation.state == State::Outputs;
-    setEmphasis(m_stimulation, works ? Emphasis::Normal : Emphasis::Warning);
-    m_stimulation->setToolTip(
-        tr("Stimulations asked for: %1\nNot carried out by the stimulation unit: %2")
-            .arg(QLocale().toString(stimulation.stimulations), QLocale().toString(stimulation.refused)));
 }
 
 void MainWindow::handleAutoResume(bool enabled)
@@ -356,13 +362,10 @@ void MainWindow::refreshStatus()
 {
     const SessionStatus status = m_controller.status();
     m_strip->setStatus(status);
-    showStimulation(status.stimulation);
-    if (!status.channels.empty() || status.state != SessionState::Idle) {
-        m_sleep->setChannels(status.channels, m_scoring,
-                             status.state == SessionState::Idle ? SleepTable::Phase::Ended
-                                                                : SleepTable::Phase::Running);
-        m_traces->setChannels(status.channels, m_scoring);
-    }
+    m_recording->setStatus(status);
+    m_stimulateAction->setEnabled(status.stimulation.isRunning);
+    if (!status.channels.empty() || status.state != SessionState::Idle)
+        m_pages->setChannels(status.channels, m_scoring);
     const bool named = status.state != SessionState::Idle && !status.basePath.isEmpty();
     setWindowTitle(named ? tr("%1 – Vellumtide").arg(statustext::recordingName(status.basePath))
                          : tr("Vellumtide"));
@@ -370,8 +373,9 @@ void MainWindow::refreshStatus()
 
 void MainWindow::updateSteps()
 {
-    m_traces->emptyState()->setStepDone(EmptyState::ChooseUnit, m_device.usable);
-    m_traces->emptyState()->setStepDone(EmptyState::NameFile, !m_setup->basePath().isEmpty());
+    liveTraces()->emptyState()->setStepDone(EmptyState::ChooseUnit, m_device.usable);
+    liveTraces()->emptyState()->setStepDone(EmptyState::NameFile, !m_setup->basePath().isEmpty());
+    m_summary->show(m_device, m_setup->setup());
 }
 
 void MainWindow::handleQuestionAnswered(const QString& id, int index)

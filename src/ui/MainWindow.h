@@ -2,6 +2,7 @@
 #pragma once
 
 #include "session/SessionController.h"
+#include "ui/RecordingPages.h"
 #include "ui/StatusText.h"
 
 #include <QByteArray>
@@ -10,17 +11,18 @@
 
 class QAction;
 class QLabel;
-class QPlainTextEdit;
-class QTabWidget;
 
 namespace vt {
 
 class ControlBar;
 class DevicePanel;
 class LiveTraces;
+class RecordingPages;
+class RecordingPanel;
+class SetupDialog;
 class SetupFileActions;
 class SetupPanel;
-class SleepTable;
+class SetupSummary;
 class StatusStrip;
 class WindowInteraction;
 
@@ -32,6 +34,7 @@ struct WindowPreferences
     QByteArray geometry;                    ///< "geometry"
     bool autoResumeOnDaqDisconnect = false; ///< "autoResumeOnDaqDisconnect", as stored
     QString lastConfigDir = {};             ///< "SetupDialog/lastConfigDir"
+    QString lastAnimalIdDir = {};           ///< of the list of animal IDs last taken
 };
 
 /// The session's face: shows its state, passes on what the user wants. Never waits. Interface thread.
@@ -41,7 +44,8 @@ class MainWindow : public QMainWindow
     Q_OBJECT
 public:
     MainWindow(SessionController& controller, WindowInteraction& user,
-               const WindowPreferences& preferences = {}, QWidget* parent = nullptr);
+               const WindowPreferences& preferences = {}, const RecordingSurroundings& surroundings = {},
+               QWidget* parent = nullptr);
     ~MainWindow() override;
 
     /// Where the file dialog starts; chooses no name by itself.
@@ -50,15 +54,19 @@ public:
     void chooseDevice(const QString& name);
     /// For a setup that comes from elsewhere: the command line, a setup file.
     [[nodiscard]] SetupPanel* setupPanel() const { return m_setup; }
+    [[nodiscard]] SetupDialog* setupDialog() const { return m_dialog; }
     /// Loads and saves setup files.
     [[nodiscard]] SetupFileActions* setupFileActions() const { return m_setupFile; }
-    [[nodiscard]] LiveTraces* liveTraces() const { return m_traces; }
+    [[nodiscard]] LiveTraces* liveTraces() const;
+    [[nodiscard]] RecordingPages* pages() const { return m_pages; }
 
 signals:
     /// The name of the next recording was chosen in the dialog: store it.
     void saveFileNameChosen(const QString& basePath);
     /// A setup file in this folder was loaded or saved: store it.
     void configDirChosen(const QString& folder);
+    /// A list of animal IDs in this folder was taken: store it.
+    void animalIdDirChosen(const QString& folder);
     /// The menu entry was used: store it for the next start.
     void autoResumeChosen(bool enabled);
     /// The window closes for good: store its geometry.
@@ -69,22 +77,24 @@ protected:
     void changeEvent(QEvent* event) override;
 
 private:
-    void buildCentral();
-    [[nodiscard]] QWidget* buildConfigPage();
-    [[nodiscard]] QWidget* buildSleepPage();
+    void buildCentral(const RecordingSurroundings& surroundings);
+    void buildSetup(const RecordingSurroundings& surroundings);
+    [[nodiscard]] QWidget* buildSide();
     void buildStatusBar();
     void buildMenus(const WindowPreferences& preferences);
+    void buildRecordingMenu();
+    void buildViewMenu();
     void connectPanels();
     void connectSession();
     void applyTheme();
 
     void handleState(SessionState state);
     void handleSegmentStarted(int segment);
-    void freezeTraces();
     void handleRecordingEnded(EndReason reason);
     void handleMarker();
+    void handleMarkerLabel(int event, const QString& label);
     void handleStimulateNow();
-    void showStimulation(const StimulationStatus& stimulation);
+    void showShortcuts();
     void handleAutoResume(bool enabled);
     void handleQuestionAnswered(const QString& id, int index);
     void refreshStatus();
@@ -96,20 +106,19 @@ private:
     ControlBar* m_controls = nullptr;
     StatusStrip* m_strip = nullptr;
     DevicePanel* m_devices = nullptr;
-    SetupPanel* m_setup = nullptr;
+    SetupDialog* m_dialog = nullptr;
+    SetupPanel* m_setup = nullptr; ///< in the dialog, as the next
     SetupFileActions* m_setupFile = nullptr;
-    SleepTable* m_sleep = nullptr;
-    LiveTraces* m_traces = nullptr;
-    QTabWidget* m_side = nullptr;
-    QWidget* m_reportCard = nullptr;
-    QPlainTextEdit* m_report = nullptr;
+    RecordingPages* m_pages = nullptr;
+    RecordingPanel* m_recording = nullptr;
+    SetupSummary* m_summary = nullptr;
     QLabel* m_indicator = nullptr;
     QLabel* m_simulated = nullptr;
-    QLabel* m_stimulation = nullptr;
     QAction* m_startAction = nullptr;
     QAction* m_stopAction = nullptr;
     QAction* m_markerAction = nullptr;
     QAction* m_stimulateAction = nullptr;
+    QAction* m_freezeAction = nullptr;
     QAction* m_loadConfigAction = nullptr;
     QTimer m_statusTimer;
     DeviceDetails m_device;

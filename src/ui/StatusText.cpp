@@ -201,6 +201,31 @@ QString stimulationText(const StimulationStatus& status)
     return line;
 }
 
+QString sensorsText(const SensorsStatus& status)
+{
+    if (status.found == 0)
+        return text("Environmental sensors: none found");
+    if (status.enabled == 0)
+        return text("Environmental sensors: %1 found, none in use").arg(status.found);
+    QString line = text("Environmental sensors: %1 in use").arg(status.enabled);
+    if (status.missing > 0)
+        line += text(", %1 unplugged").arg(status.missing);
+    if (status.log == SensorsStatus::Log::Failed)
+        line += text("; their log could not be opened");
+    else if (status.recordsLost > 0)
+        line += text("; records lost: %1").arg(QLocale().toString(status.recordsLost));
+    return line;
+}
+
+QString camerasText(const CamerasStatus& status, bool isRecording)
+{
+    if (status.enabled == 0)
+        return text("Cameras: none in use");
+    if (!isRecording)
+        return text("Cameras: %1 in use").arg(status.enabled);
+    return text("Cameras: %1 of %2 recording").arg(status.recording).arg(status.enabled);
+}
+
 QString manualStimulationText(ManualStimulation result, quint16 cages)
 {
     switch (result) {

@@ -38,6 +38,10 @@ enum class Scoring { SleepWake, ActivityOnly };
 [[nodiscard]] QString cageList(quint16 mask);
 /// "Stimulation: sleep-based, cages 1, 3", or what keeps it from happening; empty when it is not set up.
 [[nodiscard]] QString stimulationText(const StimulationStatus& status);
+/// "Environmental sensors: 2 in use, 1 unplugged", with what is wrong with their log.
+[[nodiscard]] QString sensorsText(const SensorsStatus& status);
+/// "Cameras: 2 of 3 recording"; outside a recording how many will be.
+[[nodiscard]] QString camerasText(const CamerasStatus& status, bool isRecording);
 [[nodiscard]] QString manualStimulationText(ManualStimulation result, quint16 cages);
 /// Extension of the raw data file without the dot: "binfb" for animal type 1 (mouse), else "bin".
 [[nodiscard]] QString extensionFor(int animalType);

@@ -3,6 +3,7 @@
 
 #include "acquisition/AcquisitionFrame.h"
 #include "ui/SetupPanel.h"
+#include "ui/setup/SetupDialog.h"
 
 #include <QCoreApplication>
 #include <QLabel>
@@ -47,11 +48,18 @@ bool WindowHarness::waitUntil(const std::function<bool()>& condition)
 
 bool WindowHarness::chooseUnit()
 {
+    window.activateWindow();
+    if (!QTest::qWaitForWindowActive(&window))
+        return false;
+    QTest::keyClick(&window, Qt::Key_1, Qt::ControlModifier);
     auto* list = window.findChild<QListWidget*>(QStringLiteral("deviceList"));
     if (!waitUntil([list] { return list->count() > 0 && list->isVisible(); }))
         return false;
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(0)).center());
-    return waitUntil([this] { return session.status().device.usable; });
+    const bool isUsable = waitUntil([this] { return session.status().device.usable; });
+    window.setupDialog()->reject();
+    window.activateWindow();
+    return isUsable && QTest::qWaitForWindowActive(&window);
 }
 
 bool WindowHarness::startRecording()

@@ -3,15 +3,24 @@
 // a user sees from the first look to the end of a recording: light and dark, small and large. Prints what a
 // refresh of the traces costs. Exit status 1 when a step did not come about.
 #include "base/TimeSource.h"
+#include "envsens/SerialPortList.h"
+#include "session/AppSettings.h"
+#include "session/CameraSession.h"
+#include "session/EnvironmentSession.h"
 #include "session/LidWarning.h"
 #include "session/SessionController.h"
+#include "session/SessionExtensions.h"
+#include "simulation/SimulatedEnviro.h"
 #include "simulation/SimulatedUnit.h"
 #include "ui/DevicePanel.h"
 #include "ui/LiveTraces.h"
 #include "ui/MainWindow.h"
+#include "ui/RecordingPages.h"
 #include "ui/SetupPanel.h"
 #include "ui/Theme.h"
 #include "ui/WindowInteraction.h"
+#include "ui/WindowShortcuts.h"
+#include "ui/setup/SetupDialog.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -21,7 +30,6 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QTimer>
@@ -72,6 +80,22 @@ double processorMs()
     return 1000.0 * static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
+class NoSerialPorts final : public SerialPortList
+{
+public:
+    [[nodiscard]] QList<SerialPortFacts> ports() const override { return {}; }
+};
+
+QList<SerialPortFacts> portsOf(const std::vector<std::unique_ptr<SimulatedEnviro>>& sensors)
+{
+    QList<SerialPortFacts> ports;
+    QString error;
+    for (const auto& sensor : sensors)
+        if (const auto port = parseExtraPort(sensor->portEntry(), &error))
+            ports << *port;
+    return ports;
+}
+
 /// One window on one simulated unit, taken through a recording.
 class Tour
 {
@@ -79,8 +103,12 @@ public:
     Tour(const Look& look, int channels, const QString& folder)
         : m_look(look), m_channels(channels), m_folder(folder), m_unit(unitConfig(channels)),
           m_session(m_unit, m_time, m_user, {.autoResume = true, .rememberSaveName = {}}),
-          m_window(m_session, m_user)
+          m_sensorPorts(m_noPorts, portsOf(m_simulatedSensors)), m_sensors(m_time, m_sensorPorts, m_user),
+          m_cameras(m_time, CameraSession::networkCameras(m_time), m_user),
+          m_window(m_session, m_user, {}, {&m_sensors, &m_cameras, &m_time})
     {
+        m_session.addCompanion(m_sensors.companion());
+        m_sensors.rescan();
         m_unit.setReadyForMore([this] { return m_session.readyForMoreData(); });
         m_window.resize(look.size);
         m_window.show();
@@ -110,6 +138,7 @@ public:
         m_window.setupPanel()->setSetup(setup);
         runFor(100);
         save(QStringLiteral("2-ready"));
+        saveTabs(QStringLiteral("2"));
 
         button("startButton")->click();
         const auto scored = [this] {
@@ -119,13 +148,17 @@ public:
         if (!runUntil(scored))
             return failed("the recording does not get going");
         save(QStringLiteral("3-recording"));
-        m_window.findChild<QTabWidget*>()->setCurrentIndex(0);
         m_window.liveTraces()->setTimeBase(30);
-        m_window.liveTraces()->setPage(1);
         button("markerButton")->click();
+        m_session.setMarkerLabel(1, QStringLiteral("cage 3 cleaned"));
         runFor(300);
         save(QStringLiteral("4-recording-30s"));
         measure();
+        m_window.liveTraces()->setFrozen(true);
+        runFor(100);
+        save(QStringLiteral("4-frozen"));
+        m_window.liveTraces()->setFrozen(false);
+        savePages();
         return endRecording();
     }
 
@@ -174,6 +207,32 @@ private:
         return config;
     }
 
+    /// Every page but the first, the setup's tabs as they are while a recording runs, and the sheet of keys.
+    void savePages()
+    {
+        for (int page = 1; page < m_window.pages()->count(); ++page) {
+            m_window.pages()->setCurrentIndex(page);
+            runFor(400);
+            save(QStringLiteral("4-page%1").arg(page + 1));
+        }
+        m_window.pages()->setCurrentIndex(RecordingPages::Live);
+        saveTabs(QStringLiteral("4-locked"));
+        ShortcutSheet sheet(windowShortcuts(), &m_window);
+        sheet.show();
+        runFor(100);
+        saveWidget(&sheet, QStringLiteral("4-keys"));
+    }
+
+    void saveTabs(const QString& step)
+    {
+        for (int tab = SetupDialog::BasicConfig; tab <= SetupDialog::Stimulation; ++tab) {
+            m_window.setupDialog()->openAt(static_cast<SetupDialog::Tab>(tab));
+            runFor(100);
+            saveWidget(m_window.setupDialog(), QStringLiteral("%1-setup%2").arg(step).arg(tab + 1));
+        }
+        m_window.setupDialog()->reject();
+    }
+
     bool endRecording()
     {
         m_unit.unplug();
@@ -195,7 +254,6 @@ private:
         question->defaultButton()->click();
         if (!runUntil([this] { return m_session.state() == SessionState::Idle; }))
             return failed("the recording does not end");
-        m_window.findChild<QTabWidget*>()->setCurrentIndex(1);
         runFor(100);
         save(QStringLiteral("8-ended"));
         return true;
@@ -249,6 +307,11 @@ private:
     WindowInteraction m_user;
     SimulatedUnit m_unit;
     SessionController m_session;
+    std::vector<std::unique_ptr<SimulatedEnviro>> m_simulatedSensors = makeSimulatedEnviros(m_time, 2);
+    NoSerialPorts m_noPorts;
+    ExtendedSerialPorts m_sensorPorts;
+    EnvironmentSession m_sensors;
+    CameraSession m_cameras;
     MainWindow m_window;
 };
 
@@ -265,6 +328,9 @@ int main(int argc, char** argv)
         QTextStream(stderr) << "usage: vt_screenshots FOLDER\n";
         return 2;
     }
+    const QTemporaryDir settings; // nobody's own are read or changed
+    AppSettings::useFiles(settings.filePath(QStringLiteral("current.ini")),
+                          settings.filePath(QStringLiteral("legacy.ini")));
     const QSize small(1280, 800);
     const QSize large(1920, 1080);
     const QSize smallest(1180, 640);

@@ -86,6 +86,7 @@ void StimulationTab::addPage(QHBoxLayout* bar, Page page, const QString& name, Q
     button->setCheckable(true);
     button->setAutoDefault(false);
     button->setObjectName(QStringLiteral("stimulationPage%1").arg(page));
+    button->setToolTip(tr("Show the page \"%1\"").arg(QString(name).remove(QLatin1Char('&'))));
     m_buttons->addButton(button, page);
     bar->addWidget(button);
     m_pages->addWidget(content);
