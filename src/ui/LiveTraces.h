@@ -65,10 +65,8 @@ public:
     [[nodiscard]] quint64 shownEnd() const { return m_shownEnd; }
     /// Copies, reduces and paints the visible page.
     void refresh();
-
-public slots:
     /// Ignored before there is something to freeze.
-    void setFrozen(bool frozen);
+    Q_SLOT void setFrozen(bool frozen);
 
 signals:
     void frozenChanged(bool frozen);

@@ -67,10 +67,8 @@ public:
     [[nodiscard]] quint64 shownEnd() const { return m_shownEnd; }
     /// Copies and paints everything.
     void refresh();
-
-public slots:
     /// Ignored before there is something to freeze.
-    void setFrozen(bool frozen);
+    Q_SLOT void setFrozen(bool frozen);
 
 signals:
     void frozenChanged(bool frozen);
