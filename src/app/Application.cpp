@@ -8,6 +8,7 @@
 #include "app/HeadlessRunner.h"
 #include "app/Safeguards.h"
 #include "app/SensorPorts.h"
+#include "app/StimulationWiring.h"
 #include "base/TimeSource.h"
 #include "daqmx/KeepAlive.h"
 #include "platform/TerminationSignals.h"
@@ -21,6 +22,7 @@
 #include "ui/SetupFileActions.h"
 #include "ui/SetupPanel.h"
 #include "ui/WindowInteraction.h"
+#include "ui/setup/SetupDialog.h"
 
 #include <QCoreApplication>
 #include <algorithm>
@@ -266,6 +268,7 @@ int runWindow()
                        AppSettings::lastConfigDir(), AppSettings::lastAnimalIdDir()},
                       {&surroundings.sensors, &surroundings.cameras, &services.time()});
     connectWindow(window, session, user, termination);
+    connectStimulationTab(*window.setupDialog()->stimulationTab(), session);
     applyCommandLine(window, line);
     window.show();
     surroundings.sensors.rescan();

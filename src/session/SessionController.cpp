@@ -3,6 +3,7 @@
 
 #include "platform/CrashHandler.h"
 #include "session/SessionPrivate.h"
+#include "session/UnitInfo.h"
 
 #include "acquisition/AcquisitionFrame.h"
 #include "daqmx/KeepAlive.h"
@@ -337,6 +338,17 @@ const std::vector<MarkerFile::Marker>& SessionController::markers() const
 ManualStimulation SessionController::stimulateNow()
 {
     return d->stimulation->stimulateNow();
+}
+
+StimulationHardware& SessionController::stimulationHardware()
+{
+    return d->daqInfo.stimulation();
+}
+
+UnitInfo SessionController::unitInfo() const
+{
+    const bool isRead = d->device.usable && d->device.kind == DeviceKind::NiUnit;
+    return isRead ? describeUnit(d->mcu) : UnitInfo();
 }
 
 SessionState SessionController::state() const

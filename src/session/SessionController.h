@@ -18,10 +18,12 @@ class DaqmxApi;
 class DataManager;
 class RecordingCompanion;
 class StepHistory;
+class StimulationHardware;
 class TimeSource;
 class UserInteraction;
 struct SessionPrivate;
 struct StepRecord;
+struct UnitInfo;
 
 /// Prepares, starts, pauses, resumes and stops a recording. Interface thread only. No method waits for a
 /// device or the disk; long steps run elsewhere and end in stateChanged. The window and the headless mode
@@ -98,6 +100,12 @@ public:
 
     /// Stimulates all enabled cages at once, whatever the protocol.
     ManualStimulation stimulateNow();
+
+    /// What hangs on the chosen unit's stimulation buses, for setting it up and testing it while no recording
+    /// runs.
+    [[nodiscard]] StimulationHardware& stimulationHardware();
+    /// What the chosen unit says of itself; nothing before one was read, and for the serial amplifier.
+    [[nodiscard]] UnitInfo unitInfo() const;
 
     [[nodiscard]] SessionState state() const;
     [[nodiscard]] SessionStatus status() const;

@@ -27,7 +27,7 @@ EmptyState::EmptyState(QWidget* parent) : QWidget(parent)
     grid->addWidget(headline, 1, 1, 1, 2);
     grid->addWidget(sentence, 2, 1, 1, 2);
     const std::array<QString, StepCount> texts{
-        tr("Choose a unit on the Basic Config tab"),
+        tr("Choose a unit: Set Up, tab \"Basic Config\""),
         tr("Name the file with \"Select File...\""),
         tr("Press Start Recording"),
     };

@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <QStyleFactory>
 #include <QStyleOption>
+#include <algorithm>
 
 namespace vt {
 
@@ -46,6 +47,29 @@ void drawCheckBox(const QStyleOption& option, QPainter& painter)
     painter.restore();
 }
 
+void drawRadioButton(const QStyleOption& option, QPainter& painter)
+{
+    const Theme theme = Theme::current();
+    const bool enabled = option.state.testFlag(QStyle::State_Enabled);
+    const bool checked = option.state.testFlag(QStyle::State_On);
+    const double side = std::min(option.rect.width(), option.rect.height());
+    QRectF circle(0, 0, side - 1, side - 1);
+    circle.moveCenter(QRectF(option.rect).center());
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(option.state.testFlag(QStyle::State_HasFocus) ? theme.accent
+                   : enabled                                     ? theme.outline
+                                                                 : theme.border);
+    painter.setBrush(theme.surface);
+    painter.drawEllipse(circle);
+    if (checked) {
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(enabled ? theme.accent : theme.mutedText);
+        painter.drawEllipse(circle.center(), side * 0.27, side * 0.27);
+    }
+    painter.restore();
+}
+
 } // namespace
 
 InstrumentStyle::InstrumentStyle() : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion"))) {}
@@ -55,6 +79,10 @@ void InstrumentStyle::drawPrimitive(PrimitiveElement element, const QStyleOption
 {
     if (element == PE_IndicatorCheckBox) {
         drawCheckBox(*option, *painter);
+        return;
+    }
+    if (element == PE_IndicatorRadioButton) {
+        drawRadioButton(*option, *painter);
         return;
     }
     if (const auto* frame = qstyleoption_cast<const QStyleOptionFrame*>(option);

@@ -2,6 +2,7 @@
 #include "ui/MainWindow.h"
 
 #include "processing/DataManager.h"
+#include "session/UnitInfo.h"
 #include "ui/ControlBar.h"
 #include "ui/DevicePanel.h"
 #include "ui/LiveTraces.h"
@@ -266,6 +267,7 @@ void MainWindow::connectSession()
         m_device = details;
         m_controls->setDevice(details);
         m_dialog->setDevice(details);
+        m_devices->setUnitInfo(m_controller.unitInfo());
         m_simulated->setVisible(details.usable && details.simulated);
         if (!details.refusal.isEmpty()) // the list may not know yet that another instance has it
             m_devices->setDevices(m_controller.devices());

@@ -131,6 +131,7 @@ MarkerPanel::MarkerPanel(QWidget* parent)
             m_view->edit(current.siblingAtColumn(MarkerModel::Label));
     });
     setEditable(false);
+    setMarkers({});
 }
 
 void MarkerPanel::setMarkers(const std::vector<MarkerFile::Marker>& markers)

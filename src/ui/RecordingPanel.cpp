@@ -33,10 +33,10 @@ RecordingPanel::RecordingPanel(QWidget* parent) : QWidget(parent), m_markers(new
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, spacing::Small, 0, 0);
     layout->setSpacing(spacing::Small);
+    layout->addWidget(buildReport(), 1); // what one wants to see when it comes
     layout->addWidget(m_markers, 1);
     layout->addWidget(buildStimulation());
     layout->addWidget(buildAround());
-    layout->addWidget(buildReport(), 1);
     setStatus({});
 }
 

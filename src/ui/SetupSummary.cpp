@@ -66,12 +66,11 @@ void SetupSummary::show(const DeviceDetails& device, const RecordingSetup& setup
     showValue(m_device, isChosen ? tr("%1, serial %2").arg(device.name, device.serial) : QString(),
               tr("None chosen"));
     const int animalType = device.kind == DeviceKind::SerialAmplifier ? setup.animalType : device.animalType;
-    showValue(
-        m_animals,
-        isChosen && setup.channelCount > 0
-            ? tr("%n channel(s), %1", nullptr, setup.channelCount).arg(statustext::animalTypeText(animalType))
-            : QString(),
-        tr("Follow the unit"));
+    showValue(m_animals,
+              isChosen && setup.channelCount > 0
+                  ? tr("%1, channels: %2").arg(statustext::animalTypeText(animalType)).arg(setup.channelCount)
+                  : QString(),
+              tr("Follow the unit"));
     showValue(m_file, QDir::toNativeSeparators(setup.basePath), tr("None chosen"));
     showValue(m_stimulation, isStimulating(setup) ? tr("Set up") : QString(), tr("None"));
 }

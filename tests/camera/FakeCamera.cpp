@@ -170,7 +170,7 @@ bool FakeCamera::isDigestRight(const Request& request, const QByteArray& credent
 
 QByteArray FakeCamera::challenge()
 {
-    const QByteArray basic = "WWW-Authenticate: Basic realm=\"" + Realm + "\"\r\n";
+    QByteArray basic = "WWW-Authenticate: Basic realm=\"" + Realm + "\"\r\n";
     if (login == Login::Basic)
         return basic;
     m_nonce = "8f3a6c1e" + QByteArray::number(m_challenges, 16); // good for one request

@@ -43,7 +43,7 @@ protected:
             waiting.exec();
         }
         EXPECT_EQ(results.size(), 1U);
-        const VapixResult first = results.empty() ? VapixResult() : results.front();
+        VapixResult first = results.empty() ? VapixResult() : results.front();
         results.clear();
         return first;
     }

@@ -85,7 +85,7 @@ QWidget* SetupDialog::buildBasicConfig()
     m_setup->setConfigButtonsVisible(false);
     auto* left = new QVBoxLayout;
     left->addWidget(m_devices);
-    left->addStretch();
+    left->addStretch(1);
     auto* layout = new QHBoxLayout(page);
     layout->setContentsMargins(0, spacing::Small, 0, 0);
     layout->setSpacing(spacing::Medium);
