@@ -193,7 +193,7 @@ void AxisVapixAPI::askForDynamicOverlay(const VapixCamera& camera, const QString
 }
 
 void AxisVapixAPI::setTextOverlay(const VapixCamera& camera, const QString& text, const QString& position,
-                                  Done done, int fontSize)
+                                  const Done& done, int fontSize)
 {
     const auto print = [this, camera, text, position, fontSize, done](const VapixResult& support) {
         if (!support.isOk) {
@@ -222,7 +222,7 @@ void AxisVapixAPI::setTextOverlay(const VapixCamera& camera, const QString& text
                          print);
 }
 
-void AxisVapixAPI::removeAllOverlays(const VapixCamera& camera, Done done)
+void AxisVapixAPI::removeAllOverlays(const VapixCamera& camera, const Done& done)
 {
     askForDynamicOverlay(camera, u"removeAllOverlays"_s, [this, camera, done](const VapixResult& support) {
         if (!support.isOk) {

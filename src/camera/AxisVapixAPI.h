@@ -70,9 +70,9 @@ public:
     void setTimeZone(const VapixCamera& camera, const QString& zone, Done done);
     /// Prints text into the picture: by the newer interface when the camera has it, else by the older one.
     /// position: "topLeft", "topRight", "bottomLeft" or "bottomRight".
-    void setTextOverlay(const VapixCamera& camera, const QString& text, const QString& position, Done done,
-                        int fontSize = OverlayFontSize);
-    void removeAllOverlays(const VapixCamera& camera, Done done);
+    void setTextOverlay(const VapixCamera& camera, const QString& text, const QString& position,
+                        const Done& done, int fontSize = OverlayFontSize);
+    void removeAllOverlays(const VapixCamera& camera, const Done& done);
 
 signals:
     void requestFinished(const vt::VapixResult& result);
