@@ -224,8 +224,9 @@ int runConsole()
     ConsoleInteraction user;
     Safeguards safeguards;
     Surroundings surroundings(services, user);
-    SessionController session(services.driver(), services.time(), user,
-                              services.complete(safeguards.sessionOptions()));
+    SessionController::Options options = services.complete(safeguards.sessionOptions());
+    options.keepsHistory = false;
+    SessionController session(services.driver(), services.time(), user, options);
     if (line.action == CommandLine::Action::ListDevices)
         return listDevices(session);
     const auto power = Safeguards::protect(session, services.time(), user);

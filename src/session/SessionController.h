@@ -49,6 +49,8 @@ public:
         std::function<void()> hideLidWarning = {};
         /// Where serial amplifiers may be; empty: nowhere.
         AmplifierPorts amplifierPorts = {};
+        /// Whether history() is kept; off where nobody looks at it.
+        bool keepsHistory = true;
     };
     /// driver, time and user outlive the controller.
     SessionController(DaqmxApi& driver, TimeSource& time, UserInteraction& user, Options options,

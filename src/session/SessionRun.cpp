@@ -121,7 +121,8 @@ void SessionPrivate::makeManager()
         manager.get(), &DataManager::stepCompleted, manager.get(),
         [this, inbox = answers.address()](const std::shared_ptr<const StepRecord>& step) {
             inbox->post([this, step] {
-                history.append(*step);
+                if (options.keepsHistory)
+                    history.append(*step);
                 emit q->stepCompleted(*step);
             });
         },
