@@ -194,14 +194,14 @@ void MainWindow::buildRecordingMenu()
             ->setShortcut(QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + tab)));
     recording->addSeparator();
     QAction* file = recording->addAction(tr("Select &File..."), this, [this] { m_setup->selectFile(); });
-    file->setShortcut(QKeySequence::SaveAs);
+    file->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S));
     m_loadConfigAction = recording->addAction(tr("Load Config…"), m_setupFile, &SetupFileActions::load);
     m_loadConfigAction->setShortcut(QKeySequence::Open);
     recording->addAction(tr("Save Config…"), m_setupFile, &SetupFileActions::save)
         ->setShortcut(QKeySequence::Save);
     recording->addSeparator();
     QAction* quit = recording->addAction(tr("&Quit"), this, &QWidget::close);
-    quit->setShortcut(QKeySequence::Quit);
+    quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
 }
 
 void MainWindow::buildViewMenu()
