@@ -3,6 +3,7 @@
 
 #include <QDebug>
 #include <QNetworkDatagram>
+#include <QNetworkProxy>
 #include <algorithm>
 #include <utility>
 
@@ -60,6 +61,7 @@ void AxisDiscovery::startDiscovery()
                        << m_interface->address.toString();
 
     m_socket = std::make_unique<QUdpSocket>();
+    m_socket->setProxy(QNetworkProxy::NoProxy); // the laboratory's own network
     if (!m_socket->bind(QHostAddress::AnyIPv4, 0,
                         QAbstractSocket::ShareAddress | QAbstractSocket::ReuseAddressHint)) {
         const QString error = m_socket->errorString();

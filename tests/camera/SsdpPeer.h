@@ -4,6 +4,7 @@
 #include <QByteArrayList>
 #include <QHostAddress>
 #include <QNetworkDatagram>
+#include <QNetworkProxy>
 #include <QNetworkInterface>
 #include <QUdpSocket>
 
@@ -16,6 +17,8 @@ public:
     /// Listens on an interface, answers from an address.
     SsdpPeer(const QString& interface, const QString& address, int answers = 1) : m_answers(answers)
     {
+        m_group.setProxy(QNetworkProxy::NoProxy);
+        m_own.setProxy(QNetworkProxy::NoProxy);
         const QHostAddress group(QStringLiteral("239.255.255.250"));
         if (!m_group.bind(QHostAddress::AnyIPv4, 1900,
                           QAbstractSocket::ShareAddress | QAbstractSocket::ReuseAddressHint) ||
