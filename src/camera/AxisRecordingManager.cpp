@@ -116,11 +116,6 @@ void AxisRecordingManager::startCamera(const CameraStream& stream)
         return;
     }
     const QString directory = ffmpeg::outputDirectory(stream.baseDirectory, stream.channel);
-    if (!QDir().mkpath(directory)) {
-        qCritical().noquote() << "AxisRecordingManager: Could not create output directory" << directory;
-        emit recordingError(stream.mac, QStringLiteral("Could not create output directory"));
-        return;
-    }
     const auto entry = std::make_shared<Entry>();
     m_entries[stream.mac] = entry;
     entry->stream = stream;
@@ -140,6 +135,8 @@ void AxisRecordingManager::startCamera(const CameraStream& stream)
     if (!m_check->isActive())
         m_check->start(CheckIntervalMs, TimerMode::Repeating);
     m_files->begin(directory, stream.channel, entry->offsetSeconds);
+    if (!makeDirectory(entry))
+        return;
 
     qInfo().noquote() << "AxisRecordingManager: Starting recording for" << stream.mac << "to" << directory;
     if (launch(entry)) {
@@ -376,6 +373,17 @@ void AxisRecordingManager::tellMissingProgram(const QString& mac)
     emit recordingError(mac, text);
 }
 
+/// When it cannot be made now, the next attempt makes it.
+bool AxisRecordingManager::makeDirectory(const EntryPtr& entry)
+{
+    if (QDir().mkpath(entry->directory))
+        return true;
+    qCritical().noquote() << "AxisRecordingManager: Could not create output directory" << entry->directory;
+    fail(entry, QStringLiteral("Could not create output directory"));
+    attemptFailed(entry);
+    return false;
+}
+
 void AxisRecordingManager::restart(const EntryPtr& entry)
 {
     if (!entry->shouldBeRecording || entry->process)
@@ -384,13 +392,8 @@ void AxisRecordingManager::restart(const EntryPtr& entry)
     const char* mode = entry->retryCount <= ffmpeg::FastRetries ? "fast" : "persistent";
     qInfo().noquote() << "AxisRecordingManager: Attempting" << mode << "restart for" << mac;
     qInfo().noquote() << "AxisRecordingManager: Restarting recording for" << mac;
-    if (!QDir().mkpath(entry->directory)) {
-        qCritical().noquote() << "AxisRecordingManager: Could not create output directory"
-                              << entry->directory;
-        fail(entry, QStringLiteral("Could not create output directory"));
-        attemptFailed(entry);
+    if (!makeDirectory(entry))
         return;
-    }
     qInfo().noquote() << "AxisRecordingManager: Restart FFmpeg command:"
                       << ffmpeg::masked(entry->arguments.join(u' '), entry->stream.password);
     if (launch(entry)) {
@@ -499,7 +502,8 @@ void AxisRecordingManager::handleOutput(const EntryPtr& entry, const FfmpegOutpu
             text += QStringLiteral(" ... (%1 more characters)").arg(news.cutCharacters);
         qWarning().noquote() << "AxisRecordingManager: FFmpeg output for" << entry->stream.mac << ":" << text;
     }
-    if (news.progress && !entry->recording) {
+    // A process that ends without a picture says "frame=    0".
+    if (news.progress && news.frame != 0 && !entry->recording) {
         entry->recording = true;
         entry->retryCount = 0;
         emit recordingStatusChanged(entry->stream.mac, true);

@@ -83,6 +83,7 @@ private:
     [[nodiscard]] bool isCurrent(const EntryPtr& entry) const;
     [[nodiscard]] bool launch(const EntryPtr& entry);
     void tellMissingProgram(const QString& mac);
+    [[nodiscard]] bool makeDirectory(const EntryPtr& entry);
     void restart(const EntryPtr& entry);
     void attemptFailed(const EntryPtr& entry);
     void askToEnd(const EntryPtr& entry);

@@ -94,7 +94,8 @@ QString CameraTable::setEnabled(const QString& mac, bool isEnabled)
 
 QString CameraTable::setResolution(const QString& mac, int width, int height)
 {
-    if (width < 1 || height < 1 || width > MaxPixels || height > MaxPixels)
+    const bool isAsTheCameraIs = width == 0 && height == 0;
+    if ((!isAsTheCameraIs && (width < 1 || height < 1)) || width > MaxPixels || height > MaxPixels)
         return QStringLiteral("%1 x %2 is no resolution.").arg(width).arg(height);
     CameraEntry& camera = entry(mac);
     camera.width = width;

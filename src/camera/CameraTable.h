@@ -21,6 +21,7 @@ public:
     /// channel 0 takes the camera off its cage, which also disables it.
     [[nodiscard]] QString setChannel(const QString& mac, int channel);
     [[nodiscard]] QString setEnabled(const QString& mac, bool isEnabled);
+    /// 0 x 0: as the camera is set.
     [[nodiscard]] QString setResolution(const QString& mac, int width, int height);
     [[nodiscard]] QString setRotation(const QString& mac, int degrees);
 

@@ -19,6 +19,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr qint64 TellAgainSeconds = 3600;
+
 QString noticeId(const QString& mac)
 {
     return u"camera:"_s + mac;
@@ -112,6 +114,7 @@ void CameraSession::setPassword(const QString& password)
     m_hasOwnPassword = !password.isEmpty();
     m_credentials.password = m_hasOwnPassword ? password : CameraCredentials{}.password;
     m_registry.setCredentials(m_credentials);
+    emit credentialsChanged();
 }
 
 MjpegCamera CameraSession::liveCamera(const QString& mac) const
@@ -138,6 +141,9 @@ void CameraSession::begin(const RecordingContext& context)
     m_isRecording = true;
     m_wanted.clear();
     m_filmed.clear();
+    m_toldAt.clear();
+    m_gaps = 0;
+    m_gapMs = 0;
     m_plan = {};
     m_plan.baseDirectory = context.basePath + u"_video"_s;
     for (int channel = 1; channel <= context.channelCount; ++channel)
@@ -166,10 +172,11 @@ void CameraSession::filmIfWanted()
 void CameraSession::end()
 {
     m_isRecording = false;
-    for (auto troubled = m_troubled.begin(); troubled != m_troubled.end(); ++troubled)
-        m_user.closeNotice(noticeId(troubled.key()));
-    m_troubled.clear();
-    if (m_wanted.isEmpty())
+    m_troubled.clear(); // what was told of them stays true, and stays to be read
+    const QStringList open = m_gapSince.keys();
+    for (const QString& mac : open)
+        closeGap(mac);
+    if (!m_registry.isRecordingSession())
         return;
     ++m_stops;
     m_registry.stopRecording([this](bool) { handleStopped(); });
@@ -182,6 +189,7 @@ void CameraSession::handleStopped()
     const std::vector<std::function<void()>> waiting = std::exchange(m_whenClosed, {});
     for (const auto& done : waiting)
         done();
+    handleChange(); // of the recording that has begun meanwhile
 }
 
 void CameraSession::whenClosed(const std::function<void()>& done)
@@ -198,7 +206,12 @@ void CameraSession::tellTrouble(const CameraStatus& camera, const QString& what)
     if (m_troubled.contains(mac))
         return;
     const QDateTime now = m_time.now();
-    m_troubled.insert(mac, now);
+    const QDateTime last = m_toldAt.value(mac);
+    const bool isTold = !last.isValid() || last.secsTo(now) >= TellAgainSeconds;
+    m_troubled.insert(mac, {now, isTold});
+    if (!isTold) // it comes and goes, and would fill the night with notices
+        return;
+    m_toldAt.insert(mac, now);
     m_user.showNotice(
         noticeId(mac), tr("Cameras"),
         tr("The camera of channel %1 (%2) does not film since %3: %4 It is tried again for as "
@@ -230,45 +243,74 @@ void CameraSession::handleScanFinished(const QString& error)
 
 void CameraSession::handleChange()
 {
-    if (!m_isRecording)
+    if (!m_isRecording || m_stops > 0) // until then the cameras film for the recording before
         return;
     const std::vector<CameraStatus> cameras = m_registry.cameras();
     for (const CameraStatus& camera : cameras) {
         const QString& mac = camera.settings.mac;
-        if (camera.isRecording)
-            m_filmed.insert(mac);
+        noteFilm(camera);
         if (!m_troubled.contains(mac) || (isEnabled(camera) && !camera.isRecording))
             continue;
-        m_troubled.remove(mac);
+        const Trouble trouble = m_troubled.take(mac);
+        if (!trouble.isTold)
+            continue;
         if (camera.isRecording)
             m_user.showNotice(noticeId(mac), tr("Cameras"),
-                              tr("The camera of channel %1 (%2) films since %3.")
+                              tr("The camera of channel %1 (%2) films since %3. It did not since %4.")
                                   .arg(QString::number(camera.settings.channel), mac,
-                                       m_time.now().toString(messageTimeFormat())),
+                                       m_time.now().toString(messageTimeFormat()),
+                                       trouble.since.toString(messageTimeFormat())),
                               tr("OK"), [] {});
         else
             m_user.closeNotice(noticeId(mac));
     }
 }
 
+/// Whether there is a film, and the gaps in it.
+void CameraSession::noteFilm(const CameraStatus& camera)
+{
+    const QString& mac = camera.settings.mac;
+    if (camera.isRecording) {
+        m_filmed.insert(mac);
+        closeGap(mac);
+    } else if (m_filmed.contains(mac) && isEnabled(camera) && !m_gapSince.contains(mac)) {
+        m_gapSince.insert(mac, m_time.now());
+    }
+}
+
+void CameraSession::closeGap(const QString& mac)
+{
+    const QDateTime since = m_gapSince.take(mac);
+    if (!since.isValid())
+        return;
+    ++m_gaps;
+    m_gapMs += since.msecsTo(m_time.now());
+}
+
 CamerasStatus CameraSession::status() const
 {
     CamerasStatus status;
+    const bool isOfLastFilm = m_isRecording && m_stops > 0; // the next has to wait for it
     const std::vector<CameraStatus> cameras = m_registry.cameras();
     for (const CameraStatus& camera : cameras) {
         status.enabled += isEnabled(camera) ? 1 : 0;
-        status.recording += isEnabled(camera) && camera.isRecording ? 1 : 0;
+        status.recording += isEnabled(camera) && camera.isRecording && !isOfLastFilm ? 1 : 0;
     }
     for (const QString& mac : m_wanted)
         if (!m_filmed.contains(mac))
             status.withoutVideo << mac;
     status.withoutVideo.sort();
+    status.gaps = m_gaps + static_cast<int>(m_gapSince.size());
+    status.gapMs = m_gapMs;
+    for (const QDateTime& since : m_gapSince)
+        status.gapMs += since.msecsTo(m_time.now());
     return status;
 }
 
 void CameraSession::report(SessionStatus& status) const
 {
     status.cameras = this->status();
+    status.losses.cameraGaps += static_cast<quint64>(status.cameras.gaps);
     status.losses.camerasWithoutVideo += static_cast<quint64>(status.cameras.withoutVideo.size());
 }
 

@@ -65,8 +65,18 @@ public:
     /// For the session controller, which this object outlives. Once.
     [[nodiscard]] std::unique_ptr<RecordingCompanion> companion();
 
+signals:
+    /// liveCamera() answers differently from now on.
+    void credentialsChanged();
+
 private:
     class Companion;
+    /// Of a camera that should film and does not.
+    struct Trouble
+    {
+        QDateTime since;
+        bool isTold = false;
+    };
 
     void begin(const RecordingContext& context);
     void filmIfWanted();
@@ -78,6 +88,8 @@ private:
     [[nodiscard]] const CameraStatus* find(const std::vector<CameraStatus>& cameras,
                                            const QString& mac) const;
     void tellTrouble(const CameraStatus& camera, const QString& what);
+    void noteFilm(const CameraStatus& camera);
+    void closeGap(const QString& mac);
     void handleError(const QString& mac, const QString& text);
     void handleScanFinished(const QString& error);
     void handleChange();
@@ -91,8 +103,12 @@ private:
     bool m_isRecording = false;
     QSet<QString> m_wanted;              ///< cameras that this recording was to film
     QSet<QString> m_filmed;              ///< those of which there is a film
-    QMap<QString, QDateTime> m_troubled; ///< cameras that the user was told of, since when
-    int m_stops = 0;                     ///< under way
+    QMap<QString, Trouble> m_troubled;   ///< by MAC address
+    QMap<QString, QDateTime> m_toldAt;   ///< when the user was last told of a camera's trouble
+    QMap<QString, QDateTime> m_gapSince; ///< cameras that have filmed and do not now
+    int m_gaps = 0;                      ///< of this recording's films, without those in m_gapSince
+    qint64 m_gapMs = 0;
+    int m_stops = 0; ///< under way
     std::vector<std::function<void()>> m_whenClosed;
     CameraManagerRegistry m_registry; ///< the last: waits for its films when it goes
 };

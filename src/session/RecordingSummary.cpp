@@ -37,6 +37,9 @@ void writeLosses(QTextStream& out, const RecordingResult& result)
         if (lost.sensorRecordsLost > 0)
             out << "Lost: " << lost.sensorRecordsLost << (lost.sensorRecordsLost == 1 ? " round" : " rounds")
                 << " of readings of the environmental sensors\n";
+        if (lost.cameraGaps > 0)
+            out << "Lost: video for " << (result.cameras.gapMs + 999) / 1000 << " s in " << lost.cameraGaps
+                << (lost.cameraGaps == 1 ? " gap\n" : " gaps\n");
         if (lost.camerasWithoutVideo > 0)
             out << "Lost: all video of " << lost.camerasWithoutVideo
                 << (lost.camerasWithoutVideo == 1 ? " camera: " : " cameras: ")

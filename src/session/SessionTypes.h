@@ -111,12 +111,13 @@ struct LossSummary
     quint64 writesReordered = 0;     ///< written, but after a younger write to the same file
     quint64 sensorRecordsLost = 0;   ///< rounds of readings that did not get into the log
     quint64 sensorLogsMissing = 0;   ///< logs of the environmental sensors that could not be opened
+    quint64 cameraGaps = 0;          ///< times that a camera that had filmed did not
     quint64 camerasWithoutVideo = 0; ///< set up to be recorded, of which there is no video at all
     [[nodiscard]] bool any() const
     {
         return framesDropped || framesUnaccounted || writesDropped || writesFailed || bytesDropped ||
                bytesFailed || flushTimeouts || failedStamps || filesNotWritten || bytesDamaged ||
-               interruptions || samplesDropped || sensorRecordsLost || sensorLogsMissing ||
+               interruptions || samplesDropped || sensorRecordsLost || sensorLogsMissing || cameraGaps ||
                camerasWithoutVideo;
     }
 };
@@ -163,6 +164,8 @@ struct CamerasStatus
 {
     int enabled = 0;
     int recording = 0;        ///< video flows into a file
+    int gaps = 0;             ///< times that a camera that had filmed did not; an open one counts
+    qint64 gapMs = 0;         ///< their length, of all cameras together
     QStringList withoutVideo; ///< MAC addresses of those of which this recording has no video so far
 };
 

@@ -191,6 +191,12 @@ TEST_F(CameraSessionTest, EnabledCamerasFilmFromTheStartToTheStop)
 
     tellFilming(Mac1, true);
     ASSERT_TRUE(SessionHarness::waitUntil([&] { return cameras->status().recording == 1; }));
+    // What it misses meanwhile is lost, even though it films again.
+    tellFilming(Mac1, false);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return cameras->status().recording == 0; }));
+    harness.time.advance(1500);
+    tellFilming(Mac1, true);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return cameras->status().recording == 1; }));
     ASSERT_TRUE(harness.stopAndWaitIdle());
     ASSERT_TRUE(SessionHarness::waitUntil([&] { return book->stops == 1; }));
     const SessionStatus status = harness.session->status();
@@ -199,6 +205,7 @@ TEST_F(CameraSessionTest, EnabledCamerasFilmFromTheStartToTheStop)
     const QString summary = harness.session->lastSummary();
     EXPECT_TRUE(summary.contains(u"Cameras: 1 of 2 filming at the end\n"_s)) << qPrintable(summary);
     EXPECT_TRUE(summary.contains(u"Lost: all video of 1 camera: "_s + Mac2)) << qPrintable(summary);
+    EXPECT_TRUE(summary.contains(u"Lost: video for 2 s in 1 gap\n"_s)) << qPrintable(summary);
 }
 
 TEST_F(CameraSessionTest, ARecordingBeginsWhileTheFilmsOfTheLastAreBeingClosed)
