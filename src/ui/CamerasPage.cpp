@@ -48,6 +48,11 @@ CamerasPage::CamerasPage(CameraSession* cameras, TimeSource* time, QWidget* pare
     connect(&m_cameras->registry(), &CameraManagerRegistry::camerasChanged, this, &CamerasPage::showCameras);
     connect(&m_cameras->registry(), &CameraManagerRegistry::scanStarted, this, &CamerasPage::showCameras);
     connect(&m_cameras->registry(), &CameraManagerRegistry::scanFinished, this, &CamerasPage::showCameras);
+    connect(m_cameras, &CameraSession::credentialsChanged, this, [this] {
+        for (auto& [mac, tile] : m_tiles)
+            if (tile.isWanted)
+                startStream(mac, tile);
+    });
     connect(m_rescan, &QPushButton::clicked, this, [this] { m_cameras->registry().rescan(); });
     showCameras();
 }

@@ -325,7 +325,7 @@ void MainWindow::handleRecordingEnded(EndReason reason)
     if (reason == EndReason::CouldNotStart || m_controller.lastSummary().isEmpty())
         return;
     // The name is used up: the next recording must not replace this one.
-    m_setup->setBasePath({});
+    m_dialog->forgetRecording();
     m_recording->setReport(m_controller.lastSummary());
 }
 

@@ -10,6 +10,7 @@
 #include <QStackedWidget>
 #include <QTableView>
 #include <QVBoxLayout>
+#include <utility>
 
 namespace vt {
 
@@ -23,7 +24,9 @@ void MarkerModel::setMarkers(const std::vector<MarkerFile::Marker>& markers)
 {
     const int before = rowCount();
     const int after = static_cast<int>(markers.size());
-    if (after < before) {
+    const bool isSameRecording =
+        before == 0 || (after >= before && m_markers.front().when == markers.front().when);
+    if (!isSameRecording) {
         beginResetModel();
         m_markers = markers;
         endResetModel();
@@ -31,11 +34,16 @@ void MarkerModel::setMarkers(const std::vector<MarkerFile::Marker>& markers)
     }
     if (after > before)
         beginInsertRows({}, before, after - 1);
+    // Only what is different: a view puts the old text back into an open editor of a row that has changed.
+    QList<int> changed;
+    for (int row = 0; row < before; ++row)
+        if (m_markers[static_cast<std::size_t>(row)].label != markers[static_cast<std::size_t>(row)].label)
+            changed << row;
     m_markers = markers;
     if (after > before)
         endInsertRows();
-    if (before > 0)
-        emit dataChanged(index(0, 0), index(before - 1, ColumnCount - 1));
+    for (const int row : std::as_const(changed))
+        emit dataChanged(index(row, 0), index(row, ColumnCount - 1));
 }
 
 int MarkerModel::rowCount(const QModelIndex& parent) const

@@ -347,6 +347,12 @@ void SetupPanel::setBasePath(const QString& basePath)
     emit setupChanged();
 }
 
+void SetupPanel::forgetRecording()
+{
+    m_carried.frameLimit = 0;
+    setBasePath({});
+}
+
 void SetupPanel::showBasePath()
 {
     const QFileInfo info(m_basePath);

@@ -57,6 +57,8 @@ public:
     /// next recording would replace the last one.
     void setSuggestedPath(const QString& basePath);
     void setBasePath(const QString& basePath);
+    /// No name any more, and no end after so many frames.
+    void forgetRecording();
     [[nodiscard]] QString basePath() const { return m_basePath; }
 
     /// While a recording runs nothing can be changed.

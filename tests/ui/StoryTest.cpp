@@ -5,6 +5,7 @@
 #include "ui/LiveTraces.h"
 #include "ui/RecordingPages.h"
 #include "ui/SetupPanel.h"
+#include "ui/setup/SetupDialog.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -14,6 +15,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QPointer>
 #include <QTest>
 #include <gtest/gtest.h>
 
@@ -131,4 +133,36 @@ TEST_F(Story, EveryPageOpensByItsKeyAndTheSheetNamesThem)
         texts << label->text();
     EXPECT_TRUE(texts.contains(u"F1"_s));
     EXPECT_TRUE(texts.contains(u"Ctrl+Shift+R"_s));
+}
+
+// The dialog may stay open over a whole recording. What it remembers must not bring the used name back: the
+// next start would empty the recording's files.
+TEST_F(Story, ANameThatWasUsedUpStaysForgottenWhateverTheDialogRemembers)
+{
+    ASSERT_TRUE(h.startRecording());
+    h.window.setupDialog()->openAt(SetupDialog::Video);
+    ASSERT_EQ(h.deliver(30), 30);
+    h.session.stop(EndReason::UserStop);
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.session.state() == SessionState::Idle; }));
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.window.setupPanel()->basePath().isEmpty(); }));
+    EXPECT_FALSE(h.window.setupDialog()->hasChanges());
+    h.window.setupDialog()->reject();
+    EXPECT_FALSE(h.window.setupDialog()->isVisible());
+    EXPECT_EQ(h.window.setupPanel()->basePath(), QString());
+}
+
+// The unit's button may be pressed while a label is being typed.
+TEST_F(Story, AMarkerThatComesMeanwhileLeavesTheLabelThatIsTypedAlone)
+{
+    ASSERT_TRUE(h.startRecording());
+    ASSERT_EQ(h.session.addMarker(u"Push button"_s), 1);
+    key(Qt::Key_M, Qt::ControlModifier);
+    const QPointer<QLineEdit> editor = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+    ASSERT_FALSE(editor.isNull());
+    QTest::keyClicks(editor, u"dos"_s);
+    ASSERT_EQ(h.session.addMarker(u"Push button"_s), 2);
+    ASSERT_FALSE(editor.isNull());
+    QTest::keyClicks(editor, u"ed"_s);
+    QTest::keyClick(editor, Qt::Key_Return);
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return h.session.markers()[0].label == u"dosed"_s; }));
 }

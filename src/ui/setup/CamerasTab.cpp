@@ -257,15 +257,16 @@ void CamerasTab::setLocked(bool isLocked)
     showDetails();
 }
 
-void CamerasTab::showSettings(const VideoSettings& settings)
+QString CamerasTab::showSettings(const VideoSettings& settings)
 {
-    const QString problem = m_draft.setSettings(settings);
+    QString problem = m_draft.setSettings(settings);
     m_refusal->setText(problem);
     m_refusal->setVisible(!problem.isEmpty());
     m_filling = true;
     m_segment->setValue(settings.segmentMinutes);
     m_filling = false;
     showTable();
+    return problem;
 }
 
 void CamerasTab::commit()

@@ -50,7 +50,8 @@ public:
 
     /// Settings of cameras that are not there are kept.
     [[nodiscard]] const VideoSettings& settings() const { return m_draft.settings(); }
-    void showSettings(const VideoSettings& settings);
+    /// Returns what of it contradicts itself and was left out, in words for the user; empty: nothing.
+    QString showSettings(const VideoSettings& settings);
     void commit();
 
     void showScanStarted();

@@ -158,7 +158,8 @@ void SetupDialog::showParts()
     m_stimulation->showSettings(setup.vexio, setup.dio);
     m_sensors->setLabels(setup.envSensorLabels);
     if (setup.video)
-        m_cameras->showSettings(*setup.video);
+        if (const QString problem = m_cameras->showSettings(*setup.video); !problem.isEmpty())
+            m_user.notify(Severity::Warning, tr("Cameras"), problem);
 }
 
 void SetupDialog::carryParts()
@@ -234,6 +235,13 @@ void SetupDialog::commit()
     m_sensors->commit();
     m_cameras->commit();
     keep();
+}
+
+void SetupDialog::forgetRecording()
+{
+    m_setup->forgetRecording();
+    m_kept.setup.basePath.clear();
+    m_kept.setup.frameLimit = 0;
 }
 
 void SetupDialog::reject()

@@ -52,6 +52,8 @@ public:
     /// elsewhere than here.
     void commit();
     [[nodiscard]] bool hasChanges() const;
+    /// A recording was made: its name is used up and its length over, also for a later Cancel.
+    void forgetRecording();
 
     /// Escape and "Cancel": asks before changes are lost.
     void reject() override;
