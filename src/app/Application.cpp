@@ -5,6 +5,7 @@
 #include "app/CommandLineSetup.h"
 #include "app/ConsoleInteraction.h"
 #include "app/DriverSetup.h"
+#include "app/ExistingRecording.h"
 #include "app/HeadlessRunner.h"
 #include "app/Safeguards.h"
 #include "app/SensorPorts.h"
@@ -12,6 +13,7 @@
 #include "base/TimeSource.h"
 #include "daqmx/KeepAlive.h"
 #include "platform/TerminationSignals.h"
+#include "recording/SegmentPaths.h"
 #include "session/AppSettings.h"
 #include "session/CameraSession.h"
 #include "session/EnvironmentSession.h"
@@ -180,10 +182,24 @@ void connectWindow(MainWindow& window, SessionController& session, WindowInterac
     });
 }
 
-void applyCommandLine(MainWindow& window, const CommandLine& line)
+/// A name that nobody was asked about replaces nothing.
+void keepExisting(RecordingSetup& setup, UserInteraction& user)
+{
+    const QString base = stripRecordingExtension(setup.basePath);
+    if (base.isEmpty() || !holdsRecording(base))
+        return;
+    setup.basePath = freeNumberedName(base);
+    user.notify(Severity::Information, u"Output"_s,
+                setup.basePath.isEmpty()
+                    ? u"%1 holds a recording, and so do all numbered names after it."_s.arg(base)
+                    : u"%1 holds a recording, which is kept. Recording to: %2"_s.arg(base, setup.basePath));
+}
+
+void applyCommandLine(MainWindow& window, UserInteraction& user, const CommandLine& line)
 {
     RecordingSetup setup = window.setupPanel()->setupToSave();
     applyExplicitOptions(line, setup);
+    keepExisting(setup, user);
     window.setupPanel()->setSetup(setup);
     window.setupFileActions()->acceptPanel();
     // What was given on the command line goes before what the file says. Of that a setup file holds the
@@ -270,7 +286,7 @@ int runWindow()
                       {&surroundings.sensors, &surroundings.cameras, &services.time()});
     connectWindow(window, session, user, termination);
     connectStimulationTab(*window.setupDialog()->stimulationTab(), session);
-    applyCommandLine(window, line);
+    applyCommandLine(window, user, line);
     window.show();
     surroundings.sensors.rescan();
     safeguards.tellUnclosed(user);

@@ -4,8 +4,8 @@
 #include "acquisition/AcquisitionFrame.h"
 #include "app/CommandLineSetup.h"
 #include "app/ConsoleInteraction.h"
+#include "app/ExistingRecording.h"
 #include "base/TimeSource.h"
-#include "recording/RawFileReader.h"
 #include "recording/SegmentPaths.h"
 #include "session/CameraSession.h"
 #include "session/EnvironmentSession.h"
@@ -14,7 +14,6 @@
 #include "session/SetupCheck.h"
 
 #include <QDebug>
-#include <QFileInfo>
 #include <algorithm>
 #include <utility>
 
@@ -28,30 +27,6 @@ constexpr int progressIntervalMs = 2000;
 constexpr int selectionTimeoutMs = 60000;
 constexpr int sensorTimeoutMs = 5000; ///< a sensor says within half a second who it is
 const auto endedTooEarly = u"Ended before the recording began."_s;
-
-/// A raw file with samples in it, of either kind of animal: the other files have the same names for both. One
-/// that cannot be read may hold anything.
-bool holdsRecording(const QString& base)
-{
-    const auto holds = [&base](int animalType) {
-        const QString path = segmentPaths(base, animalType).raw;
-        if (QFileInfo(path).size() == 0) // also when there is none
-            return false;
-        RawFileReader reader;
-        return !reader.open(path) || reader.frameCount() > 0;
-    };
-    return holds(AnimalMouse) || holds(AnimalRat);
-}
-
-/// "base (1)" to "base (99)", the first without a recording; empty when there is none.
-QString freeNumberedName(const QString& base)
-{
-    constexpr int last = 99;
-    for (int number = 1; number <= last; ++number)
-        if (QString name = u"%1 (%2)"_s.arg(base).arg(number); !holdsRecording(name))
-            return name;
-    return {};
-}
 
 /// "  sensors 1 of 2  cameras 3 of 3": only what is set up.
 QString surroundingsText(const SessionStatus& status)

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/ExistingRecording.h"
+
+#include "acquisition/AcquisitionFrame.h"
+#include "recording/RawFileReader.h"
+#include "recording/SegmentPaths.h"
+
+#include <QFileInfo>
+
+namespace vt {
+
+using namespace Qt::StringLiterals;
+
+bool holdsRecording(const QString& base)
+{
+    const auto holds = [&base](int animalType) {
+        const QString path = segmentPaths(base, animalType).raw;
+        if (QFileInfo(path).size() == 0) // also when there is none
+            return false;
+        RawFileReader reader;
+        return !reader.open(path) || reader.frameCount() > 0;
+    };
+    return holds(AnimalMouse) || holds(AnimalRat);
+}
+
+QString freeNumberedName(const QString& base)
+{
+    constexpr int last = 99;
+    for (int number = 1; number <= last; ++number)
+        if (QString name = u"%1 (%2)"_s.arg(base).arg(number); !holdsRecording(name))
+            return name;
+    return {};
+}
+
+} // namespace vt
