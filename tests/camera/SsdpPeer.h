@@ -4,8 +4,8 @@
 #include <QByteArrayList>
 #include <QHostAddress>
 #include <QNetworkDatagram>
-#include <QNetworkProxy>
 #include <QNetworkInterface>
+#include <QNetworkProxy>
 #include <QUdpSocket>
 
 namespace vt::test {

@@ -330,7 +330,6 @@ TEST_F(VexioTest, AStopThatFailedIsRepeatedAndToldOnce)
     time.advance(1);
     EXPECT_EQ(traffic(), written("04+ 03"));
     EXPECT_EQ(unstopped.count(), 0) << "nothing to tell";
-
     setSilent(true);
     vexio->stopStimulation(0x06);
     time.advance(100 + 200 + 400 + 800 + 1599);
@@ -350,7 +349,6 @@ TEST_F(VexioTest, AStopThatFailedIsRepeatedAndToldOnce)
     EXPECT_THAT(traffic(), testing::HasSubstr(written("04+ 04"))) << "it answers again";
     EXPECT_EQ(told(), 0);
     EXPECT_EQ(unstopped.count(), 3);
-
     unit.failFunction("WriteDigitalU32");
     vexio->stopStimulation(0x01);
     EXPECT_EQ(told(), 0x01) << "the bus has failed, at once";
