@@ -326,14 +326,11 @@ TEST_F(HardwareUnitsTest, BuildInformationIsFreshOrFromTheCache)
 }
 
 // A pipe that nobody writes to is a disk that does not answer.
+#ifdef __unix__ // pipes in the file system
 TEST_F(HardwareUnitsTest, BuildInformationOnADiskThatHangsHoldsNothingUp)
 {
     const QString pipe = folder.filePath(u"builds.json"_qs);
-#ifdef __unix__
     ASSERT_EQ(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-#else
-    GTEST_SKIP() << "no pipes in the file system";
-#endif
     info->setBuildInfoCachePath(pipe);
     QSignalSpy available(info.get(), &DAQInfo::buildInfoAvailable);
     ASSERT_TRUE(select(u"Dev1"_qs));
@@ -346,6 +343,7 @@ TEST_F(HardwareUnitsTest, BuildInformationOnADiskThatHangsHoldsNothingUp)
     writer.close();
     EXPECT_TRUE(available.count() == 1 || available.wait());
 }
+#endif
 
 TEST_F(HardwareUnitsTest, LightThatFailsKeepsItsState)
 {

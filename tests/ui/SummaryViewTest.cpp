@@ -103,12 +103,11 @@ TEST_F(SummaryViewTest, HiddenItDrawsNothingAndCatchesUpWhenShown)
     PaintCounter painted(m_view);
     append(4, false);
     m_view.refresh(m_history);
-    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents();
     EXPECT_EQ(painted.count, 0);
     EXPECT_EQ(cell(1, SleepModel::PercentSleep), u"–"_s);
     show();
-    QCoreApplication::processEvents();
-    EXPECT_GT(painted.count, 0);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return painted.count > 0; }));
     EXPECT_EQ(cell(1, SleepModel::PercentSleep), u"75.0 %"_s);
     EXPECT_EQ(cell(1, SleepModel::Bouts), u"2"_s);
     EXPECT_TRUE(showsText(u"Asleep now: 1 of 2"_s));
