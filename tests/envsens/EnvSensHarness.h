@@ -57,7 +57,7 @@ public:
 
     [[nodiscard]] QList<SerialPortFacts> ports() const override
     {
-        if (QThread::currentThread() != qApp->thread())
+        if (QThread::currentThread() != QCoreApplication::instance()->thread())
             holdUp();
         QList<SerialPortFacts> facts = extra;
         QString error;
