@@ -170,8 +170,8 @@ void HistogramPlot::drawThreshold(QPainter& painter, const QRect& plot) const
     const auto draw = [&](const QRect& rect, Qt::AlignmentFlag side, const QColor& color, const QString& name,
                           double percent) {
         painter.setPen(color);
-        painter.drawText(rect, side | Qt::AlignTop, name);
-        painter.drawText(rect.adjusted(0, metrics.height(), 0, 0), side | Qt::AlignTop,
+        painter.drawText(rect, static_cast<int>(side | Qt::AlignTop), name);
+        painter.drawText(rect.adjusted(0, metrics.height(), 0, 0), static_cast<int>(side | Qt::AlignTop),
                          isKnown ? percentText(percent) : dash);
     };
     draw(QRect(top.left(), 0, x - top.left() - spacing::Small, top.height()), Qt::AlignRight, theme.awake,
