@@ -63,6 +63,11 @@ public:
             MutexLock lock(m_mutex);
             m_steps.push_back(std::move(step));
         }
+#ifdef __SANITIZE_THREAD__
+        // Qt grows a thread's list of events under a lock that ThreadSanitizer cannot see.
+        static Mutex sharedList;
+        const MutexLock lock(sharedList);
+#endif
         QCoreApplication::postEvent(this, wake.release());
     }
 
