@@ -31,9 +31,16 @@ add_library(vt_engine_flags INTERFACE)
 target_link_libraries(vt_engine_flags INTERFACE vt_flags)
 target_compile_options(vt_engine_flags INTERFACE -Wconversion)
 
+include(cmake/PrecompiledHeaders.cmake)
+
 function(vellumtide_library name)
   add_library(vt_${name} STATIC ${ARGN})
   target_link_libraries(vt_${name} PUBLIC vt_flags PRIVATE vt_engine_flags)
+  if(name MATCHES "^(ui|app)$")
+    vellumtide_precompiled(vt_${name} window)
+  else()
+    vellumtide_precompiled(vt_${name} engine)
+  endif()
 endfunction()
 
 # A test that finds no ground to run on prints "Not run: " and why, and ctest shows it as skipped.
@@ -47,6 +54,7 @@ function(vellumtide_test name)
   target_link_libraries(vt_${name}_test PRIVATE vt_flags vt_testsupport ${ARG_LIBRARIES})
   target_compile_definitions(vt_${name}_test PRIVATE
     VELLUMTIDE_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data")
+  vellumtide_precompiled(vt_${name}_test tests)
   include(GoogleTest)
   gtest_discover_tests(vt_${name}_test DISCOVERY_MODE PRE_TEST
     PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 600 SKIP_REGULAR_EXPRESSION "Not run: ")

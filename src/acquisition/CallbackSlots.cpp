@@ -16,7 +16,7 @@ static_assert(sizeof(void*) == 8, "callbackData carries a slot and a 48-bit gene
 
 using SlotTable = std::array<CallbackSlot, std::size_t{1} << SlotBits>;
 
-SlotTable& slots()
+SlotTable& slotTable()
 {
     static NeverDestroyed<SlotTable> table;
     return table.get();
@@ -26,7 +26,7 @@ SlotTable& slots()
 
 CallbackSlot* takeCallbackSlot(AcquisitionCore* core)
 {
-    for (CallbackSlot& slot : slots()) {
+    for (CallbackSlot& slot : slotTable()) {
         if (slot.taken.exchange(true))
             continue;
         slot.core = core;
@@ -49,7 +49,7 @@ std::uint64_t nextGeneration()
 
 void* encodeTicket(const CallbackTicket& ticket)
 {
-    const auto index = static_cast<std::uintptr_t>(ticket.slot - slots().data());
+    const auto index = static_cast<std::uintptr_t>(ticket.slot - slotTable().data());
     // Only carried through the driver and taken apart again, never followed.
     return std::bit_cast<void*>((static_cast<std::uintptr_t>(ticket.generation) << SlotBits) | index);
 }
@@ -57,7 +57,7 @@ void* encodeTicket(const CallbackTicket& ticket)
 CallbackTicket decodeTicket(void* callbackData)
 {
     const auto value = std::bit_cast<std::uintptr_t>(callbackData);
-    return {&slots()[value & SlotMask], static_cast<std::uint64_t>(value >> SlotBits)};
+    return {&slotTable()[value & SlotMask], static_cast<std::uint64_t>(value >> SlotBits)};
 }
 
 } // namespace vt
