@@ -6,12 +6,11 @@
 
 namespace vt {
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
-const QString LabelGroup = u"EnvSensorLabels"_s;
-const QString EnabledGroup = u"EnvSensorEnabled"_s;
+// No objects: a sensor's thread that the system holds up may come here when those are gone already.
+constexpr QLatin1StringView LabelGroup("EnvSensorLabels");
+constexpr QLatin1StringView EnabledGroup("EnvSensorEnabled");
 
 } // namespace
 
@@ -37,7 +36,8 @@ void StoredEnvSensorSettings::setEnabled(const QString& serialNumber, bool enabl
     setValue(EnabledGroup, serialNumber, enabled);
 }
 
-QVariant StoredEnvSensorSettings::value(const QString& group, const QString& key, const QVariant& otherwise)
+QVariant StoredEnvSensorSettings::value(QLatin1StringView group, const QString& key,
+                                        const QVariant& otherwise)
 {
     const MutexLock lock(m_mutex);
     const std::unique_ptr<QSettings> store = m_openStore();
@@ -45,7 +45,7 @@ QVariant StoredEnvSensorSettings::value(const QString& group, const QString& key
     return store->value(key, otherwise);
 }
 
-void StoredEnvSensorSettings::setValue(const QString& group, const QString& key, const QVariant& newValue)
+void StoredEnvSensorSettings::setValue(QLatin1StringView group, const QString& key, const QVariant& newValue)
 {
     const MutexLock lock(m_mutex);
     const std::unique_ptr<QSettings> store = m_openStore();

@@ -40,8 +40,8 @@ public:
     void setEnabled(const QString& serialNumber, bool enabled) override;
 
 private:
-    [[nodiscard]] QVariant value(const QString& group, const QString& key, const QVariant& otherwise);
-    void setValue(const QString& group, const QString& key, const QVariant& newValue);
+    [[nodiscard]] QVariant value(QLatin1StringView group, const QString& key, const QVariant& otherwise);
+    void setValue(QLatin1StringView group, const QString& key, const QVariant& newValue);
 
     const OpenStore m_openStore;
     Mutex m_mutex;

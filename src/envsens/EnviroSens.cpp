@@ -8,6 +8,7 @@
 #include <QDebug>
 #include <QThread>
 #include <algorithm>
+#include <utility>
 
 namespace vt {
 
@@ -19,9 +20,9 @@ constexpr int SampleWaitMs = 1000;
 
 } // namespace
 
-EnviroSens::EnviroSens(TimeSource& time, const SerialPortList& ports, EnvSensorSettings& settings,
-                       const QString& portSerial)
-    : m_time(time), m_ports(ports), m_settings(settings), m_portSerial(portSerial)
+EnviroSens::EnviroSens(TimeSource& time, const SerialPortList& ports,
+                       std::shared_ptr<EnvSensorSettings> settings, const QString& portSerial)
+    : m_time(time), m_ports(ports), m_settings(std::move(settings)), m_portSerial(portSerial)
 {
     qRegisterMetaType<EnvSample>();
     m_buffer.reserve(EnvProtocol::ReplyLimitBytes);
@@ -97,14 +98,14 @@ void EnviroSens::applyEnabled(bool enabled)
 void EnviroSens::storeSettings()
 {
     const QString serial = serialNumber();
-    m_settings.setLabel(serial, label());
-    m_settings.setEnabled(serial, isEnabled());
+    m_settings->setLabel(serial, label());
+    m_settings->setEnabled(serial, isEnabled());
 }
 
 void EnviroSens::setLabel(const QString& label)
 {
     applyLabel(label);
-    m_settings.setLabel(serialNumber(), label);
+    m_settings->setLabel(serialNumber(), label);
 }
 
 void EnviroSens::handleLabelChanged(const QString& label)
@@ -117,7 +118,7 @@ void EnviroSens::handleDeviceSelectionChange(Qt::CheckState state)
     if (state == Qt::PartiallyChecked)
         return;
     applyEnabled(state == Qt::Checked);
-    m_settings.setEnabled(serialNumber(), state == Qt::Checked);
+    m_settings->setEnabled(serialNumber(), state == Qt::Checked);
 }
 
 void EnviroSens::setPort(const QString& port)
@@ -159,8 +160,8 @@ bool EnviroSens::identify()
     const auto identity = EnvProtocol::parseIdentification(receive(IdentifyWaitMs));
     if (!identity)
         return false;
-    const QString storedLabel = m_settings.label(identity->serialNumber);
-    const bool isEnabledInStore = m_settings.isEnabled(identity->serialNumber);
+    const QString storedLabel = m_settings->label(identity->serialNumber);
+    const bool isEnabledInStore = m_settings->isEnabled(identity->serialNumber);
     {
         const MutexLock lock(m_mutex);
         m_serialNumber = identity->serialNumber;

@@ -36,9 +36,9 @@ class EnviroSens : public QObject
 public:
     static constexpr std::size_t MaxHistory = 17280; ///< a day at one sample every 5 s
 
-    /// All three outlive the object. portSerial: of the USB device, as the list of ports shows it; empty when
-    /// that does not know.
-    EnviroSens(TimeSource& time, const SerialPortList& ports, EnvSensorSettings& settings,
+    /// time and ports outlive the object. portSerial: of the USB device, as the list of ports shows it; empty
+    /// when that does not know.
+    EnviroSens(TimeSource& time, const SerialPortList& ports, std::shared_ptr<EnvSensorSettings> settings,
                const QString& portSerial);
     ~EnviroSens() override;
 
@@ -92,7 +92,7 @@ private:
 
     TimeSource& m_time;
     const SerialPortList& m_ports;
-    EnvSensorSettings& m_settings;
+    const std::shared_ptr<EnvSensorSettings> m_settings;
     const QString m_portSerial;
 
     // The sensor's thread only.

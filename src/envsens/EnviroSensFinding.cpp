@@ -209,7 +209,7 @@ void EnviroSensManager::handleRetired(const ManagedSensor* managed)
     const SensorPointer retired = *found;
     m_retiring.erase(found);
     if (!retired->thread.wait(RetiredWaitMs)) // its last step has run
-        keepToTheEnd(retired);
+        m_keep(retired);
     if (retired->hasFailed) {
         qDebug() << "  Failed sensor thread stopped:" << retired->thread.thread();
         qDebug("  Failed sensor removed from list.");

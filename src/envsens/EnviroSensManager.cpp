@@ -4,9 +4,11 @@
 
 #include "envsens/ManagedSensor.h"
 
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QThread>
 #include <algorithm>
+#include <utility>
 
 namespace vt {
 
@@ -19,9 +21,10 @@ constexpr int FinishWaitMs = 3000; ///< more than a poll takes
 } // namespace
 
 EnviroSensManager::EnviroSensManager(TimeSource& time, const SerialPortList& ports,
-                                     EnvSensorSettings& settings, const QString& programId)
-    : m_time(time), m_ports(ports), m_settings(settings), m_programId(programId),
-      m_timer(time.createTimer(this, [this] { tick(); }))
+                                     std::shared_ptr<EnvSensorSettings> settings, Keep keep,
+                                     const QString& programId)
+    : m_time(time), m_ports(ports), m_settings(std::move(settings)), m_keep(std::move(keep)),
+      m_programId(programId), m_timer(time.createTimer(this, [this] { tick(); }))
 {
     connect(thread(), &QThread::finished, this, [this] { m_timer->stop(); });
 }
@@ -37,15 +40,14 @@ EnviroSensManager::~EnviroSensManager()
         qDebug("Cleaning up serial port (via BlockingQueuedConnection)...");
         retire(managed); // all at once; waited for below
     }
-    const qint64 deadlineMs = m_time.monotonicMs() + FinishWaitMs;
+    const QDeadlineTimer patience(FinishWaitMs);
     for (const SensorPointer& managed : m_retiring) {
-        const auto leftMs = static_cast<int>(std::max<qint64>(deadlineMs - m_time.monotonicMs(), 0));
-        if (managed->thread.wait(leftMs)) {
+        if (managed->thread.wait(static_cast<int>(patience.remainingTime()))) {
             qDebug("Serial port cleanup done.");
             continue;
         }
         qCritical().noquote() << "Env sensor" << managed->portSerial << "does not return, thread abandoned";
-        keepToTheEnd(managed);
+        m_keep(managed);
     }
 }
 

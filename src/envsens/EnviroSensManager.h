@@ -12,6 +12,7 @@
 #include <QSet>
 #include <QString>
 #include <QStringList>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -55,8 +56,13 @@ public:
     static constexpr int DefaultIntervalMs = 2000;
     static constexpr qint64 PollLimitMs = 5000;
 
-    /// The first three outlive the object. programId: text in the log's header.
-    EnviroSensManager(TimeSource& time, const SerialPortList& ports, EnvSensorSettings& settings,
+    /// Keeps what it is given for as long as the thread in it may run: for the rest of the process.
+    using Keep = std::function<void(std::shared_ptr<void>)>;
+
+    /// time and ports outlive the object, and what keep was given: sensors whose threads do not come back
+    /// from the system. programId: text in the log's header.
+    EnviroSensManager(TimeSource& time, const SerialPortList& ports,
+                      std::shared_ptr<EnvSensorSettings> settings, Keep keep,
                       const QString& programId = QStringLiteral("programID"));
     ~EnviroSensManager() override;
 
@@ -134,7 +140,8 @@ private:
 
     TimeSource& m_time;
     const SerialPortList& m_ports;
-    EnvSensorSettings& m_settings;
+    const std::shared_ptr<EnvSensorSettings> m_settings;
+    const Keep m_keep;
     const QString m_programId;
     std::vector<SensorPointer> m_sensors;
     std::vector<SensorPointer> m_retiring;

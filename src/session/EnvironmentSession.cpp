@@ -3,6 +3,7 @@
 
 #include "base/Mutex.h"
 #include "base/TimeSource.h"
+#include "daqmx/KeepAlive.h"
 #include "session/AppSettings.h"
 #include "session/SessionExtensions.h"
 #include "session/SessionTexts.h"
@@ -77,8 +78,10 @@ private:
 
 EnvironmentSession::EnvironmentSession(TimeSource& time, const SerialPortList& ports, UserInteraction& user,
                                        QObject* parent)
-    : QObject(parent), m_time(time), m_user(user), m_settings(&AppSettings::openStore),
-      m_manager(time, ports, m_settings), m_logAccess(std::make_shared<LogAccess>(m_manager.fileManager()))
+    : QObject(parent), m_time(time), m_user(user),
+      m_settings(std::make_shared<StoredEnvSensorSettings>(&AppSettings::openStore)),
+      m_manager(time, ports, m_settings, &keepAliveForever),
+      m_logAccess(std::make_shared<LogAccess>(m_manager.fileManager()))
 {
     connectManager();
 }
@@ -159,7 +162,7 @@ void EnvironmentSession::applyLabels(const QMap<QString, QString>& labels)
     m_applied.clear();
     for (auto label = labels.begin(); label != labels.end(); ++label) {
         m_applied.insert(label.key(), usableLabel(label.key(), label.value()));
-        m_settings.setLabel(label.key(), m_applied.value(label.key()));
+        m_settings->setLabel(label.key(), m_applied.value(label.key()));
     }
     m_waiting = m_applied;
     handleListReady();

@@ -86,7 +86,7 @@ private:
 
     TimeSource& m_time;
     UserInteraction& m_user;
-    StoredEnvSensorSettings m_settings;
+    const std::shared_ptr<StoredEnvSensorSettings> m_settings;
     EnviroSensManager m_manager;
     std::shared_ptr<LogAccess> m_logAccess; ///< to m_manager's file, for the session's file thread
     QMap<QString, QString> m_applied;       ///< labels of a setup

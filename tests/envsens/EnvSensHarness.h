@@ -98,9 +98,9 @@ class EnvSensHarness
 {
 public:
     explicit EnvSensHarness(int count)
-        : settings([file = folders.file("settings.ini")] {
+        : settings(std::make_shared<StoredEnvSensorSettings>([file = folders.file("settings.ini")] {
               return std::make_unique<QSettings>(file, QSettings::IniFormat);
-          }),
+          })),
           sensors(makeSimulatedEnviros(time, count))
     {
         for (const auto& sensor : sensors) {
@@ -110,7 +110,10 @@ public:
     }
     void makeManager()
     {
-        manager = std::make_unique<EnviroSensManager>(time, ports, settings);
+        manager =
+            std::make_unique<EnviroSensManager>(time, ports, settings, [this](std::shared_ptr<void> object) {
+                kept.push_back(std::move(object));
+            });
         QObject::connect(manager.get(), &EnviroSensManager::SensorListReady, [this] { ++listReady; });
         QObject::connect(manager.get(), &EnviroSensManager::newSampleReady,
                          [this](const EnvSample&, const QString& serial) { ++samples[serial]; });
@@ -147,13 +150,14 @@ public:
 
     OwnFolders folders;
     FakeTimeSource time;
-    StoredEnvSensorSettings settings;
+    std::shared_ptr<EnvSensorSettings> settings;
     std::vector<std::unique_ptr<SimulatedEnviro>> sensors;
     TestPorts ports;
     QMap<QString, int> samples;
     QStringList disconnects;
     QStringList reconnects;
     int listReady = 0;
+    std::vector<std::shared_ptr<void>> kept; ///< sensors that the manager could not wait for
     std::unique_ptr<EnviroSensManager> manager;
 };
 

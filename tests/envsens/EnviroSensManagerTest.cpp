@@ -80,8 +80,8 @@ private:
 TEST(EnviroSensManager, LogIsWrittenByteForByte)
 {
     EnvSensHarness harness(3);
-    harness.settings.setLabel(u"SIM1"_s, u"Käfig"_s);
-    harness.settings.setEnabled(u"SIM3"_s, false);
+    harness.settings->setLabel(u"SIM1"_s, u"Käfig"_s);
+    harness.settings->setEnabled(u"SIM3"_s, false);
     harness.makeManager();
     ASSERT_TRUE(harness.find());
     const QString path = harness.folders.file("night.Env");
@@ -126,15 +126,15 @@ TEST(EnviroSensManager, LogIsWrittenByteForByte)
     EXPECT_EQ(counts.recordsWritten, 6U);
     // What was changed is remembered.
     harness.manager.reset();
-    EXPECT_EQ(harness.settings.label(u"SIM2"_s), u"rack"_s);
-    EXPECT_FALSE(harness.settings.isEnabled(u"SIM3"_s));
+    EXPECT_EQ(harness.settings->label(u"SIM2"_s), u"rack"_s);
+    EXPECT_FALSE(harness.settings->isEnabled(u"SIM3"_s));
 }
 
 // A sensor that is enabled while a round is under way joins that round, one that is disabled leaves it.
 TEST(EnviroSensManager, SelectionInMidRoundLosesNoReading)
 {
     EnvSensHarness harness(3);
-    harness.settings.setEnabled(u"SIM3"_s, false);
+    harness.settings->setEnabled(u"SIM3"_s, false);
     harness.makeManager();
     ASSERT_TRUE(harness.find());
     ASSERT_TRUE(harness.manager->fileManager().openFile(harness.folders.file("a.Env"), true));
@@ -270,6 +270,35 @@ TEST(EnviroSensManager, FindsWhatIsThereOnceAndNobodyElses)
     EXPECT_THAT(harness.listed(), ElementsAre(u"SIM2"_s, u"SIM3"_s, u"SIM1"_s));
     harness.manager.reset();
     EXPECT_FALSE(vt::platform::claimHolder(u"SIM3"_s).has_value());
+}
+
+// The system does not give a sensor's thread back while the manager ends. What that thread does when it comes
+// back, it does with what is still there, and nobody hears of it.
+TEST(EnviroSensManager, AThreadThatHangsIsKeptWithAllThatItUses)
+{
+    const vt::test::LogCapture log;
+    EnvSensHarness harness(1);
+    harness.makeManager();
+    ASSERT_TRUE(harness.find());
+    harness.manager->startCollection();
+    ASSERT_TRUE(harness.tick({u"SIM1"_s}));
+    harness.sensors[0]->unplug();
+    ASSERT_TRUE(waitFor([&] { return harness.disconnects.size() == 1; }));
+    harness.ports.setHeld(true);
+    harness.time.advance(2000);
+    ASSERT_TRUE(waitFor([&] { return harness.ports.isSomeoneHeld(); }));
+    harness.manager->setSensorLabel(u"SIM1"_s, u"late"_s);
+    harness.manager.reset();
+    EXPECT_TRUE(log.has(u"Env sensor SIM1 does not return, thread abandoned"_s));
+    ASSERT_EQ(harness.kept.size(), 1U);
+    harness.settings.reset(); // all that is left of it is the sensor's
+    harness.ports.setHeld(false);
+    harness.kept.clear(); // waits for the thread
+    EXPECT_EQ(harness.samples.value(u"SIM1"_s), 1);
+    EXPECT_EQ(QSettings(harness.folders.file("settings.ini"), QSettings::IniFormat)
+                  .value(u"EnvSensorLabels/SIM1"_s),
+              u"late"_s);
+    EXPECT_FALSE(vt::platform::claimHolder(u"SIM1"_s).has_value());
 }
 
 // One sensor's thread does not come back. The others' rounds go on without it, at one poll each, and the

@@ -47,7 +47,7 @@ protected:
 
 TEST_F(EnviroSensTest, EachPollGivesASampleWhateverTheDeviceSays)
 {
-    harness.settings.setLabel(u"SIM1"_s, u"rack 3"_s);
+    harness.settings->setLabel(u"SIM1"_s, u"rack 3"_s);
     ASSERT_EQ(open(), 0);
     EXPECT_EQ(sensor.label(), "rack 3"_L1);
     EXPECT_EQ(sensor.firmwareMajor(), 2);
@@ -83,7 +83,7 @@ TEST_F(EnviroSensTest, EachPollGivesASampleWhateverTheDeviceSays)
     const qsizetype before = polled.size();
     sensor.getNewSample();
     EXPECT_EQ(polled.size(), before) << "a disabled sensor is silent";
-    EXPECT_FALSE(harness.settings.isEnabled(u"SIM1"_s));
+    EXPECT_FALSE(harness.settings->isEnabled(u"SIM1"_s));
     EXPECT_TRUE(disconnected.isEmpty()) << "a device that answers nonsense is still there";
 
     const vt::test::LogCapture log;

@@ -4,6 +4,7 @@
 #include "EnvSensHarness.h"
 #include "LogCapture.h"
 #include "SessionHarness.h"
+#include "daqmx/KeepAlive.h"
 #include "session/AppSettings.h"
 #include "session/SessionExtensions.h"
 
@@ -158,6 +159,28 @@ protected:
 };
 
 } // namespace
+
+// Whoever owns clock and ports asks whether something still uses them.
+TEST_F(EnvironmentSessionTest, ASensorThatHangsAtTheEndIsKeptWithItsSettings)
+{
+    ASSERT_TRUE(findBoth());
+    ASSERT_TRUE(harness.beginRecording());
+    ASSERT_TRUE(tick());
+    simulated[0]->unplug();
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return shown(u"SIM1"_s) == 1; }));
+    ports.setHeld(true);
+    ASSERT_TRUE(tick({u"SIM2"_s}));
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return ports.isSomeoneHeld(); }));
+    sensors->setLabel(u"SIM1"_s, u"late"_s);
+    harness.session.reset();
+    ASSERT_FALSE(isAnythingKeptAlive());
+    sensors.reset();
+    EXPECT_TRUE(isAnythingKeptAlive());
+    ports.setHeld(false);
+    EXPECT_TRUE(SessionHarness::waitUntil(
+        [] { return AppSettings::openStore()->contains(u"EnvSensorEnabled/SIM1"_s); }));
+    EXPECT_EQ(AppSettings::openStore()->value(u"EnvSensorLabels/SIM1"_s), u"late"_s);
+}
 
 TEST_F(EnvironmentSessionTest, FiftyUnplugsDuringARecordingAreToldOnceEachWay)
 {
