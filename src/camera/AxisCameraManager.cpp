@@ -33,6 +33,7 @@ AxisCameraManager::AxisCameraManager(TimeSource& time, std::unique_ptr<CameraRec
             &CameraManager::recordingStatusChanged);
     connect(m_recorder.get(), &CameraRecorder::persistentRetryAttempt, this,
             &CameraManager::persistentRetryAttempt);
+    connect(m_recorder.get(), &CameraRecorder::filmCutOff, this, &CameraManager::filmCutOff);
 }
 
 AxisCameraManager::~AxisCameraManager()

@@ -444,6 +444,8 @@ void AxisRecordingManager::endPatienceOver(const EntryPtr& entry)
         entry->ending = Entry::Ending::Killed;
         entry->endTimer->start(KillPatienceMs, TimerMode::SingleShot);
         entry->process->kill();
+        if (entry->recording)
+            emit filmCutOff(entry->stream.mac);
         return;
     }
     qCritical().noquote() << "AxisRecordingManager: FFmpeg for" << entry->stream.mac

@@ -61,6 +61,7 @@ signals:
     void recordingError(QString macAddress, QString text);
     void recordingStatusChanged(QString macAddress, bool isRecording);
     void persistentRetryAttempt(QString macAddress, int attemptNumber);
+    void filmCutOff(QString macAddress); ///< see CameraRecorder
 };
 
 } // namespace vt

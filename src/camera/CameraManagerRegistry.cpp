@@ -15,6 +15,11 @@ namespace vt {
 /// The cameras' thread and what lives there.
 struct CameraManagerRegistry::Worker
 {
+    Worker() = default;
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+    ~Worker() { thread.wait(); }
+
     QThread thread;
     Inbox inbox;
     std::unique_ptr<CameraManager> manager; ///< built, used and destroyed on the thread
@@ -33,7 +38,8 @@ struct CameraManagerRegistry::Worker
     }
 };
 
-CameraManagerRegistry::CameraManagerRegistry(TimeSource& time, ManagerFactory factory)
+CameraManagerRegistry::CameraManagerRegistry(TimeSource& time, ManagerFactory factory, Keep keep,
+                                             int endLimitMs)
     : m_time(time),
       m_scanTimer(time.createTimer(&m_inbox,
                                    [this] {
@@ -41,7 +47,7 @@ CameraManagerRegistry::CameraManagerRegistry(TimeSource& time, ManagerFactory fa
                                        rescan();
                                    })),
       m_stopLimit(time.createTimer(&m_inbox, [this] { handleStopped(m_stopNumber, false); })),
-      m_worker(std::make_unique<Worker>())
+      m_keep(std::move(keep)), m_endLimitMs(endLimitMs), m_worker(std::make_shared<Worker>())
 {
     startWorker(std::move(factory));
 }
@@ -51,17 +57,18 @@ void CameraManagerRegistry::startWorker(ManagerFactory factory)
     m_worker->thread.setObjectName(QStringLiteral("cameras"));
     m_worker->inbox.moveToThread(&m_worker->thread);
     m_worker->inbox.post(&CrashHandler::prepareThread);
-    m_worker->inbox.post([this, worker = m_worker.get(), factory = std::move(factory)] {
-        worker->manager = factory();
-        listen(*worker->manager);
-    });
+    m_worker->inbox.post(
+        [this, worker = m_worker.get(), factory = std::move(factory), answers = m_inbox.address()] {
+            worker->manager = factory();
+            listen(*worker->manager, answers);
+        });
     m_worker->thread.start();
 }
 
 CameraManagerRegistry::~CameraManagerRegistry()
 {
     const auto hasEnded = [this] {
-        return m_worker->thread.wait(StopLimitMs) && m_worker->hasEnded.load(std::memory_order_acquire);
+        return m_worker->thread.wait(m_endLimitMs) && m_worker->hasEnded.load(std::memory_order_acquire);
     };
     m_worker->end();
     if (hasEnded())
@@ -71,16 +78,14 @@ CameraManagerRegistry::~CameraManagerRegistry()
     if (hasEnded())
         return;
     qCritical() << "CameraManagerRegistry: The cameras' thread does not end; it is left behind";
-    (void)m_worker.release();
+    m_keep(m_worker);
 }
 
-void CameraManagerRegistry::listen(CameraManager& manager)
+void CameraManagerRegistry::listen(CameraManager& manager, const std::shared_ptr<Inbox::Address>& answers)
 {
-    // On the cameras' thread; each piece of news is handed over to the registry's. The inbox is the last to
-    // know whether the registry is still there.
-    const auto bring = [answers = m_inbox.address()](std::function<void()> step) {
-        answers->post(std::move(step));
-    };
+    // On the cameras' thread, which may outlive the registry: nothing here looks into it. Each piece of news
+    // is handed over to its thread, by an address that knows whether the registry is still there.
+    const auto bring = [answers](std::function<void()> step) { answers->post(std::move(step)); };
     connect(&manager, &CameraManager::cameraFound, &manager,
             [this, bring](const QString& mac, const QHostAddress& address) {
                 bring([this, mac, address] { handleFound(mac, address); });
@@ -114,6 +119,8 @@ void CameraManagerRegistry::listen(CameraManager& manager)
             [this, bring](const QString& mac, int attempt) {
                 bring([this, mac, attempt] { handlePersistentRetry(mac, attempt); });
             });
+    connect(&manager, &CameraManager::filmCutOff, &manager,
+            [this, bring](const QString& mac) { bring([this, mac] { handleFilmCutOff(mac); }); });
 }
 
 void CameraManagerRegistry::run(std::function<void(CameraManager&)> step)
@@ -280,8 +287,31 @@ void CameraManagerRegistry::handleRecordingStatus(const QString& mac, bool isRec
 {
     News& news = m_news[mac];
     news.isRecording = isRecording;
-    if (isRecording)
+    if (isRecording) {
         news.recordingProblem.clear();
+        news.isGivenUp = false;
+    }
+    emit camerasChanged();
+}
+
+void CameraManagerRegistry::handleFilmCutOff(const QString& mac)
+{
+    if (std::exchange(m_news[mac].isGivenUp, false))
+        return;
+    m_isStopClean = false;
+    emit filmCutOff(mac);
+}
+
+/// Of a stop that has taken too long. The cameras' thread may say the same of them later.
+void CameraManagerRegistry::giveFilmsUp()
+{
+    for (auto& [mac, news] : m_news) {
+        if (!news.isRecording)
+            continue;
+        news.isRecording = false;
+        news.isGivenUp = true;
+        emit filmCutOff(mac);
+    }
     emit camerasChanged();
 }
 
@@ -345,6 +375,7 @@ void CameraManagerRegistry::stopRecording(Stopped stopped)
     if (m_stopped.size() > 1)
         return;
     m_plan.reset();
+    m_isStopClean = true;
     setRecordingMode(false);
     m_stopLimit->start(StopLimitMs, TimerMode::SingleShot);
     const auto ended = std::make_shared<std::promise<void>>();
@@ -368,14 +399,17 @@ void CameraManagerRegistry::handleStopped(quint64 stop, bool isComplete)
     if (stop != m_stopNumber || m_stopped.empty())
         return;
     m_stopLimit->stop();
-    if (!isComplete)
+    if (!isComplete) {
         qCritical() << "CameraManagerRegistry: The cameras' recordings did not stop in time";
+        giveFilmsUp();
+    }
+    const bool isClean = isComplete && m_isStopClean;
     const std::vector<Stopped> waiting = std::exchange(m_stopped, {});
     if (const auto next = std::exchange(m_nextPlan, std::nullopt))
         startRecording(*next);
     for (const Stopped& each : waiting)
         if (each)
-            each(isComplete);
+            each(isClean);
 }
 
 } // namespace vt

@@ -54,6 +54,9 @@ struct CameraRecordingPlan
 /// and their recording. Lives on the interface thread and never waits there, but for the end of what is
 /// recorded when it is destroyed. What takes time runs on a thread of its own, which lives as long as the
 /// registry: child processes end with the thread that started them.
+///
+/// A thread that does not end in time (a disk or a network that does not answer) is handed to keep with all
+/// that is its own, and is not waited for any more.
 class CameraManagerRegistry : public QObject
 {
     Q_OBJECT
@@ -64,8 +67,12 @@ public:
     using ManagerFactory = std::function<std::unique_ptr<CameraManager>()>;
     /// isComplete: every file was closed in good order in time.
     using Stopped = std::function<void(bool isComplete)>;
+    /// Keeps what it is given for as long as the thread in it may run: for the rest of the process.
+    using Keep = std::function<void(std::shared_ptr<void>)>;
 
-    CameraManagerRegistry(TimeSource& time, ManagerFactory factory);
+    /// time, and what factory uses, outlive the object, and what keep was given. endLimitMs: how long the end
+    /// of the object waits for the films, and then for the thread.
+    CameraManagerRegistry(TimeSource& time, ManagerFactory factory, Keep keep, int endLimitMs = StopLimitMs);
     ~CameraManagerRegistry() override;
 
     /// Takes what was stored, or comes from a setup file. Returns what of it contradicts itself and was left
@@ -111,6 +118,9 @@ signals:
     /// error: why nothing could be searched; empty after an ordinary scan.
     void scanFinished(int found, const QString& error);
     void recordingError(const QString& macAddress, const QString& error);
+    /// The camera's film was not closed by ffmpeg itself: the last file of it may be unreadable. Comes before
+    /// the answer to a stop.
+    void filmCutOff(const QString& macAddress);
 
 private:
     struct Worker;
@@ -118,12 +128,13 @@ private:
     {
         QStringList resolutions;
         bool isRecording = false;
+        bool isGivenUp = false; ///< its film was told as cut off; the cameras' thread may still say so
         QString setupProblem;
         QString recordingProblem;
     };
 
     void startWorker(ManagerFactory factory);
-    void listen(CameraManager& manager);
+    void listen(CameraManager& manager, const std::shared_ptr<Inbox::Address>& answers);
     void run(std::function<void(CameraManager&)> step);
     void apply(const std::optional<ScanSchedule::Step>& step);
     void handleFound(const QString& mac, const QHostAddress& address);
@@ -131,6 +142,8 @@ private:
     void handleRecordingError(const QString& mac, const QString& text);
     void handleRecordingStatus(const QString& mac, bool isRecording);
     void handlePersistentRetry(const QString& mac, int attempt);
+    void handleFilmCutOff(const QString& mac);
+    void giveFilmsUp();
     void tellChange();
     /// Makes what is recorded agree with the table.
     void follow(const QString& mac);
@@ -149,10 +162,13 @@ private:
     std::optional<CameraRecordingPlan> m_nextPlan; ///< asked for while a stop was under way
     std::vector<Stopped> m_stopped;                ///< wait for the stop that is under way
     quint64 m_stopNumber = 0;
+    bool m_isStopClean = true;            ///< no film was cut off by the stop that is under way
     std::shared_future<void> m_stopEnded; ///< of the stop that is under way, on the cameras' thread
     std::unique_ptr<Timer> m_scanTimer;
     std::unique_ptr<Timer> m_stopLimit;
-    std::unique_ptr<Worker> m_worker;
+    const Keep m_keep;
+    const int m_endLimitMs;
+    std::shared_ptr<Worker> m_worker;
 };
 
 } // namespace vt

@@ -53,6 +53,9 @@ signals:
     void recordingStatusChanged(QString macAddress, bool isRecording);
     /// A restart of the slow kind (every 30 s): the camera may have another address by now.
     void persistentRetryAttempt(QString macAddress, int attemptNumber);
+    /// The recorder had to end a recording by force, during which video had been written: the file that was
+    /// open then may be unreadable. Comes before stopAll() calls done.
+    void filmCutOff(QString macAddress);
 };
 
 } // namespace vt

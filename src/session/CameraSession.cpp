@@ -4,6 +4,7 @@
 #include "base/TimeSource.h"
 #include "camera/AxisCameraManager.h"
 #include "camera/AxisRecordingManager.h"
+#include "daqmx/KeepAlive.h"
 #include "session/AppSettings.h"
 #include "session/SessionExtensions.h"
 #include "session/SessionTexts.h"
@@ -61,7 +62,7 @@ CameraManagerRegistry::ManagerFactory CameraSession::networkCameras(TimeSource& 
 CameraSession::CameraSession(TimeSource& time, CameraManagerRegistry::ManagerFactory factory,
                              UserInteraction& user, QObject* parent)
     : QObject(parent), m_time(time), m_user(user), m_store(&AppSettings::openStore),
-      m_registry(time, std::move(factory))
+      m_registry(time, std::move(factory), &keepAliveForever)
 {
     (void)m_registry.setSettings(m_store.load()); // logged; what is left out stays so
     const QString password = m_store.password();
@@ -76,6 +77,7 @@ CameraSession::CameraSession(TimeSource& time, CameraManagerRegistry::ManagerFac
                 filmIfWanted();
             });
     connect(&m_registry, &CameraManagerRegistry::recordingError, this, &CameraSession::handleError);
+    connect(&m_registry, &CameraManagerRegistry::filmCutOff, this, &CameraSession::handleCutOff);
     connect(&m_registry, &CameraManagerRegistry::scanFinished, this,
             [this](int, const QString& error) { handleScanFinished(error); });
     connect(&m_registry, &CameraManagerRegistry::camerasChanged, this, &CameraSession::handleChange);
@@ -144,6 +146,7 @@ void CameraSession::begin(const RecordingContext& context)
     m_toldAt.clear();
     m_gaps = 0;
     m_gapMs = 0;
+    m_cutOffs = 0;
     m_plan = {};
     m_plan.baseDirectory = context.basePath + u"_video"_s;
     for (int channel = 1; channel <= context.channelCount; ++channel)
@@ -179,6 +182,7 @@ void CameraSession::end()
     if (!m_registry.isRecordingSession())
         return;
     ++m_stops;
+    // What was not closed in good order has been told film by film by then.
     m_registry.stopRecording([this](bool) { handleStopped(); });
 }
 
@@ -217,6 +221,30 @@ void CameraSession::tellTrouble(const CameraStatus& camera, const QString& what)
         tr("The camera of channel %1 (%2) does not film since %3: %4 It is tried again for as "
            "long as the recording lasts.")
             .arg(QString::number(camera.settings.channel), mac, now.toString(messageTimeFormat()), what),
+        tr("OK"), [] {});
+}
+
+void CameraSession::handleCutOff(const QString& mac)
+{
+    // Otherwise it is a film of the recording before, which takes long to close.
+    if (m_filmed.contains(mac))
+        ++m_cutOffs;
+    const std::vector<CameraStatus> cameras = m_registry.cameras();
+    const CameraStatus* camera = find(cameras, mac);
+    const QString channel = QString::number(camera ? camera->settings.channel : 0);
+    qCritical().noquote() << "Lost: the end of a film, camera" << mac << "of channel" << channel
+                          << "- it was not closed in good order and its last file may be unreadable";
+    const QString id = noticeId(mac) + u":film"_s;
+    const QDateTime now = m_time.now();
+    const QDateTime last = m_toldAt.value(id);
+    if (last.isValid() && last.secsTo(now) < TellAgainSeconds)
+        return;
+    m_toldAt.insert(id, now);
+    m_user.showNotice(
+        id, tr("Cameras"),
+        tr("The film of the camera of channel %1 (%2) was not closed in good order at %3. Its last video "
+           "file may be unreadable; the list segments.csv beside it tells.")
+            .arg(channel, mac, now.toString(messageTimeFormat())),
         tr("OK"), [] {});
 }
 
@@ -300,7 +328,7 @@ CamerasStatus CameraSession::status() const
         if (!m_filmed.contains(mac))
             status.withoutVideo << mac;
     status.withoutVideo.sort();
-    status.gaps = m_gaps + static_cast<int>(m_gapSince.size());
+    status.gaps = m_gaps + m_cutOffs + static_cast<int>(m_gapSince.size());
     status.gapMs = m_gapMs;
     for (const QDateTime& since : m_gapSince)
         status.gapMs += since.msecsTo(m_time.now());

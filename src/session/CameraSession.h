@@ -27,6 +27,10 @@ struct RecordingContext;
 /// recording to its end, pauses included. A recording ends without waiting for the films; whoever lets the
 /// computer or the program go waits for them (RecordingCompanion::whenClosed, the destructor).
 ///
+/// A film that ffmpeg did not close itself counts as a gap. Most such films are known only while the cameras
+/// are being stopped, after the recording's summary: they are logged and told to the user then, and whoever
+/// judges the recording by its losses asks for them when its films are closed.
+///
 /// A camera that does not film is told to the user once, and once more when it films again. Interface thread;
 /// nothing waits for a camera, but for the destructor (see CameraManagerRegistry).
 class CameraSession : public QObject
@@ -90,6 +94,7 @@ private:
     void tellTrouble(const CameraStatus& camera, const QString& what);
     void noteFilm(const CameraStatus& camera);
     void closeGap(const QString& mac);
+    void handleCutOff(const QString& mac);
     void handleError(const QString& mac, const QString& text);
     void handleScanFinished(const QString& error);
     void handleChange();
@@ -104,9 +109,10 @@ private:
     QSet<QString> m_wanted;              ///< cameras that this recording was to film
     QSet<QString> m_filmed;              ///< those of which there is a film
     QMap<QString, Trouble> m_troubled;   ///< by MAC address
-    QMap<QString, QDateTime> m_toldAt;   ///< when the user was last told of a camera's trouble
+    QMap<QString, QDateTime> m_toldAt;   ///< of a camera's trouble (by MAC address) or film (by notice)
     QMap<QString, QDateTime> m_gapSince; ///< cameras that have filmed and do not now
     int m_gaps = 0;                      ///< of this recording's films, without those in m_gapSince
+    int m_cutOffs = 0;                   ///< of this recording's films
     qint64 m_gapMs = 0;
     int m_stops = 0; ///< under way
     std::vector<std::function<void()>> m_whenClosed;

@@ -145,6 +145,7 @@ TEST_F(RecordingTest, AStopLetsFilmsEndAndAStartDuringItFollows)
 {
     QSignalSpy status(manager.get(), &CameraRecorder::recordingStatusChanged);
     QSignalSpy stopped(manager.get(), &CameraRecorder::recordingStopped);
+    QSignalSpy cutOff(manager.get(), &CameraRecorder::filmCutOff);
     manager->startCamera(stream());
     ASSERT_TRUE(waitForFrames());
     const qint64 id = manager->processId(Mac);
@@ -164,7 +165,7 @@ TEST_F(RecordingTest, AStopLetsFilmsEndAndAStartDuringItFollows)
     manager->stopAll([&] { done = true; });
     EXPECT_FALSE(done);
     ASSERT_TRUE(waitFor([&] { return done; }));
-    EXPECT_EQ(errorSpy->count(), 0);
+    EXPECT_EQ(errorSpy->count() + cutOff.count(), 0);
     EXPECT_FALSE(manager->isRecording(Mac));
     EXPECT_FALSE(isAlive(id));
     done = false;
@@ -184,8 +185,13 @@ TEST_F(RecordingTest, ThreeThatIgnoreQuitAreKilledTogether)
         ids.push_back(manager->processId(stream(channel).mac));
     }
     bool done = false;
-    manager->stopAll([&] { done = true; });
+    QSignalSpy cutOff(manager.get(), &CameraRecorder::filmCutOff);
+    manager->stopAll([&] {
+        done = true;
+        EXPECT_EQ(cutOff.count(), 3) << "told before the end";
+    });
     time.advance(9999);
+    EXPECT_EQ(cutOff.count(), 0);
     for (const qint64 id : ids)
         EXPECT_TRUE(isAlive(id));
     time.advance(1);

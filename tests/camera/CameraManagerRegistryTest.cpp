@@ -6,6 +6,7 @@
 
 #include <QSignalSpy>
 #include <QTest>
+#include <condition_variable>
 #include <gmock/gmock.h>
 #include <utility>
 
@@ -127,11 +128,64 @@ protected:
     FakeTimeSource time;
     Notes notes;
     FakeManager* manager = nullptr; ///< used on its own thread only
-    CameraManagerRegistry registry{time, [this] {
+    CameraManagerRegistry registry{time,
+                                   [this] {
                                        auto created = std::make_unique<FakeManager>(notes);
                                        manager = created.get();
                                        return created;
-                                   }};
+                                   },
+                                   [](const std::shared_ptr<void>&) { ADD_FAILURE() << "left behind"; }};
+};
+
+/// A driver or a network that does not come back until the test lets it.
+class Latch
+{
+public:
+    void open()
+    {
+        const MutexLock lock(m_mutex);
+        m_isOpen = true;
+        m_changed.notify_all();
+    }
+    void pass()
+    {
+        const MutexLock lock(m_mutex);
+        m_isReached = true;
+        m_changed.notify_all();
+        m_changed.wait(m_mutex, [this]() VT_REQUIRES(m_mutex) { return m_isOpen; });
+    }
+    void waitUntilReached()
+    {
+        const MutexLock lock(m_mutex);
+        m_changed.wait(m_mutex, [this]() VT_REQUIRES(m_mutex) { return m_isReached; });
+    }
+
+private:
+    Mutex m_mutex;
+    std::condition_variable_any m_changed;
+    bool m_isOpen VT_GUARDED_BY(m_mutex) = false;
+    bool m_isReached VT_GUARDED_BY(m_mutex) = false;
+};
+
+/// Hangs in its search, and has news and a timer when it comes back.
+class HangingManager : public FakeManager
+{
+public:
+    HangingManager(Notes& notes, TimeSource& time, Latch& latch)
+        : FakeManager(notes), m_latch(latch), m_timer(time.createTimer(this, [] {}))
+    {}
+    void startScan() override
+    {
+        m_latch.pass();
+        m_timer->start(1000, TimerMode::SingleShot);
+        emit cameraFound(One, QHostAddress(u"192.0.2.7"_s));
+        emit filmCutOff(One);
+        emit scanFinished(1, {});
+    }
+
+private:
+    Latch& m_latch;
+    std::unique_ptr<Timer> m_timer;
 };
 
 } // namespace
@@ -226,6 +280,8 @@ TEST_F(Registry, GivesAStopUpAfterFifteenSeconds)
 {
     (void)registry.setSettings(twoCameras());
     registry.startRecording(plan());
+    onManager([](FakeManager& each) { emit each.recordingStatusChanged(One, true); });
+    QSignalSpy cutOff(&registry, &CameraManagerRegistry::filmCutOff);
     notes.answersStop = false;
     std::vector<bool> stops;
     registry.stopRecording([&](bool isComplete) { stops.push_back(isComplete); });
@@ -240,12 +296,70 @@ TEST_F(Registry, GivesAStopUpAfterFifteenSeconds)
     EXPECT_THAT(stops, ElementsAre(false, false));
     EXPECT_TRUE(log.contains("CameraManagerRegistry: The cameras' recordings did not stop in time"));
     EXPECT_EQ(calls().value(0).left(23), u"start "_s + One);
+    EXPECT_THAT(cutOff, ElementsAre(ElementsAre(QVariant(One))));
+    onManager([](FakeManager& each) { emit each.filmCutOff(One); });
+    EXPECT_EQ(cutOff.size(), 1) << "it was told already";
 
     // The late answer is not taken for that of the next stop.
     registry.stopRecording([&](bool isComplete) { stops.push_back(isComplete); });
     onManager([](FakeManager& each) { each.answerStop(); });
     EXPECT_EQ(stops.size(), 3U);
     notes.answersStop = true; // for the registry's own end
+}
+
+TEST_F(Registry, AFilmThatWasCutOffMakesItsStopIncompleteAndNoOther)
+{
+    (void)registry.setSettings(twoCameras());
+    std::vector<bool> stops;
+    const auto stop = [&] { registry.stopRecording([&](bool isComplete) { stops.push_back(isComplete); }); };
+    registry.startRecording(plan());
+    notes.answersStop = false;
+    stop();
+    onManager([](FakeManager& each) {
+        emit each.filmCutOff(One);
+        each.answerStop();
+    });
+    notes.answersStop = true;
+    registry.startRecording(plan());
+    stop();
+    onManager([](FakeManager&) {});
+    EXPECT_THAT(stops, ElementsAre(false, true));
+}
+
+// The thread does not come back while the registry ends, be it that it builds its manager or uses it. What it
+// touches later is still there, and nobody hears of it.
+TEST(RegistryEnd, AThreadThatHangsIsKeptWithAllThatItUses)
+{
+    for (const bool isHungInFactory : {true, false}) {
+        LogCapture log;
+        FakeTimeSource time;
+        Notes notes;
+        Latch latch;
+        std::vector<std::shared_ptr<void>> kept;
+        auto registry = std::make_unique<CameraManagerRegistry>(
+            time,
+            [&] {
+                if (isHungInFactory)
+                    latch.pass();
+                return std::make_unique<HangingManager>(notes, time, latch);
+            },
+            [&](std::shared_ptr<void> object) { kept.push_back(std::move(object)); }, 50);
+        int heard = 0;
+        QObject::connect(registry.get(), &CameraManagerRegistry::camerasChanged, [&heard] { ++heard; });
+        registry->rescan();
+        latch.waitUntilReached();
+        registry.reset();
+        EXPECT_TRUE(
+            log.contains("CameraManagerRegistry: The cameras' thread does not end; it is left behind"));
+        ASSERT_EQ(kept.size(), 1U);
+        latch.open();
+        kept.clear(); // waits for the thread
+        QCoreApplication::sendPostedEvents();
+        EXPECT_EQ(heard, 0);
+        EXPECT_EQ(time.activeTimers(), 0) << "the manager has gone on its own thread";
+        const MutexLock lock(notes.mutex);
+        EXPECT_THAT(notes.calls, ElementsAre(u"stop all"_s));
+    }
 }
 
 TEST(CameraTable, GivesACageOneCamera)

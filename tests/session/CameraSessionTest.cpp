@@ -229,6 +229,36 @@ TEST_F(CameraSessionTest, ARecordingBeginsWhileTheFilmsOfTheLastAreBeingClosed)
     EXPECT_EQ(book->ordersSoFar()[2].stream.baseDirectory, harness.path(u"next_video"_s));
 }
 
+// ffmpeg had to be killed, after the summary was told.
+TEST_F(CameraSessionTest, AFilmThatIsCutOffIsALossOfItsRecordingOnly)
+{
+    setUpCameras();
+    ASSERT_TRUE(harness.beginRecording());
+    tellFilming(Mac1, true);
+    tellFilming(Mac2, true);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return cameras->status().recording == 2; }));
+    book->isStopHeldUp = true;
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_EQ(harness.session->status().losses.cameraGaps, 0U);
+    quint64 gapsWhenClosed = 0;
+    harness.session->whenClosed(cameras.get(),
+                                [&] { gapsWhenClosed = harness.session->status().losses.cameraGaps; });
+    onManager([](FakeCameras& fake) {
+        emit fake.filmCutOff(Mac2);
+        fake.closeFilms();
+    });
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return gapsWhenClosed > 0; }));
+    EXPECT_EQ(gapsWhenClosed, 1U);
+    EXPECT_TRUE(log.hasPart(u"Lost: the end of a film, camera "_s + Mac2 + u" of channel 2"_s));
+    EXPECT_TRUE(notice(Mac2 + u":film"_s).contains(u"channel 2 (%1)"_s.arg(Mac2)));
+
+    // The next recording has nothing to do with it, nor with what of the one before is told during it.
+    ASSERT_TRUE(harness.beginRecording());
+    onManager([](FakeCameras& fake) { emit fake.filmCutOff(Mac1); });
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return log.hasPart(u"camera "_s + Mac1); }));
+    EXPECT_EQ(harness.session->status().losses.cameraGaps, 0U);
+}
+
 TEST_F(CameraSessionTest, AnEventOfTheSystemWaitsForTheFilms)
 {
     setUpCameras();
