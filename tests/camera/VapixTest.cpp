@@ -163,6 +163,24 @@ TEST_F(Vapix, TextsReachThePictureWordForWord)
     }
 }
 
+TEST_F(Vapix, EveryCharacterOfATextIsPercentEncoded)
+{
+    peer.hasDynamicOverlay = false;
+    QString label = u"\n\tü€"_s + QChar(0xD83D) + QChar(0xDC01);
+    for (char16_t character = u' '; character < u'\x7f'; ++character)
+        label += QChar(character);
+    QByteArray encoded;
+    for (const char byte : label.toUtf8()) {
+        const bool isPlain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+                             (byte >= '0' && byte <= '9') || QByteArray("-._~").contains(byte);
+        encoded += isPlain ? QByteArray(1, byte) : '%' + QByteArray(1, byte).toHex().toUpper();
+    }
+    api.setTextOverlay(target(), label, u"topLeft"_s, keep()); // the digest, too, is over what is sent
+    EXPECT_TRUE(result().isOk);
+    EXPECT_TRUE(peer.accepted().value(1).endsWith("&Image.I0.Text.String=" + encoded))
+        << peer.accepted().value(1).toStdString();
+}
+
 TEST_F(Vapix, AllOverlaysAreRemoved)
 {
     // A password that occurs in the answers is hidden in what is told of them, and only there.
