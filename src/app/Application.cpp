@@ -160,15 +160,24 @@ struct Surroundings
     CameraSession cameras;
 };
 
+/// What is chosen in the window is kept for the next launch.
+void keepChoices(MainWindow& window, const AppSettings::StoreThread& store)
+{
+    const auto keep = [&window, &store](auto signal, auto setter) {
+        QObject::connect(&window, signal, &window, [store, setter](const auto& chosen) {
+            store([setter, chosen] { setter(chosen); });
+        });
+    };
+    keep(&MainWindow::saveFileNameChosen, &AppSettings::setSaveFileName);
+    keep(&MainWindow::autoResumeChosen, &AppSettings::setAutoResumeOnDaqDisconnect);
+    keep(&MainWindow::configDirChosen, &AppSettings::setLastConfigDir);
+    keep(&MainWindow::animalIdDirChosen, &AppSettings::setLastAnimalIdDir);
+    keep(&MainWindow::geometryToKeep, &AppSettings::setGeometry);
+}
+
 void connectWindow(MainWindow& window, SessionController& session, WindowInteraction& user,
                    const TerminationSignals& termination)
 {
-    QObject::connect(&window, &MainWindow::saveFileNameChosen, &window, &AppSettings::setSaveFileName);
-    QObject::connect(&window, &MainWindow::autoResumeChosen, &window,
-                     &AppSettings::setAutoResumeOnDaqDisconnect);
-    QObject::connect(&window, &MainWindow::configDirChosen, &window, &AppSettings::setLastConfigDir);
-    QObject::connect(&window, &MainWindow::animalIdDirChosen, &window, &AppSettings::setLastAnimalIdDir);
-    QObject::connect(&window, &MainWindow::geometryToKeep, &window, &AppSettings::setGeometry);
     QObject::connect(&user, &WindowInteraction::fatalErrorSeen, &window, [] { QCoreApplication::exit(1); });
     // Whoever asks the process to end cannot answer a question.
     QObject::connect(&termination, &TerminationSignals::requested, &window, [&window, &session] {
@@ -245,7 +254,7 @@ int runConsole()
     SessionController session(services.driver(), services.time(), user, options);
     if (line.action == CommandLine::Action::ListDevices)
         return listDevices(session);
-    const auto power = Safeguards::protect(session, services.time(), user);
+    const auto power = safeguards.protect(session, services.time(), user);
     surroundings.accompany(session);
     safeguards.tellUnclosed(user);
     services.paceBy(session);
@@ -276,7 +285,7 @@ int runWindow()
     Surroundings surroundings(services, user);
     SessionController session(services.driver(), services.time(), user,
                               services.complete(safeguards.sessionOptions()));
-    const auto power = Safeguards::protect(session, services.time(), user);
+    const auto power = safeguards.protect(session, services.time(), user);
     surroundings.accompany(session);
     services.paceBy(session);
     const QString suggestedName = line.output.isEmpty() ? AppSettings::saveFileName() : line.output;
@@ -284,6 +293,7 @@ int runWindow()
                       {suggestedName, AppSettings::geometry(), AppSettings::autoResumeOnDaqDisconnect(),
                        AppSettings::lastConfigDir(), AppSettings::lastAnimalIdDir()},
                       {&surroundings.sensors, &surroundings.cameras, &services.time()});
+    keepChoices(window, safeguards.store());
     connectWindow(window, session, user, termination);
     connectStimulationTab(*window.setupDialog()->stimulationTab(), session);
     applyCommandLine(window, user, line);

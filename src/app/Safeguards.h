@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "hardware/DiskThread.h"
 #include "platform/DaqClaim.h"
+#include "session/AppSettings.h"
 #include "session/PowerGuard.h"
 #include "session/SessionController.h"
 #include "session/UnclosedRecordings.h"
@@ -18,17 +20,24 @@ class UserInteraction;
 class Safeguards
 {
 public:
+    Safeguards();
     /// Options of the controller, which this object outlives.
     [[nodiscard]] SessionController::Options sessionOptions();
-    /// Protects the recordings of this controller for as long as the result lives, which session, time and
-    /// user outlive.
-    [[nodiscard]] static std::unique_ptr<PowerGuard> protect(SessionController& session, TimeSource& time,
-                                                             UserInteraction& user);
+    /// Protects the recordings of this controller for as long as the result lives, which session, time, user
+    /// and this object outlive.
+    [[nodiscard]] std::unique_ptr<PowerGuard> protect(SessionController& session, TimeSource& time,
+                                                      UserInteraction& user);
     /// Tells the user, who outlives this object, of recordings that an earlier run could not close; as soon
     /// as the disk has answered. Once.
     void tellUnclosed(UserInteraction& user);
 
+    /// Changes the settings without waiting for the disk; what is still to be done at the end of this object
+    /// gets 5 s.
+    [[nodiscard]] AppSettings::StoreThread store();
+
 private:
+    DiskThread m_settings;
+    bool m_showsLidWarning;
     DaqClaim m_claim;
     UnclosedRecordings m_unclosed;
 };

@@ -53,7 +53,7 @@ struct DAQInfo::Private
     quint64 waits = 0;
 
     BuildInfoCache buildInfoCache;
-    DiskThread disk;
+    DiskThread disk{QStringLiteral("unit's files")};
     bool isBuildInfoLatched = false; ///< told once per session with a device
 
     /// EEPROM accesses run one at a time; the next starts when the one before has had its 6 ms.

@@ -4,6 +4,7 @@
 #include <QCryptographicHash>
 #include <QDebug>
 #include <QSettings>
+#include <atomic>
 #include <memory>
 
 namespace vt::AppSettings {
@@ -16,7 +17,7 @@ struct Stores
 {
     QString currentFile; ///< empty: the platform's store
     QString legacyFile;
-    bool failureTold = false;
+    std::atomic<bool> failureTold = false;
 };
 
 Stores& stores()
@@ -44,7 +45,7 @@ bool sync(QSettings& store)
     store.sync();
     if (store.status() == QSettings::NoError)
         return true;
-    if (!std::exchange(stores().failureTold, true))
+    if (!stores().failureTold.exchange(true))
         qWarning().noquote() << "Settings cannot be stored in" << store.fileName()
                              << "- changes are forgotten when the program ends";
     return false;
@@ -200,7 +201,9 @@ std::unique_ptr<QSettings> openStore()
 
 void useFiles(const QString& currentFile, const QString& legacyFile)
 {
-    stores() = {currentFile, legacyFile, false};
+    stores().currentFile = currentFile;
+    stores().legacyFile = legacyFile;
+    stores().failureTold = false;
 }
 
 } // namespace vt::AppSettings

@@ -4,14 +4,19 @@
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
+#include <functional>
 #include <memory>
 
 class QSettings;
 
 /// What the program remembers between runs, in the platform's settings store under the application's
 /// organisation and name. Every change is on the disk when its function returns. A store that cannot be
-/// written costs one warning in the log, however many values are lost. Interface thread.
+/// written costs one warning in the log, however many values are lost. Any thread; a disk that hangs holds
+/// the caller, so that a running program changes them through a StoreThread.
 namespace vt::AppSettings {
+
+/// Runs a change of the settings where it may wait for the disk; in the order in which they come.
+using StoreThread = std::function<void(std::function<void()> change)>;
 
 /// Last recording base path chosen; empty when none was.
 [[nodiscard]] QString saveFileName();

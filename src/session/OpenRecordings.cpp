@@ -2,7 +2,6 @@
 #include "session/OpenRecordings.h"
 
 #include "recording/SegmentPaths.h"
-#include "session/AppSettings.h"
 
 #include <QFileInfo>
 
@@ -27,10 +26,12 @@ void OpenRecordings::replace(const QString& rawFile)
 {
     if (rawFile == m_noted)
         return;
-    if (!rawFile.isEmpty())
-        AppSettings::noteOpenRecording(rawFile);
-    if (!m_noted.isEmpty())
-        AppSettings::forgetOpenRecording(m_noted);
+    m_store([fresh = rawFile, old = m_noted] {
+        if (!fresh.isEmpty())
+            AppSettings::noteOpenRecording(fresh);
+        if (!old.isEmpty())
+            AppSettings::forgetOpenRecording(old);
+    });
     m_noted = rawFile;
 }
 

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "session/AppSettings.h"
 #include "session/SessionExtensions.h"
 
 #include <QString>
+#include <utility>
 
 namespace vt {
 
@@ -12,12 +14,14 @@ namespace vt {
 class OpenRecordings final : public RecordingCompanion
 {
 public:
+    explicit OpenRecordings(AppSettings::StoreThread store) : m_store(std::move(store)) {}
     void recordingStarted(const RecordingContext& context) override;
     void segmentStarted(const RecordingContext& context) override;
     void recordingStopped() override;
 
 private:
     void replace(const QString& rawFile);
+    const AppSettings::StoreThread m_store;
     QString m_noted;
 };
 

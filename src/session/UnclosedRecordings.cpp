@@ -4,7 +4,6 @@
 #include "daqmx/KeepAlive.h"
 #include "platform/CrashHandler.h"
 #include "platform/ExclusiveProbe.h"
-#include "session/AppSettings.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -37,13 +36,16 @@ void UnclosedRecordings::look(std::function<void(const Found&)> tell)
     const QStringList noted = AppSettings::openRecordings();
     if (noted.isEmpty())
         return;
-    m_thread.reset(QThread::create([noted, tell = std::move(tell), answers = m_answers.address()] {
+    m_thread.reset(QThread::create([this, noted, tell = std::move(tell), answers = m_answers.address()] {
         CrashHandler::prepareThread();
-        answers->post([found = judge(noted), tell] {
-            for (const QString& rawFile : found.unclosed + found.missing)
-                AppSettings::forgetOpenRecording(rawFile);
-            if (!found.isEmpty())
-                tell(found);
+        answers->post([this, found = judge(noted), tell] { // dropped when this is gone
+            if (found.isEmpty())
+                return;
+            m_store([told = found.unclosed + found.missing] {
+                for (const QString& rawFile : told)
+                    AppSettings::forgetOpenRecording(rawFile);
+            });
+            tell(found);
         });
     }));
     m_thread->setObjectName(QStringLiteral("unclosed"));

@@ -2,11 +2,13 @@
 #pragma once
 
 #include "base/Inbox.h"
+#include "session/AppSettings.h"
 
 #include <QStringList>
 #include <QThread>
 #include <functional>
 #include <memory>
+#include <utility>
 
 namespace vt {
 
@@ -24,7 +26,7 @@ public:
         [[nodiscard]] bool isEmpty() const { return unclosed.isEmpty() && missing.isEmpty(); }
     };
 
-    UnclosedRecordings() = default;
+    explicit UnclosedRecordings(AppSettings::StoreThread store) : m_store(std::move(store)) {}
     /// Waits half a second for a disk that does not answer, then leaves it to itself.
     ~UnclosedRecordings();
     UnclosedRecordings(const UnclosedRecordings&) = delete;
@@ -39,6 +41,7 @@ public:
     [[nodiscard]] static QString message(const Found& found);
 
 private:
+    const AppSettings::StoreThread m_store;
     Inbox m_answers;
     std::shared_ptr<QThread> m_thread;
 };

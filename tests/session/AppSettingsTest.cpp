@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The program's memory between runs, on files of this test: never on the stores of whoever runs it.
 #include "session/AppSettings.h"
+#include "hardware/DiskThread.h"
 
 #include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <future>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -140,4 +142,17 @@ TEST_F(AppSettingsTest, ClearingLeavesDefaultsAndSaysSo)
     EXPECT_EQ(messages(), (QStringList{u"============================================================"_s,
                                        u"DEBUG: Clearing all application settings (OOB test mode)"_s,
                                        u"All settings cleared. Application will start with defaults."_s}));
+}
+
+TEST_F(AppSettingsTest, AChangeBehindADiskThatHangsHoldsNobodyAndIsKept)
+{
+    std::promise<void> diskAnswers;
+    {
+        DiskThread settings(u"settings"_s, 60000);
+        settings.post([answer = diskAnswers.get_future().share()] { answer.wait(); });
+        settings.post([] { AppSettings::setSaveFileName(u"/data/night"_s); });
+        EXPECT_EQ(AppSettings::saveFileName(), QString()) << "nobody waited for it";
+        diskAnswers.set_value();
+    }
+    EXPECT_EQ(AppSettings::saveFileName(), u"/data/night"_s);
 }

@@ -169,10 +169,11 @@ TEST_F(PowerGuardTest, AnEventThatComesOutOfTheStopsOwnNewsEndsItOnce)
 
 TEST(OpenRecordings, ARecordingThatWasNotClosedIsToldOnceAndARunningOneNever)
 {
+    const AppSettings::StoreThread storeHere = [](const std::function<void()>& change) { change(); };
     QTemporaryDir settings;
     AppSettings::useFiles(settings.filePath(u"current.ini"_s), settings.filePath(u"legacy.ini"_s));
     SessionHarness harness;
-    harness.session->addCompanion(std::make_unique<OpenRecordings>());
+    harness.session->addCompanion(std::make_unique<OpenRecordings>(storeHere));
     ASSERT_TRUE(harness.beginRecording());
     const QStringList running = AppSettings::openRecordings();
     ASSERT_EQ(running.size(), 1);
@@ -185,7 +186,7 @@ TEST(OpenRecordings, ARecordingThatWasNotClosedIsToldOnceAndARunningOneNever)
     AppSettings::noteOpenRecording(gone);
     std::vector<UnclosedRecordings::Found> told;
     {
-        UnclosedRecordings unclosed;
+        UnclosedRecordings unclosed(storeHere);
         unclosed.look([&](const UnclosedRecordings::Found& found) { told.push_back(found); });
         EXPECT_TRUE(told.empty()) << "the disk is not looked at here";
         ASSERT_TRUE(SessionHarness::waitUntil([&] { return !told.empty(); }));
