@@ -101,7 +101,7 @@ void EnvironmentSession::connectManager()
     });
     connect(&m_manager, &EnviroSensManager::disconnectedSerialsChanged, this,
             &EnvironmentSession::sensorsChanged);
-    connect(&m_manager, &EnviroSensManager::newSampleReady, this, &EnvironmentSession::sampleReady);
+    connect(&m_manager, &EnviroSensManager::newSampleReady, this, &EnvironmentSession::handleSample);
     connect(&m_manager, &EnviroSensManager::sensorDisconnected, this,
             &EnvironmentSession::handleDisconnected);
     connect(&m_manager, &EnviroSensManager::sensorReconnected, this, &EnvironmentSession::handleReconnected);
@@ -145,6 +145,8 @@ void EnvironmentSession::setLabel(const QString& serialNumber, const QString& la
 
 void EnvironmentSession::setEnabled(const QString& serialNumber, bool isEnabled)
 {
+    if (!isEnabled && m_silent.take(serialNumber).isTold)
+        m_user.closeNotice(noticeId(serialNumber));
     m_manager.setSensorEnabled(serialNumber, isEnabled);
 }
 
@@ -207,8 +209,56 @@ void EnvironmentSession::handleReconnected(const QString& serialNumber, const QS
                       tr("OK"), [] {});
 }
 
+void EnvironmentSession::handleSample(const EnvSample& sample, const QString& serialNumber)
+{
+    if (sample.hasReading())
+        endSilence(serialNumber);
+    else if (m_isRecording)
+        noteSilence(serialNumber);
+    emit sampleReady(sample, serialNumber);
+}
+
+/// Nothing else shows it: the sensor is plugged in, and its values are missing for the rest of the night.
+void EnvironmentSession::noteSilence(const QString& serialNumber)
+{
+    if (m_goneSince.contains(serialNumber)) {
+        m_silent.remove(serialNumber);
+        return;
+    }
+    const QDateTime now = m_time.now();
+    Silence& silence = m_silent[serialNumber];
+    if (!silence.since.isValid())
+        silence.since = now;
+    if (silence.isTold || silence.since.secsTo(now) < SilenceSeconds)
+        return;
+    silence.isTold = true;
+    m_user.showNotice(noticeId(serialNumber), tr("Environmental Sensors"),
+                      tr("The environmental sensor %1 is plugged in and gives no readings since %2. Its "
+                         "values are missing until it does. The recording goes on.")
+                          .arg(nameOf(serialNumber), silence.since.toString(messageTimeFormat())),
+                      tr("OK"), [] {});
+}
+
+void EnvironmentSession::endSilence(const QString& serialNumber)
+{
+    const Silence silence = m_silent.take(serialNumber);
+    if (!silence.isTold)
+        return;
+    m_user.showNotice(noticeId(serialNumber), tr("Environmental Sensors"),
+                      tr("The environmental sensor %1 gives readings again. It gave none from %2 to %3.")
+                          .arg(nameOf(serialNumber), silence.since.toString(messageTimeFormat()),
+                               m_time.now().toString(messageTimeFormat())),
+                      tr("OK"), [] {});
+}
+
+QString EnvironmentSession::nameOf(const QString& serialNumber) const
+{
+    return shownName(serialNumber, labels().value(serialNumber));
+}
+
 void EnvironmentSession::begin(const RecordingContext& context)
 {
+    m_silent.clear();
     m_isRecording = true;
     ++m_recording;
     m_log = SensorsStatus::Log::NotWanted;
@@ -256,6 +306,10 @@ void EnvironmentSession::end()
     for (auto gone = m_goneSince.begin(); gone != m_goneSince.end(); ++gone)
         m_user.closeNotice(noticeId(gone.key()));
     m_goneSince.clear();
+    for (auto silent = m_silent.begin(); silent != m_silent.end(); ++silent)
+        if (silent->isTold)
+            m_user.closeNotice(noticeId(silent.key()));
+    m_silent.clear();
 }
 
 SensorsStatus EnvironmentSession::status() const

@@ -24,7 +24,8 @@ struct RecordingContext;
 /// The environmental sensors for the rest of the program: which there are and what they read, and their log
 /// beside a recording (base path + ".Env"). Sensors are read from the start of a recording to its end, pauses
 /// included. The log is opened when the recording starts with an enabled sensor, or when the first is enabled
-/// during it. A sensor that is unplugged or comes back is told to the user once each way.
+/// during it. A sensor that is unplugged or comes back is told to the user once each way; so is one that is
+/// there and gives no reading for SilenceSeconds.
 ///
 /// Labels and which sensors are enabled are kept in the application's settings. Interface thread; nothing
 /// waits for a sensor or the disk, but for the destructor (3 s at most for each).
@@ -33,6 +34,7 @@ class EnvironmentSession : public QObject
     Q_OBJECT
 public:
     static constexpr int LogPatienceMs = 3000; ///< for the last readings to get to the disk
+    static constexpr int SilenceSeconds = 60;
 
     /// All three outlive the object.
     EnvironmentSession(TimeSource& time, const SerialPortList& ports, UserInteraction& user,
@@ -72,11 +74,21 @@ signals:
 private:
     class Companion;
     struct LogAccess;
+    /// Of a sensor that is there and gives no readings.
+    struct Silence
+    {
+        QDateTime since;
+        bool isTold = false;
+    };
 
     void connectManager();
     void handleListReady();
     void handleDisconnected(const QString& serialNumber, const QString& label);
     void handleReconnected(const QString& serialNumber, const QString& label);
+    void handleSample(const EnvSample& sample, const QString& serialNumber);
+    void noteSilence(const QString& serialNumber);
+    void endSilence(const QString& serialNumber);
+    [[nodiscard]] QString nameOf(const QString& serialNumber) const;
     void begin(const RecordingContext& context);
     void openLogIfWanted();
     void handleLogOpened(bool isOpen);
@@ -92,6 +104,7 @@ private:
     QMap<QString, QString> m_applied;       ///< labels of a setup
     QMap<QString, QString> m_waiting;       ///< of these, for sensors that have not been there since
     QMap<QString, QDateTime> m_goneSince;   ///< sensors that the user was told of
+    QMap<QString, Silence> m_silent;
     bool m_isRecording = false;
     quint64 m_recording = 0; ///< counts them; what concerns an earlier one is void
     QString m_logPath;

@@ -160,6 +160,35 @@ protected:
 
 } // namespace
 
+TEST_F(EnvironmentSessionTest, ASensorThatIsThereAndGivesNothingIsToldOnceEachWay)
+{
+    ASSERT_TRUE(findBoth());
+    sensors->setLabel(u"SIM1"_s, u"rack A"_s);
+    ASSERT_TRUE(harness.beginRecording());
+    ASSERT_TRUE(tick());
+    simulated[0]->setRawReply("1 2 3 4 5\r\n"); // five of six
+    constexpr int Ticks = EnvironmentSession::SilenceSeconds * 1000 / EnviroSensManager::DefaultIntervalMs;
+    for (int i = 0; i < Ticks; ++i)
+        ASSERT_TRUE(tick());
+    EXPECT_EQ(shown(u"SIM1"_s), 0);
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(tick());
+    EXPECT_EQ(shown(u"SIM1"_s), 1);
+    EXPECT_TRUE(notice(u"SIM1"_s).contains(u"rack A (SIM1) is plugged in and gives no readings since"_s));
+    simulated[0]->setRawReply("1 250 25600 29360 4149248 -9600\r\n");
+    ASSERT_TRUE(tick());
+    ASSERT_TRUE(tick());
+    EXPECT_EQ(shown(u"SIM1"_s), 2);
+    EXPECT_TRUE(notice(u"SIM1"_s).contains(u"gives readings again"_s));
+
+    // One that is unplugged is told as such, however long.
+    simulated[1]->unplug();
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return shown(u"SIM2"_s) == 1; }));
+    for (int i = 0; i < Ticks + 2; ++i)
+        ASSERT_TRUE(tick());
+    EXPECT_EQ(shown(u"SIM2"_s), 1);
+}
+
 // Whoever owns clock and ports asks whether something still uses them.
 TEST_F(EnvironmentSessionTest, ASensorThatHangsAtTheEndIsKeptWithItsSettings)
 {
