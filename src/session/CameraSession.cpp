@@ -176,7 +176,7 @@ void CameraSession::end()
 {
     m_isRecording = false;
     m_troubled.clear(); // what was told of them stays true, and stays to be read
-    const QStringList open = m_gapSince.keys();
+    const QStringList open = m_gapSinceMs.keys();
     for (const QString& mac : open)
         closeGap(mac);
     if (!m_registry.isRecordingSession())
@@ -301,18 +301,21 @@ void CameraSession::noteFilm(const CameraStatus& camera)
     if (camera.isRecording) {
         m_filmed.insert(mac);
         closeGap(mac);
-    } else if (m_filmed.contains(mac) && isEnabled(camera) && !m_gapSince.contains(mac)) {
-        m_gapSince.insert(mac, m_time.now());
+    } else if (!isEnabled(camera)) {
+        closeGap(mac); // the user does not want it any more
+    } else if (m_filmed.contains(mac) && !m_gapSinceMs.contains(mac)) {
+        m_gapSinceMs.insert(mac, m_time.monotonicMs());
     }
 }
 
 void CameraSession::closeGap(const QString& mac)
 {
-    const QDateTime since = m_gapSince.take(mac);
-    if (!since.isValid())
+    const auto since = m_gapSinceMs.constFind(mac);
+    if (since == m_gapSinceMs.constEnd())
         return;
     ++m_gaps;
-    m_gapMs += since.msecsTo(m_time.now());
+    m_gapMs += m_time.monotonicMs() - *since;
+    m_gapSinceMs.erase(since);
 }
 
 CamerasStatus CameraSession::status() const
@@ -328,10 +331,10 @@ CamerasStatus CameraSession::status() const
         if (!m_filmed.contains(mac))
             status.withoutVideo << mac;
     status.withoutVideo.sort();
-    status.gaps = m_gaps + m_cutOffs + static_cast<int>(m_gapSince.size());
+    status.gaps = m_gaps + m_cutOffs + static_cast<int>(m_gapSinceMs.size());
     status.gapMs = m_gapMs;
-    for (const QDateTime& since : m_gapSince)
-        status.gapMs += since.msecsTo(m_time.now());
+    for (const qint64 sinceMs : m_gapSinceMs)
+        status.gapMs += m_time.monotonicMs() - sinceMs;
     return status;
 }
 

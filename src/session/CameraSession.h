@@ -106,13 +106,13 @@ private:
     bool m_hasOwnPassword = false;
     CameraRecordingPlan m_plan; ///< of the recording that runs
     bool m_isRecording = false;
-    QSet<QString> m_wanted;              ///< cameras that this recording was to film
-    QSet<QString> m_filmed;              ///< those of which there is a film
-    QMap<QString, Trouble> m_troubled;   ///< by MAC address
-    QMap<QString, QDateTime> m_toldAt;   ///< of a camera's trouble (by MAC address) or film (by notice)
-    QMap<QString, QDateTime> m_gapSince; ///< cameras that have filmed and do not now
-    int m_gaps = 0;                      ///< of this recording's films, without those in m_gapSince
-    int m_cutOffs = 0;                   ///< of this recording's films
+    QSet<QString> m_wanted;             ///< cameras that this recording was to film
+    QSet<QString> m_filmed;             ///< those of which there is a film
+    QMap<QString, Trouble> m_troubled;  ///< by MAC address
+    QMap<QString, QDateTime> m_toldAt;  ///< of a camera's trouble (by MAC address) or film (by notice)
+    QMap<QString, qint64> m_gapSinceMs; ///< cameras that have filmed and do not now; monotonic
+    int m_gaps = 0;                     ///< of this recording's films, without those in m_gapSinceMs
+    int m_cutOffs = 0;                  ///< of this recording's films
     qint64 m_gapMs = 0;
     int m_stops = 0; ///< under way
     std::vector<std::function<void()>> m_whenClosed;

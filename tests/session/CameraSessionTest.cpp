@@ -208,6 +208,21 @@ TEST_F(CameraSessionTest, EnabledCamerasFilmFromTheStartToTheStop)
     EXPECT_TRUE(summary.contains(u"Lost: video for 2 s in 1 gap\n"_s)) << qPrintable(summary);
 }
 
+TEST_F(CameraSessionTest, AGapEndsWhenTheCameraIsNotWantedAnyMore)
+{
+    setUpCameras();
+    ASSERT_TRUE(harness.beginRecording());
+    tellFilming(Mac1, true);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return cameras->status().recording == 1; }));
+    tellFilming(Mac1, false);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return cameras->status().gaps == 1; }));
+    harness.time.advance(1500);
+    ASSERT_TRUE(cameras->registry().setEnabled(Mac1, false).isEmpty());
+    harness.time.advance(60000);
+    EXPECT_EQ(cameras->status().gapMs, 1500);
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+}
+
 TEST_F(CameraSessionTest, ARecordingBeginsWhileTheFilmsOfTheLastAreBeingClosed)
 {
     setUpCameras();
