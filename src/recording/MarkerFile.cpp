@@ -17,12 +17,6 @@ const QByteArray& headerLine()
     return line;
 }
 
-/// One row per line, whatever the user typed or pasted.
-QString withoutLineBreaks(QString label)
-{
-    return label.replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
-}
-
 QByteArray row(const MarkerFile::Marker& marker)
 {
     return QStringLiteral("%1,%2,%3,%4\n")
@@ -36,19 +30,21 @@ QByteArray row(const MarkerFile::Marker& marker)
 bool MarkerFile::open(const QString& path)
 {
     m_markers.clear();
+    m_rowsInFile = 0;
+    m_rewriteDue = false;
     if (m_file.openForWriting(path) != FileUtils::OpenResult::Opened)
         return false;
     if (writeAll(headerLine()))
         return true;
+    m_rewriteDue = false;
     m_file.close();
     return false;
 }
 
 void MarkerFile::close()
 {
-    if (m_rewriteDue && m_file.isOpen() && !rewrite())
+    if (m_file.isOpen() && !writeMissing())
         qCritical().noquote() << "MarkerFile: markers not written to" << m_file.fileName();
-    m_rewriteDue = false;
     m_file.close();
 }
 
@@ -63,13 +59,8 @@ int MarkerFile::addMarker(int segment, const QDateTime& when, const QString& lab
         qWarning().noquote() << "MarkerFile: addMarker with no open file";
         return -1;
     }
-    if (m_rewriteDue && !rewrite())
-        return -1;
-    const Marker marker{static_cast<int>(m_markers.size()) + 1, segment, when, withoutLineBreaks(label)};
-    if (!writeAll(row(marker)))
-        return -1;
-    m_markers.push_back(marker);
-    return marker.event;
+    m_markers.push_back({static_cast<int>(m_markers.size()) + 1, segment, when, markerLabel(label)});
+    return writeMissing() ? m_markers.back().event : -1;
 }
 
 bool MarkerFile::setLabel(int event, const QString& label)
@@ -84,11 +75,25 @@ bool MarkerFile::setLabel(int event, const QString& label)
         qWarning().noquote() << "MarkerFile: setLabel for unknown event" << event;
         return false;
     }
-    marker->label = withoutLineBreaks(label);
+    marker->label = markerLabel(label);
     return rewrite();
 }
 
-/// From the first line on. What could not be written is due again with the next marker, label or close.
+/// The rows that the file does not have yet; nothing when it has all.
+bool MarkerFile::writeMissing()
+{
+    if (m_rewriteDue)
+        return rewrite();
+    QByteArray rows;
+    for (std::size_t i = m_rowsInFile; i < m_markers.size(); ++i)
+        rows += row(m_markers[i]);
+    if (!rows.isEmpty() && !writeAll(rows))
+        return false;
+    m_rowsInFile = m_markers.size();
+    return true;
+}
+
+/// From the first line on.
 bool MarkerFile::rewrite()
 {
     m_rewriteDue = true;
@@ -96,11 +101,21 @@ bool MarkerFile::rewrite()
         qWarning().noquote() << "MarkerFile: could not rewind" << m_file.fileName() << m_file.errorString();
         return false;
     }
+    m_rowsInFile = 0;
     QByteArray content = headerLine();
     for (const Marker& each : std::as_const(m_markers))
         content += row(each);
-    m_rewriteDue = !writeAll(content);
-    return !m_rewriteDue;
+    if (!writeAll(content))
+        return false;
+    m_rewriteDue = false;
+    m_rowsInFile = m_markers.size();
+    return true;
+}
+
+int MarkerFile::unwritten() const
+{
+    const auto missing = static_cast<int>(m_markers.size() - m_rowsInFile);
+    return m_rewriteDue ? std::max(missing, 1) : missing;
 }
 
 const std::vector<MarkerFile::Marker>& MarkerFile::markers() const
@@ -110,10 +125,17 @@ const std::vector<MarkerFile::Marker>& MarkerFile::markers() const
 
 bool MarkerFile::writeAll(const QByteArray& bytes)
 {
-    if (writeBlock(m_file, bytes).complete)
+    const BlockWriteResult result = writeBlock(m_file, bytes);
+    if (result.complete)
         return true;
+    m_rewriteDue = m_rewriteDue || result.remnant; // a part of a row stands there
     qWarning().noquote() << "MarkerFile: append failed for" << m_file.fileName() << m_file.errorString();
     return false;
+}
+
+QString markerLabel(QString label)
+{
+    return label.replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
 }
 
 QString csvField(const QString& text)
