@@ -20,6 +20,8 @@
 #include "session/LogManager.h"
 #include "session/SessionController.h"
 #include "session/SessionExtensions.h"
+#include "ui/EnvironmentUnits.h"
+#include "ui/EnvironmentView.h"
 #include "ui/MainWindow.h"
 #include "ui/SetupFileActions.h"
 #include "ui/SetupPanel.h"
@@ -27,6 +29,7 @@
 #include "ui/setup/SetupDialog.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -74,7 +77,10 @@ std::optional<int> answerAtOnce(const CommandLine& line)
 
 int listDevices(SessionController& session)
 {
+    QEventLoop search;
+    QObject::connect(&session, &SessionController::devicesRefreshed, &search, &QEventLoop::quit);
     session.refreshDevices();
+    search.exec(); // the session gives a driver that hangs 5 s
     for (const DeviceEntry& device : session.devices())
         printOutput(
             QStringList{device.name, device.productType, device.serial, device.simulated ? u"yes"_s : u"no"_s}
@@ -173,6 +179,20 @@ void keepChoices(MainWindow& window, const AppSettings::StoreThread& store)
     keep(&MainWindow::configDirChosen, &AppSettings::setLastConfigDir);
     keep(&MainWindow::animalIdDirChosen, &AppSettings::setLastAnimalIdDir);
     keep(&MainWindow::geometryToKeep, &AppSettings::setGeometry);
+}
+
+/// Units and hours of the environment's charts: those of the last launch, and kept for the next one.
+void keepChartChoices(EnvironmentView& charts, const AppSettings::StoreThread& store)
+{
+    charts.setUnits(envunits::fromKeys(AppSettings::temperatureUnit(), AppSettings::pressureUnit()));
+    charts.setHours(AppSettings::environmentHours());
+    QObject::connect(&charts, &EnvironmentView::unitsChosen, &charts, [store](const envunits::Units& units) {
+        store([temperature = envunits::key(units.temperature), pressure = envunits::key(units.pressure)] {
+            AppSettings::setEnvironmentUnits(temperature, pressure);
+        });
+    });
+    QObject::connect(&charts, &EnvironmentView::hoursChosen, &charts,
+                     [store](int hours) { store([hours] { AppSettings::setEnvironmentHours(hours); }); });
 }
 
 void connectWindow(MainWindow& window, SessionController& session, WindowInteraction& user,
@@ -294,6 +314,7 @@ int runWindow()
                        AppSettings::lastConfigDir(), AppSettings::lastAnimalIdDir()},
                       {&surroundings.sensors, &surroundings.cameras, &services.time()});
     keepChoices(window, safeguards.store());
+    keepChartChoices(*window.pages()->environment(), safeguards.store());
     connectWindow(window, session, user, termination);
     connectStimulationTab(*window.setupDialog()->stimulationTab(), session);
     applyCommandLine(window, user, line);

@@ -90,6 +90,7 @@ HeadlessRunner::HeadlessRunner(SessionController& session, EnvironmentSession& s
       m_sensorLimit(time.createTimer(this, [this] { recordOnceSensorsAreKnown(); }))
 {
     connect(&sensors, &EnvironmentSession::sensorsChanged, this, &HeadlessRunner::recordOnceSensorsAreKnown);
+    connect(&session, &SessionController::devicesRefreshed, this, &HeadlessRunner::devicesRefreshed);
     connect(&session, &SessionController::deviceSelected, this, &HeadlessRunner::deviceSelected);
     connect(&session, &SessionController::recordingEnded, this, &HeadlessRunner::recordingEnded);
 }
@@ -124,7 +125,14 @@ QString HeadlessRunner::chooseDevice(QString* problem) const
 
 void HeadlessRunner::run()
 {
+    m_waitingForList = true;
     m_session.refreshDevices();
+}
+
+void HeadlessRunner::devicesRefreshed()
+{
+    if (!std::exchange(m_waitingForList, false) || m_done)
+        return;
     QString problem;
     const QString name = chooseDevice(&problem);
     if (name.isEmpty()) {

@@ -39,6 +39,7 @@ signals:
 
 private:
     [[nodiscard]] QString chooseDevice(QString* problem) const;
+    void devicesRefreshed();
     void deviceSelected(const DeviceDetails& details);
     void recordingEnded(EndReason reason);
     /// The setup file, or nothing after the run has failed with the reason.
@@ -59,6 +60,7 @@ private:
     std::unique_ptr<Timer> m_selection;
     std::unique_ptr<Timer> m_sensorLimit;
     std::optional<RecordingSetup> m_ready; ///< to be recorded once the sensors are known
+    bool m_waitingForList = false;
     bool m_waitingForDevice = false;
     bool m_endRequested = false;
     bool m_done = false;

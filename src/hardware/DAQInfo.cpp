@@ -30,6 +30,7 @@ void DAQInfo::Private::answerLater(Answer done, bool value)
 void DAQInfo::Private::changeSelection(std::optional<DAQDevice> device)
 {
     ++selection;
+    choice.reset();
     selected = std::move(device);
     analogInputs = 0;
     isRecovering = false;
@@ -85,6 +86,79 @@ void DAQInfo::Private::applyList(DeviceVector list)
     }
     if (isChanged)
         emit q->deviceListChanged();
+}
+
+void DAQInfo::Private::selectChosen()
+{
+    Choice chosen = *std::exchange(choice, std::nullopt);
+    const DAQDevice* device = listed(chosen.name);
+    if (!device || device->serial.isEmpty()) {
+        qWarning().noquote() << "DAQInfo::selectDevice - no device" << chosen.name
+                             << "that tells its serial number";
+        answerLater(std::move(chosen.done), false);
+        return;
+    }
+    if (mayUse && !mayUse(*device)) {
+        answerLater(std::move(chosen.done), false);
+        return;
+    }
+    changeSelection(*device);
+    isSessionOpen = true;
+    struct Opened
+    {
+        bool isUsable;
+        int analogInputs;
+    };
+    ask(
+        [api = &driver, unit = *selected, number = selection](HardwareSession& session) {
+            return Opened{session.open(unit, number), countAnalogInputs(*api, unit.name)};
+        },
+        [this, done = std::move(chosen.done)](const Opened& opened) {
+            analogInputs = opened.analogInputs;
+            if (done)
+                done(opened.isUsable);
+        });
+}
+
+// ---- the device list ----
+
+void DAQInfo::Private::look()
+{
+    isListOwed = true;
+    isNextLookWanted = false;
+    hardware->run(
+        [api = &driver](HardwareSession&) { return enumerateDevices(*api); },
+        [this, mine = ++looks](std::optional<DeviceVector> list) { listAnswered(mine, std::move(list)); });
+}
+
+void DAQInfo::Private::listAnswered(quint64 look, std::optional<DeviceVector> list)
+{
+    isListOwed = false;
+    if (list)
+        applyList(std::move(*list));
+    if (choice && choice->look <= look)
+        selectChosen();
+    if (isListOwed)
+        return; // whoever heard of the list has asked for the next one
+    if (isNextLookWanted)
+        this->look();
+    else if (isRefreshing)
+        endRefresh();
+}
+
+void DAQInfo::Private::giveUpRefresh()
+{
+    qWarning("DAQInfo::refreshDAQList: the driver does not answer yet");
+    if (choice)
+        selectChosen();
+    endRefresh();
+}
+
+void DAQInfo::Private::endRefresh()
+{
+    isRefreshing = false;
+    refreshTimer->stop();
+    emit q->deviceListRefreshed();
 }
 
 // ---- waiting for the device ----
@@ -155,6 +229,7 @@ DAQInfo::~DAQInfo()
 {
     d->pollTimer.reset();
     d->eepromTimer.reset();
+    d->refreshTimer.reset();
     if (d->hardware->shutDown(ShutDownWaitMs))
         return;
     qCritical("DAQInfo::~DAQInfo - the driver does not return, hardware thread abandoned");
@@ -178,60 +253,24 @@ int DAQInfo::analogInputCount() const
 
 void DAQInfo::refreshDAQList()
 {
-    using List = std::optional<Private::DeviceVector>;
-    auto promise = std::make_shared<std::promise<List>>();
-    std::future<List> future = promise->get_future();
-    const quint64 refresh = ++d->refreshes;
-    d->hardware->run(
-        [api = &d->driver, promise](HardwareSession&) {
-            List list = enumerateDevices(*api);
-            promise->set_value(list);
-            return list;
-        },
-        [this, refresh](List list) {
-            if (list && refresh == d->refreshes)
-                d->applyList(std::move(*list));
-        });
-    if (future.wait_for(std::chrono::milliseconds(RefreshWaitMs)) != std::future_status::ready) {
-        qWarning("DAQInfo::refreshDAQList: the driver does not answer yet");
-        return;
-    }
-    ++d->refreshes; // the queued copy of this list is of no use any more
-    if (List list = future.get())
-        d->applyList(std::move(*list));
+    d->isRefreshing = true;
+    d->refreshTimer->start(RefreshWaitMs, TimerMode::SingleShot);
+    if (d->isListOwed)
+        d->isNextLookWanted = true;
+    else
+        d->look();
+}
+
+bool DAQInfo::isRefreshing() const
+{
+    return d->isRefreshing;
 }
 
 void DAQInfo::selectDevice(const QString& name, std::function<void(bool)> done)
 {
+    deselect();
     refreshDAQList(); // another unit may have taken the name since the last look
-    const DAQDevice* device = d->listed(name);
-    if (!device || device->serial.isEmpty()) {
-        qWarning().noquote() << "DAQInfo::selectDevice - no device" << name << "that tells its serial number";
-        deselect();
-        d->answerLater(std::move(done), false);
-        return;
-    }
-    if (d->mayUse && !d->mayUse(*device)) {
-        deselect();
-        d->answerLater(std::move(done), false);
-        return;
-    }
-    d->changeSelection(*device);
-    d->isSessionOpen = true;
-    struct Opened
-    {
-        bool isUsable;
-        int analogInputs;
-    };
-    d->ask(
-        [api = &d->driver, chosen = *d->selected, selection = d->selection](HardwareSession& session) {
-            return Opened{session.open(chosen, selection), countAnalogInputs(*api, chosen.name)};
-        },
-        [this, done = std::move(done)](const Opened& opened) {
-            d->analogInputs = opened.analogInputs;
-            if (done)
-                done(opened.isUsable);
-        });
+    d->choice = Private::Choice{name, std::move(done), d->looks + (d->isNextLookWanted ? 1U : 0U)};
 }
 
 void DAQInfo::setPermission(std::function<bool(const DAQDevice&)> mayUse)

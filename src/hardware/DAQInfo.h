@@ -39,9 +39,11 @@ public:
     /// selectDevice has called back.
     [[nodiscard]] int analogInputCount() const;
 
-    /// Resets the device and builds its I2C session; done(ok) when the buses exist, ok when the
-    /// microcontroller's bus can be used. A device that is not listed, or whose serial number the driver
-    /// does not tell, is not selected.
+    /// Gives up the device selected before, looks at the driver's list, resets the device and builds its I2C
+    /// session; done(ok) when the buses exist, ok when the microcontroller's bus can be used. A device that
+    /// is not listed then, or whose serial number the driver does not tell, is not selected. Of a driver that
+    /// does not tell its list within 5 s the last list counts. Nothing is selected before the list is there;
+    /// of several calls the latest counts.
     void selectDevice(const QString& name, std::function<void(bool)> done);
     /// Asked by selectDevice before it touches a device; a device that it refuses is not selected.
     void setPermission(std::function<bool(const DAQDevice&)> mayUse);
@@ -81,8 +83,12 @@ public:
     /// failed are set up again.
     void setAcquisitionStarted(bool started);
 
-    /// Waits 5 s at most for the driver; a list that comes later still arrives, with deviceListChanged.
+    /// Asks the driver for its list; deviceListRefreshed follows when it has answered, later, or after 5 s. A
+    /// list that comes later still arrives, with deviceListChanged. While the driver owes the answer to one
+    /// look, any number of calls ask for one more.
     Q_SLOT void refreshDAQList();
+    /// From refreshDAQList or selectDevice to deviceListRefreshed.
+    [[nodiscard]] bool isRefreshing() const;
 
     /// Logs what is known of the selected device.
     Q_SLOT void deviceInfo();
@@ -107,6 +113,8 @@ signals:
     /// valid: fresh or from an earlier session.
     void buildInfoAvailable(const vt::DaqBuildInfo& info, bool valid);
     void deviceListChanged();
+    /// The search has ended, whether it changed anything, failed or took too long.
+    void deviceListRefreshed();
     /// The wait for re-enumeration began / ended: the notice titled "DAQ Reconnecting".
     void waitingForDevice(const QString& name);
     void waitingEnded();

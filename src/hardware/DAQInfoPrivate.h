@@ -20,7 +20,8 @@ struct DAQInfo::Private
         : q(owner), driver(api), time(timeSource), buildInfoCache(BuildInfoCache::defaultPath()),
           hardware(std::make_shared<HardwareThread>(api, timeSource, &answers, &stimulation)),
           pollTimer(timeSource.createTimer(owner, [this] { poll(); })),
-          eepromTimer(timeSource.createTimer(owner, [this] { finishEeprom(); }))
+          eepromTimer(timeSource.createTimer(owner, [this] { finishEeprom(); })),
+          refreshTimer(timeSource.createTimer(owner, [this] { giveUpRefresh(); }))
     {
         stimulation.attach(hardware);
     }
@@ -39,8 +40,20 @@ struct DAQInfo::Private
     bool isAcquisitionStarted = false;
     bool isRecovering = false;
     quint64 selection = 0; ///< counts selections; answers to an older one are dropped
-    quint64 refreshes = 0; ///< lists applied or given up for a newer one
     bool isLookPending = false;
+
+    quint64 looks = 0;             ///< at the whole list, begun so far
+    bool isListOwed = false;       ///< the driver has not answered the newest look
+    bool isNextLookWanted = false; ///< another one follows when it has
+    bool isRefreshing = false;     ///< deviceListRefreshed is due
+    /// A selection that waits for a list not older than itself.
+    struct Choice
+    {
+        QString name;
+        Answer done;
+        quint64 look; ///< the first one whose list counts
+    };
+    std::optional<Choice> choice;
 
     struct Wait
     {
@@ -66,6 +79,7 @@ struct DAQInfo::Private
     std::shared_ptr<HardwareThread> hardware;
     std::unique_ptr<Timer> pollTimer;
     std::unique_ptr<Timer> eepromTimer;
+    std::unique_ptr<Timer> refreshTimer;
 
     /// Runs work(session) on the hardware thread and done(value) here, unless the selection has changed.
     template <typename Work, typename Done>
@@ -82,7 +96,13 @@ struct DAQInfo::Private
     void changeSelection(std::optional<DAQDevice> device);
     void closeSession();
     [[nodiscard]] const DAQDevice* listed(const QString& name) const;
+    void look();
+    void listAnswered(quint64 look, std::optional<DeviceVector> list);
+    void giveUpRefresh();
+    void endRefresh();
     void applyList(DeviceVector list);
+    /// The device of choice, from the list as it is.
+    void selectChosen();
     [[nodiscard]] bool isSelectedListed() const;
 
     void poll();

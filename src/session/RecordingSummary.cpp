@@ -30,6 +30,10 @@ void writeLosses(QTextStream& out, const RecordingResult& result)
             out << "Lost: " << lost.framesUnaccounted << " frames never processed\n";
         if (lost.failedStamps > 0)
             out << "Lost: " << lost.failedStamps << " time stamps\n";
+        if (lost.markersNotWritten > 0)
+            out << "Lost: " << lost.markersNotWritten
+                << (lost.markersNotWritten == 1 ? " marker" : " markers")
+                << " not written to the marker file\n";
         if (lost.filesNotWritten > 0)
             out << "Lost: the configuration summary\n";
         if (lost.sensorLogsMissing > 0)

@@ -9,12 +9,14 @@
 #include "daqmx/KeepAlive.h"
 #include "platform/DaqClaim.h"
 #include "session/HeaderBuilder.h"
+#include "session/SessionTexts.h"
 #include "session/UserInteraction.h"
 
 #include <QDebug>
 #include <QFileInfo>
 #include <QPointer>
 #include <QStorageInfo>
+#include <utility>
 
 namespace vt {
 
@@ -77,6 +79,7 @@ SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverAp
     reconnectPoll = time.createTimer(q, [this] { pollReconnect(); });
     diskTimer = time.createTimer(q, [this] { sampleDisk(); });
     QObject::connect(&daqInfo, &DAQInfo::deviceListChanged, q, &SessionController::devicesChanged);
+    QObject::connect(&daqInfo, &DAQInfo::deviceListRefreshed, q, [this] { devicesRefreshed(); });
     QObject::connect(&daqInfo, &DAQInfo::waitingForDevice, q, [this](const QString& name) {
         user.showNotice(u"reconnecting"_s, u"DAQ Reconnecting"_s,
                         u"Waiting for DAQ \"%1\" to reconnect..."_s.arg(name), QString(), {});
@@ -211,6 +214,20 @@ void SessionPrivate::sampleDisk()
         });
 }
 
+void SessionPrivate::markersUnwritten(int count)
+{
+    if (count == 0) {
+        user.closeNotice(markersNoticeId());
+        return;
+    }
+    user.showNotice(
+        markersNoticeId(), SessionController::tr("Markers"),
+        SessionController::tr("%n marker(s) could not be written to the marker file yet. This is tried "
+                              "again with the next marker and at the end of the recording.",
+                              nullptr, count),
+        SessionController::tr("OK"), [] {});
+}
+
 SessionController::SessionController(DaqmxApi& driver, TimeSource& time, UserInteraction& user,
                                      Options options, QObject* parent)
     : QObject(parent)
@@ -231,10 +248,23 @@ void SessionController::addCompanion(std::unique_ptr<RecordingCompanion> compani
 
 void SessionController::refreshDevices()
 {
+    d->isRefreshAsked = true;
     d->daqInfo.refreshDAQList();
-    d->amplifier.refresh();
+    if (d->amplifier.refresh())
+        emit devicesChanged();
+}
+
+void SessionPrivate::devicesRefreshed()
+{
     // Also with the same devices: another instance may have taken or released one.
-    emit devicesChanged();
+    if (std::exchange(isRefreshAsked, false))
+        emit q->devicesChanged();
+    emit q->devicesRefreshed();
+}
+
+bool SessionController::isRefreshingDevices() const
+{
+    return d->daqInfo.isRefreshing();
 }
 
 std::vector<DeviceEntry> SessionController::devices() const
@@ -310,7 +340,7 @@ int SessionController::addMarker(const QString& label)
     // While it is prepared, the file belongs to the file thread.
     if (!d->markers || d->state == SessionState::Preparing)
         return -1;
-    const int event = d->markers->addMarker(d->segmentNumber, d->time.now(), label);
+    const int event = d->markers->add(d->segmentNumber, d->time.now(), label);
     if (event > 0)
         noteMarkers();
     return event;

@@ -60,8 +60,12 @@ public:
 
     void addCompanion(std::unique_ptr<RecordingCompanion> companion);
 
-    /// Devices of the driver and serial ports, as of the last refresh.
+    /// Asks for the devices again; devicesRefreshed follows, later, after 5 s at most also when the driver
+    /// hangs.
     void refreshDevices();
+    /// From refreshDevices or the choice of an NI-DAQmx unit to devicesRefreshed: a search is under way.
+    [[nodiscard]] bool isRefreshingDevices() const;
+    /// Devices of the driver and serial ports, as known so far.
     [[nodiscard]] std::vector<DeviceEntry> devices() const;
     /// Claims the device and reads its microcontroller, or asks who is at the serial port;
     /// deviceSelected(details) follows. A device that another instance holds is left alone. An empty name
@@ -93,9 +97,11 @@ public:
     /// Waits for the same, up to timeoutMs.
     [[nodiscard]] bool waitUntilClosed(int timeoutMs) const;
 
-    /// Event number of the new marker, -1 when there is no marker file, as with the serial amplifier.
+    /// Event number of the new marker, which is on its way to the file then; -1 when there is no marker file,
+    /// as with the serial amplifier. The user is told when it cannot be written.
     int addMarker(const QString& label);
-    /// Of the recording that runs; false when the file could not be rewritten or there is no such marker.
+    /// Of the recording that runs; false when there is no such marker. The user is told when the file cannot
+    /// be rewritten.
     bool setMarkerLabel(int event, const QString& label);
     /// Of the recording that runs, or of the last one when none runs; in order.
     [[nodiscard]] const std::vector<MarkerFile::Marker>& markers() const;
@@ -127,12 +133,14 @@ public:
 signals:
     void stateChanged(vt::SessionState state);
     void devicesChanged();
+    /// A search has ended, also when it has changed nothing or took too long.
+    void devicesRefreshed();
     void deviceSelected(const vt::DeviceDetails& details);
     void prepared(bool ok);
     void segmentStarted(const QString& basePath, int segment);
     void segmentEnded();
     void recordingEnded(vt::EndReason reason);
-    /// A marker was written, by whatever means, or its label was changed.
+    /// A marker was set, by whatever means, or its label was changed.
     void markersChanged();
     /// Every 2 s, activity-only recordings included; history() has it already.
     void stepCompleted(const vt::StepRecord& step);

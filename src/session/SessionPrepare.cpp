@@ -185,10 +185,13 @@ void SessionPrivate::createFiles()
     }
     makeSegment(setup.basePath, 0);
     // Markers come with the unit's push button.
-    markers = device.kind == DeviceKind::NiUnit ? std::make_shared<MarkerFile>() : nullptr;
+    markers.reset();
+    if (device.kind == DeviceKind::NiUnit)
+        markers =
+            std::make_unique<MarkerLog>(textWorker, answers, [this](int count) { markersUnwritten(count); });
     onFileThread(
-        [files = segment, marks = markers, base = setup.basePath, animal = int{mcu.animalType},
-         newMarkers = newMarkerPath] {
+        [files = segment, openMarkers = markers ? markers->opening() : nullptr, base = setup.basePath,
+         animal = int{mcu.animalType}, newMarkers = newMarkerPath] {
             PreparedFiles prepared;
             prepared.problem = checkRecordingPath(base, animal);
             if (!prepared.problem.isEmpty())
@@ -200,10 +203,10 @@ void SessionPrivate::createFiles()
                                        : u"%1: %2"_s.arg(failure.path, failure.error);
                 return prepared;
             }
-            if (!marks)
+            if (!openMarkers)
                 return prepared;
             const bool markersExisted = QFileInfo::exists(files->paths().markers);
-            prepared.markersFailed = !marks->open(files->paths().markers);
+            prepared.markersFailed = !openMarkers(files->paths().markers);
             if (!prepared.markersFailed && !markersExisted)
                 *newMarkers = files->paths().markers;
             return prepared;

@@ -6,7 +6,7 @@
 #include "base/TimeSource.h"
 #include "hardware/DAQInfo.h"
 #include "processing/DataManager.h"
-#include "recording/MarkerFile.h"
+#include "recording/MarkerLog.h"
 #include "session/NiRecordingDevice.h"
 #include "session/RecordingSegment.h"
 #include "session/RecordingSummary.h"
@@ -87,8 +87,10 @@ struct SessionPrivate
     void tearDown(TeardownKind kind);
     void teardownDone();
     bool stopAndWait(EndReason reason, int timeoutMs);
-    /// What companions have to do before the recording ends, for the file thread.
-    [[nodiscard]] std::function<bool()> lastWork() const;
+    /// What companions and the markers have to do before the recording ends, for the file thread.
+    [[nodiscard]] std::function<bool()> lastWork();
+    /// What became of the marker file, for the summary.
+    void retireMarkers();
     void finishPaused();
     void finish();
     void summarise();
@@ -110,6 +112,8 @@ struct SessionPrivate
     void makeSegment(const QString& base, int number);
     void connectWriter();
     void sampleDisk();
+    void markersUnwritten(int count);
+    void devicesRefreshed();
     void connectUnitEvents();
     template <typename Work, typename Done>
     void onFileThread(Work work, Done done);
@@ -126,7 +130,7 @@ struct SessionPrivate
 
     std::unique_ptr<QThread> fileThread;
     std::unique_ptr<Inbox> fileWorker;   ///< lives on fileThread
-    std::unique_ptr<QThread> textThread; ///< time stamps, configuration summary, free disk space
+    std::unique_ptr<QThread> textThread; ///< time stamps, markers, configuration summary, free disk space
     std::shared_ptr<Inbox> textWorker;   ///< lives on textThread
     Inbox answers;                       ///< lives on the interface thread
 
@@ -141,7 +145,8 @@ struct SessionPrivate
     quint64 operation = 0;
     quint64 selection = 0; ///< counts selections; answers to older ones are void
     bool selecting = false;
-    quint64 lidQuestion = 0; ///< counts questions; answers to older ones are void
+    bool isRefreshAsked = false; ///< by refreshDevices, not only for a selection
+    quint64 lidQuestion = 0;     ///< counts questions; answers to older ones are void
     bool fileWork = false;
     quint64 fileGeneration = 0; ///< callbacks of older file work are void
     std::optional<EndReason> pendingStop;
@@ -165,8 +170,8 @@ struct SessionPrivate
     std::shared_ptr<RecordingSegment> segment;
     std::vector<std::shared_ptr<RecordingSegment>> stuckSegments; ///< a hanging driver still holds them
     std::shared_ptr<TeardownReport> teardownReport;
-    std::shared_ptr<MarkerFile> markers;
-    std::vector<MarkerFile::Marker> shownMarkers; ///< as in the file; stay when it is closed
+    std::unique_ptr<MarkerLog> markers;
+    std::vector<MarkerFile::Marker> shownMarkers; ///< as in markers; stay when the file is closed
     /// Marker file that this recording brought into being; written on the file thread.
     std::shared_ptr<QString> newMarkerPath = std::make_shared<QString>();
 

@@ -8,13 +8,19 @@
 
 #include <QDeadlineTimer>
 #include <QDebug>
-#include <QFile>
 #include <QPointer>
 #include <utility>
 
 namespace vt {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int MarkersCloseTimeoutMs = 5000;
+constexpr int ForcedMarkersCloseTimeoutMs = 1000; ///< when the system waits for a few seconds in all
+
+} // namespace
 
 bool SessionPrivate::stopPending()
 {
@@ -59,12 +65,16 @@ void SessionPrivate::stop(EndReason reason)
         finishPaused();
 }
 
-std::function<bool()> SessionPrivate::lastWork() const
+std::function<bool()> SessionPrivate::lastWork()
 {
     std::vector<std::function<void()>> works;
     for (const auto& companion : companions)
         if (std::function<void()> work = companion->lastWork())
             works.push_back(std::move(work));
+    if (markers && !markers->isClosing())
+        works.push_back(
+            [close = markers->closing(forced ? ForcedMarkersCloseTimeoutMs : MarkersCloseTimeoutMs),
+             unused = recordingRan ? nullptr : newMarkerPath] { close(unused ? *unused : QString()); });
     return [works = std::move(works)] {
         for (const auto& work : works)
             work();
@@ -72,10 +82,10 @@ std::function<bool()> SessionPrivate::lastWork() const
     };
 }
 
-/// There is no segment whose teardown would take the companions' last work along.
+/// There is no segment whose teardown would take the last work along.
 void SessionPrivate::finishPaused()
 {
-    if (!recordingRan) {
+    if (!recordingRan && !markers) {
         finish();
         return;
     }
@@ -200,12 +210,7 @@ void SessionPrivate::finish()
     // What is told below may be answered by an event of the system that wants to finish, too.
     if (state != SessionState::Stopping || std::exchange(finishing, true))
         return;
-    if (markers)
-        markers->close();
-    markers.reset();
-    if (!recordingRan && !newMarkerPath->isEmpty() && !QFile::remove(*newMarkerPath))
-        qWarning().noquote() << "Could not remove the unused file" << *newMarkerPath;
-    newMarkerPath->clear();
+    retireMarkers();
     user.closeNotice(u"paused"_s);
     user.closeNotice(u"reconnecting"_s);
     user.setRecordingIndicator(QString());
@@ -225,6 +230,23 @@ void SessionPrivate::finish()
     }
     readyForSystem();
     emit q->recordingEnded(endReason);
+}
+
+void SessionPrivate::retireMarkers()
+{
+    if (!markers)
+        return;
+    const MarkerLog::Closed closed = markers->closed();
+    result.losses.markersNotWritten += static_cast<quint64>(closed.unwritten);
+    result.losses.flushTimeouts += closed.isLate ? 1U : 0U;
+    markers.reset();
+    if (closed.unwritten > 0)
+        user.showNotice(markersNoticeId(), SessionController::tr("Markers"),
+                        SessionController::tr("%n marker(s) could not be written to the marker file.",
+                                              nullptr, closed.unwritten),
+                        SessionController::tr("OK"), [] {});
+    else
+        user.closeNotice(markersNoticeId());
 }
 
 void SessionPrivate::summarise()
@@ -301,6 +323,8 @@ bool SessionPrivate::stopAndWait(EndReason reason, int timeoutMs)
     // up this stack, cannot be waited for.
     if (!teardownQueued || !drain())
         return false;
+    if (markers && !markers->isClosing()) // it was the teardown of a pause
+        (void)callOn(*fileWorker, static_cast<int>(deadline.remainingTime()), lastWork());
     teardownDone();
     return true;
 }

@@ -17,4 +17,10 @@ namespace vt {
     return QStringLiteral("h:mm:ss AP");
 }
 
+/// Of the notice about markers that are not in their file.
+[[nodiscard]] inline QString markersNoticeId()
+{
+    return QStringLiteral("markers");
+}
+
 } // namespace vt

@@ -104,6 +104,7 @@ struct LossSummary
     quint64 bytesFailed = 0;
     quint64 flushTimeouts = 0;
     quint64 failedStamps = 0;        ///< lines of the time-stamp file
+    quint64 markersNotWritten = 0;   ///< as far as is known when the disk hangs at the end
     quint64 filesNotWritten = 0;     ///< configuration summary
     quint64 bytesDamaged = 0;        ///< on the serial line
     quint64 interruptions = 0;       ///< of the serial amplifier's stream
@@ -116,9 +117,9 @@ struct LossSummary
     [[nodiscard]] bool any() const
     {
         return framesDropped || framesUnaccounted || writesDropped || writesFailed || bytesDropped ||
-               bytesFailed || flushTimeouts || failedStamps || filesNotWritten || bytesDamaged ||
-               interruptions || samplesDropped || sensorRecordsLost || sensorLogsMissing || cameraGaps ||
-               camerasWithoutVideo;
+               bytesFailed || flushTimeouts || failedStamps || markersNotWritten || filesNotWritten ||
+               bytesDamaged || interruptions || samplesDropped || sensorRecordsLost || sensorLogsMissing ||
+               cameraGaps || camerasWithoutVideo;
     }
 };
 

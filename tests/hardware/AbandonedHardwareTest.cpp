@@ -5,6 +5,7 @@
 #include "hardware/DAQInfo.h"
 
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <gtest/gtest.h>
 
 namespace vt::test {
@@ -20,7 +21,10 @@ TEST(AbandonedHardware, DestructionWaitsFiveSecondsAtMost)
     unit.hangFunction("ResetDevice");
     auto info = std::make_unique<DAQInfo>(unit, time);
     bool isAnswered = false;
+    QEventLoop loop;
+    QObject::connect(info.get(), &DAQInfo::deviceListRefreshed, &loop, &QEventLoop::quit);
     info->selectDevice(QStringLiteral("Dev1"), [&](bool) { isAnswered = true; });
+    loop.exec();
     ASSERT_TRUE(unit.waitForHang());
     QElapsedTimer timer;
     timer.start();

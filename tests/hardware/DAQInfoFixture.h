@@ -59,6 +59,14 @@ protected:
     {
         return answerOf<bool>([&](auto done) { info->selectDevice(name, done); }).value_or(false);
     }
+    /// Asks for the device list and waits until the search has ended.
+    void refresh()
+    {
+        QEventLoop loop;
+        QObject::connect(info.get(), &DAQInfo::deviceListRefreshed, &loop, &QEventLoop::quit);
+        info->refreshDAQList();
+        loop.exec();
+    }
     /// Waits until everything that was posted to the hardware thread has been done.
     void settle()
     {

@@ -16,13 +16,13 @@ TEST(MCUBufferMap, ReadsLittleEndianFields)
 TEST_F(DAQInfoTest, EnumeratesDevices)
 {
     QSignalSpy changed(info.get(), &DAQInfo::deviceListChanged);
-    info->refreshDAQList();
+    refresh();
     EXPECT_THAT(info->devices(), testing::ElementsAre(DAQDevice{u"Dev1"_qs, u"USB-6210"_qs, u"42"_qs, false},
                                                       DAQDevice{u"Dev2"_qs, u"USB-6218"_qs, u"7"_qs, true}));
     EXPECT_TRUE(log.hasInOrder(
         {u"Device is Sim: False"_qs, u"Device is Sim: True"_qs,
          u"DAQInfo::refreshDAQList: enumerated 2 device(s): Dev1 type USB-6210 Dev2 type USB-6218"_qs}));
-    info->refreshDAQList();
+    refresh();
     EXPECT_EQ(changed.count(), 1) << "the same list again is no change";
 }
 
@@ -30,7 +30,7 @@ TEST_F(DAQInfoTest, EnumerationErrorsAreNamed)
 {
     for (const char* function : {"GetSysDevNames", "GetDevProductType", "GetDevSerialNum"}) {
         unit.failFunction(function);
-        info->refreshDAQList();
+        refresh();
         EXPECT_TRUE(log.has(QStringLiteral("DAQmx%1 error code: -88709").arg(QLatin1String(function))));
     }
     ASSERT_EQ(info->devices().size(), 2U);
@@ -86,17 +86,17 @@ TEST_F(DAQInfoTest, VanishedSelectionIsTornDownUnlessAcquiring)
         u"DAQInfo::refreshDAQList: selected device Dev1 no longer enumerated — tearing down stale I2C session"_qs;
     for (const auto& devices : {std::vector{Dev2}, std::vector{Dev1Other}}) {
         unit.setDevices({Dev1, Dev2});
-        info->refreshDAQList();
+        refresh();
         ASSERT_TRUE(select(u"Dev1"_qs));
         info->setAcquisitionStarted(true);
         const qsizetype before = log.count(tornDown);
         unit.setDevices(devices);
-        info->refreshDAQList();
+        refresh();
         EXPECT_EQ(unit.openTasks(), TasksWithoutUnits);
         EXPECT_EQ(log.count(tornDown), before);
         info->setAcquisitionStarted(false);
-        info->refreshDAQList();
-        info->refreshDAQList();
+        refresh();
+        refresh();
         settle();
         EXPECT_EQ(unit.openTasks(), 0);
         EXPECT_EQ(log.count(tornDown), before + 1) << "once";
@@ -240,6 +240,60 @@ TEST_F(DAQInfoTest, HangingDriverHoldsUpNobodyButItself)
     settle();
     EXPECT_EQ(answered, true) << "late, but it comes";
     EXPECT_EQ(present, true);
+}
+
+TEST_F(DAQInfoTest, SearchHoldsNobodyUpAndTheLatestChoiceCounts)
+{
+    QSignalSpy refreshed(info.get(), &DAQInfo::deviceListRefreshed);
+    unit.hangFunction("GetSysDevNames");
+    info->refreshDAQList();
+    ASSERT_TRUE(unit.waitForHang());
+    bool isFirstAnswered = false;
+    info->selectDevice(u"Dev1"_qs, [&](bool) { isFirstAnswered = true; });
+    std::optional<bool> isSecondUsable;
+    info->selectDevice(u"Dev2"_qs, [&](bool isUsable) { isSecondUsable = isUsable; });
+    info->refreshDAQList();
+    EXPECT_TRUE(info->isRefreshing());
+    EXPECT_TRUE(info->devices().empty());
+    EXPECT_FALSE(info->selectedDevice().has_value());
+    unit.setDevices({Dev2}); // seen by the second look at least, which is the first that counts
+    unit.release();
+    QEventLoop loop;
+    QObject::connect(info.get(), &DAQInfo::deviceListRefreshed, &loop, &QEventLoop::quit);
+    loop.exec();
+    settle();
+    EXPECT_EQ(isSecondUsable, true);
+    EXPECT_EQ(info->selectedDevice()->name, u"Dev2"_qs);
+    EXPECT_FALSE(isFirstAnswered);
+    EXPECT_EQ(unit.count("ResetDevice"), 1U);
+    EXPECT_EQ(unit.count("GetSysDevNames"), 2U) << "three calls that came during one look ask for one more";
+    EXPECT_FALSE(info->isRefreshing());
+    EXPECT_EQ(refreshed.count(), 1);
+}
+
+TEST_F(DAQInfoTest, OfADriverThatHangsTheLastListCounts)
+{
+    refresh();
+    QSignalSpy refreshed(info.get(), &DAQInfo::deviceListRefreshed);
+    unit.setDevices({Dev1, Dev2, {"Dev3", "USB-6218", 8, false, 16}});
+    unit.hangFunction("GetSysDevNames");
+    std::optional<bool> isUsable;
+    info->selectDevice(u"Dev1"_qs, [&](bool usable) { isUsable = usable; });
+    ASSERT_TRUE(unit.waitForHang());
+    time.advance(4999);
+    EXPECT_FALSE(info->selectedDevice().has_value());
+    time.advance(1);
+    EXPECT_EQ(refreshed.count(), 1);
+    EXPECT_FALSE(info->isRefreshing());
+    EXPECT_TRUE(log.has(u"DAQInfo::refreshDAQList: the driver does not answer yet"_qs));
+    EXPECT_EQ(info->selectedDevice()->serial, u"42"_qs);
+    EXPECT_EQ(info->devices().size(), 2U);
+    EXPECT_FALSE(isUsable.has_value());
+    unit.release();
+    settle();
+    EXPECT_EQ(isUsable, true);
+    EXPECT_EQ(info->devices().size(), 3U) << "late, but it comes";
+    EXPECT_EQ(refreshed.count(), 1);
 }
 
 } // namespace vt::test

@@ -65,7 +65,7 @@ TEST_F(ClaimTest, ADeviceOfAnotherInstanceIsRefusedUntouched)
     SessionHarness other(options); // a unit with the same serial number
     ASSERT_TRUE(holder.select());
 
-    other.session->refreshDevices();
+    ASSERT_TRUE(other.refresh());
     ASSERT_EQ(other.session->devices().size(), 1U);
     EXPECT_TRUE(other.session->devices()[0].inUse);
     EXPECT_EQ(other.session->devices()[0].holderPid, QCoreApplication::applicationPid());

@@ -114,6 +114,12 @@ void SessionHarness::settle()
     QCoreApplication::sendPostedEvents();
 }
 
+bool SessionHarness::refresh()
+{
+    session->refreshDevices();
+    return waitUntil([this] { return !session->isRefreshingDevices(); });
+}
+
 bool SessionHarness::select()
 {
     bool selected = false;

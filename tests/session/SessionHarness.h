@@ -78,6 +78,8 @@ public:
     /// Lets queued calls of this thread run.
     static void settle();
 
+    /// Asks for the devices and waits for the list.
+    [[nodiscard]] bool refresh();
     [[nodiscard]] bool select();
     [[nodiscard]] RecordingSetup setup(const QString& name = QStringLiteral("run")) const;
     /// Select, prepare, start, and the device's task runs.
