@@ -73,7 +73,7 @@ CameraSession::CameraSession(TimeSource& time, CameraManagerRegistry::ManagerFac
     }
     connect(&m_registry, &CameraManagerRegistry::settingsChanged, this,
             [this](const VideoSettings& settings) {
-                m_store.save(settings);
+                m_disk.post([store = m_store, settings] { store.save(settings); });
                 filmIfWanted();
             });
     connect(&m_registry, &CameraManagerRegistry::recordingError, this, &CameraSession::handleError);
@@ -109,10 +109,15 @@ bool CameraSession::setSegmentMinutes(int minutes)
 
 void CameraSession::setPassword(const QString& password)
 {
-    if (!m_store.setPassword(password))
-        m_user.notify(Severity::Warning, tr("Cameras"),
-                      tr("The cameras' password could not be stored where only you can read it. It is used "
-                         "until the program ends, and forgotten then."));
+    m_disk.run(
+        m_answers, [store = m_store, password] { return store.setPassword(password); },
+        [this](bool isStored) {
+            if (!isStored)
+                m_user.notify(
+                    Severity::Warning, tr("Cameras"),
+                    tr("The cameras' password could not be stored where only you can read it. It is used "
+                       "until the program ends, and forgotten then."));
+        });
     m_hasOwnPassword = !password.isEmpty();
     m_credentials.password = m_hasOwnPassword ? password : CameraCredentials{}.password;
     m_registry.setCredentials(m_credentials);

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/Inbox.h"
 #include "camera/CameraManagerRegistry.h"
 #include "camera/MjpegStream.h"
+#include "hardware/DiskThread.h"
 #include "session/CameraSettingsStore.h"
 #include "session/SessionTypes.h"
 
@@ -102,6 +104,8 @@ private:
     TimeSource& m_time;
     UserInteraction& m_user;
     const CameraSettingsStore m_store;
+    DiskThread m_disk{QStringLiteral("camera settings"), 5000};
+    Inbox m_answers;
     CameraCredentials m_credentials;
     bool m_hasOwnPassword = false;
     CameraRecordingPlan m_plan; ///< of the recording that runs

@@ -12,7 +12,7 @@ namespace vt {
 
 /// What the program remembers of its cameras, in the group "CameraSettings" of a settings store: the length
 /// of video files, channel, enable, resolution and rotation of each camera by its MAC address, and the
-/// cameras' password. Changes are on the disk when a function returns. Interface thread.
+/// cameras' password. Changes are on the disk when a function returns. One thread at a time.
 ///
 /// Where the store is a file it belongs to the user alone from the moment at which it holds a password. In
 /// the Windows registry it lies in the user's own part, which other users cannot read.

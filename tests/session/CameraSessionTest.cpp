@@ -358,6 +358,8 @@ TEST_F(CameraSessionTest, SettingsAndPasswordAreKeptForTheUserAlone)
     EXPECT_FALSE(cameras->hasOwnPassword());
     cameras->setPassword(Secret);
     EXPECT_TRUE(cameras->hasOwnPassword());
+    const auto storedPassword = [] { return CameraSettingsStore(&AppSettings::openStore).password(); };
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return storedPassword() == Secret; }));
     AppSettings::setSaveFileName(u"/data/b"_s); // replaces the file
     constexpr auto Others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
     EXPECT_EQ(QFileInfo(store).permissions() & Others, QFile::Permissions());
@@ -381,7 +383,7 @@ TEST_F(CameraSessionTest, SettingsAndPasswordAreKeptForTheUserAlone)
     EXPECT_EQ(cameras->liveCamera(Mac1).password, Secret);
     EXPECT_TRUE(SessionHarness::waitUntil([&] { return book->lastPassword() == Secret; }));
     cameras->setPassword(QString());
-    EXPECT_FALSE(CameraSettingsStore(&AppSettings::openStore).password() == Secret);
+    EXPECT_TRUE(SessionHarness::waitUntil([&] { return storedPassword().isEmpty(); }));
     EXPECT_NE(cameras->liveCamera(Mac1).password, Secret);
 }
 
