@@ -28,7 +28,7 @@ protected:
         m_thread.start();
         log = std::make_unique<MarkerLog>(m_worker, m_answers, [this](int count) { told.push_back(count); });
     }
-    ~MarkerLogTest() override
+    void TearDown() override
     {
         log.reset();
         settle();
