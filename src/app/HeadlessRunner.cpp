@@ -257,11 +257,10 @@ void HeadlessRunner::recordingEnded(EndReason reason)
         return;
     }
     printOutput(m_session.lastSummary().trimmed());
-    const int status = exitStatusFor(reason, m_session.status().losses);
     auto isClosed = std::make_shared<bool>(false);
-    m_session.whenClosed(this, [this, isClosed, status] {
+    m_session.whenClosed(this, [this, isClosed, reason] {
         *isClosed = true;
-        emit finished(status);
+        emit finished(exitStatusFor(reason, m_session.status().losses)); // a film may have lost its end
     });
     if (!*isClosed)
         printError(u"The cameras' films are being closed..."_s);
