@@ -5,7 +5,6 @@
 #include "ui/ChannelHeader.h"
 #include "ui/FreezeBar.h"
 #include "ui/Theme.h"
-#include "ui/TraceOverlay.h"
 #include "ui/TracePlot.h"
 
 #include <QDateTime>
@@ -30,7 +29,6 @@ constexpr int HeaderColumnWidth = 172;
 /// What is done in one refresh at most, so that no refresh takes longer than a few milliseconds.
 constexpr int TracesHeldPerTick = 2;
 constexpr std::size_t StepsPerTick = 40000;
-constexpr std::size_t MostMarkers = 1000;
 
 } // namespace
 
@@ -186,11 +184,9 @@ void LiveTraces::addMarker(const QString& label)
 {
     if (!m_source)
         return;
-    if (m_markers.size() == MostMarkers)
-        m_markers.erase(m_markers.begin());
     const quint64 sample = m_source(0, {});
-    m_markers.push_back(
-        {sample, m_clock.timeMs(sample, m_history).value_or(QDateTime::currentMSecsSinceEpoch()), label});
+    m_markers.add(sample, m_clock.timeMs(sample, m_history).value_or(QDateTime::currentMSecsSinceEpoch()),
+                  label);
 }
 
 void LiveTraces::buildRows()
@@ -421,16 +417,8 @@ void LiveTraces::refreshTrend(int row, std::size_t begin, std::size_t end)
 
 void LiveTraces::showMarkers()
 {
-    std::vector<TimeMark> marks;
-    for (const Marker& marker : m_markers) {
-        const double seconds = isSignal()
-                                   ? (static_cast<double>(marker.sample) - static_cast<double>(m_shownEnd)) /
-                                         TracePlot::SampleRateHz
-                                   : static_cast<double>(marker.timeMs - timeOfStep(m_shownEnd - 1)) / 1000.0;
-        if (seconds <= 0.0 && seconds >= -timeBaseSeconds())
-            marks.push_back({seconds, marker.label});
-    }
-    m_plot->setMarks(marks);
+    m_plot->setMarks(isSignal() ? m_markers.bySample(m_shownEnd, timeBaseSeconds())
+                                : m_markers.byTime(timeOfStep(m_shownEnd - 1), timeBaseSeconds()));
 }
 
 void LiveTraces::showTime()

@@ -7,6 +7,7 @@
 #include "ui/SampleClock.h"
 #include "ui/StatusText.h"
 #include "ui/TraceHistory.h"
+#include "ui/TraceMarkers.h"
 #include "ui/TraceOptions.h"
 #include "ui/TrendMath.h"
 
@@ -78,12 +79,6 @@ protected:
     void wheelEvent(QWheelEvent* event) override;
 
 private:
-    struct Marker
-    {
-        quint64 sample;
-        qint64 timeMs;
-        QString label;
-    };
     using Scales = std::array<traceview::Scale, std::size(traceview::Views)>;
 
     void connectParts();
@@ -124,7 +119,7 @@ private:
     SampleClock m_clock;
     std::vector<float> m_samples;
     Trend m_trend;
-    std::vector<Marker> m_markers;
+    TraceMarkers m_markers;
     std::vector<statustext::SleepDisplay> m_sleep;
     std::vector<Scales> m_ownScales; ///< of each channel
     int m_staleRows = 0;             ///< the last ones of the page's rows are still to be drawn

@@ -45,6 +45,9 @@ RecordingPages::RecordingPages(SessionController& controller, const RecordingSur
     connectSession();
     if (surroundings.sensors)
         connectSensors(*surroundings.sensors);
+    connect(m_live, &LiveTraces::frozenChanged, this, &RecordingPages::frozenChanged);
+    connect(m_channel, &SingleChannelView::frozenChanged, this, &RecordingPages::frozenChanged);
+    connect(this, &QTabWidget::currentChanged, this, &RecordingPages::frozenChanged);
     connect(m_live, &LiveTraces::channelActivated, this, &RecordingPages::showChannel);
     connect(m_summary, &SummaryView::refreshWanted, this,
             [this] { m_summary->refresh(m_controller.history()); });
@@ -175,9 +178,17 @@ void RecordingPages::handleMarkers()
 {
     const auto& markers = m_controller.markers();
     const int count = static_cast<int>(markers.size());
-    if (count == m_shownMarkers + 1)
+    if (count == m_shownMarkers + 1) {
         m_live->addMarker(markers.back().label);
+        m_channel->addMarker(markers.back().label);
+    }
     m_shownMarkers = count;
+}
+
+bool RecordingPages::isFrozen() const
+{
+    return (currentIndex() == Live && m_live->isFrozen()) ||
+           (currentIndex() == Channel && m_channel->isFrozen());
 }
 
 bool RecordingPages::canFreeze() const

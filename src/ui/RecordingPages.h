@@ -49,8 +49,14 @@ public:
     /// Signals and single channel, whichever can be seen.
     void toggleFrozen();
     [[nodiscard]] bool canFreeze() const;
+    /// Of the page that is open.
+    [[nodiscard]] bool isFrozen() const;
     /// Opens the page of one channel, counted from 0.
     void showChannel(int channel);
+
+signals:
+    /// isFrozen() may have changed: a display was frozen or follows again, or another page is open.
+    void frozenChanged();
 
 private:
     void buildPages(const RecordingSurroundings& surroundings);

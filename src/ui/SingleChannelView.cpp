@@ -48,6 +48,7 @@ void SingleChannelView::start(const QStringList& animalIds, ChannelSources sourc
         setFrozen(false);
         m_animalIds = animalIds;
         m_clock.clear();
+        m_markers.clear();
         m_columns.clear();
         m_shownEnd = 0;
         m_sleep.assign(static_cast<std::size_t>(animalIds.size()), SleepDisplay::Waiting);
@@ -127,6 +128,15 @@ void SingleChannelView::addStep()
 {
     m_stepsChanged = true;
     updateTimer();
+}
+
+void SingleChannelView::addMarker(const QString& label)
+{
+    if (!m_hasSource)
+        return;
+    const quint64 sample = m_sources.raw(m_channel, {});
+    const std::optional<qint64> timeMs = m_clock.timeMs(sample, m_sources.steps);
+    m_markers.add(sample, timeMs.value_or(QDateTime::currentMSecsSinceEpoch()), label);
 }
 
 void SingleChannelView::fillChannels()
@@ -294,10 +304,8 @@ void SingleChannelView::drawTraces()
         m_plot->setSamples(trace, m_samples, m_shownEnd);
         if (steps && m_channel < steps->channelCount())
             m_plot->setAsleep(trace, asleepSpans(*steps, m_clock, m_channel, m_shownEnd, m_samples.size()));
-        const bool isGone = trace != Raw && m_held.isHolding() && m_shownEnd > 0 &&
-                            m_held.firstNumber(heldTrace(trace, m_channel)) >= m_shownEnd;
-        m_plot->setNote(trace, isGone ? tr("Bands are not kept for that long") : QString());
     }
+    m_plot->setMarks(m_markers.bySample(m_shownEnd, m_timeBase->currentData().toInt()));
     showTime();
     m_plot->redraw();
 }

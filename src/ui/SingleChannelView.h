@@ -10,6 +10,7 @@
 #include "ui/SpectrogramColumns.h"
 #include "ui/StatusText.h"
 #include "ui/TraceHistory.h"
+#include "ui/TraceMarkers.h"
 #include "ui/TrendMath.h"
 
 #include <QFrame>
@@ -57,6 +58,8 @@ public:
     void setChannels(const std::vector<ChannelSummary>& channels, statustext::Scoring scoring);
     /// The history has a new step.
     void addStep();
+    /// Draws a line at the present moment; label as in the marker file.
+    void addMarker(const QString& label);
 
     /// Counted from 0.
     [[nodiscard]] int channel() const { return m_channel; }
@@ -140,6 +143,7 @@ private:
     QString m_note;
     TraceHistory m_held; ///< while frozen or without a source
     SampleClock m_clock;
+    TraceMarkers m_markers;
     StepRecord m_frozenStep; ///< the newest one at the moment of freezing
     PowerSpectrum m_power;
     SpectrogramColumns m_columns;

@@ -26,6 +26,7 @@ public:
 
     void setAsleep(std::vector<TimeSpan> spans) { m_asleep = std::move(spans); }
     void setMarks(std::vector<TimeMark> marks) { m_marks = std::move(marks); }
+    [[nodiscard]] const std::vector<TimeMark>& marks() const { return m_marks; }
     /// Only one of the rows writes the marks' labels.
     void setMarksLabelled(bool labelled) { m_labelled = labelled; }
     void setColors(const QColor& asleep, const QColor& mark, const QColor& background);

@@ -230,6 +230,15 @@ void TracePlot::setMarks(const std::vector<TimeMark>& marks)
         row.overlay->setMarks(marks);
 }
 
+std::vector<double> TracePlot::marks() const
+{
+    std::vector<double> seconds;
+    if (!m_rows.empty())
+        for (const TimeMark& mark : m_rows.front().overlay->marks())
+            seconds.push_back(mark.seconds);
+    return seconds;
+}
+
 void TracePlot::applyRanges()
 {
     for (int index = 0; index < rowCount(); ++index) {
