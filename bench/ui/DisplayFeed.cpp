@@ -14,8 +14,7 @@ namespace vt::bench {
 namespace {
 
 constexpr std::size_t RecordedSamples = std::size_t{60} * 120;
-constexpr std::size_t RawLength = 131072;
-constexpr std::size_t BandLength = 16384;
+constexpr std::size_t TraceLength = 131072;
 constexpr int Decimation = 5;
 constexpr int DaySteps = 43200;
 constexpr std::size_t FrameSamples = 4;
@@ -42,7 +41,7 @@ TraceSource newestOf(std::vector<const DisplayTrace*> traces)
 
 } // namespace
 
-DisplayFeed::Channel::Channel() : raw(RawLength), breathing(BandLength), activity(BandLength) {}
+DisplayFeed::Channel::Channel() : raw(TraceLength), breathing(TraceLength), activity(TraceLength) {}
 
 DisplayFeed::DisplayFeed(int channels)
 {
@@ -50,7 +49,7 @@ DisplayFeed::DisplayFeed(int channels)
         m_channels.push_back(std::make_unique<Channel>());
         m_channels.back()->recorded = record(static_cast<std::uint64_t>(channel) + 1);
     }
-    for (std::size_t i = 0; i < RawLength / FrameSamples; ++i)
+    for (std::size_t i = 0; i < TraceLength / FrameSamples; ++i)
         pushFrame();
     m_history.begin(channels);
     const qint64 now = QDateTime::currentMSecsSinceEpoch();

@@ -16,17 +16,16 @@ namespace vt {
 /// What DataManager owns per channel.
 struct ProcessingChannel
 {
-    static constexpr std::size_t RawTraceLength = 131072; ///< 18 minutes at 120 Hz
-    static constexpr std::size_t BandTraceLength = 16384; ///< 2 minutes at 120 Hz
+    static constexpr std::size_t TraceLength = 131072;    ///< 18 minutes at 120 Hz
     static constexpr std::size_t StepTraceLength = 43200; ///< 24 hours of 2-s steps
 
     dataChannel br;
     dataChannel act;
     FeatureResult result;
 
-    DisplayTrace rawTrace{RawTraceLength};
-    DisplayTrace breathingTrace{BandTraceLength};
-    DisplayTrace activityTrace{BandTraceLength};
+    DisplayTrace rawTrace{TraceLength};
+    DisplayTrace breathingTrace{TraceLength};
+    DisplayTrace activityTrace{TraceLength};
     DisplayTrace breathRateTrace{StepTraceLength};
     DisplayTrace powerTrace{StepTraceLength};
     DisplaySpectrum spectrum;

@@ -241,6 +241,20 @@ TEST(DataManager, BandpassChangesTheDisplayOnly)
     EXPECT_THAT(shown[1], testing::Each(testing::AllOf(testing::Gt(-0.3F), testing::Lt(0.3F))));
 }
 
+TEST(DataManager, AllTracesOfTheDisplayReachTenMinutesBack)
+{
+    constexpr int Frames = 10 * 60 * 30;
+    Rig rig(configFor(1));
+    rig.tick(Frames);
+    std::vector<float> values(std::size_t{4} * Frames);
+    const DataManager& manager = rig.manager;
+    for (const auto copy :
+         {&DataManager::copyRawTrace, &DataManager::copyBreathingTrace, &DataManager::copyActivityTrace}) {
+        ASSERT_EQ((manager.*copy)(0, values), values.size());
+        EXPECT_THAT(values, testing::Each(testing::Not(testing::IsNan())));
+    }
+}
+
 TEST(DataManager, SlowPartsOfATickAreLogged)
 {
     struct Case
