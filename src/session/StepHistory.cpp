@@ -95,8 +95,11 @@ void StepHistory::count(Channel& channel, const ChannelStep& step, bool isDecide
     }
     if (!isDecided) {
         channel.wasAsleep = false;
+        channel.totals.stateSinceMs = 0;
         return;
     }
+    if (channel.totals.stateSinceMs == 0 || step.sleeping != channel.wasAsleep)
+        channel.totals.stateSinceMs = time.toMSecsSinceEpoch();
     ++channel.totals.steps;
     channel.totals.asleep += step.sleeping ? 1 : 0;
     channel.totals.bouts += step.sleeping && !channel.wasAsleep ? 1 : 0;

@@ -42,6 +42,9 @@ public:
         int steps = 0;
         int asleep = 0;
         int bouts = 0; ///< of sleep; one that a pause cuts counts as two
+        /// When the newest step's state, asleep or awake, was found first; milliseconds since the epoch. 0:
+        /// the newest step is not decided.
+        qint64 stateSinceMs = 0;
         [[nodiscard]] double percentAsleep() const { return steps > 0 ? 100.0 * asleep / steps : 0.0; }
         /// Seconds; 0 without a bout.
         [[nodiscard]] double meanBoutSeconds() const

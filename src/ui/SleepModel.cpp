@@ -4,6 +4,7 @@
 #include "session/StepHistory.h"
 #include "ui/Theme.h"
 
+#include <QDateTime>
 #include <QLocale>
 
 #include <algorithm>
@@ -38,6 +39,16 @@ QString plainNumber(double value, int decimals)
     QLocale locale;
     locale.setNumberOptions(QLocale::OmitGroupSeparator);
     return locale.toString(value, 'f', decimals);
+}
+
+/// "14:03:10", with the date where it is not today.
+QString sinceText(qint64 timeMs)
+{
+    const QDateTime time = QDateTime::fromMSecsSinceEpoch(timeMs);
+    const QString clock = time.toString(QStringLiteral("hh:mm:ss"));
+    if (time.date() == QDate::currentDate())
+        return clock;
+    return QLocale().toString(time.date(), QLocale::ShortFormat) + QLatin1Char(' ') + clock;
 }
 
 } // namespace
@@ -154,9 +165,12 @@ QString SleepModel::toolTip(const SleepRow& row, int column) const
         return tr("Asleep in %1 of %2 scored steps of %3 s")
             .arg(QLocale().toString(row.asleep), QLocale().toString(row.steps))
             .arg(StepHistory::StepSeconds);
-    if (row.sleeping && row.sleepBeginTime.isValid())
-        return tr("Asleep since %1").arg(QLocale().toString(row.sleepBeginTime, QLocale::ShortFormat));
-    return {};
+    const SleepDisplay display = statustext::sleepDisplay(row, m_scoring);
+    if (row.stateSinceMs == 0 || (display != SleepDisplay::Asleep && display != SleepDisplay::Awake))
+        return {};
+    const QString since = sinceText(row.stateSinceMs);
+    return display == SleepDisplay::Asleep ? tr("Asleep since %1").arg(since)
+                                           : tr("Awake since %1").arg(since);
 }
 
 QVariant SleepModel::data(const QModelIndex& index, int role) const

@@ -13,6 +13,7 @@ struct SleepRow : ChannelSummary
 {
     int bouts = 0;
     double meanBoutSeconds = 0.0;
+    qint64 stateSinceMs = 0; ///< when the present state began, in milliseconds since the epoch; 0: unknown
 };
 
 /// Sleep per channel over the whole recording, one row per channel. Tells views only about what changed.

@@ -83,6 +83,8 @@ SleepRow SummaryView::rowOf(const StepHistory& history, int channel) const
     row.asleep = totals.asleep;
     row.bouts = totals.bouts;
     row.meanBoutSeconds = totals.meanBoutSeconds();
+    if (m_phase == SleepTable::Phase::Running)
+        row.stateSinceMs = totals.stateSinceMs;
     if (const auto& newest = history.newest()) {
         const ChannelStep& step = newest->channels[static_cast<std::size_t>(channel)];
         row.sleeping = step.sleeping;

@@ -111,8 +111,21 @@ TEST_F(SummaryViewTest, HiddenItDrawsNothingAndCatchesUpWhenShown)
     EXPECT_EQ(cell(1, SleepModel::PercentSleep), u"75.0 %"_s);
     EXPECT_EQ(cell(1, SleepModel::Bouts), u"2"_s);
     EXPECT_TRUE(showsText(u"Asleep now: 1 of 2"_s));
+    const auto since = [this](int row) {
+        return m_view.findChild<QTableView*>()
+            ->model()
+            ->index(row, SleepModel::Sleeping)
+            .data(Qt::ToolTipRole)
+            .toString();
+    };
+    // Channel 2 was awake in steps 0 and 4; channel 1 always.
+    EXPECT_TRUE(since(0).startsWith(u"Awake since "_s) && since(0).endsWith(u" 12:00:00"_s))
+        << qPrintable(since(0));
+    EXPECT_TRUE(since(1).startsWith(u"Asleep since "_s) && since(1).endsWith(u" 12:00:10"_s))
+        << qPrintable(since(1));
     m_view.end();
     EXPECT_TRUE(showsText(u"Recording ended; asleep at the end: 1 of 2"_s));
+    EXPECT_EQ(since(1), QString()) << "nobody knows since when the recording ended";
 }
 
 TEST_F(SummaryViewTest, ARowOpensTheDaysOfItsChannelAndTheChannelCanBeChangedThere)
