@@ -4,11 +4,11 @@
 // thread works, so the process's time is the thread's.
 // Usage: vt_bench_ui [seconds per case]
 #include "DisplayFeed.h"
+#include "MeasuringApplication.h"
 #include "ui/LiveTraces.h"
 #include "ui/RefreshTimer.h"
 #include "ui/Theme.h"
 
-#include <QApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
@@ -26,41 +26,8 @@ namespace {
 constexpr int Channels = 16;
 constexpr int FramesPerStep = 60;
 
-/// Measures the events that make up a refresh: the timer's tick, and the painting that follows it.
-class MeasuringApplication final : public QApplication
-{
-public:
-    using QApplication::QApplication;
-
-    bool notify(QObject* receiver, QEvent* event) override
-    {
-        const bool isTick = event->type() == QEvent::Timer && receiver->parent() &&
-                            qobject_cast<RefreshTimer*>(receiver->parent());
-        const bool isPainting = event->type() == QEvent::UpdateRequest;
-        if (!isTick && !isPainting)
-            return QApplication::notify(receiver, event);
-        const std::clock_t before = std::clock();
-        const bool result = QApplication::notify(receiver, event);
-        const double ms = static_cast<double>(std::clock() - before) * 1000.0 / CLOCKS_PER_SEC;
-        if (isTick)
-            m_refreshMs.push_back(ms);
-        else if (!m_refreshMs.empty())
-            m_refreshMs.back() += ms;
-        return result;
-    }
-    std::vector<double> takeRefreshes()
-    {
-        std::vector<double> result;
-        result.swap(m_refreshMs);
-        return result;
-    }
-
-private:
-    std::vector<double> m_refreshMs;
-};
-
-void measure(MeasuringApplication& application, bench::DisplayFeed& feed, const char* name, QWidget& view,
-             int seconds, const std::function<void()>& addStep)
+void measure(bench::MeasuringApplication& application, bench::DisplayFeed& feed, const char* name,
+             QWidget& view, int seconds, const std::function<void()>& addStep)
 {
     QWidget window;
     QVBoxLayout layout(&window);
@@ -84,22 +51,16 @@ void measure(MeasuringApplication& application, bench::DisplayFeed& feed, const 
         loop.exec();
     };
     run(1000); // first layout, caches
-    (void)application.takeRefreshes();
+    (void)application.take();
     const std::clock_t cpu = std::clock();
     QElapsedTimer wall;
     wall.start();
     run(seconds * 1000);
     const double cpuShare = static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC /
                             (static_cast<double>(wall.elapsed()) / 1000.0);
-    std::vector<double> refreshes = application.takeRefreshes();
-    std::ranges::sort(refreshes);
-    const auto at = [&refreshes](double share) {
-        return refreshes.empty()
-                   ? 0.0
-                   : refreshes[static_cast<std::size_t>(share * static_cast<double>(refreshes.size() - 1))];
-    };
-    std::printf("%-36s %6zu %9.2f %9.2f %9.2f %9.1f %%\n", name, refreshes.size(), at(0.5), at(0.99), at(1.0),
-                100.0 * cpuShare);
+    const bench::MeasuringApplication::Refreshes refreshes = application.take();
+    std::printf("%-36s %6zu %9.2f %9.2f %9.2f %9.1f %%\n", name, refreshes.ms.size(), refreshes.at(0.5),
+                refreshes.at(0.99), refreshes.at(1.0), 100.0 * cpuShare);
     std::fflush(stdout);
     view.setParent(nullptr);
 }
@@ -110,7 +71,7 @@ int main(int argc, char** argv)
 {
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    MeasuringApplication application(argc, argv);
+    bench::MeasuringApplication application(argc, argv);
     applyApplicationStyle(application);
     QApplication::setPalette(Theme::lightPalette());
     const int seconds = argc > 1 ? std::max(QString::fromLocal8Bit(argv[1]).toInt(), 1) : 10;
