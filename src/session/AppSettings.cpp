@@ -124,6 +124,32 @@ void setLastAnimalIdDir(const QString& folder)
     setValue(u"ChannelConfig/lastAnimalIDDir"_s, folder);
 }
 
+QString temperatureUnit()
+{
+    return value(u"Environment/temperatureUnit"_s).toString();
+}
+
+QString pressureUnit()
+{
+    return value(u"Environment/pressureUnit"_s).toString();
+}
+
+void setEnvironmentUnits(const QString& temperature, const QString& pressure)
+{
+    setValue(u"Environment/temperatureUnit"_s, temperature);
+    setValue(u"Environment/pressureUnit"_s, pressure);
+}
+
+int environmentHours()
+{
+    return value(u"Environment/hours"_s, 0).toInt();
+}
+
+void setEnvironmentHours(int hours)
+{
+    setValue(u"Environment/hours"_s, hours);
+}
+
 bool showLidWarning()
 {
     return value(u"PowerWarnings/showLidWarning"_s, true).toBool();

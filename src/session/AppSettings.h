@@ -38,6 +38,16 @@ void setLastConfigDir(const QString& folder);
 [[nodiscard]] QString lastAnimalIdDir();
 void setLastAnimalIdDir(const QString& folder);
 
+/// Units of the environment's charts, as words ("C", "hPa"; of a later release perhaps others); empty when
+/// none were chosen.
+[[nodiscard]] QString temperatureUnit();
+[[nodiscard]] QString pressureUnit();
+void setEnvironmentUnits(const QString& temperature, const QString& pressure);
+
+/// Hours that the environment's charts show; 0 when none were chosen.
+[[nodiscard]] int environmentHours();
+void setEnvironmentHours(int hours);
+
 /// Whether the user is warned that closing the lid would end the recording; default on.
 [[nodiscard]] bool showLidWarning();
 void setShowLidWarning(bool show);

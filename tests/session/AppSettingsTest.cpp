@@ -60,12 +60,16 @@ TEST_F(AppSettingsTest, DefaultsAndTheKeysThatOtherVersionsRead)
     EXPECT_TRUE(AppSettings::showLidWarning());
     EXPECT_EQ(AppSettings::saveFileName() + AppSettings::lastConfigDir() + AppSettings::lastAnimalIdDir(),
               QString());
+    EXPECT_EQ(AppSettings::temperatureUnit() + AppSettings::pressureUnit(), QString());
+    EXPECT_EQ(AppSettings::environmentHours(), 0);
     EXPECT_EQ(AppSettings::openRecordings(), QStringList());
     AppSettings::setSaveFileName(u"/data/a"_s);
     AppSettings::setAutoResumeOnDaqDisconnect(true);
     AppSettings::setGeometry("shape");
     AppSettings::setLastConfigDir(u"/configs"_s);
     AppSettings::setLastAnimalIdDir(u"/ids"_s);
+    AppSettings::setEnvironmentUnits(u"F"_s, u"mmHg"_s);
+    AppSettings::setEnvironmentHours(6);
     AppSettings::setShowLidWarning(false);
     AppSettings::noteOpenRecording(u"/data/b"_s);
     AppSettings::noteOpenRecording(u"/data/c"_s);
@@ -76,6 +80,7 @@ TEST_F(AppSettingsTest, DefaultsAndTheKeysThatOtherVersionsRead)
     for (const char* line :
          {"saveFileName=/data/a\n", "autoResumeOnDaqDisconnect=true\n",
           "geometry=", "[SetupDialog]\nlastConfigDir=/configs\n", "[ChannelConfig]\nlastAnimalIDDir=/ids\n",
+          "[Environment]\nhours=6\npressureUnit=mmHg\ntemperatureUnit=F\n",
           "[PowerWarnings]\nshowLidWarning=false\n",
           // The keys are what `printf /data/b | sha1sum` says.
           "30f5700c74d6b0715ec416bd90de7aedc7bdbc28=/data/b\n",
