@@ -31,16 +31,13 @@ void RefreshTimer::setWanted(bool wanted)
 bool RefreshTimer::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == m_view && event->type() == QEvent::Show) {
-        m_shown = true;
         m_view->window()->removeEventFilter(this);
         m_view->window()->installEventFilter(this);
         if (m_view->window() != m_view)
             m_view->installEventFilter(this);
         look();
-    } else if (watched == m_view && event->type() == QEvent::Hide) {
-        m_shown = false;
-        look();
-    } else if (event->type() == QEvent::WindowStateChange) {
+    } else if ((watched == m_view && event->type() == QEvent::Hide) ||
+               event->type() == QEvent::WindowStateChange) {
         look();
     }
     return QObject::eventFilter(watched, event);
@@ -48,7 +45,9 @@ bool RefreshTimer::eventFilter(QObject* watched, QEvent* event)
 
 void RefreshTimer::look()
 {
-    const bool seen = m_shown && !m_view->window()->isMinimized();
+    // Not by the kind of event: a window that is hidden right after it was restored, or the other way round,
+    // is told late, by a second event, of what is past.
+    const bool seen = m_view->isVisible() && !m_view->window()->isMinimized();
     const bool appeared = seen && !m_seen;
     m_seen = seen;
     setWanted(m_wanted);

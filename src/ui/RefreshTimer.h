@@ -34,7 +34,6 @@ private:
     std::function<void()> m_refresh;
     QTimer m_timer;
     bool m_wanted = false;
-    bool m_shown = false;
     bool m_seen = false;
 };
 
