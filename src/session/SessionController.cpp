@@ -89,6 +89,7 @@ SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverAp
     auto stimulating = std::make_unique<StimulationSession>(daqInfo.stimulation(), time, user, textWorker);
     stimulation = stimulating.get();
     companions.push_back(std::move(stimulating));
+    watchHealth();
 }
 
 SessionPrivate::~SessionPrivate()
@@ -373,6 +374,11 @@ ManualStimulation SessionController::stimulateNow()
 StimulationHardware& SessionController::stimulationHardware()
 {
     return d->daqInfo.stimulation();
+}
+
+UnitHealth& SessionController::unitHealth()
+{
+    return *d->health;
 }
 
 UnitInfo SessionController::unitInfo() const

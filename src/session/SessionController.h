@@ -20,6 +20,7 @@ class RecordingCompanion;
 class StepHistory;
 class StimulationHardware;
 class TimeSource;
+class UnitHealth;
 class UserInteraction;
 struct SessionPrivate;
 struct StepRecord;
@@ -114,6 +115,8 @@ public:
     [[nodiscard]] StimulationHardware& stimulationHardware();
     /// What the chosen unit says of itself; nothing before one was read, and for the serial amplifier.
     [[nodiscard]] UnitInfo unitInfo() const;
+    /// Its faults and its cage light; lives as long as the session.
+    [[nodiscard]] UnitHealth& unitHealth();
 
     [[nodiscard]] SessionState state() const;
     [[nodiscard]] SessionStatus status() const;

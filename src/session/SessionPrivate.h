@@ -15,6 +15,7 @@
 #include "session/StepHistory.h"
 #include "session/StimulationSession.h"
 #include "session/StrivixRecordingDevice.h"
+#include "session/UnitHealth.h"
 
 #include <QThread>
 #include <atomic>
@@ -115,6 +116,7 @@ struct SessionPrivate
     void markersUnwritten(int count);
     void devicesRefreshed();
     void connectUnitEvents();
+    void watchHealth();
     template <typename Work, typename Done>
     void onFileThread(Work work, Done done);
 
@@ -191,6 +193,7 @@ struct SessionPrivate
     bool diskSamplePending = false;
     std::vector<std::unique_ptr<RecordingCompanion>> companions; ///< the first is stimulation
     StimulationSession* stimulation = nullptr;                   ///< in companions
+    UnitHealth* health = nullptr;                                ///< likewise
 };
 
 template <typename Work, typename Done>

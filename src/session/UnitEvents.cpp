@@ -58,4 +58,17 @@ void SessionPrivate::connectUnitEvents()
     });
 }
 
+void SessionPrivate::watchHealth()
+{
+    auto watching = std::make_unique<UnitHealth>(daqInfo, time);
+    health = watching.get();
+    companions.push_back(std::move(watching));
+    QObject::connect(q, &SessionController::deviceSelected, health, [this](const DeviceDetails& details) {
+        if (state == SessionState::Idle) // else the same unit is only read again
+            health->unitSelected();
+        if (details.usable && details.kind == DeviceKind::NiUnit)
+            health->unitRead(mcu);
+    });
+}
+
 } // namespace vt
