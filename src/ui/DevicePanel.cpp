@@ -45,14 +45,20 @@ QString spokenText(const DeviceEntry& device)
 
 DevicePanel::DevicePanel(QWidget* parent)
     : Card(tr("Unit"), parent), m_list(new QListWidget(this)), m_noDevices(new QLabel(this)),
-      m_listOrHint(new QStackedWidget(this)), m_refresh(new QPushButton(tr("Refres&h"), this)),
-      m_message(new QLabel(this)), m_details(new QWidget(this)), m_channels(valueLabel(m_details)),
-      m_animal(valueLabel(m_details)), m_gain(valueLabel(m_details)), m_warnings(valueLabel(this)),
-      m_info(new QWidget(this)), m_infoGrid(new QGridLayout(m_info))
+      m_listOrHint(new QStackedWidget(this)), m_searching(new QLabel(tr("Searching…"), this)),
+      m_refresh(new QPushButton(tr("Refres&h"), this)), m_message(new QLabel(this)),
+      m_details(new QWidget(this)), m_channels(valueLabel(m_details)), m_animal(valueLabel(m_details)),
+      m_gain(valueLabel(m_details)), m_warnings(valueLabel(this)), m_info(new QWidget(this)),
+      m_infoGrid(new QGridLayout(m_info))
 {
     m_refresh->setToolTip(tr("Look for acquisition units again (F5)"));
     m_refresh->setAccessibleName(tr("Refresh the list of units"));
     m_refresh->setShortcut(QKeySequence(Qt::Key_F5));
+    m_searching->setObjectName(QStringLiteral("searching"));
+    m_searching->setToolTip(tr("Looking for acquisition units; the list can be used meanwhile"));
+    setTextRole(m_searching, TextRole::Hint);
+    m_searching->hide();
+    addHeaderWidget(m_searching);
     addHeaderWidget(m_refresh);
 
     setFocusProxy(m_list);
@@ -62,7 +68,7 @@ DevicePanel::DevicePanel(QWidget* parent)
     m_list->setItemDelegate(new DeviceDelegate(m_list));
     m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_list->setUniformItemSizes(true);
-    m_noDevices->setText(tr("No unit found. Connect one, switch it on and press Refresh."));
+    setSearching(false);
     m_noDevices->setWordWrap(true);
     m_noDevices->setAlignment(Qt::AlignCenter);
     setTextRole(m_noDevices, TextRole::Hint);
@@ -133,6 +139,13 @@ void DevicePanel::setDevices(const std::vector<DeviceEntry>& devices)
     m_filling = false;
     if (!stillThere && !m_chosen.isEmpty())
         handleSelection();
+}
+
+void DevicePanel::setSearching(bool isSearching)
+{
+    m_searching->setVisible(isSearching);
+    m_noDevices->setText(isSearching ? tr("Looking for acquisition units…")
+                                     : tr("No unit found. Connect one, switch it on and press Refresh."));
 }
 
 void DevicePanel::fitList(int devices)

@@ -31,6 +31,8 @@ public:
     void setDetails(const DeviceDetails& details);
     /// What the selected unit says of itself, and what is wrong with it; empty: nothing is known.
     void setUnitInfo(const UnitInfo& info);
+    /// A search for units is under way; the list can be used meanwhile.
+    void setSearching(bool isSearching);
     /// Selects the offered device of that name, as a click would; a name that is not offered does nothing.
     void chooseDevice(const QString& name);
     /// Name of the selected device, or empty.
@@ -52,6 +54,7 @@ private:
     QListWidget* m_list;
     QLabel* m_noDevices;
     QStackedWidget* m_listOrHint;
+    QLabel* m_searching;
     QPushButton* m_refresh;
     QLabel* m_message;
     QWidget* m_details;

@@ -2,9 +2,11 @@
 #include "ui/MainWindow.h"
 
 #include "processing/DataManager.h"
+#include "session/UnitHealth.h"
 #include "session/UnitInfo.h"
 #include "ui/ControlBar.h"
 #include "ui/DevicePanel.h"
+#include "ui/HardwareCard.h"
 #include "ui/LiveTraces.h"
 #include "ui/MarkerPanel.h"
 #include "ui/RecordingPanel.h"
@@ -19,6 +21,7 @@
 #include "ui/setup/CamerasTab.h"
 #include "ui/setup/SensorsTab.h"
 #include "ui/setup/SetupDialog.h"
+#include "ui/setup/StimulationTab.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -134,11 +137,14 @@ QWidget* MainWindow::buildSide()
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     auto* page = new QWidget(scroll);
     m_summary = new SetupSummary(page);
+    m_hardware = new HardwareCard(page);
     m_recording = new RecordingPanel(page);
     auto* layout = new QVBoxLayout(page);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
     layout->addWidget(m_summary);
+    layout->addSpacing(spacing::Small);
+    layout->addWidget(m_hardware);
     layout->addWidget(m_recording, 1);
     scroll->setWidget(page);
     return scroll;
@@ -166,6 +172,7 @@ void MainWindow::buildMenus(const WindowPreferences& preferences)
     autoResume->setCheckable(true);
     autoResume->setChecked(preferences.autoResumeOnDaqDisconnect);
     connect(autoResume, &QAction::toggled, this, &MainWindow::handleAutoResume);
+    buildHardwareMenu();
     buildViewMenu();
     QMenu* help = menuBar()->addMenu(tr("&Help"));
     help->addAction(tr("&Keyboard Shortcuts"), this, &MainWindow::showShortcuts)
@@ -204,6 +211,20 @@ void MainWindow::buildRecordingMenu()
     quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
 }
 
+void MainWindow::buildHardwareMenu()
+{
+    QMenu* hardware = menuBar()->addMenu(tr("H&ardware"));
+    m_lightAction = hardware->addAction(tr("Cage &Light"));
+    m_lightAction->setCheckable(true);
+    m_lightAction->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_L));
+    connect(m_lightAction, &QAction::triggered, this, [this] {
+        m_controller.unitHealth().toggleLight();
+        refreshStatus(); // the switch shows what the unit has taken
+    });
+    hardware->addAction(tr("&Diagnostics…"), this, &MainWindow::showDiagnostics)
+        ->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_D));
+}
+
 void MainWindow::buildViewMenu()
 {
     QMenu* view = menuBar()->addMenu(tr("&View"));
@@ -232,8 +253,16 @@ void MainWindow::showShortcuts()
     sheet->open();
 }
 
+void MainWindow::showDiagnostics()
+{
+    m_dialog->stimulationTab()->setPage(StimulationTab::Diagnostics);
+    m_dialog->openAt(SetupDialog::Stimulation);
+}
+
 void MainWindow::connectPanels()
 {
+    connect(m_hardware, &HardwareCard::lightToggleRequested, m_lightAction, &QAction::trigger);
+    connect(m_hardware, &HardwareCard::diagnosticsRequested, this, &MainWindow::showDiagnostics);
     connect(m_controls, &ControlBar::startRequested, this, &MainWindow::startRecording);
     connect(m_controls, &ControlBar::stopRequested, this, [this] { m_controller.requestStop(); });
     connect(m_controls, &ControlBar::markerRequested, this, &MainWindow::handleMarker);
@@ -286,6 +315,8 @@ void MainWindow::connectSession()
     connect(&m_controller, &SessionController::markersChanged, this,
             [this] { m_recording->markers()->setMarkers(m_controller.markers()); });
     connect(&m_controller, &SessionController::recordingEnded, this, &MainWindow::handleRecordingEnded);
+    connect(&m_controller, &SessionController::devicesRefreshed, this, &MainWindow::refreshStatus);
+    connect(&m_controller.unitHealth(), &UnitHealth::changed, this, &MainWindow::refreshStatus);
     connect(&m_statusTimer, &QTimer::timeout, this, &MainWindow::refreshStatus);
 }
 
@@ -373,12 +404,27 @@ void MainWindow::refreshStatus()
     const SessionStatus status = m_controller.status();
     m_strip->setStatus(status);
     m_recording->setStatus(status);
+    refreshHardware(status);
     m_stimulateAction->setEnabled(status.stimulation.isRunning);
     if (!status.channels.empty() || status.state != SessionState::Idle)
         m_pages->setChannels(status.channels, m_scoring);
     const bool named = status.state != SessionState::Idle && !status.basePath.isEmpty();
     setWindowTitle(named ? tr("%1 – Vellumtide").arg(statustext::recordingName(status.basePath))
                          : tr("Vellumtide"));
+}
+
+void MainWindow::refreshHardware(const SessionStatus& status)
+{
+    const UnitHealth& health = m_controller.unitHealth();
+    const std::vector<HardwareProblem> problems = health.problems();
+    const bool isAway = !problems.empty() && problems.front().fault == HardwareFault::UnitAway;
+    const bool hasLight = status.device.usable && status.device.kind == DeviceKind::NiUnit && !isAway;
+    m_hardware->setUnit(status.device.usable ? status.device.name : QString());
+    m_hardware->setProblems(problems);
+    m_hardware->setLight(hasLight, health.isLightOn());
+    m_lightAction->setEnabled(hasLight);
+    m_lightAction->setChecked(health.isLightOn());
+    m_devices->setSearching(m_controller.isRefreshingDevices());
 }
 
 void MainWindow::updateSteps()

@@ -16,6 +16,7 @@ namespace vt {
 
 class ControlBar;
 class DevicePanel;
+class HardwareCard;
 class LiveTraces;
 class RecordingPages;
 class RecordingPanel;
@@ -83,6 +84,7 @@ private:
     void buildStatusBar();
     void buildMenus(const WindowPreferences& preferences);
     void buildRecordingMenu();
+    void buildHardwareMenu();
     void buildViewMenu();
     void connectPanels();
     void connectSession();
@@ -95,6 +97,8 @@ private:
     void handleMarkerLabel(int event, const QString& label);
     void handleStimulateNow();
     void showShortcuts();
+    void showDiagnostics();
+    void refreshHardware(const SessionStatus& status);
     void handleAutoResume(bool enabled);
     void handleQuestionAnswered(const QString& id, int index);
     void refreshStatus();
@@ -111,6 +115,7 @@ private:
     SetupFileActions* m_setupFile = nullptr;
     RecordingPages* m_pages = nullptr;
     RecordingPanel* m_recording = nullptr;
+    HardwareCard* m_hardware = nullptr;
     SetupSummary* m_summary = nullptr;
     QLabel* m_indicator = nullptr;
     QLabel* m_simulated = nullptr;
@@ -118,6 +123,7 @@ private:
     QAction* m_stopAction = nullptr;
     QAction* m_markerAction = nullptr;
     QAction* m_stimulateAction = nullptr;
+    QAction* m_lightAction = nullptr;
     QAction* m_freezeAction = nullptr;
     QAction* m_loadConfigAction = nullptr;
     QTimer m_statusTimer;

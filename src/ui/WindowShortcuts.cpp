@@ -31,6 +31,8 @@ std::vector<ShortcutEntry> windowShortcuts()
         {recording, keys(Qt::Key_M), text("Add a marker")},
         {recording, keys(Qt::CTRL | Qt::Key_M), text("Label the newest marker")},
         {recording, keys(Qt::CTRL | Qt::Key_T), text("Stimulate all enabled cages now")},
+        {recording, keys(Qt::CTRL | Qt::Key_L), text("Switch the cage light")},
+        {recording, keys(Qt::CTRL | Qt::Key_D), text("Diagnostics of the stimulation unit")},
         {recording, keys(Qt::CTRL | Qt::SHIFT | Qt::Key_S), text("Choose where to save")},
         {recording, keys(QKeySequence::Open), text("Load a setup file")},
         {recording, keys(QKeySequence::Save), text("Save a setup file")},

@@ -2,6 +2,7 @@
 // The parts of the window by themselves: plain values in, key and mouse events, signals out.
 #include "ui/ControlBar.h"
 #include "ui/DevicePanel.h"
+#include "ui/HardwareCard.h"
 #include "ui/SetupPanel.h"
 #include "ui/StatusStrip.h"
 
@@ -393,4 +394,60 @@ TEST(StatusStrip, LossesAndLowDiskChangeTheWords)
     status.writer.currentDepth = 1001;
     strip.setStatus(status);
     EXPECT_EQ(value("queue"), u"1,001, filling"_s);
+}
+
+TEST(HardwareCard, SaysWhatIsWrongInWordsAndIsQuietOrAwayOtherwise)
+{
+    QWidget window;
+    QVBoxLayout layout(&window);
+    auto* card = new HardwareCard(&window);
+    layout.addWidget(card);
+    show(window);
+    const auto summary = [card] { return card->findChild<QLabel*>(u"hardwareSummary"_s)->text(); };
+    EXPECT_FALSE(card->isVisible()) << "nothing is chosen";
+    card->setUnit(u"Dev1"_s);
+    EXPECT_TRUE(card->isVisible());
+    EXPECT_EQ(summary(), u"✓ Dev1: No fault known"_s);
+    const QDateTime since(QDate(2026, 3, 2), QTime(14, 32));
+    card->setProblems({{HardwareFault::NoPower, false, u"12 V missing"_s, u"Nothing is stimulated."_s, since},
+                       {HardwareFault::SensorShorted, true, u"Sensor shorted"_s, u"Channel 2"_s, since}});
+    EXPECT_EQ(summary(), u"✗ Dev1: 1 fault, 1 warning"_s);
+    const QLabel* line = card->findChild<QLabel*>(u"hardwareProblem"_s);
+    EXPECT_TRUE(line->text().startsWith(u"✗ 12 V missing, since "_s)) << line->text().toStdString();
+    EXPECT_EQ(line->accessibleName(), u"Fault: 12 V missing"_s);
+    EXPECT_TRUE(line->toolTip().contains(u"Nothing is stimulated."_s));
+    EXPECT_TRUE(showsText(window, u"⚠ Sensor shorted"_s));
+    card->setProblems({});
+    EXPECT_FALSE(showsText(window, u"Sensor shorted"_s));
+    EXPECT_EQ(summary(), u"✓ Dev1: No fault known"_s);
+}
+
+TEST(HardwareCard, TheLightSwitchShowsWhatTheUnitHasTaken)
+{
+    HardwareCard card;
+    card.setUnit(u"Dev1"_s);
+    show(card);
+    auto* light = card.findChild<QCheckBox*>(u"cageLight"_s);
+    const QSignalSpy asked(&card, &HardwareCard::lightToggleRequested);
+    EXPECT_FALSE(light->isEnabled());
+    card.setLight(true, false);
+    QTest::keyClick(light, Qt::Key_Space);
+    EXPECT_EQ(asked.count(), 1);
+    EXPECT_FALSE(light->isChecked());
+    card.setLight(true, true);
+    EXPECT_TRUE(light->isChecked());
+    EXPECT_EQ(light->text(), u"Cage light: on"_s);
+}
+
+TEST_F(DevicePanelTest, SaysThatItSearchesAndCanBeUsedMeanwhile)
+{
+    m_panel.setSearching(true);
+    EXPECT_TRUE(showsText(m_panel, u"Searching…"_s));
+    clickRow(m_list, 0);
+    EXPECT_EQ(m_panel.selectedDevice(), u"Dev1"_s);
+    m_panel.setDevices({});
+    EXPECT_TRUE(showsText(m_panel, u"Looking for acquisition units…"_s));
+    m_panel.setSearching(false);
+    EXPECT_TRUE(showsText(m_panel, u"No unit found."_s));
+    EXPECT_FALSE(showsText(m_panel, u"Searching…"_s));
 }
