@@ -371,8 +371,8 @@ void MainWindow::handleRecordingEnded(EndReason reason)
 void MainWindow::handleMarker()
 {
     const int event = m_controller.addMarker(QString());
-    statusBar()->showMessage(event < 0 ? tr("The marker was not written: there is no marker file")
-                                       : tr("Marker %1 written").arg(event),
+    statusBar()->showMessage(event < 0 ? tr("No marker was set: there is no marker file")
+                                       : tr("Marker %1 set").arg(event),
                              MessageMs);
 }
 
