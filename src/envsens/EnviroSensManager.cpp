@@ -214,15 +214,22 @@ void EnviroSensManager::poll(const SensorPointer& managed)
     managed->isPolling = true;
     managed->pollStartMs = m_time.monotonicMs();
     const quint64 number = ++managed->polls;
-    managed->thread.post(
-        [answers = m_inbox.address(), sensor = managed->sensor.get(), weak = std::weak_ptr(managed), number] {
-            sensor->getNewSample();
-            // A disabled sensor delivers nothing.
-            answers->post([weak, number] {
-                if (const SensorPointer ours = weak.lock(); ours && ours->polls == number)
-                    ours->isPolling = false;
-            });
+    managed->thread.post([this, answers = m_inbox.address(), sensor = managed->sensor.get(),
+                          weak = std::weak_ptr(managed), number] {
+        sensor->getNewSample();
+        const bool hasAnswered = sensor->hasPolled();     // a disabled sensor delivers nothing
+        answers->post([this, weak, number, hasAnswered] { // dropped when this is gone
+            if (const SensorPointer ours = weak.lock(); ours && ours->polls == number)
+                pollEnded(ours, hasAnswered);
         });
+    });
+}
+
+void EnviroSensManager::pollEnded(const SensorPointer& managed, bool hasAnswered)
+{
+    managed->isPolling = false;
+    if (!hasAnswered && m_isCollecting && managed->sensor->isEnabled())
+        pollNewcomer(managed); // enabled too late for this poll
 }
 
 void EnviroSensManager::deliverNoData(const ManagedSensor& managed)

@@ -130,6 +130,7 @@ private:
     // Collecting.
     void tick();
     void poll(const SensorPointer& managed);
+    void pollEnded(const SensorPointer& managed, bool hasAnswered);
     void pollNewcomer(const SensorPointer& managed);
     void deliverNoData(const ManagedSensor& managed);
     void addToRound(const EnvSample& sample, const QString& serialNumber);
