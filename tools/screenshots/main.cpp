@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// vt_screenshots FOLDER: runs the window on the simulated unit, without a display, and saves pictures of what
-// a user sees from the first look to the end of a recording: light and dark, small and large. Prints what a
-// refresh of the traces costs. Exit status 1 when a step did not come about.
+// vt_screenshots [--sizes] [FOLDER]: runs the window on the simulated unit, without a display and faster than
+// real time, and saves a picture of every page, tab and dialog that a user sees from the first look to the
+// end of a recording, light and dark; with --sizes also of small and large windows and of 16 channels. FOLDER
+// is docs/images when none is given. Prints what a refresh of the traces costs. Exit status 1 when a step did
+// not come about or a picture could not be saved.
 #include "base/TimeSource.h"
 #include "envsens/SerialPortList.h"
 #include "session/AppSettings.h"
@@ -21,20 +23,26 @@
 #include "ui/WindowInteraction.h"
 #include "ui/WindowShortcuts.h"
 #include "ui/setup/SetupDialog.h"
+#include "ui/setup/StimulationTab.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QImage>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QTimer>
+#include <array>
 #include <ctime>
 #include <functional>
+#include <utility>
+#include <vector>
 
 using namespace vt;
 
@@ -43,12 +51,14 @@ namespace {
 constexpr int StepTimeoutMs = 30000;
 constexpr int PollMs = 20;
 constexpr int MeasuredRefreshes = 100;
+constexpr int SmallestFile = 0; ///< quality of a PNG picture: the most compression
 
 struct Look
 {
     QString name;
     QPalette palette;
     QSize size;
+    bool withLocked = false; ///< the setup's tabs as they are while a recording runs, too
 };
 
 /// Lets the program run until the condition holds.
@@ -116,8 +126,15 @@ public:
 
     bool run()
     {
+        const bool isDone = record();
+        return isDone && m_isSaved;
+    }
+
+private:
+    bool record()
+    {
         runFor(300);
-        save(QStringLiteral("1-idle"));
+        save(QStringLiteral("window-idle"));
         if (!saveSpecialCases())
             return failed("the lid warning is not shown");
         auto* list = m_window.findChild<QListWidget*>(QStringLiteral("deviceList"));
@@ -137,8 +154,8 @@ public:
         setup.vexio->cageEnableMask = 0b101;
         m_window.setupPanel()->setSetup(setup);
         runFor(100);
-        save(QStringLiteral("2-ready"));
-        saveTabs(QStringLiteral("2"));
+        save(QStringLiteral("window-ready"));
+        saveTabs(QStringLiteral("setup"));
 
         button("startButton")->click();
         const auto scored = [this] {
@@ -147,22 +164,20 @@ public:
         };
         if (!runUntil(scored))
             return failed("the recording does not get going");
-        save(QStringLiteral("3-recording"));
         m_window.liveTraces()->setTimeBase(30);
         button("markerButton")->click();
         m_session.setMarkerLabel(1, QStringLiteral("cage 3 cleaned"));
         runFor(300);
-        save(QStringLiteral("4-recording-30s"));
+        save(QStringLiteral("window-signals"));
         measure();
         m_window.liveTraces()->setFrozen(true);
         runFor(100);
-        save(QStringLiteral("4-frozen"));
+        save(QStringLiteral("window-frozen"));
         m_window.liveTraces()->setFrozen(false);
         savePages();
         return endRecording();
     }
 
-private:
     /// What this unit and this computer do not have.
     bool saveSpecialCases()
     {
@@ -173,7 +188,7 @@ private:
         QMessageBox* warning = notice(lid.title);
         if (!warning)
             return false;
-        saveWidget(warning, QStringLiteral("1-lid"));
+        saveWidget(warning, QStringLiteral("question-lid"));
         warning->reject();
 
         auto* panel = m_window.findChild<DevicePanel*>();
@@ -192,7 +207,7 @@ private:
         panel->setDetails(details);
         m_window.setupPanel()->setDevice(details);
         runFor(100);
-        save(QStringLiteral("1-amplifier"));
+        save(QStringLiteral("window-amplifier"));
         m_window.setupPanel()->setDevice({});
         panel->setDevices(m_session.devices());
         return true;
@@ -207,30 +222,49 @@ private:
         return config;
     }
 
-    /// Every page but the first, the setup's tabs as they are while a recording runs, and the sheet of keys.
+    /// Every page but the first, and the sheet of keys.
     void savePages()
     {
+        static const QStringList names{QStringLiteral("channel"), QStringLiteral("summary"),
+                                       QStringLiteral("environment"), QStringLiteral("cameras")};
         for (int page = 1; page < m_window.pages()->count(); ++page) {
             m_window.pages()->setCurrentIndex(page);
             runFor(400);
-            save(QStringLiteral("4-page%1").arg(page + 1));
+            save(QStringLiteral("window-") + names.value(page - 1, QString::number(page)));
+        }
+        m_window.pages()->setCurrentIndex(RecordingPages::Summary);
+        if (auto* views = m_window.pages()->currentWidget()->findChild<QTabWidget*>()) {
+            views->setCurrentIndex(1);
+            runFor(400);
+            save(QStringLiteral("window-days"));
         }
         m_window.pages()->setCurrentIndex(RecordingPages::Live);
-        saveTabs(QStringLiteral("4-locked"));
+        if (m_look.withLocked)
+            saveTabs(QStringLiteral("locked"));
         ShortcutSheet sheet(windowShortcuts(), &m_window);
         sheet.show();
         runFor(100);
-        saveWidget(&sheet, QStringLiteral("4-keys"));
+        saveWidget(&sheet, QStringLiteral("shortcuts"));
     }
 
     void saveTabs(const QString& step)
     {
-        for (int tab = SetupDialog::BasicConfig; tab <= SetupDialog::Stimulation; ++tab) {
-            m_window.setupDialog()->openAt(static_cast<SetupDialog::Tab>(tab));
+        SetupDialog* dialog = m_window.setupDialog();
+        const auto saveTab = [&](SetupDialog::Tab tab, const char* name) {
+            dialog->openAt(tab);
             runFor(100);
-            saveWidget(m_window.setupDialog(), QStringLiteral("%1-setup%2").arg(step).arg(tab + 1));
+            saveWidget(dialog, step + QLatin1Char('-') + QLatin1String(name));
+        };
+        saveTab(SetupDialog::BasicConfig, "basic");
+        saveTab(SetupDialog::EnvSensors, "sensors");
+        saveTab(SetupDialog::Video, "cameras");
+        static constexpr std::array stimulation{"protocol", "cages", "schedule", "diagnostics"};
+        for (std::size_t page = 0; page < stimulation.size(); ++page) {
+            dialog->stimulationTab()->setPage(static_cast<StimulationTab::Page>(page));
+            saveTab(SetupDialog::Stimulation, stimulation[page]);
         }
-        m_window.setupDialog()->reject();
+        dialog->stimulationTab()->setPage(StimulationTab::Page{});
+        dialog->reject();
     }
 
     bool endRecording()
@@ -239,8 +273,8 @@ private:
         if (!runUntil([this] { return notice(QStringLiteral("DAQ Disconnected")) != nullptr; }))
             return failed("the disconnect is not noticed");
         runFor(100);
-        save(QStringLiteral("5-paused"));
-        saveWidget(notice(QStringLiteral("DAQ Disconnected")), QStringLiteral("6-notice"));
+        save(QStringLiteral("window-paused"));
+        saveWidget(notice(QStringLiteral("DAQ Disconnected")), QStringLiteral("notice-disconnected"));
         m_unit.replug();
         if (!runUntil([this] { return m_session.state() == SessionState::Recording; }))
             return failed("the recording does not go on");
@@ -250,12 +284,12 @@ private:
         QMessageBox* question = notice(QStringLiteral("Stop Recording"));
         if (!question)
             return failed("the stop question is not asked");
-        saveWidget(question, QStringLiteral("7-question"));
+        saveWidget(question, QStringLiteral("question-stop"));
         question->defaultButton()->click();
         if (!runUntil([this] { return m_session.state() == SessionState::Idle; }))
             return failed("the recording does not end");
         runFor(100);
-        save(QStringLiteral("8-ended"));
+        save(QStringLiteral("window-ended"));
         return true;
     }
 
@@ -288,9 +322,12 @@ private:
 
     void saveWidget(QWidget* widget, const QString& step)
     {
-        const QString name = QStringLiteral("%1-%2ch-%3.png").arg(m_look.name).arg(m_channels).arg(step);
-        if (!widget->grab().save(QDir(m_folder).filePath(name)))
+        const QString name = QStringLiteral("%1-%2.png").arg(step, m_look.name);
+        const QImage picture = widget->grab().toImage().convertToFormat(QImage::Format_RGB888);
+        if (!picture.save(QDir(m_folder).filePath(name), "PNG", SmallestFile)) {
             QTextStream(stderr) << "Could not save " << name << '\n';
+            m_isSaved = false;
+        }
     }
 
     bool failed(const char* what)
@@ -302,7 +339,8 @@ private:
     const Look m_look;
     const int m_channels;
     const QString m_folder;
-    QTemporaryDir m_recordings;
+    bool m_isSaved = true;
+    QTemporaryDir m_recordings{QDir::temp().filePath(QStringLiteral("study-XXXXXX"))};
     SystemTimeSource m_time;
     WindowInteraction m_user;
     SimulatedUnit m_unit;
@@ -323,9 +361,11 @@ int main(int argc, char** argv)
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     applyApplicationStyle(application);
-    const QStringList arguments = QApplication::arguments();
-    if (arguments.size() != 2 || !QDir().mkpath(arguments[1])) {
-        QTextStream(stderr) << "usage: vt_screenshots FOLDER\n";
+    QStringList arguments = QApplication::arguments().mid(1);
+    const bool allSizes = arguments.removeAll(QStringLiteral("--sizes")) > 0;
+    const QString folder = arguments.value(0, QStringLiteral(VELLUMTIDE_PICTURES));
+    if (arguments.size() > 1 || folder.startsWith(QLatin1Char('-')) || !QDir().mkpath(folder)) {
+        QTextStream(stderr) << "usage: vt_screenshots [--sizes] [FOLDER]\n";
         return 2;
     }
     const QTemporaryDir settings; // nobody's own are read or changed
@@ -334,15 +374,20 @@ int main(int argc, char** argv)
     const QSize small(1280, 800);
     const QSize large(1920, 1080);
     const QSize smallest(1180, 640);
+    std::vector<std::pair<Look, int>> looks{
+        {{QStringLiteral("light"), Theme::lightPalette(), small}, 8},
+        {{QStringLiteral("dark"), Theme::darkPalette(), small}, 8},
+    };
+    if (allSizes) {
+        looks.push_back({{QStringLiteral("dark-16"), Theme::darkPalette(), small, true}, 16});
+        looks.push_back({{QStringLiteral("light-16-large"), Theme::lightPalette(), large, true}, 16});
+        looks.push_back({{QStringLiteral("dark-large"), Theme::darkPalette(), large}, 8});
+        looks.push_back({{QStringLiteral("light-16-small"), Theme::lightPalette(), smallest}, 16});
+    }
     bool complete = true;
-    for (const auto& [look, channels] :
-         {std::pair{Look{QStringLiteral("light-1280"), Theme::lightPalette(), small}, 8},
-          std::pair{Look{QStringLiteral("dark-1280"), Theme::darkPalette(), small}, 16},
-          std::pair{Look{QStringLiteral("light-1920"), Theme::lightPalette(), large}, 16},
-          std::pair{Look{QStringLiteral("dark-1920"), Theme::darkPalette(), large}, 8},
-          std::pair{Look{QStringLiteral("light-1180"), Theme::lightPalette(), smallest}, 16}}) {
+    for (const auto& [look, channels] : looks) {
         QApplication::setPalette(look.palette);
-        complete = Tour(look, channels, arguments[1]).run() && complete;
+        complete = Tour(look, channels, folder).run() && complete;
     }
     return complete ? 0 : 1;
 }
