@@ -57,11 +57,11 @@ void CameraManagerRegistry::startWorker(ManagerFactory factory)
     m_worker->thread.setObjectName(QStringLiteral("cameras"));
     m_worker->inbox.moveToThread(&m_worker->thread);
     m_worker->inbox.post(&CrashHandler::prepareThread);
-    m_worker->inbox.post(
-        [this, worker = m_worker.get(), factory = std::move(factory), answers = m_inbox.address()] {
-            worker->manager = factory();
-            listen(*worker->manager, answers);
-        });
+    m_worker->inbox.post([registry = this, worker = m_worker.get(), factory = std::move(factory),
+                          answers = m_inbox.address()] {
+        worker->manager = factory();
+        listen(registry, *worker->manager, answers);
+    });
     m_worker->thread.start();
 }
 
@@ -81,46 +81,50 @@ CameraManagerRegistry::~CameraManagerRegistry()
     m_keep(m_worker);
 }
 
-void CameraManagerRegistry::listen(CameraManager& manager, const std::shared_ptr<Inbox::Address>& answers)
+void CameraManagerRegistry::listen(CameraManagerRegistry* registry, CameraManager& manager,
+                                   const std::shared_ptr<Inbox::Address>& answers)
 {
     // On the cameras' thread, which may outlive the registry: nothing here looks into it. Each piece of news
     // is handed over to its thread, by an address that knows whether the registry is still there.
-    const auto bring = [answers](std::function<void()> step) { answers->post(std::move(step)); };
+    using Registry = CameraManagerRegistry;
+    const auto bring = [registry, answers](std::function<void(Registry&)> step) {
+        answers->post([registry, step = std::move(step)] { step(*registry); });
+    };
     connect(&manager, &CameraManager::cameraFound, &manager,
-            [this, bring](const QString& mac, const QHostAddress& address) {
-                bring([this, mac, address] { handleFound(mac, address); });
+            [bring](const QString& mac, const QHostAddress& address) {
+                bring([mac, address](Registry& ours) { ours.handleFound(mac, address); });
             });
-    connect(&manager, &CameraManager::scanFinished, &manager, [this, bring](int found, const QString& error) {
-        bring([this, found, error] { handleScanFinished(found, error); });
+    connect(&manager, &CameraManager::scanFinished, &manager, [bring](int found, const QString& error) {
+        bring([found, error](Registry& ours) { ours.handleScanFinished(found, error); });
     });
     connect(&manager, &CameraManager::resolutionsKnown, &manager,
-            [this, bring](const QString& mac, const QStringList& resolutions) {
-                bring([this, mac, resolutions] {
-                    m_news[mac].resolutions = resolutions;
-                    emit camerasChanged();
+            [bring](const QString& mac, const QStringList& resolutions) {
+                bring([mac, resolutions](Registry& ours) {
+                    ours.m_news[mac].resolutions = resolutions;
+                    emit ours.camerasChanged();
                 });
             });
     connect(&manager, &CameraManager::setupProblem, &manager,
-            [this, bring](const QString& mac, const QString& text) {
-                bring([this, mac, text] {
-                    m_news[mac].setupProblem = text;
-                    emit camerasChanged();
+            [bring](const QString& mac, const QString& text) {
+                bring([mac, text](Registry& ours) {
+                    ours.m_news[mac].setupProblem = text;
+                    emit ours.camerasChanged();
                 });
             });
     connect(&manager, &CameraManager::recordingError, &manager,
-            [this, bring](const QString& mac, const QString& text) {
-                bring([this, mac, text] { handleRecordingError(mac, text); });
+            [bring](const QString& mac, const QString& text) {
+                bring([mac, text](Registry& ours) { ours.handleRecordingError(mac, text); });
             });
     connect(&manager, &CameraManager::recordingStatusChanged, &manager,
-            [this, bring](const QString& mac, bool isRecording) {
-                bring([this, mac, isRecording] { handleRecordingStatus(mac, isRecording); });
+            [bring](const QString& mac, bool isRecording) {
+                bring([mac, isRecording](Registry& ours) { ours.handleRecordingStatus(mac, isRecording); });
             });
     connect(&manager, &CameraManager::persistentRetryAttempt, &manager,
-            [this, bring](const QString& mac, int attempt) {
-                bring([this, mac, attempt] { handlePersistentRetry(mac, attempt); });
+            [bring](const QString& mac, int attempt) {
+                bring([mac, attempt](Registry& ours) { ours.handlePersistentRetry(mac, attempt); });
             });
     connect(&manager, &CameraManager::filmCutOff, &manager,
-            [this, bring](const QString& mac) { bring([this, mac] { handleFilmCutOff(mac); }); });
+            [bring](const QString& mac) { bring([mac](Registry& ours) { ours.handleFilmCutOff(mac); }); });
 }
 
 void CameraManagerRegistry::run(std::function<void(CameraManager&)> step)

@@ -134,7 +134,8 @@ private:
     };
 
     void startWorker(ManagerFactory factory);
-    void listen(CameraManager& manager, const std::shared_ptr<Inbox::Address>& answers);
+    static void listen(CameraManagerRegistry* registry, CameraManager& manager,
+                       const std::shared_ptr<Inbox::Address>& answers);
     void run(std::function<void(CameraManager&)> step);
     void apply(const std::optional<ScanSchedule::Step>& step);
     void handleFound(const QString& mac, const QHostAddress& address);
