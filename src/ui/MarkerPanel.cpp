@@ -123,6 +123,7 @@ MarkerPanel::MarkerPanel(QWidget* parent)
     m_view->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     m_view->horizontalHeader()->setSectionResizeMode(MarkerModel::Label, QHeaderView::Stretch);
     m_view->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    m_view->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored); // takes what the column has left
     m_view->setMinimumHeight(m_view->fontMetrics().height() * 2 * (MinimumRows + 1));
     m_stack->addWidget(hint);
     m_stack->addWidget(m_view);

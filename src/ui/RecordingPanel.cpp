@@ -17,6 +17,8 @@ namespace vt {
 
 namespace {
 
+constexpr int ReportLines = 12; ///< at least, in a small window
+
 QLabel* addLine(Card* card, const QString& objectName)
 {
     auto* label = new QLabel(card);
@@ -71,6 +73,8 @@ Card* RecordingPanel::buildReport()
     m_report->setAccessibleName(tr("Report of the last recording"));
     m_report->setToolTip(tr("Files, sleep and losses of the last recording"));
     m_report->setTabChangesFocus(true);
+    m_report->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored); // takes what the column has left
+    m_report->setMinimumHeight(m_report->fontMetrics().lineSpacing() * ReportLines);
     m_reportCard->body()->addWidget(m_report);
     m_reportCard->hide();
     return m_reportCard;
