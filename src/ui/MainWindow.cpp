@@ -337,7 +337,8 @@ void MainWindow::handleState(SessionState state)
     m_startAction->setEnabled(idle);
     m_stopAction->setEnabled(!idle && state != SessionState::Stopping);
     m_markerAction->setEnabled(state == SessionState::Recording && m_device.kind == DeviceKind::NiUnit);
-    m_recording->markers()->setEditable(state == SessionState::Recording || state == SessionState::Paused);
+    m_recording->markers()->setEditable(state == SessionState::Recording || state == SessionState::Paused ||
+                                        state == SessionState::Resuming);
     refreshStatus();
     // Whoever ends the recording, whether to end it is no question any more.
     if (idle || state == SessionState::Stopping)

@@ -117,7 +117,8 @@ void RecordingPanel::showAround(const SessionStatus& status)
                            : sensors.enabled > 0 ? Emphasis::Normal
                                                  : Emphasis::Muted);
     const CamerasStatus& cameras = status.cameras;
-    const bool isRecording = status.state == SessionState::Recording || status.state == SessionState::Paused;
+    const bool isRecording = status.state == SessionState::Recording ||
+                             status.state == SessionState::Paused || status.state == SessionState::Resuming;
     m_cameras->setText(statustext::camerasText(cameras, isRecording));
     setEmphasis(m_cameras, isRecording && cameras.recording < cameras.enabled ? Emphasis::Warning
                            : cameras.enabled > 0                              ? Emphasis::Normal
