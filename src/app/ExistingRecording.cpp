@@ -2,10 +2,8 @@
 #include "app/ExistingRecording.h"
 
 #include "acquisition/AcquisitionFrame.h"
-#include "recording/RawFileReader.h"
 #include "recording/SegmentPaths.h"
-
-#include <QFileInfo>
+#include "session/SetupCheck.h"
 
 namespace vt {
 
@@ -13,13 +11,7 @@ using namespace Qt::StringLiterals;
 
 bool holdsRecording(const QString& base)
 {
-    const auto holds = [&base](int animalType) {
-        const QString path = segmentPaths(base, animalType).raw;
-        if (QFileInfo(path).size() == 0) // also when there is none
-            return false;
-        RawFileReader reader;
-        return !reader.open(path) || reader.frameCount() > 0;
-    };
+    const auto holds = [&base](int animalType) { return holdsFrames(segmentPaths(base, animalType).raw); };
     return holds(AnimalMouse) || holds(AnimalRat);
 }
 

@@ -191,9 +191,11 @@ void SessionPrivate::createFiles()
             std::make_unique<MarkerLog>(textWorker, answers, [this](int count) { markersUnwritten(count); });
     onFileThread(
         [files = segment, openMarkers = markers ? markers->opening() : nullptr, base = setup.basePath,
-         animal = int{mcu.animalType}, newMarkers = newMarkerPath] {
+         animal = int{mcu.animalType}, newMarkers = newMarkerPath, replaceable = setup.replaceable] {
             PreparedFiles prepared;
             prepared.problem = checkRecordingPath(base, animal);
+            if (prepared.problem.isEmpty())
+                prepared.problem = checkReplaced(base, replaceable);
             if (!prepared.problem.isEmpty())
                 return prepared;
             const RecordingSegment::CreateFailure failure = files->createFiles();

@@ -78,6 +78,8 @@ struct RecordingSetup
     std::optional<VexioSettings> vexio;     ///< empty: never set up, so not stimulated; likewise the next two
     std::optional<DioSettings> dio;
     std::optional<VideoSettings> video;
+    /// The one raw data file with a recording that may be replaced, empty: none may; not set: any may.
+    std::optional<QString> replaceable;
     QJsonObject setupFile; ///< as loaded: what this version does not know of it is kept when it is saved
 };
 

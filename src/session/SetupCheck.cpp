@@ -3,6 +3,7 @@
 
 #include "acquisition/AcquisitionFrame.h"
 #include "platform/ExclusiveProbe.h"
+#include "recording/RawFileReader.h"
 #include "recording/SegmentPaths.h"
 
 #include <QCoreApplication>
@@ -118,6 +119,27 @@ QString checkRecordingPath(const QString& basePath, int animalType)
                                 paths.timeStamps, paths.markers, paths.configuration})
         if (QString problem = checkExistingFile(path); !problem.isEmpty())
             return problem;
+    return {};
+}
+
+bool holdsFrames(const QString& rawFile)
+{
+    if (QFileInfo(rawFile).size() == 0) // also when there is none
+        return false;
+    RawFileReader reader;
+    return !reader.open(rawFile) || reader.frameCount() > 0;
+}
+
+QString checkReplaced(const QString& basePath, const std::optional<QString>& replaceable)
+{
+    if (!replaceable)
+        return {};
+    for (const int animalType : {AnimalMouse, AnimalRat})
+        if (const QString raw = segmentPaths(basePath, animalType).raw;
+            raw != *replaceable && holdsFrames(raw))
+            return text("'%1' holds a recording. Choose another name, or choose this one again with \"Select "
+                        "File...\" and agree there to replace it.")
+                .arg(raw);
     return {};
 }
 

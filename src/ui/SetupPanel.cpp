@@ -267,6 +267,7 @@ RecordingSetup SetupPanel::setup() const
 {
     RecordingSetup setup = m_carried;
     setup.basePath = m_basePath;
+    setup.replaceable = m_carried.replaceable.value_or(QString()); // only what was agreed to in the dialog
     setup.channelCount = m_channelCount->value();
     setup.animalType = m_animalTypeChoice->currentData().toInt();
     setup.animalIds = enteredAnimalIds();
@@ -350,6 +351,7 @@ void SetupPanel::setBasePath(const QString& basePath)
 void SetupPanel::forgetRecording()
 {
     m_carried.frameLimit = 0;
+    m_carried.replaceable.reset();
     setBasePath({});
 }
 
@@ -380,6 +382,9 @@ void SetupPanel::selectFile()
     }
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
         static const QRegularExpression suffix(QStringLiteral("\\.bin(fb)?$"));
+        // The dialog asks about a file that is there, and about no other: another unit's files, or one that
+        // another instance writes meanwhile, have other names or come later.
+        m_carried.replaceable = QFileInfo::exists(path) ? path : QString();
         setBasePath(QString(path).remove(suffix));
         m_suggestedPath = m_basePath;
         emit basePathChosen(m_basePath);

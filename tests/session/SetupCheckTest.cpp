@@ -68,6 +68,14 @@ const BadSetup badSetups[] = {
          setup.basePath = harness.path(QString(125, u'ä'));
      },
      "too long"},
+    {"a recording that the user was not asked about",
+     [](SessionHarness&, RecordingSetup& setup) { setup.replaceable = QString(); }, "holds a recording"},
+    {"the other animals' recording",
+     [](SessionHarness& harness, RecordingSetup& setup) {
+         writeFile(harness.path(u"run.bin"_s), "a recording of rats");
+         setup.replaceable = harness.path(u"run.binfb"_s);
+     },
+     "run.bin' holds a recording"},
     {"read-only file",
      [](SessionHarness& harness, RecordingSetup&) {
          writeFile(harness.path(u"run.FeatVecfb"_s), "old");
@@ -100,6 +108,25 @@ TEST(SetupCheck, BadInputGetsOneMessageAndTouchesNothing)
             << qPrintable(harness.user.messages[0].text);
         EXPECT_EQ(QDir(harness.folder.path()).entryList(), before);
         EXPECT_EQ(contentOf(harness.path(u"run.binfb"_s)), "an older recording");
+    }
+}
+
+TEST(SetupCheck, ARecordingIsReplacedWhereTheUserAgreedOrNothingIsInIt)
+{
+    SessionHarness harness;
+    ASSERT_TRUE(harness.select());
+    RecordingSetup setup = harness.setup();
+    const QString raw = harness.path(u"run.binfb"_s);
+    writeFile(raw, {});
+    for (const QString& agreed : {QString(), raw}) {
+        setup.replaceable = agreed;
+        harness.session->record(setup);
+        ASSERT_TRUE(SessionHarness::waitUntil([&] {
+            return harness.session->state() == SessionState::Recording;
+        })) << qPrintable(agreed);
+        ASSERT_TRUE(harness.waitForDevice());
+        EXPECT_EQ(harness.deliver(4), 4);
+        ASSERT_TRUE(harness.stopAndWaitIdle());
     }
 }
 

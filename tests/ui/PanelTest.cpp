@@ -18,6 +18,7 @@
 #include <QSpinBox>
 #include <QTableView>
 #include <QTableWidget>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimeEdit>
 #include <QVBoxLayout>
@@ -249,6 +250,25 @@ TEST_F(SetupPanelTest, TheFileDialogCarriesTheUnitsExtensionAndGivesABasePath)
         EXPECT_EQ(chosen.takeFirst()[0].toString(), u"/data/night.bin.2"_s);
         dialog->reject();
         EXPECT_TRUE(QTest::qWaitFor([&] { return dialog.isNull(); }));
+    }
+}
+
+TEST_F(SetupPanelTest, OnlyWhatTheFileDialogHasAskedAboutMayBeReplaced)
+{
+    const QTemporaryDir folder;
+    const QString there = folder.filePath(u"night.binfb"_s);
+    QFile file(there);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    m_panel.setDevice(details(u"Dev1"_s, 2, 1));
+    for (const auto& [chosen, agreed] :
+         {std::pair{there, there}, std::pair{folder.filePath(u"night.bin"_s), QString()}}) {
+        const QPointer<QFileDialog> dialog = openDialog();
+        ASSERT_NE(dialog, nullptr);
+        emit dialog->fileSelected(chosen);
+        dialog->reject();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return dialog.isNull(); }));
+        EXPECT_EQ(m_panel.setup().basePath, folder.filePath(u"night"_s));
+        EXPECT_EQ(m_panel.setup().replaceable, agreed);
     }
 }
 
