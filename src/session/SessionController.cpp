@@ -10,6 +10,7 @@
 #include "platform/DaqClaim.h"
 #include "session/HeaderBuilder.h"
 #include "session/SessionTexts.h"
+#include "session/SetupCheck.h"
 #include "session/UserInteraction.h"
 
 #include <QDebug>
@@ -299,7 +300,8 @@ void SessionController::prepare(const RecordingSetup& setup)
 void SessionController::record(const RecordingSetup& setup)
 {
     if (!d->options.lidQuery || !d->options.showLidWarning || !d->options.showLidWarning() ||
-        d->state != SessionState::Idle) {
+        d->state != SessionState::Idle || setup.basePath.isEmpty() ||
+        !checkSetupValues(setup, d->device).isEmpty()) { // the user is told what is missing, and no more
         d->record(setup);
         return;
     }

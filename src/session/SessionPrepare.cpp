@@ -36,9 +36,10 @@ void SessionPrivate::lidAnswered(const PowerSchemeQuery::Result& scheme, const R
         if (never && hide)
             hide();
     };
+    // Whoever answers is there and wants the recording, also when the computer has slept meanwhile.
     user.ask(question,
-             [guard = QPointer<SessionController>(q), this, mine = lidQuestion, wanted](int answer) {
-                 if (!guard || mine != lidQuestion || answer < 0)
+             [guard = QPointer<SessionController>(q), this, mine = ++lidWarning, wanted](int answer) {
+                 if (!guard || mine != lidWarning || answer < 0)
                      return;
                  if (answer == LidWarning::OpenPowerSettings && !PowerSchemeQuery::openPowerSettings())
                      qWarning("The system's power settings could not be opened");

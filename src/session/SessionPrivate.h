@@ -148,7 +148,8 @@ struct SessionPrivate
     quint64 selection = 0; ///< counts selections; answers to older ones are void
     bool selecting = false;
     bool isRefreshAsked = false; ///< by refreshDevices, not only for a selection
-    quint64 lidQuestion = 0;     ///< counts questions; answers to older ones are void
+    quint64 lidQuestion = 0;     ///< counts questions to the system; answers to older ones are void
+    quint64 lidWarning = 0;      ///< likewise, to the user
     bool fileWork = false;
     quint64 fileGeneration = 0; ///< callbacks of older file work are void
     std::optional<EndReason> pendingStop;

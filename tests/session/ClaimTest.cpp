@@ -123,3 +123,16 @@ TEST_F(ClaimTest, ALidThatDoesNothingAsksNothing)
     EXPECT_TRUE(harness.user.questions.empty());
     EXPECT_EQ(lid.asked, 1);
 }
+
+TEST_F(ClaimTest, WhoeverAnswersTheLidWarningAfterASleepGetsTheRecording)
+{
+    LidStory lid;
+    SessionHarness harness(lid.options());
+    harness.session->record(harness.setup());
+    EXPECT_EQ(harness.user.messages.size(), 1U) << "no unit is chosen";
+    EXPECT_TRUE(harness.user.questions.empty());
+
+    harness.user.answer = LidWarning::Continue;
+    harness.user.beforeAnswer = [&harness] { harness.session->abandonStart(); };
+    EXPECT_TRUE(harness.beginRecording());
+}

@@ -37,6 +37,8 @@ void RecordingUser::notify(Severity severity, const QString& title, const QStrin
 void RecordingUser::ask(const Question& question, std::function<void(int)> answered)
 {
     questions.push_back(question);
+    if (beforeAnswer)
+        beforeAnswer();
     answered(answer);
 }
 

@@ -50,6 +50,7 @@ public:
     QStringList shown;                 ///< ids of all notices, in order
     QString indicator;
     int answer = 0;
+    std::function<void()> beforeAnswer; ///< what happens while a question is open
 };
 
 /// A session on the simulated unit with stepped time: data comes only from deliver, timers only fire in it
