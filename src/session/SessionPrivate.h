@@ -80,6 +80,7 @@ struct SessionPrivate
     void resumeRecovered(bool ok);
     void resumeFilesCreated(const RecordingSegment::CreateFailure& failure);
     void resumeFinished();
+    void tellResumeProblem(const QString& path);
     void resumeFailed();
     void noteData();
 
@@ -166,7 +167,8 @@ struct SessionPrivate
     qint64 recordingStartMs = 0;
     QDateTime pausedAt;
     qint64 pauseLastDataMs = -1; ///< when the last data before the pause came; -1: no pause
-    bool recordingRan = false;   ///< Recording was reached
+    bool isResumeProblemTold = false;
+    bool recordingRan = false; ///< Recording was reached
 
     std::shared_ptr<DataManager> manager;
     Mutex segmentMutex; ///< guards the pointer for readyForMoreData

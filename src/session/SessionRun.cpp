@@ -236,6 +236,7 @@ void SessionPrivate::pause(qint64 lastData)
     qInfo("DAQ disconnect detected — entering auto-resume PAUSE state");
     pausedAt = time.now();
     pauseLastDataMs = lastData;
+    isResumeProblemTold = false;
     // After a resume that brought no data it is still the same pause.
     if (lastDataMs >= 0 || result.pauses == 0)
         ++result.pauses;
@@ -319,6 +320,7 @@ void SessionPrivate::resumeFilesCreated(const RecordingSegment::CreateFailure& f
                                           "attemptResume: vtFileBr createFile failed:",
                                           "attemptResume: tsFile open failed for"};
         const QString detail = failure.which == Failure::TimeStamps ? failure.path : failure.error;
+        tellResumeProblem(failure.path);
         qCritical().noquote() << texts.at(static_cast<std::size_t>(failure.which)) << detail;
         retireSegment();
         if (!stopPending())
@@ -329,8 +331,10 @@ void SessionPrivate::resumeFilesCreated(const RecordingSegment::CreateFailure& f
     if (stopPending())
         return;
     writeHeaders([this](bool written) {
-        if (!written)
+        if (!written) {
             qCritical("attemptResume: initSegmentHeaders failed");
+            tellResumeProblem(segment->paths().raw);
+        }
         if (stopPending())
             return;
         if (written) {
@@ -341,6 +345,21 @@ void SessionPrivate::resumeFilesCreated(const RecordingSegment::CreateFailure& f
     });
 }
 
+/// Once in a pause: the notice of the pause speaks of the unit alone, and the disk is looked at by nobody
+/// then.
+void SessionPrivate::tellResumeProblem(const QString& path)
+{
+    if (std::exchange(isResumeProblemTold, true))
+        return;
+    user.showNotice(
+        u"resumeProblem"_s, SessionController::tr("Recording Paused"),
+        SessionController::tr("The DAQ is connected, but the recording could not go on at %1: '%2' "
+                              "could not be written. Look at the disk and its folder. This is "
+                              "tried again until it works.")
+            .arg(time.now().toString(messageTimeFormat()), path),
+        SessionController::tr("OK"), [] {});
+}
+
 void SessionPrivate::resumeFinished()
 {
     ++segmentNumber;
@@ -348,6 +367,7 @@ void SessionPrivate::resumeFinished()
     segmentBases << base;
     launchSegment();
     user.closeNotice(u"paused"_s);
+    user.closeNotice(u"resumeProblem"_s);
     const QDateTime now = time.now();
     const qint64 withoutDataMs = endPause();
     // A notice: a unit that comes and goes all night leaves one message, not hundreds.

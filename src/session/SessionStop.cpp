@@ -212,6 +212,7 @@ void SessionPrivate::finish()
         return;
     retireMarkers();
     user.closeNotice(u"paused"_s);
+    user.closeNotice(u"resumeProblem"_s);
     user.closeNotice(u"reconnecting"_s);
     user.setRecordingIndicator(QString());
     endPause();

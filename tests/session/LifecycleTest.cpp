@@ -167,6 +167,31 @@ TEST(Lifecycle, AResumeWithoutDataKeepsItsSegmentNumber)
     EXPECT_EQ(readSegment(harness.path(u"run (1)"_s), 1).rawFrames, 4);
 }
 
+TEST(Lifecycle, AFolderThatIsGoneWhenTheUnitComesBackIsToldOnce)
+{
+    SessionHarness harness({.autoResume = true});
+    const QString folder = harness.path(u"share"_s);
+    ASSERT_TRUE(QDir().mkdir(folder));
+    ASSERT_TRUE(harness.select());
+    harness.session->record(harness.setup(u"share/run"_s));
+    ASSERT_TRUE(harness.waitForDevice());
+    harness.deliver(59);
+    harness.unit.unplug();
+    ASSERT_TRUE(harness.passUntil([&] { return harness.user.notices.contains(u"paused"_s); }, 100));
+    ASSERT_TRUE(QDir().rename(folder, harness.path(u"elsewhere"_s)));
+    harness.unit.replug();
+    ASSERT_TRUE(harness.passUntil([&] { return harness.user.notices.contains(u"resumeProblem"_s); }, 100));
+    EXPECT_TRUE(harness.user.notices[u"resumeProblem"_s].text.contains(u"share/run (1).binfb"_s));
+    ASSERT_TRUE(harness.passUntil([&] { return harness.session->state() == SessionState::Resuming; }, 100));
+    ASSERT_TRUE(harness.passUntil([&] { return harness.session->state() == SessionState::Paused; }, 100));
+    EXPECT_EQ(harness.user.shown.count(u"resumeProblem"_s), 1);
+    ASSERT_TRUE(QDir().rename(harness.path(u"elsewhere"_s), folder));
+    ASSERT_TRUE(harness.passUntil([&] { return harness.session->state() == SessionState::Recording; }, 100));
+    EXPECT_FALSE(harness.user.notices.contains(u"resumeProblem"_s));
+    ASSERT_TRUE(harness.waitForDevice());
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+}
+
 TEST(Lifecycle, AnotherUnitUnderTheSameNameIsNotContinuedOn)
 {
     SessionHarness harness({.autoResume = true});
