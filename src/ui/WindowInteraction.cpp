@@ -16,14 +16,12 @@ namespace vt {
 namespace {
 
 /// A notice with a button of consequence (it ends the recording). Neither Escape nor the frame's close
-/// button may press it, as they would the only button of an ordinary box, and it does not take the focus
-/// from what the user is typing.
+/// button may press it, as they would the only button of an ordinary box.
 class NoticeBox : public QMessageBox
 {
 public:
     explicit NoticeBox(QWidget* parent) : QMessageBox(parent)
     {
-        setAttribute(Qt::WA_ShowWithoutActivating);
         setWindowFlag(Qt::WindowCloseButtonHint, false);
     }
     /// By the session, not by the user.
@@ -198,6 +196,7 @@ void WindowInteraction::showNotice(const QString& id, const QString& title, cons
     closeNotice(id);
     QMessageBox* box = buttonText.isEmpty() ? new QMessageBox(m_window) : new NoticeBox(m_window);
     fill(box, QMessageBox::Information, title, text);
+    box->setAttribute(Qt::WA_ShowWithoutActivating); // it comes by itself, perhaps while the user types
     if (buttonText.isEmpty()) {
         box->setStandardButtons(QMessageBox::Ok);
     } else {
