@@ -88,7 +88,13 @@ DiagnosticsPanel::DiagnosticsPanel(QWidget* parent)
     layout->setSpacing(spacing::Medium);
     layout->addWidget(state);
     layout->addWidget(speakers, 1);
-    connect(m_read, &QPushButton::clicked, this, &DiagnosticsPanel::statusRequested);
+    connect(m_read, &QPushButton::clicked, this, [this] {
+        for (QLabel* value : {m_power, m_temperature, m_registers}) { // a unit that does not answer has none
+            value->setText(QStringLiteral("…"));
+            setEmphasis(value, Emphasis::Muted);
+        }
+        emit statusRequested();
+    });
     connect(m_test, &QPushButton::clicked, this, [this] {
         m_isTesting = true;
         m_result->setText(tr("The speakers are being tested…"));

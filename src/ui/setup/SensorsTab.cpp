@@ -72,11 +72,15 @@ SensorsTab::SensorsTab(QWidget* parent)
 
 void SensorsTab::bind(EnvironmentSession* session)
 {
-    if (m_session)
+    if (m_session) {
         m_session->disconnect(this);
+        disconnect(m_session);
+    }
     m_session = session;
     if (!session)
         return;
+    // Queued: the session's answer replaces the item that tells of it.
+    connect(this, &SensorsTab::useChosen, session, &EnvironmentSession::setEnabled, Qt::QueuedConnection);
     connect(session, &EnvironmentSession::sensorsChanged, this, &SensorsTab::readSession);
     readSession();
 }
@@ -121,7 +125,7 @@ void SensorsTab::showSensors()
             auto* item = new QTableWidgetItem(texts[column]); // the table owns it
             item->setData(SerialRole, sensor.serialNumber);
             Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
-            if (column == Use && !m_isLocked)
+            if (column == Use)
                 flags |= Qt::ItemIsUserCheckable;
             if (column == Label && !m_isLocked)
                 flags |= Qt::ItemIsEditable;
@@ -145,8 +149,13 @@ void SensorsTab::handleItem(QTableWidgetItem* item)
     if (m_filling)
         return;
     const QString serial = item->data(SerialRole).toString();
+    const bool isTicked = item->checkState() == Qt::Checked;
+    if (item->column() == Use && m_isLocked) {
+        emit useChosen(serial, isTicked);
+        return;
+    }
     if (item->column() == Use)
-        m_enabled[serial] = item->checkState() == Qt::Checked;
+        m_enabled[serial] = isTicked;
     else if (item->column() == Label)
         m_labels[serial] = item->text().simplified().isEmpty() ? serial : item->text().simplified();
     else
@@ -168,7 +177,6 @@ void SensorsTab::setLabels(const QMap<QString, QString>& labels)
 void SensorsTab::setLocked(bool isLocked)
 {
     m_isLocked = isLocked;
-    m_rescan->setEnabled(!isLocked);
     showSensors();
 }
 

@@ -39,7 +39,8 @@ public:
     /// null.
     void bind(EnvironmentSession* session);
     void setSensors(const QList<SensorRow>& sensors, bool isSearching);
-    /// While a recording runs nothing is changed.
+    /// While a recording runs labels stay, and ticks take effect at once: its log takes sensors in and leaves
+    /// them out. A sensor that comes to another port is found by a search.
     void setLocked(bool isLocked);
 
     /// By serial number: of the sensors that are there, and others that were loaded.
@@ -56,6 +57,8 @@ signals:
     /// By the user.
     void changed();
     void rescanRequested();
+    /// By the user while a recording runs.
+    void useChosen(const QString& serialNumber, bool isTicked);
 
 protected:
     void changeEvent(QEvent* event) override;

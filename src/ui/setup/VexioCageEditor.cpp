@@ -256,6 +256,7 @@ QWidget* VexioCageEditor::buildUnitButtons()
     layout->addWidget(m_result, 1);
     connect(m_read, &QPushButton::clicked, this, [this] {
         m_takesProfiles = true;
+        showOperation(true, tr("Reading…"));
         emit readRequested();
     });
     connect(m_write, &QPushButton::clicked, this, [this] { emit writeRequested(m_settings); });
@@ -306,6 +307,7 @@ void VexioCageEditor::setUnitPresent(bool isPresent)
 void VexioCageEditor::setLocked(bool isLocked)
 {
     m_isLocked = isLocked;
+    m_takesProfiles = false; // what a recording reads later is not what was asked for
     updateButtons();
 }
 
@@ -455,7 +457,7 @@ void VexioCageEditor::showCage(quint8 cage, quint8 frequency, quint8 amplitude, 
         return;
     m_activations[cage] = activations;
     CageSettings& settings = m_settings.cages[cage];
-    if (m_takesProfiles) {
+    if (m_takesProfiles && !m_isLocked) {
         settings.frequency = frequency;
         settings.amplitude = amplitude;
         settings.duration = duration;
