@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The setup dialog as a person uses it, with keys and mouse, and what becomes of it.
 #include "ui/setup/SetupDialog.h"
+#include "FakeTimeSource.h"
+#include "session/CameraSession.h"
 #include "session/UserInteraction.h"
 #include "ui/DevicePanel.h"
 #include "ui/SetupPanel.h"
@@ -28,6 +30,7 @@
 #include <gtest/gtest.h>
 
 using namespace vt;
+using namespace vt::test;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -54,6 +57,17 @@ public:
     QStringList told;
     QStringList asked;
     int answer = 1;
+};
+
+/// A network without cameras, where a search does not end.
+class NoCameras final : public CameraManager
+{
+public:
+    void setCredentials(const CameraCredentials&) override {}
+    void startScan() override {}
+    void startCamera(const CameraOrder&) override {}
+    void stopCamera(const QString&) override {}
+    void stopAll(std::function<void()> done) override { done(); }
 };
 
 class SetupDialogTest : public testing::Test
@@ -300,4 +314,63 @@ TEST_F(SetupDialogTest, TheUnitsAnswersFillCagesAndDiagnostics)
     click("readCages");
     ASSERT_TRUE(tab->vexio().has_value());
     EXPECT_EQ(tab->vexio()->cages[7], (CageSettings{100, 50, 4, 1, false, false, false}));
+}
+
+TEST_F(SetupDialogTest, WhatIsReadFromTheUnitWhileARecordingRunsChangesNoSetup)
+{
+    StimulationTab* tab = m_dialog.stimulationTab();
+    m_dialog.openAt(SetupDialog::Stimulation);
+    tab->setUnitPresent(true);
+    tab->setPage(StimulationTab::Cages);
+    const auto answer = [editor = tab->cageEditor()] {
+        for (quint8 cage = 0; cage < VexioSettings::CageCount; ++cage)
+            editor->showCage(cage, 100, 50, 4, 1, 7);
+    };
+    click("readCages"); // and the unit does not answer
+    m_dialog.setLocked(true);
+    answer();
+    click("readCages");
+    answer();
+    EXPECT_EQ(tab->vexio().value_or(VexioSettings{}).cages, VexioSettings{}.cages);
+    EXPECT_EQ(find<QTableWidget>("cageTable")->item(0, 7)->text(), u"7"_s);
+}
+
+TEST_F(SetupDialogTest, SensorsAreTakenInAndLeftOutWhileARecordingRuns)
+{
+    SensorsTab* tab = m_dialog.sensorsTab();
+    QSignalSpy used(tab, &SensorsTab::useChosen);
+    QSignalSpy searched(tab, &SensorsTab::rescanRequested);
+    tab->setSensors({{u"0071"_s, u"0071"_s, u"ttyUSB0"_s, false, true}}, false);
+    m_dialog.openAt(SetupDialog::EnvSensors);
+    m_dialog.setLocked(true);
+    auto* sensors = find<QTableWidget>("sensorTable");
+    sensors->setFocus();
+    sensors->setCurrentCell(0, 0);
+    QTest::keyClick(sensors, Qt::Key_Space);
+    ASSERT_EQ(used.count(), 1);
+    EXPECT_EQ(used.first(), (QVariantList{u"0071"_s, true}));
+    EXPECT_FALSE(m_dialog.hasChanges()) << "it is in effect";
+    click("rescanSensors");
+    EXPECT_EQ(searched.count(), 1);
+}
+
+TEST_F(SetupDialogTest, CamerasAreSearchedForWhileTheirTabIsInFront)
+{
+    FakeTimeSource time;
+    CameraSession cameras(
+        time, [] { return std::make_unique<NoCameras>(); }, m_user);
+    CamerasTab* tab = m_dialog.camerasTab();
+    tab->bind(&cameras);
+    m_dialog.openAt(SetupDialog::Video);
+    QWidget other;
+    other.show();
+    other.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
+    time.advance(60000);
+    EXPECT_FALSE(cameras.registry().isScanning());
+    m_dialog.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&m_dialog));
+    time.advance(30000);
+    EXPECT_TRUE(cameras.registry().isScanning());
+    tab->bind(nullptr);
 }

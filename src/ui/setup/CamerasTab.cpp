@@ -436,11 +436,17 @@ void CamerasTab::showScanFinished(int found, const QString& error)
     showTable();
 }
 
+/// A dialog that was left open behind other windows does not search the network all night.
+void CamerasTab::tellWatched()
+{
+    if (m_session)
+        m_session->registry().setSettingsWindow(isVisible(), isVisible() && isActiveWindow());
+}
+
 void CamerasTab::showEvent(QShowEvent* event)
 {
     QWidget::showEvent(event);
-    if (m_session)
-        m_session->registry().setSettingsWindow(true, true);
+    tellWatched();
 }
 
 void CamerasTab::hideEvent(QHideEvent* event)
@@ -448,6 +454,14 @@ void CamerasTab::hideEvent(QHideEvent* event)
     QWidget::hideEvent(event);
     if (m_session)
         m_session->registry().setSettingsWindow(false, false);
+}
+
+bool CamerasTab::event(QEvent* event)
+{
+    const bool isDone = QWidget::event(event);
+    if (event->type() == QEvent::WindowActivate || event->type() == QEvent::WindowDeactivate)
+        tellWatched();
+    return isDone;
 }
 
 void CamerasTab::changeEvent(QEvent* event)

@@ -64,6 +64,7 @@ signals:
     void passwordChosen(const QString& password);
 
 protected:
+    bool event(QEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
     void changeEvent(QEvent* event) override;
@@ -84,6 +85,7 @@ private:
     /// Tells why a change was refused, and shows what holds.
     void handleChange(const QString& refusal);
     void setPassword();
+    void tellWatched();
 
     QPointer<CameraSession> m_session;
     CameraStreamFactory m_factory;
