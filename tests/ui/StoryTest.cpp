@@ -63,7 +63,8 @@ TEST_F(Story, FromTheUnitToTheFilesByKeysAndMouse)
     h.window.setupPanel()->setSetup(setup);
     key(Qt::Key_R, Qt::ControlModifier);
     ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.session.state() == SessionState::Recording; }));
-    ASSERT_EQ(h.deliver(600), 600);
+    ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.deliver(1) == 1; })) << "the unit's task is set up";
+    ASSERT_EQ(h.deliver(599), 599);
 
     // A marker, and its label typed afterwards.
     h.window.setFocus();
