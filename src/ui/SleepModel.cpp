@@ -25,7 +25,6 @@ bool isNumber(int column)
 {
     switch (column) {
     case SleepModel::PercentSleep:
-    case SleepModel::Steps:
     case SleepModel::Bouts:
     case SleepModel::MeanBout:
         return true;
@@ -107,8 +106,6 @@ QString SleepModel::displayText(int row, int column) const
                                  : dash();
     case Sleeping:
         return statustext::sleepText(statustext::sleepDisplay(channel, m_scoring));
-    case Steps:
-        return QLocale().toString(channel.steps);
     case Bouts:
         return channel.steps > 0 ? QLocale().toString(channel.bouts) : dash();
     case MeanBout:
@@ -126,8 +123,6 @@ QVariant SleepModel::sortValue(int row, int column) const
     switch (column) {
     case PercentSleep:
         return channel.percentSleep();
-    case Steps:
-        return channel.steps;
     case Bouts:
         return channel.bouts;
     case MeanBout:
@@ -146,8 +141,6 @@ QString SleepModel::copyText(int row, int column) const
     switch (column) {
     case PercentSleep:
         return channel.steps > 0 ? plainNumber(channel.percentSleep(), 2) : QString();
-    case Steps:
-        return QString::number(channel.steps);
     case Bouts:
         return channel.steps > 0 ? QString::number(channel.bouts) : QString();
     case MeanBout:
@@ -219,8 +212,6 @@ QVariant SleepModel::headerData(int section, Qt::Orientation orientation, int ro
         return QVariant(Qt::AlignVCenter | (isNumber(section) ? Qt::AlignRight : Qt::AlignLeft) |
                         static_cast<Qt::Alignment>(Qt::TextWordWrap));
     }
-    if (role == Qt::ToolTipRole && section == Steps)
-        return tr("Steps of 2 s that were scored");
     if (role == Qt::ToolTipRole && section == Bouts)
         return tr("Bouts of sleep; one that a pause cuts counts as two");
     if (role == CopyRole && section == MeanBout)
@@ -236,8 +227,6 @@ QVariant SleepModel::headerData(int section, Qt::Orientation orientation, int ro
         return tr("Percent Sleep");
     case Sleeping:
         return tr("Sleeping");
-    case Steps:
-        return tr("Steps");
     case Bouts:
         return tr("Bouts");
     case MeanBout:

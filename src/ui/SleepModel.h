@@ -22,17 +22,7 @@ class SleepModel : public QAbstractTableModel
     Q_OBJECT
 public:
     /// LastDay has no text: a delegate draws it.
-    enum Column {
-        ChannelNumber,
-        AnimalId,
-        PercentSleep,
-        Sleeping,
-        Steps,
-        Bouts,
-        MeanBout,
-        LastDay,
-        ColumnCount
-    };
+    enum Column { ChannelNumber, AnimalId, PercentSleep, Sleeping, Bouts, MeanBout, LastDay, ColumnCount };
     enum Role {
         SortRole = Qt::UserRole, ///< a number, or the text
         CopyRole,                ///< for spreadsheets: plain numbers; of a header with their unit

@@ -34,21 +34,14 @@ int widestState(const QFontMetrics& metrics)
 
 } // namespace
 
-SleepTable::SleepTable(QWidget* parent)
-    : QWidget(parent), m_model(new SleepModel(this)), m_sorted(new QSortFilterProxyModel(this)),
-      m_view(new QTableView(this)), m_summary(new QLabel(this))
-{
-    build(nullptr);
-}
-
 SleepTable::SleepTable(const DayStrips& strips, QWidget* parent)
     : QWidget(parent), m_model(new SleepModel(this)), m_sorted(new QSortFilterProxyModel(this)),
       m_view(new QTableView(this)), m_summary(new QLabel(this))
 {
-    build(&strips);
+    build(strips);
 }
 
-void SleepTable::build(const DayStrips* strips)
+void SleepTable::build(const DayStrips& strips)
 {
     setTextRole(m_summary, TextRole::Hint);
     m_summary->setObjectName(QStringLiteral("sleepSummary"));
@@ -56,7 +49,8 @@ void SleepTable::build(const DayStrips* strips)
     m_sorted->setSortRole(SleepModel::SortRole);
     m_view->setModel(m_sorted);
     m_view->setAccessibleName(tr("Sleep summary"));
-    m_view->setToolTip(tr("Sleep per channel over the whole recording; Ctrl+C copies it"));
+    m_view->setToolTip(tr("Sleep per channel over the whole recording; Ctrl+C copies it, Enter shows the "
+                          "days of a channel"));
     m_view->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_view->setShowGrid(false);
     m_view->setAlternatingRowColors(true);
@@ -64,13 +58,9 @@ void SleepTable::build(const DayStrips* strips)
     m_view->setCornerButtonEnabled(false);
     m_view->verticalHeader()->hide();
     m_view->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + spacing::Medium);
-    if (strips) {
-        m_view->setHorizontalHeader(new StripHeader(*strips, m_view));
-        m_view->setItemDelegateForColumn(SleepModel::LastDay, new StripDelegate(*strips, m_view));
-        m_view->setToolTip(tr("Sleep per channel over the whole recording; Ctrl+C copies it, Enter shows the "
-                              "days of a channel"));
-    }
-    buildHeader(m_view->horizontalHeader(), strips != nullptr);
+    m_view->setHorizontalHeader(new StripHeader(strips, m_view));
+    m_view->setItemDelegateForColumn(SleepModel::LastDay, new StripDelegate(strips, m_view));
+    buildHeader(m_view->horizontalHeader());
 
     auto* copyAction = new QAction(tr("&Copy"), this);
     copyAction->setShortcut(QKeySequence::Copy);
@@ -95,7 +85,7 @@ void SleepTable::build(const DayStrips* strips)
     setRows({}, Scoring::SleepWake, Phase::Ended);
 }
 
-void SleepTable::buildHeader(QHeaderView* header, bool isFull)
+void SleepTable::buildHeader(QHeaderView* header)
 {
     const int charWidth = fontMetrics().averageCharWidth();
     header->setSectionsClickable(true);
@@ -114,13 +104,9 @@ void SleepTable::buildHeader(QHeaderView* header, bool isFull)
     header->resizeSection(SleepModel::AnimalId, charWidth * 16);
     header->resizeSection(SleepModel::PercentSleep, charWidth * 12);
     header->resizeSection(SleepModel::Sleeping, widestState(fontMetrics()) + 2 * spacing::Medium);
-    header->resizeSection(SleepModel::Steps, charWidth * 9);
     header->resizeSection(SleepModel::Bouts, charWidth * 10);
     header->resizeSection(SleepModel::MeanBout, charWidth * 14);
-    for (const auto column : {SleepModel::Bouts, SleepModel::MeanBout, SleepModel::LastDay})
-        header->setSectionHidden(column, !isFull);
-    header->setSectionHidden(SleepModel::Steps, isFull);
-    header->setSectionResizeMode(isFull ? SleepModel::LastDay : SleepModel::AnimalId, QHeaderView::Stretch);
+    header->setSectionResizeMode(SleepModel::LastDay, QHeaderView::Stretch);
     m_view->setSortingEnabled(true);
     m_view->sortByColumn(SleepModel::ChannelNumber, Qt::AscendingOrder);
 }
@@ -137,15 +123,6 @@ void SleepTable::setRows(const std::vector<SleepRow>& rows, Scoring scoring, Pha
                                                     : tr("Recording ended; asleep at the end: %1 of %2"))
                                .arg(m_model->asleepCount())
                                .arg(rows.size()));
-}
-
-void SleepTable::setChannels(const std::vector<ChannelSummary>& channels, Scoring scoring, Phase phase)
-{
-    std::vector<SleepRow> rows;
-    rows.reserve(channels.size());
-    for (const ChannelSummary& channel : channels)
-        rows.push_back(SleepRow{channel, 0, 0.0});
-    setRows(rows, scoring, phase);
 }
 
 void SleepTable::refreshStrips()
@@ -174,14 +151,10 @@ int SleepTable::currentChannel() const
 
 void SleepTable::copy()
 {
-    std::vector<int> columns;
-    for (int column = 0; column < SleepModel::LastDay; ++column)
-        if (!m_view->isColumnHidden(column))
-            columns.push_back(column);
     QStringList lines;
     const auto addLine = [&](auto&& textOf) {
         QStringList cells;
-        for (const int column : columns)
+        for (int column = 0; column < SleepModel::LastDay; ++column) // which has no text
             cells << textOf(column);
         lines << cells.join(u'\t');
     };

@@ -22,14 +22,11 @@ class SleepTable : public QWidget
 {
     Q_OBJECT
 public:
-    explicit SleepTable(QWidget* parent = nullptr);
-    /// With bouts and the last 24 hours of every channel; strips outlive the table.
+    /// The strips of the last 24 hours outlive the table.
     explicit SleepTable(const DayStrips& strips, QWidget* parent = nullptr);
 
     enum class Phase { Running, Ended };
     void setRows(const std::vector<SleepRow>& rows, statustext::Scoring scoring, Phase phase);
-    /// For a table without bouts and strips.
-    void setChannels(const std::vector<ChannelSummary>& channels, statustext::Scoring scoring, Phase phase);
     /// The strips have changed.
     void refreshStrips();
     /// Selects its row; without a signal.
@@ -43,8 +40,8 @@ signals:
     void currentChannelChanged(int channel);
 
 private:
-    void build(const DayStrips* strips);
-    void buildHeader(QHeaderView* header, bool isFull);
+    void build(const DayStrips& strips);
+    void buildHeader(QHeaderView* header);
     void copy();
 
     SleepModel* m_model;

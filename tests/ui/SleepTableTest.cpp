@@ -47,10 +47,9 @@ TEST(SleepModel, ShowsOneRowPerChannelAndUpdatesInPlace)
         second << model.index(1, column).data().toString();
     }
     EXPECT_EQ(titles, (QStringList{u"Channel Number"_s, u"Animal ID"_s, u"Percent Sleep"_s, u"Sleeping"_s,
-                                   u"Steps"_s, u"Bouts"_s, u"Mean Bout Length"_s}));
-    EXPECT_EQ(first, (QStringList{u"1"_s, u"M-1"_s, u"–"_s, u"Waiting"_s, u"0"_s, u"–"_s, u"–"_s}));
-    EXPECT_EQ(second,
-              (QStringList{u"2"_s, u"M-2"_s, u"66.7 %"_s, u"Asleep"_s, u"3"_s, u"1"_s, u"1.5 min"_s}));
+                                   u"Bouts"_s, u"Mean Bout Length"_s}));
+    EXPECT_EQ(first, (QStringList{u"1"_s, u"M-1"_s, u"–"_s, u"Waiting"_s, u"–"_s, u"–"_s}));
+    EXPECT_EQ(second, (QStringList{u"2"_s, u"M-2"_s, u"66.7 %"_s, u"Asleep"_s, u"1"_s, u"1.5 min"_s}));
     EXPECT_EQ(model.asleepCount(), 1);
 
     const QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
