@@ -3,10 +3,8 @@
 
 #include "ui/Theme.h"
 
-#include <QHelpEvent>
 #include <QLocale>
 #include <QPainter>
-#include <QToolTip>
 
 #include <algorithm>
 #include <cmath>
@@ -45,9 +43,8 @@ QString binTime(int bin)
 
 } // namespace
 
-Actogram::Actogram(QWidget* parent) : QWidget(parent)
+Actogram::Actogram(QWidget* parent) : HoverChart(parent)
 {
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     setAccessibleName(tr("Actogram"));
 }
 
@@ -188,15 +185,6 @@ QString Actogram::textAt(QPoint position) const
     return tr("%1 %2: %3")
         .arg(dateText(date), binTime(bin % StepHistory::BinsPerDay),
              mean ? tr("activity %1").arg(QLocale().toString(*mean, 'f', 2)) : tr("not recorded"));
-}
-
-bool Actogram::event(QEvent* event)
-{
-    if (event->type() != QEvent::ToolTip)
-        return QWidget::event(event);
-    const auto* help = static_cast<QHelpEvent*>(event);
-    QToolTip::showText(help->globalPos(), textAt(help->pos()), this);
-    return true;
 }
 
 } // namespace vt

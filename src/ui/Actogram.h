@@ -2,16 +2,15 @@
 #pragma once
 
 #include "ui/ActivityDays.h"
+#include "ui/HoverChart.h"
 #include "ui/LightCycle.h"
-
-#include <QWidget>
 
 namespace vt {
 
 /// Double-plotted actogram of one channel: every row is a day and, to its right, the day after, with the
 /// light cycle as a bar on top. The height of a bar is the mean activity of 10 minutes; where nothing was
 /// recorded there is not even a base line. Interface thread.
-class Actogram : public QWidget
+class Actogram : public HoverChart
 {
     Q_OBJECT
 public:
@@ -23,9 +22,9 @@ public:
     /// Activity at the full height of a row.
     [[nodiscard]] double fullScale() const { return m_fullScale; }
     [[nodiscard]] QSize minimumSizeHint() const override;
+    [[nodiscard]] QString textAt(QPoint position) const override;
 
 protected:
-    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
@@ -34,7 +33,6 @@ private:
     void drawCycle(QPainter& painter, const QRect& plot, int rowsBottom) const;
     void drawHours(QPainter& painter, const QRect& plot, int rowsBottom) const;
     void drawRow(QPainter& painter, const QRect& area, const activitydays::Row& row) const;
-    [[nodiscard]] QString textAt(QPoint position) const;
 
     LightCycle m_cycle;
     activitydays::Days m_days;

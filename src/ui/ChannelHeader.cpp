@@ -2,6 +2,7 @@
 #include "ui/ChannelHeader.h"
 
 #include "ui/ElidedLabel.h"
+#include "ui/SleepChip.h"
 #include "ui/Theme.h"
 
 #include <QActionGroup>
@@ -10,7 +11,6 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPainter>
-#include <QStyle>
 #include <QToolButton>
 
 #include <algorithm>
@@ -23,14 +23,11 @@ using traceview::ScaleRule;
 
 ChannelHeader::ChannelHeader(QWidget* parent)
     : QWidget(parent), m_number(new QLabel(this)), m_animal(new ElidedLabel(this, Qt::ElideRight)),
-      m_state(new QLabel(this)), m_range(new QToolButton(this))
+      m_state(new SleepChip(this)), m_range(new QToolButton(this))
 {
     setFocusPolicy(Qt::TabFocus);
     setToolTip(tr("Double click or Enter: this channel alone. Menu key or right click: its scale."));
     setTextRole(m_number, TextRole::Caption);
-    setKind(m_state, QStringLiteral("chip"));
-    m_state->setAlignment(Qt::AlignCenter);
-    m_state->setToolTip(tr("Sleep state of the last 2-s step"));
     QFont bold = m_animal->font();
     bold.setWeight(QFont::DemiBold);
     m_animal->setFont(bold);
@@ -40,7 +37,6 @@ ChannelHeader::ChannelHeader(QWidget* parent)
     m_range->setObjectName(QStringLiteral("channelScale"));
     connect(m_range, &QToolButton::clicked, this,
             [this] { openMenu(m_range->mapToGlobal(m_range->rect().bottomLeft())); });
-    setSleep(SleepDisplay::Waiting);
     setScale({ScaleRule::AsPage, 0.0});
 }
 
@@ -57,17 +53,8 @@ void ChannelHeader::setChannel(int channel, const QString& animalId)
 
 void ChannelHeader::setSleep(SleepDisplay display)
 {
-    const QString text = statustext::sleepText(display);
-    if (m_state->text() == text)
+    if (!m_state->setSleep(display))
         return;
-    m_state->setText(text);
-    const char* look = display == SleepDisplay::Asleep     ? "asleep"
-                       : display == SleepDisplay::Awake    ? "awake"
-                       : display == SleepDisplay::NoSignal ? "nosignal"
-                                                           : "other";
-    m_state->setProperty("sleep", QLatin1String(look));
-    m_state->style()->unpolish(m_state);
-    m_state->style()->polish(m_state);
     layOut();
     updateAccessibleName();
 }

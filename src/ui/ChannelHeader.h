@@ -12,6 +12,7 @@ class QToolButton;
 namespace vt {
 
 class ElidedLabel;
+class SleepChip;
 
 /// Left of a trace: channel number, animal, sleep state as a word, and the trace's range, which is a menu of
 /// the channel's own scales. A low row puts all of it on one line. Interface thread.
@@ -47,7 +48,7 @@ private:
 
     QLabel* m_number;
     ElidedLabel* m_animal;
-    QLabel* m_state;
+    SleepChip* m_state;
     QToolButton* m_range;
     traceview::View m_view = traceview::View::Signal;
     traceview::Scale m_scale{traceview::ScaleRule::AsPage, 0.0};

@@ -6,10 +6,8 @@
 #include "ui/Theme.h"
 
 #include <QDateTime>
-#include <QHelpEvent>
 #include <QLocale>
 #include <QPainter>
-#include <QToolTip>
 
 #include <algorithm>
 #include <cmath>
@@ -26,9 +24,8 @@ constexpr double PointDistance = 6.0;   ///< a tool tip speaks of points that ne
 } // namespace
 
 EnvironmentChart::EnvironmentChart(envunits::Quantity quantity, QWidget* parent)
-    : QWidget(parent), m_quantity(quantity)
+    : HoverChart(parent), m_quantity(quantity)
 {
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     setAccessibleName(tr("Chart of %1").arg(envunits::quantityName(quantity)));
     updateRange();
 }
@@ -196,15 +193,6 @@ QString EnvironmentChart::textAt(QPoint position) const
     const qint64 timeMs = m_fromMs + static_cast<qint64>(place * static_cast<double>(m_toMs - m_fromMs));
     return QDateTime::fromMSecsSinceEpoch(timeMs).toString(QStringLiteral("HH:mm")) + u'\n' +
            texts.join(u'\n');
-}
-
-bool EnvironmentChart::event(QEvent* event)
-{
-    if (event->type() != QEvent::ToolTip)
-        return QWidget::event(event);
-    const auto* help = static_cast<QHelpEvent*>(event);
-    QToolTip::showText(help->globalPos(), textAt(help->pos()), this);
-    return true;
 }
 
 } // namespace vt

@@ -2,14 +2,14 @@
 #pragma once
 
 #include "ui/EnvironmentHistory.h"
+#include "ui/HoverChart.h"
 
 #include <QStringList>
-#include <QWidget>
 
 namespace vt {
 
 /// One quantity of the room over time, a line per sensor. Draws what it was given last. Interface thread.
-class EnvironmentChart : public QWidget
+class EnvironmentChart : public HoverChart
 {
     Q_OBJECT
 public:
@@ -28,12 +28,10 @@ public:
     /// Points of a curve that can be told apart.
     [[nodiscard]] int columns() const;
     [[nodiscard]] envunits::Quantity quantity() const { return m_quantity; }
-    /// What a point of the chart says, for the tool tip.
-    [[nodiscard]] QString textAt(QPoint position) const;
     [[nodiscard]] QSize minimumSizeHint() const override;
+    [[nodiscard]] QString textAt(QPoint position) const override;
 
 protected:
-    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:

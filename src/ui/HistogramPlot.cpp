@@ -4,10 +4,8 @@
 #include "ui/ChartTicks.h"
 #include "ui/Theme.h"
 
-#include <QHelpEvent>
 #include <QLocale>
 #include <QPainter>
-#include <QToolTip>
 
 #include <algorithm>
 #include <cmath>
@@ -56,9 +54,8 @@ double HistogramRange::edge(int bin)
     return LowestEdge + bin / BinsPerUnit;
 }
 
-HistogramPlot::HistogramPlot(QWidget* parent) : QWidget(parent)
+HistogramPlot::HistogramPlot(QWidget* parent) : HoverChart(parent)
 {
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     setAccessibleName(tr("Histogram of the decision statistic"));
 }
 
@@ -192,15 +189,6 @@ QString HistogramPlot::textAt(QPoint position) const
         .arg(QLocale().toString(HistogramRange::edge(bin), 'f', 1),
              QLocale().toString(HistogramRange::edge(bin + 1), 'f', 1),
              percentText(100.0 * count / m_totals.steps), QLocale().toString(count));
-}
-
-bool HistogramPlot::event(QEvent* event)
-{
-    if (event->type() != QEvent::ToolTip)
-        return QWidget::event(event);
-    const auto* help = static_cast<QHelpEvent*>(event);
-    QToolTip::showText(help->globalPos(), textAt(help->pos()), this);
-    return true;
 }
 
 } // namespace vt

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "session/StepHistory.h"
+#include "ui/HoverChart.h"
 
-#include <QWidget>
 #include <array>
 
 namespace vt {
@@ -22,7 +22,7 @@ struct HistogramRange
 
 /// How often the decision statistic of one channel had which value, on both sides of the threshold above
 /// which the animal is taken to be asleep. Interface thread.
-class HistogramPlot : public QWidget
+class HistogramPlot : public HoverChart
 {
     Q_OBJECT
 public:
@@ -32,9 +32,9 @@ public:
     /// totals: of the same steps, for the shares in words.
     void setCounts(const Counts& counts, const StepHistory::Totals& totals);
     [[nodiscard]] QSize minimumSizeHint() const override;
+    [[nodiscard]] QString textAt(QPoint position) const override;
 
 protected:
-    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
@@ -43,7 +43,6 @@ private:
     void drawGrid(QPainter& painter, const QRect& plot) const;
     void drawBars(QPainter& painter, const QRect& plot) const;
     void drawThreshold(QPainter& painter, const QRect& plot) const;
-    [[nodiscard]] QString textAt(QPoint position) const;
 
     Counts m_counts{};
     StepHistory::Totals m_totals;

@@ -36,14 +36,8 @@ void drawCheckBox(const QStyleOption& option, QPainter& painter)
                                                                  : theme.border);
     painter.setBrush(fill);
     painter.drawRoundedRect(box, 3, 3);
-    if (checked) {
-        const auto at = [&box](double x, double y) {
-            return QPointF(box.left() + x * box.width(), box.top() + y * box.height());
-        };
-        painter.setPen(QPen(enabled ? theme.onAccent : theme.mutedText, 1.8, Qt::SolidLine, Qt::RoundCap,
-                            Qt::RoundJoin));
-        painter.drawPolyline(QPolygonF{{at(0.22, 0.52), at(0.42, 0.72), at(0.78, 0.28)}});
-    }
+    if (checked)
+        drawCheckMark(painter, box, enabled ? theme.onAccent : theme.mutedText);
     painter.restore();
 }
 

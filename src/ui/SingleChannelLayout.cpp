@@ -3,6 +3,7 @@
 #include "ui/FeatureTable.h"
 #include "ui/FreezeBar.h"
 #include "ui/SingleChannelView.h"
+#include "ui/SleepChip.h"
 #include "ui/SpectrogramPlot.h"
 #include "ui/SpectrumPlot.h"
 #include "ui/StatisticPlot.h"
@@ -71,9 +72,7 @@ QWidget* SingleChannelView::buildToolBar()
     m_channelBox->setAccessibleName(tr("Channel"));
     m_channelBox->setToolTip(tr("Which channel is shown (Up, Down)"));
     m_channelBox->setMinimumWidth(160);
-    m_state = new QLabel(bar);
-    setKind(m_state, QStringLiteral("chip"));
-    m_state->setToolTip(tr("Sleep state of the last 2-s step"));
+    m_state = new SleepChip(bar);
     m_timeBase = new QComboBox(bar);
     m_timeBase->setObjectName(QStringLiteral("singleTimeBase"));
     m_timeBase->setAccessibleName(tr("Time base"));

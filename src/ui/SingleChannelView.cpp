@@ -4,6 +4,7 @@
 #include "session/StepHistory.h"
 #include "ui/FeatureTable.h"
 #include "ui/FreezeBar.h"
+#include "ui/SleepChip.h"
 #include "ui/SpectrogramPlot.h"
 #include "ui/SpectrumPlot.h"
 #include "ui/StatisticPlot.h"
@@ -16,7 +17,6 @@
 #include <QLabel>
 #include <QSignalBlocker>
 #include <QStackedWidget>
-#include <QStyle>
 #include <QWheelEvent>
 
 #include <algorithm>
@@ -111,17 +111,7 @@ void SingleChannelView::showState()
         return;
     const SleepDisplay display = m_sleep[index];
     m_plot->setNoSignal(Raw, display == SleepDisplay::NoSignal);
-    const QString text = statustext::sleepText(display);
-    if (m_state->text() == text)
-        return;
-    m_state->setText(text);
-    const char* look = display == SleepDisplay::Asleep     ? "asleep"
-                       : display == SleepDisplay::Awake    ? "awake"
-                       : display == SleepDisplay::NoSignal ? "nosignal"
-                                                           : "other";
-    m_state->setProperty("sleep", QLatin1String(look));
-    m_state->style()->unpolish(m_state);
-    m_state->style()->polish(m_state);
+    m_state->setSleep(display);
 }
 
 void SingleChannelView::addStep()
@@ -317,7 +307,7 @@ void SingleChannelView::drawSpectrum()
     readEnd(static_cast<Trace>(m_spectrumOf->currentData().toInt()), samples);
     m_power.compute(samples, decibels);
     m_spectrumPlot->setSpectrum(decibels);
-    m_spectrumPlot->setFrozen(isFrozen());
+    m_spectrumPlot->setFrozen(isFrozen(), {});
     m_spectrumPlot->redraw();
 }
 

@@ -25,6 +25,7 @@ namespace vt {
 
 class FeatureTable;
 class FreezeBar;
+class SleepChip;
 class SpectrogramPlot;
 class SpectrumPlot;
 class StatisticPlot;
@@ -122,7 +123,7 @@ private:
 
     QWidget* m_toolBar = nullptr;
     QComboBox* m_channelBox = nullptr;
-    QLabel* m_state = nullptr;
+    SleepChip* m_state = nullptr;
     QComboBox* m_timeBase = nullptr;
     QComboBox* m_spectrumOf = nullptr;
     QComboBox* m_statisticSpan = nullptr;

@@ -5,8 +5,6 @@
 #include "ui/Theme.h"
 #include "ui/TraceViews.h"
 
-#include <QEvent>
-#include <QVBoxLayout>
 #include <qcustomplot.h>
 
 #include <algorithm>
@@ -39,15 +37,11 @@ QCPColorGradient gradient()
 
 } // namespace
 
-SpectrogramPlot::SpectrogramPlot(QWidget* parent) : QWidget(parent), m_plot(new QCustomPlot(this))
+SpectrogramPlot::SpectrogramPlot(QWidget* parent) : FreezablePlot(parent)
 {
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_plot);
     setAccessibleName(tr("Spectrogram"));
     setToolTip(tr("Power of the signal over time and frequency, in dB re 1 V²/Hz: one spectrum of 8 s every "
                   "2 s. Lighter is more."));
-    plotstyle::prepare(*m_plot);
     m_map = new QCPColorMap(m_plot->xAxis, m_plot->yAxis); // the chart owns it
     m_map->setInterpolate(false);
     m_map->setTightBoundary(true);
@@ -74,8 +68,8 @@ SpectrogramPlot::SpectrogramPlot(QWidget* parent) : QWidget(parent), m_plot(new 
     auto* margins = new QCPMarginGroup(m_plot); // the chart owns it
     m_plot->axisRect()->setMarginGroup(QCP::msBottom | QCP::msTop, margins);
     m_scale->setMarginGroup(QCP::msBottom | QCP::msTop, margins);
-    applyTimeTicks();
-    applyTheme();
+    SpectrogramPlot::applyTimeTicks();
+    SpectrogramPlot::applyTheme();
 }
 
 QColor SpectrogramPlot::colorAt(double level)
@@ -127,31 +121,13 @@ void SpectrogramPlot::applyTimeTicks()
     const QSharedPointer<QCPAxisTickerText> ticker(new QCPAxisTickerText);
     constexpr int Step = 150;
     for (int second = 0; second <= SpectrogramColumns::Shown * SecondsPerColumn; second += Step)
-        ticker->addTick(-second, second == 0        ? (m_endLabel.isEmpty() ? tr("now") : m_endLabel)
-                                 : second % 60 == 0 ? tr("−%1").arg(traceview::timeBaseText(second))
-                                                    : QString());
+        ticker->addTick(-second, second % 60 == 0 ? timeLabel(second) : QString());
     m_plot->xAxis->setTicker(ticker);
-}
-
-void SpectrogramPlot::setFrozen(bool frozen, const QString& endLabel)
-{
-    if (frozen == m_frozen && endLabel == m_endLabel)
-        return;
-    m_frozen = frozen;
-    m_endLabel = endLabel;
-    applyTimeTicks();
-    applyTheme();
-}
-
-void SpectrogramPlot::redraw()
-{
-    if (isVisible() && !m_plot->size().isEmpty())
-        m_plot->replot();
 }
 
 void SpectrogramPlot::applyTheme()
 {
-    plotstyle::apply(*m_plot, m_frozen, font());
+    FreezablePlot::applyTheme();
     const Theme theme = Theme::current();
     const QFont caption = Theme::font(TextRole::Caption, font());
     QCPAxis* levels = m_scale->axis();
@@ -162,15 +138,6 @@ void SpectrogramPlot::applyTheme()
     levels->setBasePen(QPen(theme.border, 1.0));
     levels->setTickPen(QPen(theme.border, 1.0));
     levels->setSubTicks(false);
-}
-
-void SpectrogramPlot::changeEvent(QEvent* event)
-{
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::FontChange) {
-        applyTheme();
-        redraw();
-    }
 }
 
 } // namespace vt

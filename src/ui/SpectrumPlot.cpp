@@ -5,9 +5,7 @@
 #include "ui/SpectrogramColumns.h"
 #include "ui/Theme.h"
 
-#include <QEvent>
 #include <QLocale>
-#include <QVBoxLayout>
 #include <qcustomplot.h>
 
 #include <algorithm>
@@ -23,15 +21,11 @@ constexpr std::size_t FirstPeakBin = 2; ///< 0.25 Hz
 
 } // namespace
 
-SpectrumPlot::SpectrumPlot(QWidget* parent) : QWidget(parent), m_plot(new QCustomPlot(this))
+SpectrumPlot::SpectrumPlot(QWidget* parent) : FreezablePlot(parent)
 {
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_plot);
     setAccessibleName(tr("Spectrum"));
     setToolTip(tr("Power of the newest 8 s in view over frequency, in dB re 1 V²/Hz. The dashed line is the "
                   "breath rate."));
-    plotstyle::prepare(*m_plot);
     m_rateLine = m_plot->addGraph();
     m_line = m_plot->addGraph();
     m_line->setAdaptiveSampling(false);
@@ -49,7 +43,7 @@ SpectrumPlot::SpectrumPlot(QWidget* parent) : QWidget(parent), m_plot(new QCusto
     m_plot->yAxis->setLabel(tr("dB re 1 V²/Hz"));
     m_plot->yAxis->setRange(-ShownDb, 0.0);
     setBreathRate(0.0);
-    applyTheme();
+    SpectrumPlot::applyTheme();
 }
 
 void SpectrumPlot::setSpectrum(std::span<const float> decibels)
@@ -87,17 +81,9 @@ void SpectrumPlot::setBreathRate(double hertz)
     m_rateText->setText(tr("breath %1 Hz").arg(QLocale().toString(m_rateHz, 'f', 2)));
 }
 
-void SpectrumPlot::setFrozen(bool frozen)
-{
-    if (frozen == m_frozen)
-        return;
-    m_frozen = frozen;
-    applyTheme();
-}
-
 void SpectrumPlot::redraw()
 {
-    if (!isVisible() || m_plot->size().isEmpty())
+    if (!canBePainted())
         return;
     const QCPRange range = m_plot->yAxis->range();
     m_rateLine->setData({m_rateHz, m_rateHz}, {range.lower, range.upper}, true);
@@ -107,20 +93,11 @@ void SpectrumPlot::redraw()
 void SpectrumPlot::applyTheme()
 {
     const Theme theme = Theme::current();
-    plotstyle::apply(*m_plot, m_frozen, font());
+    FreezablePlot::applyTheme();
     m_line->setPen(QPen(theme.trace, 1.2));
     m_rateLine->setPen(QPen(theme.asleep, 1.2, Qt::DashLine));
     m_rateText->setColor(theme.asleep);
     m_rateText->setFont(Theme::font(TextRole::Caption, font()));
-}
-
-void SpectrumPlot::changeEvent(QEvent* event)
-{
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::FontChange) {
-        applyTheme();
-        redraw();
-    }
 }
 
 } // namespace vt

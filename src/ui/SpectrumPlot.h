@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <QWidget>
+#include "ui/FreezablePlot.h"
+
 #include <span>
 
 class QCPGraph;
 class QCPItemText;
-class QCustomPlot;
 
 namespace vt {
 
 /// Power over frequency, up to 20 Hz, with the breath rate pointed out. Interface thread.
-class SpectrumPlot : public QWidget
+class SpectrumPlot : public FreezablePlot
 {
     Q_OBJECT
 public:
@@ -21,26 +21,20 @@ public:
     void setSpectrum(std::span<const float> decibels);
     /// 0: none was found.
     void setBreathRate(double hertz);
-    void setFrozen(bool frozen);
-    /// Paints; nothing while hidden.
-    void redraw();
+    void redraw() override;
     /// Frequency of the highest bin from 0.25 Hz on (what is slower is drift); 0 without a spectrum.
     [[nodiscard]] double peakHz() const { return m_peakHz; }
 
 protected:
-    void changeEvent(QEvent* event) override;
+    void applyTheme() override;
 
 private:
-    void applyTheme();
-
-    QCustomPlot* m_plot;
     QCPGraph* m_line;
     QCPGraph* m_rateLine;
     QCPItemText* m_rateText;
     double m_peakHz = 0.0;
     double m_rateHz = 0.0;
     double m_topDb = 0.0;
-    bool m_frozen = false;
 };
 
 } // namespace vt

@@ -6,8 +6,6 @@
 #include "ui/TraceOverlay.h"
 #include "ui/TraceViews.h"
 
-#include <QEvent>
-#include <QVBoxLayout>
 #include <qcustomplot.h>
 
 #include <algorithm>
@@ -32,14 +30,10 @@ QCPItemText* addText(QCustomPlot& plot, double x, double y, Qt::Alignment alignm
 
 } // namespace
 
-StatisticPlot::StatisticPlot(QWidget* parent) : QWidget(parent), m_plot(new QCustomPlot(this))
+StatisticPlot::StatisticPlot(QWidget* parent) : FreezablePlot(parent)
 {
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_plot);
     setAccessibleName(tr("Decision statistic"));
     setToolTip(tr("Above the threshold of 0 the animal is scored asleep (shaded), at or below it awake."));
-    plotstyle::prepare(*m_plot);
     m_overlay = new TraceOverlay(m_plot->axisRect()); // the chart owns it
     m_threshold = m_plot->addGraph();
     m_line = m_plot->addGraph();
@@ -51,8 +45,8 @@ StatisticPlot::StatisticPlot(QWidget* parent) : QWidget(parent), m_plot(new QCus
     m_plot->yAxis->ticker()->setTickCount(4);
     m_plot->yAxis->setRange(-Headroom, Headroom);
     m_plot->axisRect()->setMinimumMargins(QMargins(0, spacing::Tiny, plotstyle::endLabelMargin(font()), 0));
-    applyTimeTicks();
-    applyTheme();
+    StatisticPlot::applyTimeTicks();
+    StatisticPlot::applyTheme();
 }
 
 void StatisticPlot::setSeconds(int seconds)
@@ -94,28 +88,10 @@ void StatisticPlot::applyTimeTicks()
 {
     const QSharedPointer<QCPAxisTickerText> ticker(new QCPAxisTickerText);
     for (int second = 0; second <= m_seconds; second += traceview::tickSeconds(m_seconds))
-        ticker->addTick(-second, second > 0             ? tr("−%1").arg(traceview::timeBaseText(second))
-                                 : m_endLabel.isEmpty() ? tr("now")
-                                                        : m_endLabel);
+        ticker->addTick(-second, timeLabel(second));
     m_plot->xAxis->setTicker(ticker);
     m_plot->xAxis->setRange(-m_seconds, 0.0);
     m_threshold->setData({static_cast<double>(-m_seconds), 0.0}, {0.0, 0.0}, true);
-}
-
-void StatisticPlot::setFrozen(bool frozen, const QString& endLabel)
-{
-    if (frozen == m_frozen && endLabel == m_endLabel)
-        return;
-    m_frozen = frozen;
-    m_endLabel = endLabel;
-    applyTimeTicks();
-    applyTheme();
-}
-
-void StatisticPlot::redraw()
-{
-    if (isVisible() && !m_plot->size().isEmpty())
-        m_plot->replot();
 }
 
 int StatisticPlot::pointCount() const
@@ -127,8 +103,8 @@ void StatisticPlot::applyTheme()
 {
     const Theme theme = Theme::current();
     const QFont caption = Theme::font(TextRole::Caption, font());
-    const QColor ground = plotstyle::ground(m_frozen);
-    plotstyle::apply(*m_plot, m_frozen, font());
+    const QColor ground = plotstyle::ground(isFrozen());
+    FreezablePlot::applyTheme();
     m_line->setPen(QPen(theme.trace, 1.2));
     m_threshold->setPen(QPen(theme.mutedText, 1.0, Qt::DashLine));
     m_overlay->setColors(theme.asleep, theme.text, ground);
@@ -138,15 +114,6 @@ void StatisticPlot::applyTheme()
         text->setFont(caption);
     }
     m_note->setBrush(ground);
-}
-
-void StatisticPlot::changeEvent(QEvent* event)
-{
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::FontChange) {
-        applyTheme();
-        redraw();
-    }
 }
 
 } // namespace vt

@@ -4,6 +4,7 @@
 #include "ui/InstrumentStyle.h"
 
 #include <QApplication>
+#include <QPainter>
 #include <QStyle>
 #include <QWidget>
 
@@ -343,6 +344,20 @@ void setEmphasis(QWidget* widget, Emphasis emphasis)
 void setKind(QWidget* widget, const QString& kind)
 {
     setProperty(widget, "kind", kind);
+}
+
+void setSleepLook(QWidget* widget, const QString& look)
+{
+    setProperty(widget, "sleep", look);
+}
+
+void drawCheckMark(QPainter& painter, const QRectF& rect, const QColor& color)
+{
+    const auto at = [&rect](double x, double y) {
+        return QPointF(rect.left() + x * rect.width(), rect.top() + y * rect.height());
+    };
+    painter.setPen(QPen(color, 1.8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    painter.drawPolyline(QPolygonF{{at(0.22, 0.52), at(0.42, 0.72), at(0.78, 0.28)}});
 }
 
 } // namespace vt

@@ -7,6 +7,8 @@
 #include <QString>
 
 class QApplication;
+class QPainter;
+class QRectF;
 class QWidget;
 
 namespace vt {
@@ -82,5 +84,10 @@ void setTextRole(QWidget* widget, TextRole role);
 void setEmphasis(QWidget* widget, Emphasis emphasis);
 /// "primary", "danger" or "plain" buttons; "card" frames; "chip" labels.
 void setKind(QWidget* widget, const QString& kind);
+/// Of a "chip" label: "asleep", "awake", "nosignal" or "other".
+void setSleepLook(QWidget* widget, const QString& look);
+
+/// The mark of what is ticked, switched on or chosen, inside the rectangle.
+void drawCheckMark(QPainter& painter, const QRectF& rect, const QColor& color);
 
 } // namespace vt
