@@ -26,6 +26,7 @@
 #include <QAction>
 #include <QCloseEvent>
 #include <QGridLayout>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLocale>
 #include <QMenuBar>
@@ -469,7 +470,9 @@ void MainWindow::closeEvent(QCloseEvent* event)
 void MainWindow::changeEvent(QEvent* event)
 {
     QMainWindow::changeEvent(event);
-    if (event->type() == QEvent::ApplicationPaletteChange || event->type() == QEvent::ApplicationFontChange)
+    // A change of the application's palette comes as the window's own; a new style sheet makes more of them.
+    const bool isThemeNew = event->type() == QEvent::PaletteChange && QGuiApplication::palette() != m_themed;
+    if (isThemeNew || event->type() == QEvent::ApplicationFontChange)
         applyTheme();
     if (event->type() == QEvent::WindowStateChange)
         setUpdatesEnabled(!isMinimized()); // the status goes on changing, and nobody sees it
@@ -480,6 +483,7 @@ void MainWindow::applyTheme()
     if (m_applyingTheme)
         return;
     m_applyingTheme = true;
+    m_themed = QGuiApplication::palette();
     setStyleSheet(Theme::current().styleSheet(font()));
     m_applyingTheme = false;
 }

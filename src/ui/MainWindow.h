@@ -7,6 +7,7 @@
 
 #include <QByteArray>
 #include <QMainWindow>
+#include <QPalette>
 #include <QTimer>
 
 class QAction;
@@ -132,6 +133,7 @@ private:
     bool m_askedToClose = false;  ///< the open stop question came from closing the window
     bool m_closeWhenIdle = false; ///< that question was answered with yes
     bool m_applyingTheme = false;
+    QPalette m_themed; ///< the application's, for which the style sheet was made
 };
 
 } // namespace vt

@@ -9,10 +9,12 @@
 #include "ui/RecordingPages.h"
 #include "ui/SetupPanel.h"
 #include "ui/SleepTable.h"
+#include "ui/Theme.h"
 #include "ui/setup/SetupDialog.h"
 
 #include <QAccessible>
 #include <QAction>
+#include <QApplication>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
@@ -364,4 +366,16 @@ TEST(MainWindow, StimulatesByTheMenusKeyWhileARecordingIsSetUpForIt)
     h.session.stop(EndReason::UserStop);
     ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.session.state() == SessionState::Idle; }));
     EXPECT_TRUE(WindowHarness::waitUntil([&] { return shown->text() == u"No stimulation runs."_s; }));
+}
+
+TEST(MainWindow, ARunningWindowFollowsTheSystemsTheme)
+{
+    const QPalette before = QApplication::palette();
+    QApplication::setPalette(Theme::lightPalette());
+    WindowHarness h;
+    const QString light = h.window.styleSheet();
+    QApplication::setPalette(Theme::darkPalette());
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return h.window.styleSheet() != light; }));
+    EXPECT_EQ(h.window.styleSheet(), Theme::current().styleSheet(h.window.font()));
+    QApplication::setPalette(before);
 }
