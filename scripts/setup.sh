@@ -11,6 +11,10 @@ packages=(
     gstreamer1.0-plugins-ugly
     fonts-dejavu-core python3 python3-numpy python3-scipy
 )
+# What only scripts/pictures.sh uses.
+if [[ "${1:-}" == "--pictures" ]]; then
+    packages+=(pngquant)
+fi
 # What only the slower gates of .ci/run use.
 if [[ "${1:-}" == "--ci" ]]; then
     packages+=(clang clang-tidy clang-format libclang-rt-14-dev g++-mingw-w64-x86-64-posix wine64)

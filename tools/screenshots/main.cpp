@@ -4,6 +4,7 @@
 // end of a recording, light and dark; with --sizes also of small and large windows and of 16 channels. FOLDER
 // is docs/images when none is given. Prints what a refresh of the traces costs. Exit status 1 when a step did
 // not come about or a picture could not be saved.
+#include "app/StimulationWiring.h"
 #include "base/TimeSource.h"
 #include "envsens/SerialPortList.h"
 #include "session/AppSettings.h"
@@ -119,6 +120,7 @@ public:
     {
         m_session.addCompanion(m_sensors.companion());
         m_sensors.rescan();
+        connectStimulationTab(*m_window.setupDialog()->stimulationTab(), m_session);
         m_unit.setReadyForMore([this] { return m_session.readyForMoreData(); });
         m_window.resize(look.size);
         m_window.show();
@@ -126,6 +128,8 @@ public:
 
     bool run()
     {
+        if (!QDir::setCurrent(m_recordings.path()) || !QDir().mkpath(QStringLiteral("study7")))
+            return failed("there is no folder to record to");
         const bool isDone = record();
         return isDone && m_isSaved;
     }
@@ -144,7 +148,7 @@ private:
         if (!runUntil([this] { return m_session.status().device.usable; }))
             return failed("the device does not answer");
         RecordingSetup setup = m_window.setupPanel()->setup();
-        setup.basePath = m_recordings.filePath(QStringLiteral("cohort7_night2"));
+        setup.basePath = QStringLiteral("study7/cohort7_night2");
         setup.animalIds.clear();
         for (int channel = 0; channel < m_channels - 1; ++channel)
             setup.animalIds << QStringLiteral("M-%1").arg(101 + channel);
@@ -340,7 +344,7 @@ private:
     const int m_channels;
     const QString m_folder;
     bool m_isSaved = true;
-    QTemporaryDir m_recordings{QDir::temp().filePath(QStringLiteral("study-XXXXXX"))};
+    QTemporaryDir m_recordings; ///< the current folder, so that no picture shows where it is
     SystemTimeSource m_time;
     WindowInteraction m_user;
     SimulatedUnit m_unit;
@@ -363,8 +367,9 @@ int main(int argc, char** argv)
     applyApplicationStyle(application);
     QStringList arguments = QApplication::arguments().mid(1);
     const bool allSizes = arguments.removeAll(QStringLiteral("--sizes")) > 0;
-    const QString folder = arguments.value(0, QStringLiteral(VELLUMTIDE_PICTURES));
-    if (arguments.size() > 1 || folder.startsWith(QLatin1Char('-')) || !QDir().mkpath(folder)) {
+    const QString folder = QDir(arguments.value(0, QStringLiteral(VELLUMTIDE_PICTURES)))
+                               .absolutePath(); // of where it was called
+    if (arguments.size() > 1 || arguments.value(0).startsWith(QLatin1Char('-')) || !QDir().mkpath(folder)) {
         QTextStream(stderr) << "usage: vt_screenshots [--sizes] [FOLDER]\n";
         return 2;
     }
