@@ -2,6 +2,7 @@
 #include "hardware/McuStatusPoll.h"
 
 #include "hardware/I2C.h"
+#include "recording/McuHeader.h"
 
 #include <tuple>
 
@@ -12,9 +13,6 @@ namespace {
 constexpr std::uint8_t McuAddress8 = 0x10;
 constexpr std::uint8_t SensorCountRegister = 0x04;
 constexpr std::uint8_t StatusRegister = 0x0A;
-constexpr std::uint8_t PushButton = 0x01;
-constexpr std::uint8_t SensorCountChanged = 0x02;
-constexpr std::uint8_t SensorShorted = 0x04;
 
 } // namespace
 
@@ -50,14 +48,14 @@ PollPace::Poll McuStatusPoll::look()
 
 PollPace::Poll McuStatusPoll::judge(std::uint8_t status)
 {
-    const std::uint8_t before = m_last.value_or(static_cast<std::uint8_t>(status & ~SensorShorted));
+    const std::uint8_t before = m_last.value_or(static_cast<std::uint8_t>(status & ~McuSensorShorted));
     const auto risen = static_cast<std::uint8_t>(status & ~before);
     m_last = status;
-    if ((risen & PushButton) != 0)
+    if ((risen & McuPushButton) != 0)
         m_events.pushButtonPressed();
-    if (((status ^ before) & SensorShorted) != 0)
-        m_events.sensorShorted((status & SensorShorted) != 0);
-    m_isCountOwed = m_isCountOwed || (risen & SensorCountChanged) != 0;
+    if (((status ^ before) & McuSensorShorted) != 0)
+        m_events.sensorShorted((status & McuSensorShorted) != 0);
+    m_isCountOwed = m_isCountOwed || (risen & McuSensorCountChanged) != 0;
     if (!m_isCountOwed)
         return PollPace::Poll::Answered;
     std::uint8_t count = 0;

@@ -12,6 +12,11 @@ namespace vt {
 
 inline constexpr int McuRegisterCount = 127;
 
+/// Bits of MCUHeader::status.
+inline constexpr std::uint8_t McuPushButton = 0x01;
+inline constexpr std::uint8_t McuSensorCountChanged = 0x02;
+inline constexpr std::uint8_t McuSensorShorted = 0x04;
+
 /// What the acquisition unit's microcontroller says about itself (the registers of docs/file-formats.md).
 struct MCUHeader
 {
@@ -23,7 +28,7 @@ struct MCUHeader
     std::uint16_t shortedMask = 0; ///< bit i = channel i
     std::uint16_t gain = 0;        ///< 0: none reported
     std::uint8_t eepromControl = 0;
-    std::uint8_t status = 0; ///< bit 0 button, bit 1 sensor count changed, bit 2 sensor shorted
+    std::uint8_t status = 0;
     std::array<std::uint8_t, 16> buildInfo{};
     QString manufacturingDate; ///< "yyyy_MM_dd"
     QString customerInfo;

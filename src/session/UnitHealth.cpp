@@ -15,9 +15,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr quint8 StatusSensorCountChanged = 0x02;
-constexpr quint8 StatusSensorShorted = 0x04;
-constexpr int CageCount = 8;
+constexpr int CageCount = VexioSettings::CageCount;
 
 struct FaultText
 {
@@ -119,8 +117,7 @@ void UnitHealth::connectUnit()
     connect(&m_daqInfo, &DAQInfo::sensorCountChanged, this, [this](int sensors) {
         set(HardwareFault::SensorCountChanged, sensors != m_sensorCount,
             tr("The unit finds %1 now, and %2 when it was selected. A recording goes on with the channels "
-               "that "
-               "it began with; select the unit again to record from all of them.")
+               "that it began with; select the unit again to record from all of them.")
                 .arg(tr("%n sensor(s)", nullptr, sensors))
                 .arg(m_sensorCount));
     });
@@ -280,9 +277,9 @@ void UnitHealth::unitSelected()
 void UnitHealth::unitRead(const MCUHeader& header)
 {
     m_sensorCount = header.sensorCount;
-    const bool isShorted = header.shortedMask != 0 || (header.status & StatusSensorShorted) != 0;
+    const bool isShorted = header.shortedMask != 0 || (header.status & McuSensorShorted) != 0;
     set(HardwareFault::SensorShorted, isShorted, shortedSensorsText(header.shortedMask));
-    set(HardwareFault::SensorCountChanged, (header.status & StatusSensorCountChanged) != 0);
+    set(HardwareFault::SensorCountChanged, (header.status & McuSensorCountChanged) != 0);
 }
 
 void UnitHealth::recordingStarted(const RecordingContext& context)

@@ -14,9 +14,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr quint8 StatusSensorCountChanged = 0x02;
-constexpr quint8 StatusSensorShorted = 0x04;
-
 QString text(const char* source)
 {
     return QCoreApplication::translate("UnitInfo", source);
@@ -73,9 +70,9 @@ UnitInfo describeUnit(const MCUHeader& header)
 
     if (header.shortedMask != 0)
         info.warnings << shortedSensorsText(header.shortedMask);
-    else if ((header.status & StatusSensorShorted) != 0)
+    else if ((header.status & McuSensorShorted) != 0)
         info.warnings << text("At least one sensor is shorted.");
-    if ((header.status & StatusSensorCountChanged) != 0)
+    if ((header.status & McuSensorCountChanged) != 0)
         info.warnings << text("The number of sensors has changed. Select the unit again to record from "
                               "them.");
     return info;
