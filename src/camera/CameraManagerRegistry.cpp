@@ -3,6 +3,7 @@
 
 #include "platform/CrashHandler.h"
 
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QThread>
 #include <algorithm>
@@ -18,12 +19,18 @@ struct CameraManagerRegistry::Worker
     Worker() = default;
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
-    ~Worker() { thread.wait(); }
+    ~Worker() { (void)wait(QDeadlineTimer::Forever); }
 
     QThread thread;
     Inbox inbox;
     std::unique_ptr<CameraManager> manager; ///< built, used and destroyed on the thread
-    std::atomic<bool> hasEnded = false;     ///< the manager is gone: orders that before the worker's own end
+    std::atomic<bool> hasEnded = false;     ///< the manager is gone
+
+    /// True when the thread has ended in time; what it did comes before what follows.
+    [[nodiscard]] bool wait(QDeadlineTimer until)
+    {
+        return thread.wait(until) && hasEnded.load(std::memory_order_acquire);
+    }
 
     /// Once; ends the thread when what is recorded has ended.
     void end()
@@ -67,9 +74,7 @@ void CameraManagerRegistry::startWorker(ManagerFactory factory)
 
 CameraManagerRegistry::~CameraManagerRegistry()
 {
-    const auto hasEnded = [this] {
-        return m_worker->thread.wait(m_endLimitMs) && m_worker->hasEnded.load(std::memory_order_acquire);
-    };
+    const auto hasEnded = [this] { return m_worker->wait(QDeadlineTimer(m_endLimitMs)); };
     m_worker->end();
     if (hasEnded())
         return;
