@@ -44,7 +44,7 @@ QString plainNumber(double value, int decimals)
 QString sinceText(qint64 timeMs)
 {
     const QDateTime time = QDateTime::fromMSecsSinceEpoch(timeMs);
-    const QString clock = time.toString(QStringLiteral("hh:mm:ss"));
+    QString clock = time.toString(QStringLiteral("hh:mm:ss"));
     if (time.date() == QDate::currentDate())
         return clock;
     return QLocale().toString(time.date(), QLocale::ShortFormat) + QLatin1Char(' ') + clock;
