@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/ToggleSwitch.h"
+
+#include "ui/Theme.h"
+
+#include <QPainter>
+#include <QStyle>
+#include <algorithm>
+#include <cmath>
+
+namespace vt {
+
+namespace {
+
+constexpr int RingWidth = 2;            ///< of the focus
+constexpr int RingRoom = RingWidth + 1; ///< on all sides of the track
+constexpr int LeastTrackHeight = 14;
+constexpr double TrackAspect = 1.75;
+constexpr double KnobInset = 3.0;
+
+} // namespace
+
+ToggleSwitch::ToggleSwitch(QWidget* parent) : ToggleSwitch(QString(), parent) {}
+
+ToggleSwitch::ToggleSwitch(const QString& text, QWidget* parent) : QCheckBox(text, parent) {}
+
+QSize ToggleSwitch::trackSize() const
+{
+    // Even, so that the knob stands on whole pixels.
+    const int height = std::max(fontMetrics().height() / 2 * 2, LeastTrackHeight);
+    return {static_cast<int>(std::lround(height * TrackAspect / 2.0)) * 2, height};
+}
+
+QSize ToggleSwitch::sizeHint() const
+{
+    const QSize track = trackSize() + QSize(2 * RingRoom, 2 * RingRoom);
+    if (text().isEmpty())
+        return track;
+    const QSize words = fontMetrics().size(Qt::TextShowMnemonic, text());
+    return {track.width() + spacing::Tiny + words.width(), std::max(track.height(), words.height())};
+}
+
+QSize ToggleSwitch::minimumSizeHint() const
+{
+    return sizeHint();
+}
+
+QRect ToggleSwitch::trackRect() const
+{
+    const QSize size = trackSize();
+    const QRect rect(QPoint(RingRoom, (height() - size.height()) / 2), size);
+    return QStyle::visualRect(layoutDirection(), this->rect(), rect);
+}
+
+QRect ToggleSwitch::textRect() const
+{
+    const int left = trackSize().width() + 2 * RingRoom + spacing::Tiny;
+    return QStyle::visualRect(layoutDirection(), rect(), QRect(left, 0, width() - left, height()));
+}
+
+bool ToggleSwitch::hitButton(const QPoint& position) const
+{
+    const QRect used(0, 0, std::min(sizeHint().width(), width()), height());
+    return QStyle::visualRect(layoutDirection(), rect(), used).contains(position);
+}
+
+void ToggleSwitch::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    paintTrack(painter);
+    paintText(painter);
+}
+
+void ToggleSwitch::paintTrack(QPainter& painter) const
+{
+    const Theme theme = Theme::current();
+    const QRect whole = trackRect();
+    const QRectF track = QRectF(whole).adjusted(0.5, 0.5, -0.5, -0.5);
+    const double round = track.height() / 2.0;
+    const bool isOn = isChecked();
+    if (hasFocus()) {
+        const double out = RingWidth / 2.0 + 0.5;
+        painter.setPen(QPen(theme.accent, RingWidth));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(QRectF(whole).adjusted(-out, -out, out, out), round + out, round + out);
+    }
+    const QColor edge = !isEnabled() ? theme.border : isOn ? theme.accent : theme.outline;
+    painter.setPen(QPen(isDown() ? theme.text : edge, 1.0));
+    painter.setBrush(!isOn ? theme.surface : isEnabled() ? theme.accent : theme.border);
+    painter.drawRoundedRect(track, round, round);
+
+    const bool isAtRight = isOn != (layoutDirection() == Qt::RightToLeft);
+    const double side = whole.height() - 2.0 * KnobInset;
+    const QRectF knob(isAtRight ? whole.right() + 1 - KnobInset - side : whole.left() + KnobInset,
+                      whole.top() + KnobInset, side, side);
+    if (!isOn) {
+        painter.setPen(QPen(isEnabled() ? theme.mutedText : theme.border, 2.0));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawEllipse(knob.adjusted(1.0, 1.0, -1.0, -1.0));
+        return;
+    }
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(isEnabled() ? theme.onAccent : theme.surface);
+    painter.drawEllipse(knob);
+    drawCheckMark(painter, knob.adjusted(1.0, 1.0, -1.0, -1.0), isEnabled() ? theme.accent : theme.mutedText);
+}
+
+void ToggleSwitch::paintText(QPainter& painter) const
+{
+    const QRect place = textRect();
+    const bool isUnderlined = style()->styleHint(QStyle::SH_UnderlineShortcut, nullptr, this) != 0;
+    const QString shown =
+        text().contains(u'\n')
+            ? text()
+            : fontMetrics().elidedText(text(), Qt::ElideRight, place.width(), Qt::TextShowMnemonic);
+    const int flags =
+        static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft | Qt::AlignVCenter));
+    style()->drawItemText(&painter, place,
+                          flags | (isUnderlined ? Qt::TextShowMnemonic : Qt::TextHideMnemonic), palette(),
+                          isEnabled(), shown, QPalette::WindowText);
+}
+
+} // namespace vt
