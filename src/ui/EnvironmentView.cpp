@@ -4,14 +4,12 @@
 #include "ui/Card.h"
 #include "ui/EmptyMessage.h"
 #include "ui/EnvironmentChart.h"
+#include "ui/RadioGroup.h"
 #include "ui/SensorCard.h"
 #include "ui/Theme.h"
 
-#include <QButtonGroup>
-#include <QComboBox>
 #include <QGridLayout>
 #include <QLabel>
-#include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSignalBlocker>
@@ -34,9 +32,9 @@ constexpr qint64 MsPerHour = 3'600'000;
 } // namespace
 
 EnvironmentView::EnvironmentView(QWidget* parent)
-    : QWidget(parent), m_pages(new QStackedLayout(this)), m_hours(new QButtonGroup(this)),
-      m_hint(new QLabel(this)), m_cardArea(new QScrollArea(this)), m_temperatureUnit(new QComboBox(this)),
-      m_pressureUnit(new QComboBox(this))
+    : QWidget(parent), m_pages(new QStackedLayout(this)), m_hours(new RadioGroup(this)),
+      m_hint(new QLabel(this)), m_cardArea(new QScrollArea(this)), m_temperatureUnit(new RadioGroup(this)),
+      m_pressureUnit(new RadioGroup(this))
 {
     m_pages->addWidget(
         new EmptyMessage(tr("No environmental sensor."),
@@ -53,15 +51,13 @@ QWidget* EnvironmentView::buildPage()
     auto* bar = new QHBoxLayout; // owned by the column below
     bar->setSpacing(spacing::Tiny);
     for (const int hours : HourChoices) {
-        auto* button = new QPushButton(tr("%1 h").arg(hours), page);
-        button->setCheckable(true);
-        button->setToolTip(tr("Show the last %1 h").arg(hours));
-        button->setAccessibleName(button->toolTip());
-        m_hours->addButton(button, hours);
-        bar->addWidget(button);
+        RadioSegment* choice =
+            m_hours->addChoice(hours, tr("%1 h").arg(hours), tr("Show the last %1 h").arg(hours));
+        choice->setAccessibleName(choice->toolTip());
     }
-    m_hours->button(HourChoices[0])->setChecked(true);
-    connect(m_hours, &QButtonGroup::idClicked, this, [this](int hours) {
+    m_hours->setAccessibleName(tr("Time shown"));
+    bar->addWidget(m_hours);
+    connect(m_hours, &RadioGroup::valueChanged, this, [this](int hours) {
         emit hoursChosen(hours);
         emit refreshWanted();
     });
@@ -118,21 +114,21 @@ QWidget* EnvironmentView::buildCharts(QWidget* parent)
 void EnvironmentView::buildUnitChoices()
 {
     for (const auto unit : {TemperatureUnit::Celsius, TemperatureUnit::Fahrenheit})
-        m_temperatureUnit->addItem(envunits::symbol(Quantity::Temperature, {unit, {}}),
-                                   QVariant::fromValue(static_cast<int>(unit)));
+        m_temperatureUnit->addChoice(static_cast<int>(unit),
+                                     envunits::symbol(Quantity::Temperature, {unit, {}}),
+                                     tr("Unit of temperature"));
     for (const auto unit :
          {PressureUnit::Hectopascal, PressureUnit::MillimetreOfMercury, PressureUnit::InchOfMercury})
-        m_pressureUnit->addItem(envunits::symbol(Quantity::Pressure, {{}, unit}),
-                                QVariant::fromValue(static_cast<int>(unit)));
+        m_pressureUnit->addChoice(static_cast<int>(unit), envunits::symbol(Quantity::Pressure, {{}, unit}),
+                                  tr("Unit of air pressure"));
     m_temperatureUnit->setAccessibleName(tr("Unit of temperature"));
     m_pressureUnit->setAccessibleName(tr("Unit of air pressure"));
     m_chartCards[static_cast<std::size_t>(Quantity::Temperature)]->addHeaderWidget(m_temperatureUnit);
     m_chartCards[static_cast<std::size_t>(Quantity::Pressure)]->addHeaderWidget(m_pressureUnit);
-    for (QComboBox* choice : {m_temperatureUnit, m_pressureUnit}) {
-        choice->setToolTip(choice->accessibleName());
-        connect(choice, &QComboBox::activated, this, [this] {
-            setUnits({static_cast<TemperatureUnit>(m_temperatureUnit->currentData().toInt()),
-                      static_cast<PressureUnit>(m_pressureUnit->currentData().toInt())});
+    for (const RadioGroup* choice : {m_temperatureUnit, m_pressureUnit}) {
+        connect(choice, &RadioGroup::valueChanged, this, [this] {
+            setUnits({static_cast<TemperatureUnit>(m_temperatureUnit->value()),
+                      static_cast<PressureUnit>(m_pressureUnit->value())});
             emit unitsChosen(m_units);
         });
     }
@@ -149,8 +145,10 @@ void EnvironmentView::setUnits(const envunits::Units& units)
 
 void EnvironmentView::showUnits()
 {
-    m_temperatureUnit->setCurrentIndex(static_cast<int>(m_units.temperature));
-    m_pressureUnit->setCurrentIndex(static_cast<int>(m_units.pressure));
+    const QSignalBlocker quietTemperature(m_temperatureUnit);
+    const QSignalBlocker quietPressure(m_pressureUnit);
+    m_temperatureUnit->setValue(static_cast<int>(m_units.temperature));
+    m_pressureUnit->setValue(static_cast<int>(m_units.pressure));
     for (EnvironmentChart* chart : m_charts)
         chart->setUnits(m_units);
     showCards();
@@ -158,13 +156,13 @@ void EnvironmentView::showUnits()
 
 int EnvironmentView::hours() const
 {
-    return m_hours->checkedId();
+    return m_hours->value();
 }
 
 void EnvironmentView::setHours(int hours)
 {
-    if (QAbstractButton* button = m_hours->button(hours))
-        button->setChecked(true);
+    const QSignalBlocker quiet(m_hours);
+    m_hours->setValue(hours);
     emit refreshWanted();
 }
 

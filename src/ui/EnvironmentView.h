@@ -11,8 +11,6 @@
 #include <optional>
 #include <vector>
 
-class QButtonGroup;
-class QComboBox;
 class QHBoxLayout;
 class QLabel;
 class QScrollArea;
@@ -22,6 +20,7 @@ namespace vt {
 
 class Card;
 class EnvironmentChart;
+class RadioGroup;
 class SensorCard;
 
 /// What the view is told about a sensor.
@@ -90,12 +89,12 @@ private:
     std::vector<std::unique_ptr<Sensor>> m_sensors;
     envunits::Units m_units;
     QStackedLayout* m_pages;
-    QButtonGroup* m_hours;
+    RadioGroup* m_hours;
     QLabel* m_hint;
     QScrollArea* m_cardArea;
     QHBoxLayout* m_cardRow = nullptr;
-    QComboBox* m_temperatureUnit;
-    QComboBox* m_pressureUnit;
+    RadioGroup* m_temperatureUnit;
+    RadioGroup* m_pressureUnit;
     std::array<Card*, envunits::QuantityCount> m_chartCards{};
     std::array<EnvironmentChart*, envunits::QuantityCount> m_charts{};
 };

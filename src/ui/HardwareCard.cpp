@@ -2,8 +2,8 @@
 #include "ui/HardwareCard.h"
 
 #include "ui/Theme.h"
+#include "ui/ToggleSwitch.h"
 
-#include <QCheckBox>
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
@@ -45,7 +45,8 @@ QLabel* problemLine(const HardwareProblem& problem, QWidget* parent)
 
 HardwareCard::HardwareCard(QWidget* parent)
     : Card(tr("Hardware"), parent), m_diagnostics(new QPushButton(tr("Diagnostics…"), this)),
-      m_summary(new QLabel(this)), m_lines(new QWidget(this)), m_light(new QCheckBox(tr("Cage light"), this))
+      m_summary(new QLabel(this)), m_lines(new QWidget(this)),
+      m_light(new ToggleSwitch(tr("Cage light"), this))
 {
     setObjectName(QStringLiteral("hardwareCard"));
     m_diagnostics->setObjectName(QStringLiteral("diagnosticsButton"));
@@ -62,7 +63,7 @@ HardwareCard::HardwareCard(QWidget* parent)
     m_light->setObjectName(QStringLiteral("cageLight"));
     body()->addWidget(m_light);
     connect(m_diagnostics, &QPushButton::clicked, this, &HardwareCard::diagnosticsRequested);
-    connect(m_light, &QCheckBox::clicked, this, [this] {
+    connect(m_light, &ToggleSwitch::clicked, this, [this] {
         m_light->setChecked(m_isLightOn); // until the unit has taken it
         emit lightToggleRequested();
     });

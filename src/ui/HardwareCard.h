@@ -6,11 +6,12 @@
 
 #include <vector>
 
-class QCheckBox;
 class QLabel;
 class QPushButton;
 
 namespace vt {
+
+class ToggleSwitch;
 
 /// The health of the chosen unit and of what hangs on it, at a glance: one quiet line when no fault is known,
 /// else a line for each fault, in words and with a sign. Also the switch of the cage light and the way to the
@@ -39,7 +40,7 @@ private:
     QPushButton* m_diagnostics;
     QLabel* m_summary;
     QWidget* m_lines;
-    QCheckBox* m_light;
+    ToggleSwitch* m_light;
     QString m_unit;
     std::vector<HardwareProblem> m_problems;
     bool m_isLightOn = false;

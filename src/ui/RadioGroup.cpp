@@ -67,9 +67,10 @@ void RadioSegment::paintEvent(QPaintEvent*)
     painter.setRenderHint(QPainter::Antialiasing);
     if (isChosen)
         painter.setFont(chosenFont());
-    const QColor ink = !isEnabled() ? palette().color(QPalette::Disabled, QPalette::WindowText)
-                       : isChosen   ? theme.onAccent
-                                    : theme.text;
+    // What was chosen stays readable where it cannot be changed.
+    const QColor ink = isEnabled() ? (isChosen ? theme.onAccent : theme.text)
+                       : isChosen  ? theme.mutedText
+                                   : palette().color(QPalette::Disabled, QPalette::WindowText);
     if (isChosen)
         drawCheckMark(painter,
                       QStyle::visualRect(layoutDirection(), rect(),

@@ -5,9 +5,9 @@
 #include "ui/ElidedLabel.h"
 #include "ui/StatusText.h"
 #include "ui/Theme.h"
+#include "ui/ToggleSwitch.h"
 
 #include <QApplication>
-#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QFileDialog>
@@ -55,8 +55,8 @@ SetupPanel::SetupPanel(QWidget* parent)
     : QWidget(parent), m_channelCount(new QSpinBox(this)),
       m_animalTypeCaption(new QLabel(tr("Animal t&ype"), this)), m_animalTypeChoice(new QComboBox(this)),
       m_animals(new QTableWidget(this)), m_animalsOrHint(new QStackedWidget(this)),
-      m_lightOn(new QTimeEdit(this)), m_darkOn(new QTimeEdit(this)), m_activityOnly(new QCheckBox(this)),
-      m_bandpass(new QCheckBox(this)), m_fileName(new ElidedLabel(this)), m_folder(new ElidedLabel(this)),
+      m_lightOn(new QTimeEdit(this)), m_darkOn(new QTimeEdit(this)), m_activityOnly(new ToggleSwitch(this)),
+      m_bandpass(new ToggleSwitch(this)), m_fileName(new ElidedLabel(this)), m_folder(new ElidedLabel(this)),
       m_selectFile(new QPushButton(tr("Select &File..."), this)),
       m_importIds(new QPushButton(tr("I&mport IDs…"), this)),
       m_loadConfig(new QPushButton(tr("Load Config…"), this)),
@@ -149,6 +149,7 @@ Card* SetupPanel::buildFile()
     describe(m_bandpass, tr("Band-pass"),
              tr("Band-pass the signals on the screen. What is recorded stays the same."));
     auto* options = new QHBoxLayout;
+    options->setSpacing(spacing::Large);
     options->addWidget(m_activityOnly);
     options->addWidget(m_bandpass);
     options->addStretch();
@@ -170,8 +171,8 @@ Card* SetupPanel::buildFile()
     card->body()->addLayout(options);
 
     connect(m_selectFile, &QPushButton::clicked, this, &SetupPanel::selectFile);
-    for (QCheckBox* box : {m_activityOnly, m_bandpass})
-        connect(box, &QCheckBox::toggled, this, &SetupPanel::setupChanged);
+    for (ToggleSwitch* option : {m_activityOnly, m_bandpass})
+        connect(option, &ToggleSwitch::toggled, this, &SetupPanel::setupChanged);
     return card;
 }
 

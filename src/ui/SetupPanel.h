@@ -8,7 +8,6 @@
 #include <QStringList>
 #include <optional>
 
-class QCheckBox;
 class QComboBox;
 class QLabel;
 class QLayout;
@@ -22,6 +21,7 @@ class QVBoxLayout;
 namespace vt {
 
 class ElidedLabel;
+class ToggleSwitch;
 
 /// What the user chooses for the next recording: channels and animals, light cycle, options, file name.
 /// Gives and takes plain values; stores nothing. Interface thread.
@@ -96,8 +96,8 @@ private:
     QStackedWidget* m_animalsOrHint;
     QTimeEdit* m_lightOn;
     QTimeEdit* m_darkOn;
-    QCheckBox* m_activityOnly;
-    QCheckBox* m_bandpass;
+    ToggleSwitch* m_activityOnly;
+    ToggleSwitch* m_bandpass;
     ElidedLabel* m_fileName;
     ElidedLabel* m_folder;
     QPushButton* m_selectFile;

@@ -12,9 +12,7 @@ namespace vt {
 
 namespace {
 
-constexpr int RingWidth = 2;            ///< of the focus
-constexpr int RingRoom = RingWidth + 1; ///< on all sides of the track
-constexpr int LeastTrackHeight = 14;
+constexpr int LeastTrackHeight = 16;
 constexpr double TrackAspect = 1.75;
 constexpr double KnobInset = 3.0;
 
@@ -27,17 +25,17 @@ ToggleSwitch::ToggleSwitch(const QString& text, QWidget* parent) : QCheckBox(tex
 QSize ToggleSwitch::trackSize() const
 {
     // Even, so that the knob stands on whole pixels.
-    const int height = std::max(fontMetrics().height() / 2 * 2, LeastTrackHeight);
+    const int height = std::max(fontMetrics().height() / 2 * 2 + 2, LeastTrackHeight);
     return {static_cast<int>(std::lround(height * TrackAspect / 2.0)) * 2, height};
 }
 
 QSize ToggleSwitch::sizeHint() const
 {
-    const QSize track = trackSize() + QSize(2 * RingRoom, 2 * RingRoom);
+    const QSize track = trackSize();
     if (text().isEmpty())
         return track;
     const QSize words = fontMetrics().size(Qt::TextShowMnemonic, text());
-    return {track.width() + spacing::Tiny + words.width(), std::max(track.height(), words.height())};
+    return {track.width() + spacing::Small + words.width(), std::max(track.height(), words.height())};
 }
 
 QSize ToggleSwitch::minimumSizeHint() const
@@ -48,13 +46,13 @@ QSize ToggleSwitch::minimumSizeHint() const
 QRect ToggleSwitch::trackRect() const
 {
     const QSize size = trackSize();
-    const QRect rect(QPoint(RingRoom, (height() - size.height()) / 2), size);
+    const QRect rect(QPoint(0, (height() - size.height()) / 2), size);
     return QStyle::visualRect(layoutDirection(), this->rect(), rect);
 }
 
 QRect ToggleSwitch::textRect() const
 {
-    const int left = trackSize().width() + 2 * RingRoom + spacing::Tiny;
+    const int left = trackSize().width() + spacing::Small;
     return QStyle::visualRect(layoutDirection(), rect(), QRect(left, 0, width() - left, height()));
 }
 
@@ -79,16 +77,18 @@ void ToggleSwitch::paintTrack(QPainter& painter) const
     const QRectF track = QRectF(whole).adjusted(0.5, 0.5, -0.5, -0.5);
     const double round = track.height() / 2.0;
     const bool isOn = isChecked();
-    if (hasFocus()) {
-        const double out = RingWidth / 2.0 + 0.5;
-        painter.setPen(QPen(theme.accent, RingWidth));
-        painter.setBrush(Qt::NoBrush);
-        painter.drawRoundedRect(QRectF(whole).adjusted(-out, -out, out, out), round + out, round + out);
-    }
-    const QColor edge = !isEnabled() ? theme.border : isOn ? theme.accent : theme.outline;
-    painter.setPen(QPen(isDown() ? theme.text : edge, 1.0));
+    const QColor edge = !isEnabled() ? theme.border
+                        : isDown()   ? theme.text
+                        : isOn       ? theme.accent
+                                     : theme.outline;
+    painter.setPen(QPen(edge, 1.0));
     painter.setBrush(!isOn ? theme.surface : isEnabled() ? theme.accent : theme.border);
     painter.drawRoundedRect(track, round, round);
+    if (hasFocus()) { // as on buttons with and without a fill
+        painter.setPen(QPen(isOn ? theme.text : theme.accent, 2.0));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(track.adjusted(0.5, 0.5, -0.5, -0.5), round, round);
+    }
 
     const bool isAtRight = isOn != (layoutDirection() == Qt::RightToLeft);
     const double side = whole.height() - 2.0 * KnobInset;

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/TraceOptions.h"
 
+#include "ui/RadioGroup.h"
 #include "ui/Theme.h"
 
-#include <QButtonGroup>
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QPushButton>
 #include <QSignalBlocker>
 
 #include <algorithm>
@@ -19,13 +18,14 @@ using traceview::ScaleRule;
 using traceview::View;
 
 TraceOptions::TraceOptions(QWidget* parent)
-    : QWidget(parent), m_pages(new QButtonGroup(this)), m_pageButtons(new QHBoxLayout),
-      m_viewBox(new QComboBox(this)), m_timeBase(new QComboBox(this)), m_scale(new QComboBox(this))
+    : QWidget(parent), m_pages(new RadioGroup(this)), m_viewBox(new QComboBox(this)),
+      m_timeBase(new QComboBox(this)), m_scale(new QComboBox(this))
 {
     for (const View view : traceview::Views)
         m_keptTimeBases[static_cast<std::size_t>(view)] = traceview::defaultTimeBase(view);
-    m_pageButtons->setSpacing(spacing::Tiny);
-    m_pages->setExclusive(true);
+    m_pages->setAccessibleName(tr("Page of channels"));
+    m_pages->setObjectName(QStringLiteral("tracePages"));
+    m_pages->hide();
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(spacing::Medium, 0, spacing::Medium, 0);
     layout->setSpacing(spacing::Small);
@@ -34,7 +34,7 @@ TraceOptions::TraceOptions(QWidget* parent)
     setTextRole(title, TextRole::Title);
     layout->addWidget(title);
     layout->addStretch();
-    layout->addLayout(m_pageButtons);
+    layout->addWidget(m_pages);
     buildBoxes();
     for (const auto& [caption, box] : {std::pair{tr("Sho&w"), m_viewBox}, std::pair{tr("Scal&e"), m_scale},
                                        std::pair{tr("T&ime base"), m_timeBase}}) {
@@ -46,7 +46,7 @@ TraceOptions::TraceOptions(QWidget* parent)
         layout->addWidget(box);
     }
     fillBoxes();
-    connect(m_pages, &QButtonGroup::idClicked, this, &TraceOptions::setPage);
+    connect(m_pages, &RadioGroup::valueChanged, this, &TraceOptions::setPage);
 }
 
 void TraceOptions::buildBoxes()
@@ -129,7 +129,7 @@ void TraceOptions::setChannelCount(int channels)
 {
     m_channels = channels;
     m_page = 0;
-    buildPageButtons();
+    offerPages();
 }
 
 int TraceOptions::pageCount() const
@@ -153,25 +153,20 @@ void TraceOptions::setPage(int page)
     if (page == m_page)
         return;
     m_page = page;
-    if (QAbstractButton* button = m_pages->button(page))
-        button->setChecked(true);
+    m_pages->setValue(page);
     emit pageChanged();
 }
 
-void TraceOptions::buildPageButtons()
+void TraceOptions::offerPages()
 {
-    for (QAbstractButton* button : m_pages->buttons())
-        delete button;
+    m_pages->clear();
+    m_pages->setVisible(pageCount() > 1);
     if (pageCount() == 1)
         return;
+    const QSignalBlocker quiet(m_pages);
     const auto add = [this](int page, const QString& text, const QString& name) {
-        auto* button = new QPushButton(text, this);
-        button->setCheckable(true);
-        button->setChecked(page == m_page);
-        button->setToolTip(tr("Show %1 (Ctrl+Page Up, Ctrl+Page Down)").arg(name));
-        button->setAccessibleName(name);
-        m_pages->addButton(button, page);
-        m_pageButtons->addWidget(button);
+        m_pages->addChoice(page, text, tr("Show %1 (Ctrl+Page Up, Ctrl+Page Down)").arg(name))
+            ->setAccessibleName(name);
     };
     for (int page = 0; page < pageCount(); ++page) {
         const int first = page * ChannelsPerPage + 1;
@@ -179,6 +174,7 @@ void TraceOptions::buildPageButtons()
         add(page, tr("%1–%2").arg(first).arg(last), tr("channels %1 to %2").arg(first).arg(last));
     }
     add(pageCount(), tr("All"), tr("all channels"));
+    m_pages->setValue(m_page);
 }
 
 } // namespace vt

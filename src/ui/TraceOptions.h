@@ -6,11 +6,11 @@
 #include <QWidget>
 #include <array>
 
-class QButtonGroup;
 class QComboBox;
-class QHBoxLayout;
 
 namespace vt {
+
+class RadioGroup;
 
 /// Above the live traces: what a page shows, which channels, how high and how long. Each view keeps its own
 /// scale and time base. Interface thread.
@@ -48,10 +48,9 @@ signals:
 private:
     void buildBoxes();
     void fillBoxes();
-    void buildPageButtons();
+    void offerPages();
 
-    QButtonGroup* m_pages;
-    QHBoxLayout* m_pageButtons;
+    RadioGroup* m_pages;
     QComboBox* m_viewBox;
     QComboBox* m_timeBase;
     QComboBox* m_scale;

@@ -2,11 +2,11 @@
 #include "ui/EnvironmentView.h"
 
 #include "ui/EnvironmentChart.h"
+#include "ui/RadioGroup.h"
 #include "ui/SensorCard.h"
 #include "ui/SeriesStyle.h"
 
 #include <QAbstractButton>
-#include <QComboBox>
 #include <QLabel>
 #include <QSignalSpy>
 #include <QTest>
@@ -184,12 +184,12 @@ TEST_F(EnvironmentViewTest, UnitsAndHoursAreChosenByKeyAndTold)
     m_view.setSensors({{u"A1"_s, u"Rack"_s, true, true, {}}});
     const QSignalSpy units(&m_view, &EnvironmentView::unitsChosen);
     const QSignalSpy hours(&m_view, &EnvironmentView::hoursChosen);
-    auto* temperature = m_view.findChildren<QComboBox*>()[0];
-    for (auto* choice : m_view.findChildren<QComboBox*>())
-        if (choice->accessibleName() == u"Unit of temperature"_s)
-            temperature = choice;
-    temperature->setFocus();
-    QTest::keyClick(temperature, Qt::Key_Down);
+    for (auto* choice : m_view.findChildren<RadioGroup*>()) {
+        if (choice->accessibleName() != u"Unit of temperature"_s)
+            continue;
+        choice->setFocus();
+        QTest::keyClick(m_view.focusWidget(), Qt::Key_Right);
+    }
     EXPECT_EQ(units.count(), 1);
     EXPECT_EQ(m_view.units().temperature, TemperatureUnit::Fahrenheit);
     for (auto* button : m_view.findChildren<QAbstractButton*>())

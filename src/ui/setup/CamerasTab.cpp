@@ -4,9 +4,9 @@
 #include "ui/CameraView.h"
 #include "ui/Card.h"
 #include "ui/Theme.h"
+#include "ui/ToggleSwitch.h"
 #include "ui/setup/Fields.h"
 
-#include <QCheckBox>
 #include <QComboBox>
 #include <QEvent>
 #include <QGridLayout>
@@ -59,7 +59,7 @@ CamerasTab::CamerasTab(QWidget* parent)
     : QWidget(parent), m_table(new QTableWidget(this)), m_tableOrHint(new QStackedWidget(this)),
       m_hint(fields::hint({}, this)), m_scan(fields::hint({}, this)),
       m_rescan(new QPushButton(tr("&Rescan Cameras"), this)), m_form(new QWidget(this)),
-      m_enabled(new QCheckBox(tr("&Film with this camera"), m_form)), m_channel(new QComboBox(m_form)),
+      m_enabled(new ToggleSwitch(tr("&Film with this camera"), m_form)), m_channel(new QComboBox(m_form)),
       m_resolution(new QComboBox(m_form)), m_rotation(new QComboBox(m_form)),
       m_refusal(fields::hint({}, m_form)), m_view(new CameraView(this)), m_segment(new QSpinBox(this)),
       m_password(new QLineEdit(this)), m_setPassword(new QPushButton(tr("Set &Password"), this)),
@@ -179,7 +179,7 @@ void CamerasTab::connectDetails()
             m_session->registry().rescan();
         emit rescanRequested();
     });
-    connect(m_enabled, &QCheckBox::clicked, this,
+    connect(m_enabled, &ToggleSwitch::clicked, this,
             [this](bool isOn) { handleChange(m_draft.setEnabled(selectedMac(), isOn)); });
     connect(m_channel, &QComboBox::activated, this,
             [this] { handleChange(m_draft.setChannel(selectedMac(), m_channel->currentData().toInt())); });

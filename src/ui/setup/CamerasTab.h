@@ -8,7 +8,6 @@
 #include <functional>
 #include <memory>
 
-class QCheckBox;
 class QComboBox;
 class QLabel;
 class QLineEdit;
@@ -21,6 +20,7 @@ namespace vt {
 
 class CameraView;
 class Card;
+class ToggleSwitch;
 
 /// Feeds a view with the live pictures of a camera for as long as the returned object lives. The view says
 /// when it wants pictures (CameraView::wanted); when it is visible it does so from the start.
@@ -98,7 +98,7 @@ private:
     QLabel* m_scan;
     QPushButton* m_rescan;
     QWidget* m_form;
-    QCheckBox* m_enabled;
+    ToggleSwitch* m_enabled;
     QComboBox* m_channel;
     QComboBox* m_resolution;
     QComboBox* m_rotation;

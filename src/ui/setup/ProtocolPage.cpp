@@ -3,6 +3,7 @@
 
 #include "ui/Card.h"
 #include "ui/Theme.h"
+#include "ui/ToggleSwitch.h"
 #include "ui/setup/Fields.h"
 
 #include <QCheckBox>
@@ -53,13 +54,14 @@ double edited(const NumberBox* box, double shown)
 } // namespace
 
 ProtocolPage::ProtocolPage(QWidget* parent)
-    : QWidget(parent), m_unit(new QCheckBox(tr("Use the stimulation &unit"), this)),
+    : QWidget(parent), m_unit(new ToggleSwitch(tr("Use the stimulation &unit"), this)),
       m_sleepDuration(secondsBox(tr("Sleep duration"), this)),
       m_threshold(new NumberBox(-MaxThreshold, MaxThreshold, ThresholdDecimals, {}, this)),
       m_minInterval(new NumberBox(0, MaxIntervalSec, 3, tr("s"), this)),
       m_random(new QCheckBox(tr("&Random, up to"), this)),
       m_maxInterval(new NumberBox(0, MaxIntervalSec, 3, tr("s"), this)),
-      m_intervalNote(fields::hint({}, this)), m_outputs(new QCheckBox(tr("Use the digital &outputs"), this)),
+      m_intervalNote(fields::hint({}, this)),
+      m_outputs(new ToggleSwitch(tr("Use the digital &outputs"), this)),
       m_outputsNote(fields::hint({}, this)), m_outputsAlone(new QWidget(this)),
       m_outputsAsleep(new QRadioButton(tr("When an animal is as&leep for at least"), m_outputsAlone)),
       m_outputsSleep(secondsBox(tr("Sleep duration for the outputs"), m_outputsAlone)),
@@ -179,7 +181,7 @@ void ProtocolPage::connectFields()
             handleChange();
         });
     }
-    for (QCheckBox* box : {m_unit, m_outputs, m_random})
+    for (QCheckBox* box : std::initializer_list<QCheckBox*>{m_unit, m_outputs, m_random})
         connect(box, &QCheckBox::toggled, this, &ProtocolPage::handleChange);
     for (NumberBox* box : {m_threshold, m_minInterval, m_maxInterval, m_outputsInterval})
         connect(box, &NumberBox::valueChanged, this, &ProtocolPage::handleChange);

@@ -14,6 +14,7 @@ class QSpinBox;
 namespace vt {
 
 class Card;
+class ToggleSwitch;
 namespace fields {
 class NumberBox;
 }
@@ -42,7 +43,7 @@ private:
     void updateEnabled();
     [[nodiscard]] StimulationProtocol protocol() const;
 
-    QCheckBox* m_unit;
+    ToggleSwitch* m_unit;
     std::array<QRadioButton*, 4> m_protocols{}; ///< by StimulationProtocol
     std::array<QWidget*, 4> m_parts{};          ///< the fields of each
     QSpinBox* m_sleepDuration;
@@ -52,7 +53,7 @@ private:
     fields::NumberBox* m_maxInterval;
     QLabel* m_intervalNote;
 
-    QCheckBox* m_outputs;
+    ToggleSwitch* m_outputs;
     QLabel* m_outputsNote;
     QWidget* m_outputsAlone;
     QRadioButton* m_outputsAsleep;

@@ -2,6 +2,7 @@
 #include "ui/setup/SchedulePage.h"
 
 #include "ui/Card.h"
+#include "ui/RadioGroup.h"
 #include "ui/Theme.h"
 #include "ui/setup/Fields.h"
 #include "ui/setup/ScheduleGrid.h"
@@ -11,13 +12,14 @@
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
-#include <QRadioButton>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
 namespace vt {
 
 namespace {
+
+enum Restriction { AnyTime, MarkedHours };
 
 QString timeText(QTime time)
 {
@@ -37,9 +39,9 @@ QString windowText(const StimulationWindow& window)
 } // namespace
 
 SchedulePage::SchedulePage(QWidget* parent)
-    : QWidget(parent), m_which(new QComboBox(this)), m_always(new QRadioButton(tr("At &any time"), this)),
-      m_restricted(new QRadioButton(tr("In &marked hours only"), this)), m_grid(new ScheduleGrid(this)),
-      m_tools(nullptr), m_exact(fields::hint({}, this)), m_removeExact(new QPushButton(tr("&Remove"), this))
+    : QWidget(parent), m_which(new QComboBox(this)), m_restriction(new RadioGroup(this)),
+      m_grid(new ScheduleGrid(this)), m_tools(nullptr), m_exact(fields::hint({}, this)),
+      m_removeExact(new QPushButton(tr("&Remove"), this))
 {
     auto* card = new Card(tr("When stimulation is allowed"), this);
     m_tools = buildTools();
@@ -62,8 +64,8 @@ SchedulePage::SchedulePage(QWidget* parent)
     layout->addWidget(card, 1);
 
     connect(m_which, &QComboBox::currentIndexChanged, this, &SchedulePage::showCurrent);
-    connect(m_always, &QRadioButton::clicked, this, [this] { setRestricted(false); });
-    connect(m_restricted, &QRadioButton::clicked, this, [this] { setRestricted(true); });
+    connect(m_restriction, &RadioGroup::valueChanged, this,
+            [this](int restriction) { setRestricted(restriction == MarkedHours); });
     connect(m_grid, &ScheduleGrid::changed, this, [this] {
         edited().hours.hours = m_grid->hours();
         touch();
@@ -83,19 +85,20 @@ QWidget* SchedulePage::buildChoice()
     m_which->addItems({tr("Stimulation unit"), tr("Digital outputs alone")});
     fields::describe(m_which, tr("Schedule of"),
                      tr("Digital outputs have a schedule of their own when the unit is not used"));
-    m_always->setObjectName(QStringLiteral("scheduleAlways"));
-    m_restricted->setObjectName(QStringLiteral("scheduleHours"));
-    m_always->setToolTip(tr("The protocol alone decides"));
-    m_restricted->setToolTip(tr("Nothing is stimulated outside the hours that are marked below"));
+    m_restriction->setAccessibleName(tr("When stimulation is allowed"));
+    m_restriction->addChoice(AnyTime, tr("At &any time"), tr("The protocol alone decides"))
+        ->setObjectName(QStringLiteral("scheduleAlways"));
+    m_restriction
+        ->addChoice(MarkedHours, tr("In &marked hours only"),
+                    tr("Nothing is stimulated outside the hours that are marked below"))
+        ->setObjectName(QStringLiteral("scheduleHours"));
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(spacing::Small);
     layout->addWidget(fields::caption(tr("Schedule o&f"), m_which, row));
     layout->addWidget(m_which);
     layout->addSpacing(spacing::Large);
-    layout->addWidget(m_always);
-    layout->addSpacing(spacing::Small);
-    layout->addWidget(m_restricted);
+    layout->addWidget(m_restriction);
     layout->addStretch();
     return row;
 }
@@ -177,7 +180,8 @@ void SchedulePage::setRestricted(bool isRestricted)
 void SchedulePage::showCurrent()
 {
     const HourSchedule& hours = edited().hours;
-    (hours.isRestricted ? m_restricted : m_always)->setChecked(true);
+    const QSignalBlocker quiet(m_restriction);
+    m_restriction->setValue(hours.isRestricted ? MarkedHours : AnyTime);
     m_grid->setHours(hours.hours);
     m_grid->setPartial(touchedHours(hours.exact));
     m_grid->setEnabled(hours.isRestricted);

@@ -8,10 +8,10 @@
 class QComboBox;
 class QLabel;
 class QPushButton;
-class QRadioButton;
 
 namespace vt {
 
+class RadioGroup;
 class ScheduleGrid;
 
 /// When stimulation is allowed: at any time or in marked hours, for the stimulation unit and for digital
@@ -54,8 +54,7 @@ private:
     void showCurrent();
 
     QComboBox* m_which;
-    QRadioButton* m_always;
-    QRadioButton* m_restricted;
+    RadioGroup* m_restriction;
     ScheduleGrid* m_grid;
     QWidget* m_tools;
     QLabel* m_exact;
