@@ -335,6 +335,33 @@ TEST_F(SetupDialogTest, WhatIsReadFromTheUnitWhileARecordingRunsChangesNoSetup)
     EXPECT_EQ(find<QTableWidget>("cageTable")->item(0, 7)->text(), u"7"_s);
 }
 
+TEST_F(SetupDialogTest, CageProfilesCanBeLookedAtButNotChangedWhileARecordingRuns)
+{
+    VexioSettings settings;
+    settings.cages[2].frequency = 40;
+    VexioCageEditor* editor = m_dialog.stimulationTab()->cageEditor();
+    editor->showSettings(settings);
+    const QSignalSpy changed(editor, &VexioCageEditor::changed);
+    m_dialog.openAt(SetupDialog::Stimulation);
+    click("stimulationPage1");
+    auto* cages = find<QTableWidget>("cageTable");
+    for (const bool isLocked : {true, false}) {
+        m_dialog.setLocked(isLocked);
+        cages->setFocus();
+        cages->setCurrentCell(2, 1);
+        EXPECT_EQ(find<RegisterBox>("cageValue0")->registerValue(), 40);
+        QTest::keyClick(cages, Qt::Key_Space); // the tick
+        for (auto* box : editor->findChildren<RegisterBox*>()) {
+            EXPECT_EQ(box->isEnabled(), !isLocked);
+            QTest::keyClick(box, Qt::Key_Up);
+        }
+        EXPECT_EQ(changed.isEmpty(), isLocked);
+    }
+    VexioSettings edited;
+    editor->collect(edited);
+    EXPECT_EQ(edited.cageEnableMask, 0b100);
+}
+
 TEST_F(SetupDialogTest, SensorsAreTakenInAndLeftOutWhileARecordingRuns)
 {
     SensorsTab* tab = m_dialog.sensorsTab();

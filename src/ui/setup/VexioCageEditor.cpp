@@ -308,6 +308,11 @@ void VexioCageEditor::setLocked(bool isLocked)
 {
     m_isLocked = isLocked;
     m_takesProfiles = false; // what a recording reads later is not what was asked for
+    for (std::size_t index = 0; index < AllValues.size(); ++index)
+        for (RegisterBox* box : {m_lowest[index], m_highest[index]})
+            box->setEnabled(!isLocked);
+    showTable();
+    handleSelection();
     updateButtons();
 }
 
@@ -348,6 +353,8 @@ void VexioCageEditor::showRow(int row)
     const bool isRecorded = m_channelCount == 0 || row < m_channelCount;
     const auto tick = [&](int column, quint16 mask, const QString& spoken) {
         QTableWidgetItem* item = m_table->item(row, column);
+        item->setFlags(m_isLocked ? item->flags() & ~Qt::ItemIsUserCheckable
+                                  : item->flags() | Qt::ItemIsUserCheckable);
         item->setCheckState((mask >> row & 1) != 0 ? Qt::Checked : Qt::Unchecked);
         item->setData(Qt::AccessibleTextRole, spoken.arg(row + 1));
     };
@@ -410,7 +417,7 @@ void VexioCageEditor::handleSelection()
     if (m_filling)
         return;
     const std::vector<std::size_t> cages = selectedCages();
-    m_profileFields->setEnabled(!cages.empty());
+    m_profileFields->setEnabled(!cages.empty() && !m_isLocked);
     quint16 mask = 0;
     for (const std::size_t cage : cages)
         mask = static_cast<quint16>(mask | 1U << cage);

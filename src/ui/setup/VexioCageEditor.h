@@ -33,7 +33,7 @@ public:
     /// Cages beyond the unit's eight have an output only.
     void setChannelCount(int count);
     void setUnitPresent(bool isPresent);
-    /// While a recording runs profiles are not written.
+    /// While a recording runs profiles can be looked at, but neither changed nor written.
     void setLocked(bool isLocked);
 
     /// A cage of the unit, 0 to 7: the count always, the profile only after readRequested.
