@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/RecordingPages.h"
 
+#include "base/TimeSource.h"
 #include "processing/DataManager.h"
 #include "session/EnvironmentSession.h"
 #include "session/StepHistory.h"
@@ -37,7 +38,7 @@ QStringList animalIdsOf(const SessionStatus& status, int channelCount)
 
 RecordingPages::RecordingPages(SessionController& controller, const RecordingSurroundings& surroundings,
                                QWidget* parent)
-    : QTabWidget(parent), m_controller(controller)
+    : QTabWidget(parent), m_controller(controller), m_time(surroundings.time)
 {
     setDocumentMode(true);
     setObjectName(QStringLiteral("pages"));
@@ -52,7 +53,7 @@ RecordingPages::RecordingPages(SessionController& controller, const RecordingSur
     connect(m_summary, &SummaryView::refreshWanted, this,
             [this] { m_summary->refresh(m_controller.history()); });
     connect(m_environment, &EnvironmentView::refreshWanted, this,
-            [this] { m_environment->refresh(QDateTime::currentMSecsSinceEpoch()); });
+            [this] { m_environment->refresh(nowMs()); });
 }
 
 void RecordingPages::buildPages(const RecordingSurroundings& surroundings)
@@ -93,7 +94,7 @@ void RecordingPages::connectSensors(EnvironmentSession& sensors)
     connect(&sensors, &EnvironmentSession::sampleReady, this,
             [this](const EnvSample& sample, const QString& serial) {
                 m_environment->addReading(serial, pointOf(sample));
-                m_environment->refresh(QDateTime::currentMSecsSinceEpoch());
+                m_environment->refresh(nowMs());
             });
     showSensors(sensors);
 }
@@ -108,7 +109,13 @@ void RecordingPages::showSensors(const EnvironmentSession& sensors)
         series << one;
     }
     m_environment->setSensors(series);
-    m_environment->refresh(QDateTime::currentMSecsSinceEpoch());
+    m_environment->refresh(nowMs());
+}
+
+/// By the clock that the readings are stamped with.
+qint64 RecordingPages::nowMs() const
+{
+    return m_time ? m_time->now().toMSecsSinceEpoch() : QDateTime::currentMSecsSinceEpoch();
 }
 
 void RecordingPages::setLightCycle(QTime lightOn, QTime darkOn)

@@ -23,7 +23,8 @@ struct RecordingSurroundings
 {
     EnvironmentSession* sensors = nullptr;
     CameraSession* cameras = nullptr;
-    TimeSource* time = nullptr; ///< of the cameras' live pictures
+    /// Of the sensors' readings and the cameras' live pictures; null: the system's.
+    TimeSource* time = nullptr;
 };
 
 /// Everything that shows a recording: live signals, one channel, summaries, the room, the cameras. Follows
@@ -68,8 +69,10 @@ private:
     void handleStep();
     void handleMarkers();
     void showSensors(const EnvironmentSession& sensors);
+    [[nodiscard]] qint64 nowMs() const;
 
     SessionController& m_controller;
+    const TimeSource* m_time;
     LiveTraces* m_live = nullptr;
     SingleChannelView* m_channel = nullptr;
     SummaryView* m_summary = nullptr;
