@@ -27,6 +27,8 @@ void connectDiagnostics(DiagnosticsPanel& panel, StimulationHardware& hardware)
     });
     QObject::connect(&hardware, &StimulationHardware::diagnosticsStatusRead, &panel,
                      &DiagnosticsPanel::showStatus);
+    QObject::connect(&hardware, &StimulationHardware::diagnosticsStatusReadFailed, &panel,
+                     &DiagnosticsPanel::showStatusFailed);
     QObject::connect(&hardware, &StimulationHardware::speakerDiagnosticsResults, &panel,
                      &DiagnosticsPanel::showSpeakers);
     QObject::connect(&hardware, &StimulationHardware::diagnosticsComplete, &panel,
@@ -44,6 +46,8 @@ void connectCages(VexioCageEditor& editor, StimulationHardware& hardware)
                          hardware.writeAllCagesToHardware(random.draw(settings.cages, settings.randomRange));
                      });
     QObject::connect(&hardware, &StimulationHardware::cageDataRead, &editor, &VexioCageEditor::showCage);
+    QObject::connect(&hardware, &StimulationHardware::cageDataReadFailed, &editor,
+                     &VexioCageEditor::showReadFailed);
     QObject::connect(&hardware, &StimulationHardware::operationComplete, &editor,
                      &VexioCageEditor::showOperation);
 }

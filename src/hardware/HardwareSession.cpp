@@ -56,6 +56,8 @@ void HardwareSession::makeVexio()
     forward(&VEXIO::cageStatusRead, &StimulationHardware::cageStatusRead);
     forward(&VEXIO::diagnosticsStatusRead, &StimulationHardware::diagnosticsStatusRead);
     forward(&VEXIO::diagnosticsComplete, &StimulationHardware::diagnosticsComplete);
+    forward(&VEXIO::cageDataReadFailed, &StimulationHardware::cageDataReadFailed);
+    forward(&VEXIO::diagnosticsStatusReadFailed, &StimulationHardware::diagnosticsStatusReadFailed);
     forward(&VEXIO::powerFaultDetected, &StimulationHardware::powerFaultDetected);
     forward(&VEXIO::powerRestored, &StimulationHardware::powerRestored);
     forward(&VEXIO::overTempDetected, &StimulationHardware::overTempDetected);

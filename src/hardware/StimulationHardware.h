@@ -102,6 +102,8 @@ signals:
     void diagnosticsStatusRead(std::uint8_t sysStatus, std::uint8_t sysExtraStatus,
                                std::uint8_t speakerFaults0C, std::uint8_t speakerFaults0D);
     void diagnosticsComplete(bool success, const QString& message);
+    void cageDataReadFailed();
+    void diagnosticsStatusReadFailed();
     void powerFaultDetected();
     void powerRestored();
     void overTempDetected();

@@ -279,8 +279,10 @@ void VEXIO::writeAllCagesToHardware(const QList<CageConfig>& configs)
 /// after them. What is urgent breaks it off at any byte.
 void VEXIO::readAllCagesFromHardware()
 {
-    if (!hasBus("readAllCagesFromHardware"))
+    if (!hasBus("readAllCagesFromHardware")) {
+        emit cageDataReadFailed();
         return;
+    }
     const qint64 startedMs = m_context.time.monotonicMs();
     bool isUrgent = false;
     int atByte = m_refreshed;
@@ -306,6 +308,7 @@ void VEXIO::readAllCagesFromHardware()
     if (m_bus->failed() || (!isUrgent && wholeCages == 0)) {
         m_refreshed = 0;
         qDebug("VEXIO::readAllCagesFromHardware - I2C read failed");
+        emit cageDataReadFailed();
         return;
     }
     m_refreshed += wholeCages;

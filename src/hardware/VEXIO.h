@@ -104,6 +104,10 @@ signals:
     void diagnosticsStatusRead(std::uint8_t sysStatus, std::uint8_t sysExtraStatus,
                                std::uint8_t speakerFaults0C, std::uint8_t speakerFaults0D);
     void diagnosticsComplete(bool success, const QString& message);
+    /// What readAllCagesFromHardware / readDiagnosticsStatus were asked for does not come: the unit does not
+    /// answer or cannot be reached.
+    void cageDataReadFailed();
+    void diagnosticsStatusReadFailed();
     void powerFaultDetected();
     void powerRestored();
     void overTempDetected();

@@ -44,11 +44,14 @@ void logFaultTable(std::uint8_t faults0C, std::uint8_t faults0D)
 
 void VEXIO::readDiagnosticsStatus()
 {
-    if (!hasBus("readDiagnosticsStatus"))
+    if (!hasBus("readDiagnosticsStatus")) {
+        emit diagnosticsStatusReadFailed();
         return;
+    }
     std::array<std::uint8_t, 4> status{};
     if (!readRegisters(REG_SYSTEM_STATUS, status.data(), 4)) {
         qDebug("VEXIO::readDiagnosticsStatus - I2C read failed for status registers");
+        emit diagnosticsStatusReadFailed();
         return;
     }
     qDebug("=== Diagnostics Status Read ===");

@@ -369,6 +369,12 @@ TEST_F(VexioTest, SilentUnitIsToldOnceAndAskedLessOften)
     EXPECT_EQ(log.count(u"VEXIO::readCageStatusFromHardware - I2C read failed for "
                         "REG_BSACTIVE/REG_SYSTEM_STATUS (polling continues)"_qs),
               1);
+    QSignalSpy cagesFailed(vexio.get(), &VEXIO::cageDataReadFailed);
+    QSignalSpy statusFailed(vexio.get(), &VEXIO::diagnosticsStatusReadFailed);
+    vexio->readAllCagesFromHardware();
+    vexio->readDiagnosticsStatus();
+    EXPECT_EQ(cagesFailed.count(), 1);
+    EXPECT_EQ(statusFailed.count(), 1);
     setSilent(false);
     QSignalSpy active(vexio.get(), &VEXIO::cageStatusRead);
     time.advance(8000 + 500 + 500);

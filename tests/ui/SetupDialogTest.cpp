@@ -307,9 +307,14 @@ TEST_F(SetupDialogTest, TheUnitsAnswersFillCagesAndDiagnostics)
             editor->showCage(cage, 100, 50, 4, 1, 7);
     };
     answer(); // after a stimulation: counts only
+    editor->showReadFailed();
     EXPECT_FALSE(tab->vexio().has_value());
+    EXPECT_EQ(find<QLabel>("cageResult")->text(), QString()) << "nobody asked";
     EXPECT_EQ(find<QTableWidget>("cageTable")->item(0, 7)->text(), u"7"_s);
     tab->setPage(StimulationTab::Cages);
+    click("readCages");
+    editor->showReadFailed();
+    EXPECT_EQ(find<QLabel>("cageResult")->text(), u"The unit has not answered. Nothing was changed."_s);
     QObject::connect(editor, &VexioCageEditor::readRequested, editor, answer);
     click("readCages");
     ASSERT_TRUE(tab->vexio().has_value());

@@ -49,7 +49,7 @@ QTableWidget* speakerTable(QWidget* parent)
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->setTabKeyNavigation(false);
     for (int cage = 0; cage < VexioSettings::CageCount; ++cage) {
-        table->setItem(cage, 0, new QTableWidgetItem(DiagnosticsPanel::tr("Cage %1:").arg(cage + 1)));
+        table->setItem(cage, 0, new QTableWidgetItem(DiagnosticsPanel::tr("Cage %1").arg(cage + 1)));
         table->setItem(cage, 1, new QTableWidgetItem);
     }
     return table;
@@ -160,6 +160,14 @@ void DiagnosticsPanel::showStatus(quint8 systemStatus, quint8 extraStatus, quint
             QStringLiteral("0x%1 ").arg(QString::number(value, 16).toUpper().rightJustified(2, u'0'));
     m_registers->setText(registers.trimmed());
     showSpeakers(speakerFaults0C, speakerFaults0D);
+}
+
+void DiagnosticsPanel::showStatusFailed()
+{
+    for (QLabel* value : {m_power, m_temperature, m_registers}) {
+        value->setText(tr("No answer"));
+        setEmphasis(value, Emphasis::Danger);
+    }
 }
 
 void DiagnosticsPanel::showSpeakers(quint8 speakerFaults0C, quint8 speakerFaults0D)

@@ -27,12 +27,14 @@ public:
 
     /// The unit's registers 0x0A to 0x0D, as they were read.
     void showStatus(quint8 systemStatus, quint8 extraStatus, quint8 speakerFaults0C, quint8 speakerFaults0D);
+    /// The unit has not answered.
+    void showStatusFailed();
     void showSpeakers(quint8 speakerFaults0C, quint8 speakerFaults0D);
     /// The end of a test.
     void showComplete(bool isSuccess, const QString& message);
 
 signals:
-    /// showStatus is to follow.
+    /// showStatus or showStatusFailed is to follow.
     void statusRequested();
     /// showSpeakers and showComplete are to follow.
     void speakerTestRequested();

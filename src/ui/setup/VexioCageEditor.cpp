@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <memory>
 #include <set>
+#include <utility>
 
 namespace vt {
 
@@ -248,6 +249,7 @@ QWidget* VexioCageEditor::buildUnitButtons()
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(spacing::Small);
     m_read->setObjectName(QStringLiteral("readCages"));
+    m_result->setObjectName(QStringLiteral("cageResult"));
     m_read->setToolTip(tr("Take the profiles and counts that the unit holds now"));
     m_write->setToolTip(tr("Try the profiles at once. A recording writes them anyway when it starts."));
     m_clear->setToolTip(tr("Set the unit's counts of stimulations to 0"));
@@ -486,6 +488,12 @@ void VexioCageEditor::showOperation(bool isSuccess, const QString& message)
 {
     m_result->setText(message);
     setEmphasis(m_result, isSuccess ? Emphasis::Normal : Emphasis::Danger);
+}
+
+void VexioCageEditor::showReadFailed()
+{
+    if (std::exchange(m_takesProfiles, false)) // else nobody waits: counts after a stimulation
+        showOperation(false, tr("The unit has not answered. Nothing was changed."));
 }
 
 void VexioCageEditor::changeEvent(QEvent* event)

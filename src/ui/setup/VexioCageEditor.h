@@ -39,11 +39,13 @@ public:
     /// A cage of the unit, 0 to 7: the count always, the profile only after readRequested.
     void showCage(quint8 cage, quint8 frequency, quint8 amplitude, quint8 duration, quint8 waveShape,
                   quint16 activations);
+    /// The unit has not answered; of interest after readRequested only.
+    void showReadFailed();
     void showOperation(bool isSuccess, const QString& message);
 
 signals:
     void changed();
-    /// showCage for each cage is to follow.
+    /// showCage for each cage, or showReadFailed, is to follow.
     void readRequested();
     /// Random values are drawn by whoever writes; showOperation is to follow.
     void writeRequested(const vt::VexioSettings& settings);
