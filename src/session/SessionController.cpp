@@ -224,9 +224,9 @@ void SessionPrivate::markersUnwritten(int count)
     }
     user.showNotice(
         markersNoticeId(), SessionController::tr("Markers"),
-        SessionController::tr("%n marker(s) could not be written to the marker file yet. This is tried "
-                              "again with the next marker and at the end of the recording.",
-                              nullptr, count),
+        SessionController::tr("Markers that could not be written to the marker file yet: %1. This is tried "
+                              "again with the next marker and at the end of the recording.")
+            .arg(count),
         SessionController::tr("OK"), [] {});
 }
 

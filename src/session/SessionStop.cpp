@@ -243,8 +243,8 @@ void SessionPrivate::retireMarkers()
     markers.reset();
     if (closed.unwritten > 0)
         user.showNotice(markersNoticeId(), SessionController::tr("Markers"),
-                        SessionController::tr("%n marker(s) could not be written to the marker file.",
-                                              nullptr, closed.unwritten),
+                        SessionController::tr("Markers that could not be written to the marker file: %1.")
+                            .arg(closed.unwritten),
                         SessionController::tr("OK"), [] {});
     else
         user.closeNotice(markersNoticeId());

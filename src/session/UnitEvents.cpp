@@ -21,7 +21,7 @@ void SessionPrivate::connectUnitEvents()
     });
     QObject::connect(&daqInfo, &DAQInfo::sensorCountChanged, q, [this](int sensors) {
         qWarning().noquote() << "The unit counts" << sensors << "sensors now";
-        const QString found = SessionController::tr("The unit now finds %n sensor(s).", nullptr, sensors);
+        const QString found = SessionController::tr("Sensors that the unit finds now: %1.").arg(sensors);
         const QString advice =
             state == SessionState::Idle
                 ? SessionController::tr("Select the unit again to record from them.")

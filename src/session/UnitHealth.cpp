@@ -116,9 +116,9 @@ void UnitHealth::connectUnit()
             [this](bool isShorted) { set(HardwareFault::SensorShorted, isShorted); });
     connect(&m_daqInfo, &DAQInfo::sensorCountChanged, this, [this](int sensors) {
         set(HardwareFault::SensorCountChanged, sensors != m_sensorCount,
-            tr("The unit finds %1 now, and %2 when it was selected. A recording goes on with the channels "
-               "that it began with; select the unit again to record from all of them.")
-                .arg(tr("%n sensor(s)", nullptr, sensors))
+            tr("Sensors that the unit finds now: %1; when it was selected: %2. A recording goes on with the "
+               "channels that it began with; select the unit again to record from all of them.")
+                .arg(sensors)
                 .arg(m_sensorCount));
     });
     connect(&m_daqInfo, &DAQInfo::ledStateChanged, this, [this](bool isOn) {

@@ -94,7 +94,7 @@ void AnimalIdPreview::showPlan()
     }
     m_findings->setText(m_plan.findings.join(u'\n'));
     m_findings->setVisible(!m_plan.findings.isEmpty());
-    m_apply->setText(tr("&Take %n ID(s)", nullptr, m_plan.taken));
+    m_apply->setText(tr("&Take IDs (%1)").arg(m_plan.taken));
     m_apply->setEnabled(m_plan.taken > 0);
 }
 

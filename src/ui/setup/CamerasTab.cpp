@@ -431,7 +431,7 @@ void CamerasTab::showScanFinished(int found, const QString& error)
 {
     m_isScanning = false;
     m_rescan->setEnabled(true);
-    m_scan->setText(error.isEmpty() ? tr("The last search found %n camera(s).", nullptr, found) : error);
+    m_scan->setText(error.isEmpty() ? tr("Cameras found by the last search: %1.").arg(found) : error);
     setEmphasis(m_scan, error.isEmpty() ? Emphasis::Muted : Emphasis::Danger);
     showTable();
 }
