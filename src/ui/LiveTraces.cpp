@@ -180,13 +180,20 @@ void LiveTraces::addStep()
     updateTimer();
 }
 
-void LiveTraces::addMarker(const QString& label)
+void LiveTraces::addMarker(int event, const QString& label)
 {
     if (!m_source)
         return;
     const quint64 sample = m_source(0, {});
-    m_markers.add(sample, m_clock.timeMs(sample, m_history).value_or(QDateTime::currentMSecsSinceEpoch()),
-                  label);
+    m_markers.add(event, sample,
+                  m_clock.timeMs(sample, m_history).value_or(QDateTime::currentMSecsSinceEpoch()), label);
+}
+
+void LiveTraces::setMarkerLabel(int event, const QString& label)
+{
+    m_markers.relabel(event, label);
+    showMarkers();
+    m_plot->redraw();
 }
 
 void LiveTraces::buildRows()

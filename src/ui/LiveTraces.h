@@ -49,7 +49,8 @@ public:
     /// The history has a new step.
     void addStep();
     /// Draws a line at the present moment; label as in the marker file.
-    void addMarker(const QString& label);
+    void addMarker(int event, const QString& label);
+    void setMarkerLabel(int event, const QString& label);
     [[nodiscard]] EmptyState* emptyState() const { return m_empty; }
 
     [[nodiscard]] int pageCount() const { return m_options->pageCount(); }

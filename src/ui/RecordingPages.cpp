@@ -184,12 +184,20 @@ void RecordingPages::handleStep()
 void RecordingPages::handleMarkers()
 {
     const auto& markers = m_controller.markers();
-    const int count = static_cast<int>(markers.size());
-    if (count == m_shownMarkers + 1) {
-        m_live->addMarker(markers.back().label);
-        m_channel->addMarker(markers.back().label);
+    if (markers.size() < m_markerLabels.size())
+        m_markerLabels.clear(); // a new recording
+    for (std::size_t index = 0; index < markers.size(); ++index) {
+        const QString& label = markers[index].label;
+        const int event = static_cast<int>(index) + 1;
+        if (index == m_markerLabels.size()) {
+            m_live->addMarker(event, label);
+            m_channel->addMarker(event, label);
+            m_markerLabels.push_back(label);
+        } else if (std::exchange(m_markerLabels[index], label) != label) {
+            m_live->setMarkerLabel(event, label);
+            m_channel->setMarkerLabel(event, label);
+        }
     }
-    m_shownMarkers = count;
 }
 
 bool RecordingPages::isFrozen() const

@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QTabWidget>
 #include <QTime>
+#include <vector>
 
 namespace vt {
 
@@ -80,7 +81,7 @@ private:
     CamerasPage* m_cameras = nullptr;
     QTime m_lightOn{7, 0};
     QTime m_darkOn{19, 0};
-    int m_shownMarkers = 0;
+    std::vector<QString> m_markerLabels; ///< as the traces show them
 };
 
 } // namespace vt

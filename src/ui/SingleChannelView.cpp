@@ -120,13 +120,25 @@ void SingleChannelView::addStep()
     updateTimer();
 }
 
-void SingleChannelView::addMarker(const QString& label)
+void SingleChannelView::addMarker(int event, const QString& label)
 {
     if (!m_hasSource)
         return;
     const quint64 sample = m_sources.raw(m_channel, {});
     const std::optional<qint64> timeMs = m_clock.timeMs(sample, m_sources.steps);
-    m_markers.add(sample, timeMs.value_or(QDateTime::currentMSecsSinceEpoch()), label);
+    m_markers.add(event, sample, timeMs.value_or(QDateTime::currentMSecsSinceEpoch()), label);
+}
+
+void SingleChannelView::setMarkerLabel(int event, const QString& label)
+{
+    m_markers.relabel(event, label);
+    showMarkers();
+    m_plot->redraw();
+}
+
+void SingleChannelView::showMarkers()
+{
+    m_plot->setMarks(m_markers.bySample(m_shownEnd, m_timeBase->currentData().toInt()));
 }
 
 void SingleChannelView::fillChannels()
@@ -295,7 +307,7 @@ void SingleChannelView::drawTraces()
         if (steps && m_channel < steps->channelCount())
             m_plot->setAsleep(trace, asleepSpans(*steps, m_clock, m_channel, m_shownEnd, m_samples.size()));
     }
-    m_plot->setMarks(m_markers.bySample(m_shownEnd, m_timeBase->currentData().toInt()));
+    showMarkers();
     showTime();
     m_plot->redraw();
 }

@@ -60,7 +60,8 @@ public:
     /// The history has a new step.
     void addStep();
     /// Draws a line at the present moment; label as in the marker file.
-    void addMarker(const QString& label);
+    void addMarker(int event, const QString& label);
+    void setMarkerLabel(int event, const QString& label);
 
     /// Counted from 0.
     [[nodiscard]] int channel() const { return m_channel; }
@@ -110,6 +111,7 @@ private:
     void showFeatures();
     void showState();
     void showTime();
+    void showMarkers();
     void updateExtent();
     void updateTimer();
     void readEnd(Trace trace, std::span<float> out);

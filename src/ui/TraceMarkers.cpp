@@ -3,6 +3,8 @@
 
 #include "ui/SampleClock.h"
 
+#include <algorithm>
+
 namespace vt {
 
 namespace {
@@ -16,11 +18,18 @@ bool isShown(double seconds, int pictureSeconds)
 
 } // namespace
 
-void TraceMarkers::add(quint64 sample, qint64 timeMs, const QString& label)
+void TraceMarkers::add(int event, quint64 sample, qint64 timeMs, const QString& label)
 {
     if (m_markers.size() == MostMarkers)
         m_markers.erase(m_markers.begin());
-    m_markers.push_back({sample, timeMs, label});
+    m_markers.push_back({event, sample, timeMs, label});
+}
+
+void TraceMarkers::relabel(int event, const QString& label)
+{
+    const auto marker = std::ranges::find(m_markers, event, &Marker::event);
+    if (marker != m_markers.end())
+        marker->label = label;
 }
 
 std::vector<TimeMark> TraceMarkers::bySample(quint64 endSample, int seconds) const

@@ -15,8 +15,10 @@ class TraceMarkers
 {
 public:
     void clear() { m_markers.clear(); }
-    /// sample: number of the first sample after it; label as in the marker file.
-    void add(quint64 sample, qint64 timeMs, const QString& label);
+    /// event and label as in the marker file; sample: number of the first sample after it.
+    void add(int event, quint64 sample, qint64 timeMs, const QString& label);
+    /// Nothing happens when it is not kept.
+    void relabel(int event, const QString& label);
 
     /// Those in a picture of so many seconds that ends before sample number endSample.
     [[nodiscard]] std::vector<TimeMark> bySample(quint64 endSample, int seconds) const;
@@ -26,6 +28,7 @@ public:
 private:
     struct Marker
     {
+        int event;
         quint64 sample;
         qint64 timeMs;
         QString label;

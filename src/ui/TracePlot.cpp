@@ -230,13 +230,9 @@ void TracePlot::setMarks(const std::vector<TimeMark>& marks)
         row.overlay->setMarks(marks);
 }
 
-std::vector<double> TracePlot::marks() const
+std::vector<TimeMark> TracePlot::marks() const
 {
-    std::vector<double> seconds;
-    if (!m_rows.empty())
-        for (const TimeMark& mark : m_rows.front().overlay->marks())
-            seconds.push_back(mark.seconds);
-    return seconds;
+    return m_rows.empty() ? std::vector<TimeMark>{} : m_rows.front().overlay->marks();
 }
 
 void TracePlot::applyRanges()

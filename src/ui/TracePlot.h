@@ -63,8 +63,8 @@ public:
     [[nodiscard]] double range(int row) const;
     /// The points that the row's line consists of at present.
     [[nodiscard]] std::vector<TracePoint> points(int row) const;
-    /// Seconds from the end of the picture of all marks that the rows show.
-    [[nodiscard]] std::vector<double> marks() const;
+    /// All marks that the rows show.
+    [[nodiscard]] std::vector<TimeMark> marks() const;
     [[nodiscard]] QString endLabel() const;
 
 signals:

@@ -224,17 +224,20 @@ TEST_F(SingleChannelTest, AMarkerStandsAtItsSampleLiveAndFrozen)
 {
     showWindow();
     start();
-    m_view->addMarker(u"door opened"_s);
+    m_view->addMarker(1, u"door"_s);
     m_count += 360;
     m_view->refresh();
-    EXPECT_THAT(part<TracePlot>()->marks(), testing::ElementsAre(testing::DoubleEq(-3.0)));
+    ASSERT_EQ(part<TracePlot>()->marks().size(), 1U);
+    EXPECT_DOUBLE_EQ(part<TracePlot>()->marks()[0].seconds, -3.0);
     m_view->setFrozen(true);
+    m_view->setMarkerLabel(1, u"door opened"_s);
+    EXPECT_EQ(part<TracePlot>()->marks()[0].label, u"door opened"_s);
     m_view->setFocus();
     QTest::keyClick(m_view, Qt::Key_PageUp);
     EXPECT_THAT(part<TracePlot>()->marks(), testing::IsEmpty()) << "it came after what is shown";
     m_view->setFrozen(false);
     m_view->clearSource(u"Paused"_s);
-    m_view->addMarker(u"nothing to mark"_s);
+    m_view->addMarker(2, u"nothing to mark"_s);
     m_view->refresh();
     EXPECT_EQ(part<TracePlot>()->marks().size(), 1U);
 }
