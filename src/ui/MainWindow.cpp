@@ -459,9 +459,12 @@ void MainWindow::closeEvent(QCloseEvent* event)
         return;
     }
     event->ignore();
-    if (state == SessionState::Stopping && !m_closeWhenIdle)
-        statusBar()->showMessage(tr("Wait until the recording is closed"), MessageMs);
-    if (state == SessionState::Stopping || m_closeWhenIdle || m_askedToClose)
+    if (state == SessionState::Stopping) {
+        statusBar()->showMessage(tr("The window closes when the recording is closed"), MessageMs);
+        m_closeWhenIdle = true;
+        return;
+    }
+    if (m_closeWhenIdle || m_askedToClose)
         return;
     m_controller.requestStop();
     m_askedToClose = true;

@@ -131,7 +131,7 @@ private:
     DeviceDetails m_device;
     statustext::Scoring m_scoring = statustext::Scoring::SleepWake;
     bool m_askedToClose = false;  ///< the open stop question came from closing the window
-    bool m_closeWhenIdle = false; ///< that question was answered with yes
+    bool m_closeWhenIdle = false; ///< that question was answered with yes, or none was left to ask
     bool m_applyingTheme = false;
     QPalette m_themed; ///< the application's, for which the style sheet was made
 };

@@ -146,6 +146,17 @@ TEST(MainWindow, ClosingWhileRecordingEndsTheRecordingFirst)
     EXPECT_EQ(h.session.lastEndReason(), EndReason::UserStop);
 }
 
+TEST(MainWindow, ClosingWhileTheRecordingIsBeingClosedNeedsNoSecondTry)
+{
+    WindowHarness h;
+    ASSERT_TRUE(h.startRecording());
+    h.session.stop(EndReason::UserStop);
+    ASSERT_EQ(h.session.state(), SessionState::Stopping);
+    EXPECT_FALSE(h.window.close());
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return !h.window.isVisible(); }));
+    EXPECT_EQ(h.session.state(), SessionState::Idle);
+}
+
 TEST(MainWindow, ACloseThatWasNotConfirmedIsForgottenWhenTheRecordingEndsByItself)
 {
     WindowHarness h;
