@@ -41,6 +41,7 @@ CameraView::CameraView(QWidget* parent)
 {
     setTextRole(m_titleLabel, TextRole::Body);
     setTextRole(m_rateLabel, TextRole::Caption);
+    m_titleLabel->hide(); // until there is one
     m_rateLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     auto* line = new QHBoxLayout; // owned by the outer layout below
     line->setSpacing(spacing::Small);
@@ -63,6 +64,7 @@ CameraView::CameraView(QWidget* parent)
 void CameraView::setTitle(const QString& title)
 {
     m_titleLabel->setText(title);
+    m_titleLabel->setVisible(!title.isEmpty());
     updateTexts();
 }
 

@@ -26,7 +26,9 @@ void addGroup(QGridLayout* grid, const QString& title)
 void addEntry(QGridLayout* grid, const ShortcutEntry& entry)
 {
     auto* keys = new QLabel(entry.keys, grid->parentWidget());
-    setTextRole(keys, TextRole::Value);
+    QFont bold = keys->font(); // of the description's size, so that both stand on one line
+    bold.setBold(true);
+    keys->setFont(bold);
     auto* action = new QLabel(entry.action, grid->parentWidget());
     action->setWordWrap(true);
     const int row = grid->rowCount();

@@ -112,8 +112,8 @@ void StatisticPlot::applyTheme()
     for (QCPItemText* text : {m_thresholdText, m_note}) {
         text->setColor(theme.mutedText);
         text->setFont(caption);
+        text->setBrush(ground);
     }
-    m_note->setBrush(ground);
 }
 
 } // namespace vt
