@@ -20,9 +20,12 @@ QString sign(const HardwareProblem& problem)
     return problem.isWarning ? QStringLiteral("⚠ ") : QStringLiteral("✗ ");
 }
 
+/// Never broken across lines.
 QString sinceText(const HardwareProblem& problem)
 {
-    return HardwareCard::tr("since %1").arg(QLocale().toString(problem.since.time(), QLocale::ShortFormat));
+    return HardwareCard::tr("since %1")
+        .arg(QLocale().toString(problem.since.time(), QLocale::ShortFormat))
+        .replace(u' ', QChar(QChar::Nbsp));
 }
 
 QLabel* problemLine(const HardwareProblem& problem, QWidget* parent)
@@ -122,8 +125,10 @@ void HardwareCard::showSummary()
 
 void HardwareCard::showProblems()
 {
-    while (const std::unique_ptr<QLayoutItem> item{m_lines->layout()->takeAt(0)})
+    while (const std::unique_ptr<QLayoutItem> item{m_lines->layout()->takeAt(0)}) {
+        item->widget()->hide(); // before the next event loop deletes it
         item->widget()->deleteLater();
+    }
     for (const HardwareProblem& problem : m_problems)
         m_lines->layout()->addWidget(problemLine(problem, m_lines));
     m_lines->setVisible(!m_problems.empty());

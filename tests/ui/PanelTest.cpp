@@ -433,7 +433,7 @@ TEST(HardwareCard, SaysWhatIsWrongInWordsAndIsQuietOrAwayOtherwise)
                        {HardwareFault::SensorShorted, true, u"Sensor shorted"_s, u"Channel 2"_s, since}});
     EXPECT_EQ(summary(), u"✗ Dev1: 1 fault, 1 warning"_s);
     const QLabel* line = card->findChild<QLabel*>(u"hardwareProblem"_s);
-    EXPECT_TRUE(line->text().startsWith(u"✗ 12 V missing, since "_s)) << line->text().toStdString();
+    EXPECT_TRUE(line->text().startsWith(u"✗ 12 V missing, since"_s)) << line->text().toStdString();
     EXPECT_EQ(line->accessibleName(), u"Fault: 12 V missing"_s);
     EXPECT_TRUE(line->toolTip().contains(u"Nothing is stimulated."_s));
     EXPECT_TRUE(showsText(window, u"⚠ Sensor shorted"_s));
