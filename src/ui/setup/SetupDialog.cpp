@@ -16,6 +16,7 @@
 
 #include <QCloseEvent>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QPointer>
 #include <QPushButton>
 #include <QShortcut>
@@ -120,6 +121,13 @@ QWidget* SetupDialog::buildButtons()
     layout->setSpacing(spacing::Small);
     layout->addWidget(m_load);
     layout->addWidget(save);
+    m_lockedNote = fields::hint(tr("While a recording runs, sensors can be taken in and left out. Everything "
+                                   "else can be looked at and changed after it."),
+                                row);
+    m_lockedNote->setObjectName(QStringLiteral("lockedNote"));
+    m_lockedNote->hide();
+    layout->addSpacing(spacing::Small);
+    layout->addWidget(m_lockedNote, 1);
     layout->addStretch();
     layout->addWidget(cancel);
     layout->addWidget(m_start);
@@ -187,6 +195,7 @@ void SetupDialog::setLocked(bool isLocked)
     m_cameras->setLocked(isLocked);
     m_stimulation->setLocked(isLocked);
     m_load->setEnabled(!isLocked);
+    m_lockedNote->setVisible(isLocked);
     m_start->setEnabled(!isLocked);
 }
 

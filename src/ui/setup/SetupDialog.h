@@ -5,6 +5,7 @@
 
 #include <QDialog>
 
+class QLabel;
 class QPushButton;
 class QTabWidget;
 
@@ -93,6 +94,7 @@ private:
     SensorsTab* m_sensors = nullptr;
     CamerasTab* m_cameras = nullptr;
     StimulationTab* m_stimulation = nullptr;
+    QLabel* m_lockedNote = nullptr;
     QPushButton* m_load = nullptr;
     QPushButton* m_start = nullptr;
     DeviceDetails m_device;

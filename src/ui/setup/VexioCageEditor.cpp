@@ -16,6 +16,7 @@
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
+#include <QStyledItemDelegate>
 #include <QTableWidget>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -96,6 +97,20 @@ QString nameOf(CageValue what)
                                           : VexioCageEditor::tr("Duration");
 }
 
+/// Greys ticks that cannot be changed now; their rows can still be selected.
+class TickDelegate final : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->state.setFlag(QStyle::State_Enabled, index.flags().testFlag(Qt::ItemIsUserCheckable));
+    }
+};
+
 } // namespace
 
 VexioCageEditor::VexioCageEditor(QWidget* parent)
@@ -148,6 +163,8 @@ void VexioCageEditor::buildTable()
     m_table->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_table->setTabKeyNavigation(false);
+    for (const int ticks : {Enable, Trigger})
+        m_table->setItemDelegateForColumn(ticks, new TickDelegate(m_table));
     connect(m_table, &QTableWidget::itemChanged, this, &VexioCageEditor::handleItem);
     connect(m_table, &QTableWidget::itemSelectionChanged, this, &VexioCageEditor::handleSelection);
 }
