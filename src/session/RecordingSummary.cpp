@@ -11,8 +11,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-void writeLosses(QTextStream& out, const RecordingResult& result)
+QString lossText(const RecordingResult& result)
 {
+    QString text;
+    QTextStream out(&text);
     const LossSummary& lost = result.losses;
     if (!lost.any()) {
         out << "Lost: nothing\n";
@@ -58,6 +60,7 @@ void writeLosses(QTextStream& out, const RecordingResult& result)
     if (result.readErrors > 0)
         out << "Device: " << result.readErrors << " read errors, " << result.restarts
             << " restarts; samples between a read error and its restart were never acquired\n";
+    return text;
 }
 
 // Nothing of what was not set up.
@@ -121,6 +124,12 @@ QString endReasonText(EndReason reason)
     return {};
 }
 
+RecordingReport reportOf(const RecordingResult& result)
+{
+    const QStringList gaps = lossText(result).split(u'\n', Qt::SkipEmptyParts);
+    return {result.reason, result.elapsedMs, !result.losses.any(), gaps, summaryText(result)};
+}
+
 QString summaryText(const RecordingResult& result)
 {
     QString text;
@@ -136,7 +145,7 @@ QString summaryText(const RecordingResult& result)
         << " s recorded, frames acquired " << result.framesAcquired << ", processed "
         << result.framesProcessed << ", dropped " << result.losses.framesDropped << "\n";
     out << "Files: " << result.bytesWritten << " bytes in " << result.writesTotal << " writes\n";
-    writeLosses(out, result);
+    out << lossText(result);
     writeSurroundings(out, result);
     out << "Channel  Steps  Asleep  Percent  Animal ID\n";
     for (std::size_t i = 0; i < result.channels.size(); ++i) {

@@ -28,6 +28,16 @@ struct RecordingResult
     std::vector<ChannelSummary> channels;
 };
 
+/// What is told of a recording that has ended.
+struct RecordingReport
+{
+    EndReason reason = EndReason::None;
+    qint64 elapsedMs = 0;
+    bool isComplete = true; ///< nothing that was set up is missing
+    QStringList gaps;       ///< what is missing or was late, a line each; "Lost: nothing"
+    QString text;           ///< all of it; empty: nothing was recorded
+};
+
 [[nodiscard]] QString endReasonText(EndReason reason);
 
 /// "no stimulation unit", ...; empty when nothing that is set up is missing.
@@ -36,5 +46,6 @@ struct RecordingResult
 /// The summary that a recording ends with, as lines of text: where it is, how long, what is missing (with
 /// numbers, or that nothing is), and one row per channel: channel, animal ID, steps, asleep, percent.
 [[nodiscard]] QString summaryText(const RecordingResult& result);
+[[nodiscard]] RecordingReport reportOf(const RecordingResult& result);
 
 } // namespace vt

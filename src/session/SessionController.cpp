@@ -457,7 +457,12 @@ EndReason SessionController::lastEndReason() const
 
 QString SessionController::lastSummary() const
 {
-    return d->summary;
+    return d->lastReport.text;
+}
+
+const RecordingReport& SessionController::lastReport() const
+{
+    return d->lastReport;
 }
 
 bool SessionController::readyForMoreData() const

@@ -23,6 +23,7 @@ class TimeSource;
 class UnitHealth;
 class UserInteraction;
 struct SessionPrivate;
+struct RecordingReport;
 struct StepRecord;
 struct UnitInfo;
 
@@ -128,6 +129,7 @@ public:
     [[nodiscard]] EndReason lastEndReason() const;
     /// Text of the last recording's summary: files, steps, asleep, percent per channel, losses.
     [[nodiscard]] QString lastSummary() const;
+    [[nodiscard]] const RecordingReport& lastReport() const;
 
     /// Frames that the device has queued and the processing has not pulled, and the writer's depth: what a
     /// simulated unit that runs faster than real time waits for. Any thread.

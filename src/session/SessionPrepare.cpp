@@ -131,7 +131,7 @@ void SessionPrivate::prepare(const RecordingSetup& wanted)
     manager.reset();
     sleeping.clear();
     freeDiskBytes = -1;
-    summary.clear();
+    lastReport = {};
     forced = false;
     setState(SessionState::Preparing);
 

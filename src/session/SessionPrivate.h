@@ -139,7 +139,7 @@ struct SessionPrivate
 
     SessionState state = SessionState::Idle;
     EndReason endReason = EndReason::None;
-    QString summary;
+    RecordingReport lastReport;
 
     DeviceDetails device;
     MCUHeader mcu;

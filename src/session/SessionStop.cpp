@@ -266,11 +266,11 @@ void SessionPrivate::summarise()
     result.cameras = atEnd.cameras;
     RecordingResult told = result;
     told.losses = atEnd.losses; // with those of the companions
-    summary = summaryText(told);
-    if (told.losses.any())
-        qWarning().noquote() << summary;
+    lastReport = reportOf(told);
+    if (lastReport.isComplete)
+        qInfo().noquote() << lastReport.text;
     else
-        qInfo().noquote() << summary;
+        qWarning().noquote() << lastReport.text;
 }
 
 void SessionPrivate::whenClosed(QObject* receiver, const std::function<void()>& done)

@@ -10,6 +10,7 @@
 #include "ui/LiveTraces.h"
 #include "ui/MarkerPanel.h"
 #include "ui/RecordingPanel.h"
+#include "ui/ReportCard.h"
 #include "ui/SetupFileActions.h"
 #include "ui/SetupPanel.h"
 #include "ui/SetupSummary.h"
@@ -353,9 +354,8 @@ void MainWindow::handleSegmentStarted(int segment)
     if (const std::shared_ptr<const DataManager> processing = m_controller.processing())
         m_scoring = processing->config().activityOnly ? statustext::Scoring::ActivityOnly
                                                       : statustext::Scoring::SleepWake;
-    if (segment == 0) {
-        m_recording->setReport({});
-    }
+    if (segment == 0)
+        m_recording->report()->setReport({});
     refreshStatus();
 }
 
@@ -367,7 +367,7 @@ void MainWindow::handleRecordingEnded(EndReason reason)
         return;
     // The name is used up: the next recording must not replace this one.
     m_dialog->forgetRecording();
-    m_recording->setReport(m_controller.lastSummary());
+    m_recording->report()->setReport(m_controller.lastReport());
 }
 
 void MainWindow::handleMarker()

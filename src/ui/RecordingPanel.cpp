@@ -3,21 +3,18 @@
 
 #include "ui/Card.h"
 #include "ui/MarkerPanel.h"
+#include "ui/ReportCard.h"
 #include "ui/StatusText.h"
 #include "ui/Theme.h"
 
-#include <QFontDatabase>
 #include <QLabel>
 #include <QLocale>
-#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
 
 namespace vt {
 
 namespace {
-
-constexpr int ReportLines = 12; ///< at least, in a small window
 
 QLabel* addLine(Card* card, const QString& objectName)
 {
@@ -30,12 +27,13 @@ QLabel* addLine(Card* card, const QString& objectName)
 
 } // namespace
 
-RecordingPanel::RecordingPanel(QWidget* parent) : QWidget(parent), m_markers(new MarkerPanel(this))
+RecordingPanel::RecordingPanel(QWidget* parent)
+    : QWidget(parent), m_markers(new MarkerPanel(this)), m_report(new ReportCard(this))
 {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, spacing::Small, 0, 0);
     layout->setSpacing(spacing::Small);
-    layout->addWidget(buildReport(), 1); // what one wants to see when it comes
+    layout->addWidget(m_report); // what one wants to see when it comes
     layout->addWidget(m_markers, 1);
     layout->addWidget(buildStimulation());
     layout->addWidget(buildAround());
@@ -44,7 +42,7 @@ RecordingPanel::RecordingPanel(QWidget* parent) : QWidget(parent), m_markers(new
 
 Card* RecordingPanel::buildStimulation()
 {
-    auto* card = new Card(tr("Stimulation"), this);
+    auto* card = m_stimulationCard = new Card(tr("Stimulation"), this);
     m_stimulate = new QPushButton(tr("Stimulate &Now"), card);
     m_stimulate->setObjectName(QStringLiteral("stimulateButton"));
     m_stimulate->setToolTip(tr("Stimulate all enabled cages once, whatever the protocol (Ctrl+T)"));
@@ -63,29 +61,6 @@ Card* RecordingPanel::buildAround()
     return card;
 }
 
-Card* RecordingPanel::buildReport()
-{
-    m_reportCard = new Card(tr("Last recording"), this);
-    m_report = new QPlainTextEdit(m_reportCard);
-    m_report->setReadOnly(true);
-    m_report->setFont(Theme::font(TextRole::Caption, QFontDatabase::systemFont(QFontDatabase::FixedFont)));
-    m_report->setFrameShape(QFrame::NoFrame);
-    m_report->setAccessibleName(tr("Report of the last recording"));
-    m_report->setToolTip(tr("Files, sleep and losses of the last recording"));
-    m_report->setTabChangesFocus(true);
-    m_report->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored); // takes what the column has left
-    m_report->setMinimumHeight(m_report->fontMetrics().lineSpacing() * ReportLines);
-    m_reportCard->body()->addWidget(m_report);
-    m_reportCard->hide();
-    return m_reportCard;
-}
-
-void RecordingPanel::setReport(const QString& report)
-{
-    m_report->setPlainText(report);
-    m_reportCard->setVisible(!report.isEmpty());
-}
-
 void RecordingPanel::setStatus(const SessionStatus& status)
 {
     showStimulation(status.stimulation);
@@ -97,11 +72,10 @@ void RecordingPanel::showStimulation(const StimulationStatus& stimulation)
     using State = StimulationStatus::State;
     m_stimulate->setEnabled(stimulation.isRunning);
     const QString line = statustext::stimulationText(stimulation);
-    m_stimulation->setText(line.isEmpty() ? tr("No stimulation runs.") : line);
+    m_stimulation->setText(line);
+    m_stimulationCard->setVisible(!line.isEmpty() || stimulation.isRunning);
     const bool works = stimulation.state == State::Unit || stimulation.state == State::Outputs;
-    setEmphasis(m_stimulation, line.isEmpty() ? Emphasis::Muted
-                               : works        ? Emphasis::Normal
-                                              : Emphasis::Warning);
+    setEmphasis(m_stimulation, works ? Emphasis::Normal : Emphasis::Warning);
     m_stimulation->setToolTip(
         tr("Stimulations asked for: %1\nNot carried out by the stimulation unit: %2")
             .arg(QLocale().toString(stimulation.stimulations), QLocale().toString(stimulation.refused)));

@@ -6,13 +6,13 @@
 #include <QWidget>
 
 class QLabel;
-class QPlainTextEdit;
 class QPushButton;
 
 namespace vt {
 
 class Card;
 class MarkerPanel;
+class ReportCard;
 
 /// The side of the window during a recording: markers, stimulation, sensors and cameras, and afterwards the
 /// report. It only shows and asks. Interface thread.
@@ -24,8 +24,7 @@ public:
 
     [[nodiscard]] MarkerPanel* markers() const { return m_markers; }
     void setStatus(const SessionStatus& status);
-    /// Of the recording that has ended; empty: none.
-    void setReport(const QString& report);
+    [[nodiscard]] ReportCard* report() const { return m_report; }
 
 signals:
     void stimulateRequested();
@@ -33,17 +32,16 @@ signals:
 private:
     [[nodiscard]] Card* buildStimulation();
     [[nodiscard]] Card* buildAround();
-    [[nodiscard]] Card* buildReport();
     void showStimulation(const StimulationStatus& stimulation);
     void showAround(const SessionStatus& status);
 
     MarkerPanel* m_markers;
+    ReportCard* m_report;
+    Card* m_stimulationCard = nullptr; ///< hidden while none is set up for the recording that runs
     QLabel* m_stimulation = nullptr;
     QPushButton* m_stimulate = nullptr;
     QLabel* m_sensors = nullptr;
     QLabel* m_cameras = nullptr;
-    Card* m_reportCard = nullptr;
-    QPlainTextEdit* m_report = nullptr;
 };
 
 } // namespace vt
