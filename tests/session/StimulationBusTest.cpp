@@ -4,7 +4,9 @@
 #include "ForwardingDriver.h"
 #include "LogCapture.h"
 #include "SessionHarness.h"
+#include "session/UnitHealth.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
 #include <set>
@@ -78,6 +80,7 @@ struct LostBus
     QString told;                ///< how the message begins
     QString toldBack;            ///< when it works again
     State state;                 ///< of stimulation, until then
+    HardwareFault fault;         ///< on the list of what is wrong, until then
 };
 
 const LostBus lostBuses[]{
@@ -85,19 +88,22 @@ const LostBus lostBuses[]{
      {"Dev1/port0/line0", "Dev1/port0/line1:2"},
      u"The connection to the push button and to the supervision of the sensors has failed: neither is noticed."_s,
      u"The connection to the push button and to the supervision of the sensors works again."_s,
-     State::Unit},
+     State::Unit,
+     HardwareFault::McuBus},
     {"StimulationUnit",
      {"Dev1/port0/line4", "Dev1/port0/line5:6"},
      u"The connection to the stimulation unit has failed: it stimulates no cage."_s,
      u"The connection to the stimulation unit works again."_s,
-     State::NoUnit},
+     State::NoUnit,
+     HardwareFault::StimulationBus},
     {"PortExpanders",
      {"Dev1/port1/line0", "Dev1/port1/line1:2"},
      u"The connection to the digital outputs and inputs has failed: outputs keep the state that they have, "
      u"and "
      "inputs are not noticed."_s,
      u"The connection to the digital outputs and inputs works again."_s,
-     State::Unit},
+     State::Unit,
+     HardwareFault::OutputsBus},
 };
 
 class StimulationBusTest : public testing::Test
@@ -138,6 +144,11 @@ protected:
                 texts.push_back(message.text);
         return texts;
     }
+    [[nodiscard]] bool isListed(HardwareFault fault) const
+    {
+        const std::vector<HardwareProblem> problems = harness.session->unitHealth().problems();
+        return std::ranges::count(problems, fault, &HardwareProblem::fault) == 1;
+    }
     [[nodiscard]] std::set<DeviceEvent::Kind> seen()
     {
         std::set<DeviceEvent::Kind> kinds;
@@ -173,6 +184,7 @@ TEST_P(LostBusTest, CostsWhatHangsOnItUntilItWorksAgain)
     deliver(12);
     ASSERT_EQ(told().size(), 1U);
     EXPECT_TRUE(told()[0].startsWith(lost.told)) << told()[0].toStdString();
+    EXPECT_TRUE(isListed(lost.fault));
     EXPECT_EQ(harness.session->status().stimulation.state, lost.state);
     deliver(30);
     EXPECT_EQ(told().size(), 1U);
@@ -189,6 +201,7 @@ TEST_P(LostBusTest, CostsWhatHangsOnItUntilItWorksAgain)
     };
     ASSERT_TRUE(harness.passUntil(isAllThere, 1));
     EXPECT_EQ(told()[1], lost.toldBack);
+    EXPECT_FALSE(isListed(lost.fault));
     EXPECT_EQ(harness.session->status().stimulation.state, State::Unit);
     EXPECT_EQ(harness.session->state(), SessionState::Recording);
     EXPECT_EQ(harness.session->status().restarts, 0U);
