@@ -96,39 +96,58 @@ void SetupFileActions::loadFrom(const QString& path)
 {
     if (m_locked || !isReady())
         return;
-    const auto result = readSetupFile(path, m_channelCount);
-    if (const auto* contents = std::get_if<SetupFileContents>(&result))
-        applyOrAsk(*contents, {path, {}});
-    else
-        tell(std::get<SetupFileError>(result));
+    read({path, {}});
 }
 
 void SetupFileActions::loadOnceReady(const QString& path, const Adjustment& adjust)
 {
-    m_waiting = Load{path, adjust};
+    m_waiting = Load{path, adjust, true};
     loadWaiting();
 }
 
 void SetupFileActions::loadWaiting()
 {
-    if (!m_waiting || m_channelCount == 0 || m_locked)
-        return;
-    const Load load = *std::exchange(m_waiting, std::nullopt);
-    const auto result = readSetupFile(load.path, m_channelCount);
-    if (const auto* contents = std::get_if<SetupFileContents>(&result)) {
-        applyOrAsk(*contents, load);
-        return;
-    }
-    const auto& error = std::get<SetupFileError>(result);
-    if (error.isForOtherUnit)
-        m_waiting = load;
-    tell(error);
+    if (m_waiting && m_channelCount > 0 && !m_locked)
+        read(*std::exchange(m_waiting, std::nullopt));
 }
 
-void SetupFileActions::tell(const SetupFileError& error)
+void SetupFileActions::read(const Load& load)
+{
+    emit done(tr("Loading %1…").arg(QDir::toNativeSeparators(load.path)));
+    m_disk.read(load.path, m_channelCount,
+                [this, load, mine = ++m_lastLoad,
+                 channelCount = m_channelCount](const SetupFileDisk::ReadResult& result) {
+                    if (mine != m_lastLoad)
+                        return; // another file was chosen meanwhile
+                    if (channelCount == m_channelCount) {
+                        handleRead(load, result);
+                        return;
+                    }
+                    m_waiting = load; // another unit was chosen meanwhile, or none
+                    loadWaiting();
+                });
+}
+
+void SetupFileActions::handleRead(const Load& load, const SetupFileDisk::ReadResult& result)
+{
+    const auto* contents = std::get_if<SetupFileContents>(&result);
+    if (!contents) {
+        const auto& error = std::get<SetupFileError>(result);
+        if (load.waitsForUnit && error.isForOtherUnit)
+            m_waiting = load;
+        tell(error.text);
+    } else if (m_locked) {
+        tell(tr("The recording began before '%1' was read. Nothing was applied.")
+                 .arg(QDir::toNativeSeparators(load.path)));
+    } else {
+        applyOrAsk(*contents, load);
+    }
+}
+
+void SetupFileActions::tell(const QString& problem)
 {
     m_user.notify(Severity::Critical, tr("Load Configuration"),
-                  tr("Could not load the configuration.\n\n%1").arg(error.text));
+                  tr("Could not load the configuration.\n\n%1").arg(problem));
 }
 
 void SetupFileActions::applyOrAsk(const SetupFileContents& contents, const Load& load)
@@ -173,16 +192,26 @@ void SetupFileActions::saveTo(const QString& path)
         return;
     const QString complete = withSetupExtension(path);
     // The dialog has asked about the name that it gave, not about the one with the extension.
-    if (complete == path || !QFileInfo::exists(complete)) {
+    if (complete == path) {
         write(complete);
         return;
     }
+    m_disk.exists(complete, [this, complete](bool isThere) {
+        if (isThere)
+            askToReplace(complete);
+        else
+            write(complete);
+    });
+}
+
+void SetupFileActions::askToReplace(const QString& path)
+{
     m_user.ask(riskyQuestion(tr("Save Configuration"),
-                             tr("'%1' exists already. Replace it?").arg(QFileInfo(complete).fileName()),
+                             tr("'%1' exists already. Replace it?").arg(QFileInfo(path).fileName()),
                              tr("&Replace")),
-               [guard = QPointer<SetupFileActions>(this), complete](int answer) {
+               [guard = QPointer<SetupFileActions>(this), path](int answer) {
                    if (guard && answer == 0)
-                       guard->write(complete);
+                       guard->write(path);
                });
 }
 
@@ -190,18 +219,20 @@ void SetupFileActions::write(const QString& path)
 {
     if (!isReady())
         return;
+    emit done(tr("Saving %1…").arg(QDir::toNativeSeparators(path)));
     const SetupFileContents contents = setupContents(m_panel.setupToSave(), m_channelCount);
     const QByteArray json = formatSetup(contents, softwareVersionText(), QDateTime::currentDateTimeUtc());
-    const QString problem = writeSetupFile(path, json);
-    if (!problem.isEmpty()) {
-        m_user.notify(Severity::Critical, tr("Save Configuration"),
-                      tr("Could not save the configuration.\n\n%1").arg(problem));
-        return;
-    }
-    acceptPanel();
-    m_waiting.reset();
-    remember(path);
-    emit done(tr("Configuration saved in %1").arg(QDir::toNativeSeparators(path)));
+    m_disk.write(path, json, [this, path, written = fingerprint()](const QString& problem) {
+        if (!problem.isEmpty()) {
+            m_user.notify(Severity::Critical, tr("Save Configuration"),
+                          tr("Could not save the configuration.\n\n%1").arg(problem));
+            return;
+        }
+        m_kept = written;
+        m_waiting.reset();
+        remember(path);
+        emit done(tr("Configuration saved in %1").arg(QDir::toNativeSeparators(path)));
+    });
 }
 
 void SetupFileActions::remember(const QString& path)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "session/SetupFile.h"
+#include "session/SetupFileDisk.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -16,8 +16,8 @@ namespace vt {
 class SetupPanel;
 class UserInteraction;
 
-/// Loads and saves the panel's setup as a setup file. Every dialog is left to the event loop. Interface
-/// thread; panel and user outlive it.
+/// Loads and saves the panel's setup as a setup file. Files are read and written in the background, every
+/// dialog is left to the event loop. Interface thread; panel and user outlive it.
 class SetupFileActions : public QObject
 {
     Q_OBJECT
@@ -46,6 +46,8 @@ public:
     void loadOnceReady(const QString& path, const Adjustment& adjust = {});
     /// Does the panel show anything but what was last loaded, saved or accepted?
     [[nodiscard]] bool isChanged() const { return fingerprint() != m_kept; }
+    /// A file is being read or written.
+    [[nodiscard]] bool isBusy() const { return m_disk.isBusy(); }
     /// What the panel shows now is no change of the user's.
     void acceptPanel();
 
@@ -65,12 +67,16 @@ private:
     {
         QString path;
         Adjustment adjust;
+        bool waitsForUnit = false; ///< for one with as many channels as the file is for
     };
     /// Tells the user why, when the file cannot be loaded.
-    void tell(const SetupFileError& error);
+    void tell(const QString& problem);
     void loadWaiting();
+    void read(const Load& load);
+    void handleRead(const Load& load, const SetupFileDisk::ReadResult& result);
     void applyOrAsk(const SetupFileContents& contents, const Load& load);
     void apply(const SetupFileContents& contents, const Load& load);
+    void askToReplace(const QString& path);
     void write(const QString& path);
     void remember(const QString& path);
 
@@ -80,7 +86,9 @@ private:
     std::optional<Load> m_waiting; ///< to be loaded once there is a device
     QByteArray m_kept;             ///< fingerprint of the setup as last loaded or saved
     int m_channelCount = 0;
+    int m_lastLoad = 0; ///< number of the newest request; older ones are dropped
     bool m_locked = false;
+    SetupFileDisk m_disk;
 };
 
 } // namespace vt

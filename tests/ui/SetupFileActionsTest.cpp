@@ -63,6 +63,20 @@ protected:
                 return candidate;
         return nullptr;
     }
+    [[nodiscard]] bool finished() const
+    {
+        return WindowHarness::waitUntil([this] { return !m_actions.isBusy(); });
+    }
+    void load(const QString& path)
+    {
+        m_actions.loadFrom(path);
+        EXPECT_TRUE(finished());
+    }
+    void save(const QString& path)
+    {
+        m_actions.saveTo(path);
+        EXPECT_TRUE(finished());
+    }
     /// The text of the visible box, which is closed; empty without one.
     [[nodiscard]] QString boxText(const QString& title) const
     {
@@ -108,6 +122,7 @@ TEST_F(SetupFileActionsTest, ALoadedSetupIsShownAndSavedWithAllThatIsInIt)
     EXPECT_EQ(open->directory(), QDir(h.folder.path()));
     emit open->fileSelected(written(u"mice.vtconfig"_s, m_golden));
     open->reject();
+    ASSERT_TRUE(finished());
     EXPECT_EQ(m_panel.setup().animalIds, (QStringList{u"M-101"_s, u"Müsli \"B\" \\ 2"_s, u"3"_s}));
     EXPECT_EQ(m_panel.findChildren<QTimeEdit*>().at(0)->time(), QTime(6, 30, 15));
     EXPECT_TRUE(m_panel.setup().vexio.has_value() && m_panel.setup().video.has_value());
@@ -121,6 +136,7 @@ TEST_F(SetupFileActionsTest, ALoadedSetupIsShownAndSavedWithAllThatIsInIt)
     EXPECT_EQ(save->nameFilters(), QStringList{u"Vellumtide Config (*.vtconfig)"_s});
     EXPECT_EQ(save->defaultSuffix(), u"vtconfig"_s);
     emit save->fileSelected(h.folder.filePath(u"copy"_s));
+    ASSERT_TRUE(finished());
     EXPECT_EQ(withoutStamp(read(h.folder.filePath(u"copy.vtconfig"_s))), withoutStamp(m_golden));
     EXPECT_EQ(folderChosen.count(), 2);
 }
@@ -130,10 +146,10 @@ TEST_F(SetupFileActionsTest, EveryFailureIsToldAndChangesNothing)
     ASSERT_TRUE(h.chooseUnit());
     const RecordingSetup before = m_panel.setup();
     const QString prefix = u"Could not load the configuration.\n\n"_s;
-    m_actions.loadFrom(written(u"a.vtconfig"_s, "{"));
+    load(written(u"a.vtconfig"_s, "{"));
     EXPECT_TRUE(boxText(loadTitle()).startsWith(prefix + u"Not a valid config file: "_s));
     QByteArray other = m_golden;
-    m_actions.loadFrom(written(u"b.vtconfig"_s, other.replace("\"channelCount\": 3", "\"channelCount\": 8")));
+    load(written(u"b.vtconfig"_s, other.replace("\"channelCount\": 3", "\"channelCount\": 8")));
     EXPECT_EQ(boxText(loadTitle()),
               prefix + u"This config was saved for 8 channel(s); the selected DAQ has 3. Nothing was "
                        "applied."_s);
@@ -141,7 +157,7 @@ TEST_F(SetupFileActionsTest, EveryFailureIsToldAndChangesNothing)
     EXPECT_EQ(m_panel.setup().lightOnset, before.lightOnset);
 
     const QString nowhere = h.folder.filePath(u"no/a.vtconfig"_s);
-    m_actions.saveTo(nowhere);
+    save(nowhere);
     EXPECT_TRUE(
         boxText(saveTitle())
             .startsWith(
@@ -152,7 +168,7 @@ TEST_F(SetupFileActionsTest, AWrongStimulationUnitIsToldAndTheRestApplied)
 {
     ASSERT_TRUE(h.chooseUnit());
     QByteArray other = m_golden;
-    m_actions.loadFrom(written(u"a.vtconfig"_s, other.replace("\"waveShape\": 2", "\"waveShape\": 3")));
+    load(written(u"a.vtconfig"_s, other.replace("\"waveShape\": 2", "\"waveShape\": 3")));
     EXPECT_EQ(boxText(loadTitle()),
               u"Could not load the configuration.\n\nVEXIO config could not be applied: "
               "vexio.cages[2].waveShape must be a whole number from 0 to 2, not 3.\n\nEverything else was "
@@ -168,21 +184,22 @@ TEST_F(SetupFileActionsTest, ChangesAndFilesAreReplacedOnlyAfterAQuestion)
     RecordingSetup typed = m_panel.setup();
     typed.animalIds[0] = u"typed"_s;
     m_panel.setSetup(typed);
-    m_actions.loadFrom(path);
+    load(path);
     ASSERT_TRUE(h.press(loadTitle(), u"&Cancel"_s));
     EXPECT_EQ(m_panel.setup().animalIds.at(0), u"typed"_s);
-    m_actions.loadFrom(path);
+    load(path);
     ASSERT_TRUE(h.press(loadTitle(), u"&Load"_s));
     EXPECT_EQ(m_panel.setup().animalIds.at(0), u"M-101"_s);
 
     // The file dialog was given "mice" and could not ask about "mice.vtconfig".
-    m_actions.saveTo(h.folder.filePath(u"mice"_s));
+    save(h.folder.filePath(u"mice"_s));
     ASSERT_TRUE(h.press(saveTitle(), u"&Cancel"_s));
     EXPECT_EQ(read(path), m_golden);
-    m_actions.saveTo(h.folder.filePath(u"mice"_s));
+    save(h.folder.filePath(u"mice"_s));
     ASSERT_TRUE(h.press(saveTitle(), u"&Replace"_s));
+    ASSERT_TRUE(finished());
     EXPECT_NE(read(path), m_golden) << "another time of saving";
-    m_actions.loadFrom(path);
+    load(path);
     EXPECT_TRUE(h.box(loadTitle()).isNull()) << "what was saved is not lost";
 }
 
@@ -193,13 +210,15 @@ TEST_F(SetupFileActionsTest, AFileNamedBeforehandIsLoadedOnceTheUnitIsKnown)
     m_actions.loadOnceReady(path, [](RecordingSetup& setup) { setup.animalIds[2] = u"given"_s; });
     EXPECT_EQ(loaded.count(), 0);
     ASSERT_TRUE(h.chooseUnit());
+    ASSERT_TRUE(finished());
     EXPECT_EQ(loaded.count(), 1);
     EXPECT_EQ(m_panel.setup().animalIds.at(0), u"M-101"_s);
     EXPECT_EQ(m_panel.setup().animalIds.at(2), u"given"_s);
     EXPECT_TRUE(h.box(u"Not Ready to Record"_s).isNull());
     m_actions.setDevice(h.session.status().device);
+    ASSERT_TRUE(finished());
     EXPECT_EQ(loaded.count(), 1) << "once";
-    m_actions.loadFrom(path);
+    load(path);
     EXPECT_TRUE(h.box(loadTitle()).isNull()) << "the user changed nothing";
     EXPECT_EQ(m_panel.setup().animalIds.at(2), u"3"_s) << "the adjustment was for the other load";
 }
@@ -220,11 +239,13 @@ TEST_F(SetupFileActionsTest, AFileNamedBeforehandForAnotherUnitWaitsUntilAnother
         m_panel.setDevice({});
         m_panel.setDevice(device);
         m_actions.setDevice(device);
+        EXPECT_TRUE(finished());
         return m_panel.setup().animalIds.at(0);
     };
     int adjusted = 0;
     const auto adjust = [&](RecordingSetup&) { ++adjusted; };
     m_actions.loadOnceReady(waiting, adjust);
+    ASSERT_TRUE(finished());
     EXPECT_TRUE(boxText(loadTitle()).contains(u"saved for 8 channel(s)"_s));
     EXPECT_EQ(choose(other), u"E1"_s);
     EXPECT_EQ(adjusted, 1);
@@ -232,9 +253,11 @@ TEST_F(SetupFileActionsTest, AFileNamedBeforehandForAnotherUnitWaitsUntilAnother
 
     // The next two loads end without their file, and nothing of them is left for the one from the dialog.
     EXPECT_EQ(choose(three), u"E1"_s);
-    m_actions.loadOnceReady(broken, adjust);
-    m_actions.loadOnceReady(waiting, adjust);
-    m_actions.loadFrom(mice);
+    for (const QString& path : {broken, waiting}) {
+        m_actions.loadOnceReady(path, adjust);
+        ASSERT_TRUE(finished());
+    }
+    load(mice);
     EXPECT_EQ(m_panel.setup().animalIds.at(0), u"M-101"_s);
     EXPECT_EQ(choose(other), u"M-101"_s);
     EXPECT_EQ(adjusted, 1);
@@ -247,6 +270,28 @@ TEST_F(SetupFileActionsTest, ARecordingKeepsItsSetup)
     EXPECT_TRUE(h.button(u"saveConfig"_s)->isEnabled());
     for (const QAction* action : h.window.findChildren<QAction*>())
         EXPECT_TRUE(action->text() != u"Load Config…"_s || !action->isEnabled());
-    m_actions.loadFrom(written(u"mice.vtconfig"_s, m_golden));
+    load(written(u"mice.vtconfig"_s, m_golden));
     EXPECT_EQ(m_panel.setup().animalIds.at(0), u"1"_s);
+}
+
+TEST_F(SetupFileActionsTest, NothingIsReplacedByAFileThatComesTooLateAndWhatIsEditedMeanwhileIsNotSaved)
+{
+    ASSERT_TRUE(h.chooseUnit());
+    RecordingSetup typed = m_panel.setup();
+    const QString path = h.folder.filePath(u"mine.vtconfig"_s);
+    m_actions.saveTo(path);
+    typed.animalIds[0] = u"later"_s;
+    m_panel.setSetup(typed);
+    ASSERT_TRUE(finished());
+    EXPECT_TRUE(m_actions.isChanged()) << "the file has the setup of the moment of saving";
+    EXPECT_FALSE(read(path).contains("later"));
+
+    m_actions.acceptPanel();
+    m_actions.loadFrom(written(u"first.vtconfig"_s, "{"));
+    m_actions.loadFrom(written(u"mice.vtconfig"_s, m_golden));
+    m_actions.setLocked(true);
+    ASSERT_TRUE(finished());
+    EXPECT_TRUE(boxText(loadTitle()).contains(u"The recording began before"_s));
+    EXPECT_EQ(boxText(loadTitle()), QString()) << "nothing of the file that was not wanted any more";
+    EXPECT_EQ(m_panel.setup().animalIds.at(0), u"later"_s);
 }

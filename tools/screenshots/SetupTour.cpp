@@ -132,7 +132,7 @@ bool saveSetupFiles(Studio& studio)
 {
     SetupFileActions* files = studio.window.setupFileActions();
     files->saveTo(u"mice.vtconfig"_s);
-    files->saveTo(u"mice"_s);
+    files->saveTo(u"mice"_s); // asks when the first is there
     if (!studio.saveBox(u"Save Configuration"_s, u"mice.vtconfig"_s, u"question-replace-config"_s,
                         u"&Cancel"_s))
         return false;
