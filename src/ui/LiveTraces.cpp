@@ -119,6 +119,7 @@ void LiveTraces::start(const QStringList& animalIds, TraceSource source)
         m_animalIds = animalIds;
         m_clock.clear();
         m_markers.clear();
+        m_trendEndMs.reset();
         m_sleep.assign(static_cast<std::size_t>(animalIds.size()), SleepDisplay::Waiting);
         m_ownScales.assign(static_cast<std::size_t>(animalIds.size()), {});
         for (Scales& scales : m_ownScales)
@@ -390,13 +391,14 @@ void LiveTraces::refreshTrends(std::size_t mostSteps)
     if (!m_history || m_history->channelCount() != m_animalIds.size() ||
         endNumber <= m_history->firstNumber()) {
         m_staleRows = 0;
+        m_trendEndMs.reset();
         m_plot->clearSamples();
         m_plot->redraw();
         return;
     }
     const auto end = static_cast<std::size_t>(endNumber - m_history->firstNumber());
-    const std::size_t begin =
-        m_history->indexAt(timeOfStep(endNumber - 1) - qint64{1000} * timeBaseSeconds());
+    m_trendEndMs = timeOfStep(endNumber - 1);
+    const std::size_t begin = m_history->indexAt(*m_trendEndMs - qint64{1000} * timeBaseSeconds());
     std::size_t steps = 0;
     while (m_staleRows > 0 && steps < mostSteps) {
         refreshTrend(m_plot->rowCount() - m_staleRows, std::min(begin, end), end);
@@ -424,8 +426,11 @@ void LiveTraces::refreshTrend(int row, std::size_t begin, std::size_t end)
 
 void LiveTraces::showMarkers()
 {
-    m_plot->setMarks(isSignal() ? m_markers.bySample(m_shownEnd, timeBaseSeconds())
-                                : m_markers.byTime(timeOfStep(m_shownEnd - 1), timeBaseSeconds()));
+    if (isSignal())
+        m_plot->setMarks(m_markers.bySample(m_shownEnd, timeBaseSeconds()));
+    else
+        m_plot->setMarks(m_trendEndMs ? m_markers.byTime(*m_trendEndMs, timeBaseSeconds())
+                                      : std::vector<TimeMark>{});
 }
 
 void LiveTraces::showTime()

@@ -14,6 +14,7 @@
 #include <QFrame>
 #include <QStringList>
 #include <array>
+#include <optional>
 #include <vector>
 
 class QStackedWidget;
@@ -125,6 +126,7 @@ private:
     std::vector<Scales> m_ownScales; ///< of each channel
     int m_staleRows = 0;             ///< the last ones of the page's rows are still to be drawn
     quint64 m_shownEnd = 0;
+    std::optional<qint64> m_trendEndMs; ///< time of the last step that a trend shows; empty: it shows none
     quint64 m_frozenStep = 0; ///< number behind the last step at the moment of freezing
 };
 

@@ -375,6 +375,28 @@ TEST_F(MovingTest, TrendsShowStepsAndScrollThroughThem)
     EXPECT_EQ(m_traces->timeBaseSeconds(), 8) << "each view keeps its own";
 }
 
+TEST_F(MovingTest, LabelsOfMarkersChangeWhateverATrendHasShown)
+{
+    showWindow();
+    startMoving(2);
+    m_traces->setView(traceview::View::Power);
+    m_traces->setTimeBase(600);
+    m_traces->addMarker(1, u"early"_s);
+    m_traces->setMarkerLabel(1, u"before the first step"_s);
+    EXPECT_TRUE(plot()->marks().empty());
+    addSteps(200, true);
+    ASSERT_TRUE(QTest::qWaitFor([this] { return !m_traces->isRefreshing(); }));
+    ASSERT_EQ(plot()->marks().size(), 1U);
+    EXPECT_EQ(plot()->marks()[0].label, u"before the first step"_s);
+
+    // Another recording begins while another page is in front.
+    m_traces->hide();
+    startMoving(2);
+    m_traces->addMarker(1, u"a"_s);
+    m_traces->setMarkerLabel(1, u"b"_s);
+    EXPECT_TRUE(plot()->marks().empty()) << "nothing of it has been drawn";
+}
+
 TEST_F(MovingTest, AChannelHasAScaleOfItsOwnOrThatOfThePage)
 {
     showWindow();
