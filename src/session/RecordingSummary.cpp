@@ -11,18 +11,25 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+QString nothingLost()
+{
+    return u"Lost: nothing"_s;
+}
+
 QString lossText(const RecordingResult& result)
 {
     QString text;
     QTextStream out(&text);
     const LossSummary& lost = result.losses;
     if (!lost.any()) {
-        out << "Lost: nothing\n";
+        out << nothingLost() << "\n";
     } else {
-        out << "Lost: " << lost.framesDropped << " frames dropped, " << lost.writesDropped
-            << " writes dropped (" << lost.bytesDropped << " bytes), " << lost.writesFailed
-            << " writes failed (" << lost.bytesFailed << " bytes), " << lost.flushTimeouts
-            << " flush timeouts\n";
+        if (lost.framesDropped || lost.writesDropped || lost.bytesDropped || lost.writesFailed ||
+            lost.bytesFailed || lost.flushTimeouts)
+            out << "Lost: " << lost.framesDropped << " frames dropped, " << lost.writesDropped
+                << " writes dropped (" << lost.bytesDropped << " bytes), " << lost.writesFailed
+                << " writes failed (" << lost.bytesFailed << " bytes), " << lost.flushTimeouts
+                << " flush timeouts\n";
         if (lost.bytesDamaged > 0 || lost.interruptions > 0)
             out << "Lost: " << lost.bytesDamaged << " bytes damaged on the serial line, "
                 << lost.interruptions << " interruptions of the stream\n";
@@ -126,8 +133,17 @@ QString endReasonText(EndReason reason)
 
 RecordingReport reportOf(const RecordingResult& result)
 {
-    const QStringList gaps = lossText(result).split(u'\n', Qt::SkipEmptyParts);
-    return {result.reason, result.elapsedMs, !result.losses.any(), gaps, summaryText(result)};
+    QStringList gaps = lossText(result).split(u'\n', Qt::SkipEmptyParts);
+    gaps.removeOne(nothingLost());
+    if (const QString problem = stimulationProblem(result.stimulation); !problem.isEmpty())
+        gaps << u"Stimulation: %1 at the end"_s.arg(problem);
+    if (result.sensors.missing > 0)
+        gaps << u"Environmental sensors: %1 of %2 missing at the end"_s.arg(result.sensors.missing)
+                    .arg(result.sensors.enabled);
+    if (result.cameras.recording < result.cameras.enabled)
+        gaps << u"Cameras: %1 of %2 filming at the end"_s.arg(result.cameras.recording)
+                    .arg(result.cameras.enabled);
+    return {result.reason, result.elapsedMs, result.losses.any(), gaps, summaryText(result)};
 }
 
 QString summaryText(const RecordingResult& result)

@@ -33,8 +33,8 @@ struct RecordingReport
 {
     EndReason reason = EndReason::None;
     qint64 elapsedMs = 0;
-    bool isComplete = true; ///< nothing that was set up is missing
-    QStringList gaps;       ///< what is missing or was late, a line each; "Lost: nothing"
+    bool hasLosses = false; ///< something that was recorded, or should have been, is not in the files
+    QStringList gaps;       ///< losses, pauses and what did not work at the end, a line each
     QString text;           ///< all of it; empty: nothing was recorded
 };
 

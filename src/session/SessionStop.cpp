@@ -267,10 +267,10 @@ void SessionPrivate::summarise()
     RecordingResult told = result;
     told.losses = atEnd.losses; // with those of the companions
     lastReport = reportOf(told);
-    if (lastReport.isComplete)
-        qInfo().noquote() << lastReport.text;
-    else
+    if (lastReport.hasLosses)
         qWarning().noquote() << lastReport.text;
+    else
+        qInfo().noquote() << lastReport.text;
 }
 
 void SessionPrivate::whenClosed(QObject* receiver, const std::function<void()>& done)

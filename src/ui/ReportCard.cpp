@@ -20,7 +20,7 @@ namespace vt {
 
 namespace {
 
-constexpr qsizetype MostMoreLines = 2; ///< below what was lost; the rest is in the report
+constexpr qsizetype MostGapLines = 5; ///< the rest is in the report
 constexpr int ReportColumns = 96;
 constexpr int ReportLines = 28;
 
@@ -72,18 +72,18 @@ QDialog* makeReport(const QString& text, QWidget* parent)
 
 ReportCard::ReportCard(QWidget* parent)
     : Card(tr("Last recording"), parent), m_open(new QPushButton(tr("Re&port…"), this)),
-      m_end(new QLabel(this)), m_lost(new QLabel(this)), m_more(new QLabel(this))
+      m_end(new QLabel(this)), m_verdict(new QLabel(this)), m_gaps(new QLabel(this))
 {
     m_open->setObjectName(QStringLiteral("reportButton"));
     m_open->setToolTip(tr("Files, sleep and losses of the last recording"));
     setKind(m_open, QStringLiteral("plain"));
     addHeaderWidget(m_open);
-    for (QLabel* line : {m_end, m_lost, m_more}) {
+    for (QLabel* line : {m_end, m_verdict, m_gaps}) {
         line->setWordWrap(true);
         body()->addWidget(line);
     }
     m_end->setObjectName(QStringLiteral("reportEnd"));
-    m_lost->setObjectName(QStringLiteral("reportLost"));
+    m_verdict->setObjectName(QStringLiteral("reportVerdict"));
     connect(m_open, &QPushButton::clicked, this, &ReportCard::openReport);
     hide();
 }
@@ -95,15 +95,19 @@ void ReportCard::setReport(const RecordingReport& report)
         m_dialog->close();
     setVisible(!m_text.isEmpty());
     m_end->setText(endText(report));
-    const QString sign = report.isComplete ? QStringLiteral("✓ ") : QStringLiteral("✗ ");
-    m_lost->setText(sign + report.gaps.value(0));
-    setEmphasis(m_lost, report.isComplete ? Emphasis::Good : Emphasis::Danger);
-    QStringList more = report.gaps.mid(1, MostMoreLines);
-    if (report.gaps.size() > 1 + MostMoreLines)
-        more << tr("The report has more.");
-    m_more->setText(more.join(QLatin1Char('\n')));
-    m_more->setVisible(!more.isEmpty());
-    setEmphasis(m_more, Emphasis::Warning);
+    const bool isCutShort = report.reason == EndReason::DeviceLost || report.reason == EndReason::ForcedStop;
+    setEmphasis(m_end, isCutShort ? Emphasis::Warning : Emphasis::Normal);
+    m_verdict->setText(report.hasLosses         ? tr("✗ Something is missing:")
+                       : report.gaps.isEmpty() ? tr("✓ Nothing is missing")
+                                               : tr("⚠ Not everything worked:"));
+    setEmphasis(m_verdict, report.hasLosses         ? Emphasis::Danger
+                           : report.gaps.isEmpty() ? Emphasis::Good
+                                                   : Emphasis::Warning);
+    QStringList gaps = report.gaps.mid(0, MostGapLines);
+    if (report.gaps.size() > MostGapLines)
+        gaps << tr("The report has more.");
+    m_gaps->setText(gaps.join(QLatin1Char('\n')));
+    m_gaps->setVisible(!gaps.isEmpty());
 }
 
 void ReportCard::openReport()

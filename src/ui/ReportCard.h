@@ -28,8 +28,8 @@ public:
 private:
     QPushButton* m_open;
     QLabel* m_end;
-    QLabel* m_lost;
-    QLabel* m_more;
+    QLabel* m_verdict;
+    QLabel* m_gaps;
     QString m_text;
     QPointer<QDialog> m_dialog;
 };

@@ -66,6 +66,15 @@ TEST(RecordingSummary, NamesEveryLossWithItsNumberAndEveryChannel)
     EXPECT_TRUE(summaryText(result).contains(u"      1     72      22     30.6  M 1\n"_s))
         << qPrintable(summaryText(result));
     EXPECT_TRUE(summaryText(result).contains(u"      2      0       0      0.0  \n"_s));
+    EXPECT_EQ(reportOf(result).gaps, QStringList());
+    result.stimulation.state = StimulationStatus::State::NoPower;
+    result.sensors.enabled = 3;
+    result.sensors.missing = 1;
+    result.losses.markersNotWritten = 1;
+    EXPECT_TRUE(reportOf(result).hasLosses);
+    EXPECT_EQ(reportOf(result).gaps, (QStringList{u"Lost: 1 marker not written to the marker file"_s,
+                                                  u"Stimulation: stimulation unit without 12 V at the end"_s,
+                                                  u"Environmental sensors: 1 of 3 missing at the end"_s}));
     result.losses = {.framesDropped = 3,
                      .writesDropped = 5,
                      .writesFailed = 7,

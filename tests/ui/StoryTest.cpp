@@ -108,7 +108,7 @@ TEST_F(Story, FromTheUnitToTheFilesByKeysAndMouse)
     QTest::mouseClick(h.button(u"stopButton"_s), Qt::LeftButton);
     ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.press(u"Stop Recording"_s, u"&Yes"_s); }));
     ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.session.state() == SessionState::Idle; }));
-    EXPECT_TRUE(h.label(u"reportLost"_s).endsWith(u"Lost: nothing"_s));
+    EXPECT_TRUE(h.label(u"reportVerdict"_s).startsWith(u"⚠ "_s));
     for (const QString& file :
          {u".binfb"_s, u".FeatVecfb"_s, u"_at.Featfb"_s, u"_br.Featfb"_s, u" (1).binfb"_s})
         EXPECT_GT(content(file).size(), 300) << qPrintable(file);
