@@ -345,7 +345,15 @@ void MainWindow::handleState(SessionState state)
     // Whoever ends the recording, whether to end it is no question any more.
     if (idle || state == SessionState::Stopping)
         m_user.closeQuestion(stopQuestionId());
-    if (idle && m_closeWhenIdle)
+    if (idle && m_closeWhenIdle) // behind the last messages of the recording
+        QMetaObject::invokeMethod(this, &MainWindow::closeUnlessCutShort, Qt::QueuedConnection);
+}
+
+/// A recording that ended for a reason of its own has a message to be read first.
+void MainWindow::closeUnlessCutShort()
+{
+    const bool isCutShort = m_controller.lastEndReason() == EndReason::DeviceLost;
+    if (std::exchange(m_closeWhenIdle, false) && m_controller.state() == SessionState::Idle && !isCutShort)
         close();
 }
 

@@ -94,6 +94,7 @@ private:
     void handleState(SessionState state);
     void handleSegmentStarted(int segment);
     void handleRecordingEnded(EndReason reason);
+    void closeUnlessCutShort();
     void handleMarker();
     void handleMarkerLabel(int event, const QString& label);
     void handleStimulateNow();

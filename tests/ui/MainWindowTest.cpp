@@ -78,7 +78,7 @@ TEST(MainWindow, RecordsFromTheFirstClickToTheReport)
     EXPECT_EQ(h.label(u"recordingIndicator"_s), QString());
     EXPECT_FALSE(h.window.liveTraces()->isRefreshing());
     EXPECT_TRUE(h.label(u"reportEnd"_s).startsWith(u"Stopped after 0:00:"_s));
-    EXPECT_EQ(h.label(u"reportLost"_s), u"✓ Lost: nothing"_s);
+    EXPECT_EQ(h.label(u"reportVerdict"_s), u"✓ Nothing is missing"_s);
     EXPECT_EQ(h.window.setupPanel()->basePath(), QString()) << "the next recording must not replace this one";
 }
 
