@@ -333,9 +333,11 @@ TEST_F(SetupDialogTest, WhatIsReadFromTheUnitWhileARecordingRunsChangesNoSetup)
     };
     click("readCages"); // and the unit does not answer
     m_dialog.setLocked(true);
+    EXPECT_EQ(find<QLabel>("cageResult")->text(), u"The reading was broken off."_s);
     answer();
     click("readCages");
     answer();
+    EXPECT_EQ(find<QLabel>("cageResult")->text(), u"Counts read. The profiles are those of the setup."_s);
     EXPECT_EQ(tab->vexio().value_or(VexioSettings{}).cages, VexioSettings{}.cages);
     EXPECT_EQ(find<QTableWidget>("cageTable")->item(0, 7)->text(), u"7"_s);
 }

@@ -120,10 +120,10 @@ void DiagnosticsPanel::clear()
 
 void DiagnosticsPanel::setUnitPresent(bool isPresent)
 {
-    if (!isPresent) {
+    if (!isPresent)
         m_isTesting = false;
+    if (!isPresent || !m_isPresent)
         clear();
-    }
     m_isPresent = isPresent;
     updateButtons();
 }
@@ -164,6 +164,8 @@ void DiagnosticsPanel::showStatus(quint8 systemStatus, quint8 extraStatus, quint
 
 void DiagnosticsPanel::showStatusFailed()
 {
+    if (!m_isPresent)
+        return; // which is told already
     for (QLabel* value : {m_power, m_temperature, m_registers}) {
         value->setText(tr("No answer"));
         setEmphasis(value, Emphasis::Danger);

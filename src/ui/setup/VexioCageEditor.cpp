@@ -325,8 +325,11 @@ void VexioCageEditor::setUnitPresent(bool isPresent)
 
 void VexioCageEditor::setLocked(bool isLocked)
 {
+    if (isLocked == m_isLocked)
+        return;
     m_isLocked = isLocked;
-    m_takesProfiles = false; // what a recording reads later is not what was asked for
+    if (std::exchange(m_takesProfiles, false)) // what a recording reads later is not what was asked for
+        showOperation(false, tr("The reading was broken off."));
     for (std::size_t index = 0; index < AllValues.size(); ++index)
         for (RegisterBox* box : {m_lowest[index], m_highest[index]})
             box->setEnabled(!isLocked);
@@ -495,7 +498,10 @@ void VexioCageEditor::showCage(quint8 cage, quint8 frequency, quint8 amplitude, 
     m_filling = false;
     if (m_takesProfiles && cage == VexioSettings::CageCount - 1) {
         m_takesProfiles = false;
-        showOperation(true, tr("Read from the unit."));
+        showOperation(true, m_isLocked ? tr("Counts read. The profiles are those of the setup.")
+                                       : tr("Read from the unit."));
+        if (m_isLocked)
+            return;
         handleSelection();
         emit changed();
     }
