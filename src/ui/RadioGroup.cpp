@@ -96,6 +96,8 @@ RadioGroup::RadioGroup(QWidget* parent)
     m_layout->setContentsMargins(0, 0, 0, 0);
     m_layout->setSpacing(0);
     connect(m_buttons, &QButtonGroup::idToggled, this, [this](int value, bool isChosen) {
+        // Tab leads to the chosen one, also when nobody has been here yet.
+        choice(value)->setFocusPolicy(isChosen ? Qt::StrongFocus : Qt::ClickFocus);
         if (!isChosen)
             return;
         setFocusProxy(choice(value));
@@ -108,6 +110,7 @@ RadioSegment* RadioGroup::addChoice(int value, const QString& text, const QStrin
 {
     auto* segment = new RadioSegment(text, this);
     segment->setToolTip(toolTip);
+    segment->setFocusPolicy(Qt::ClickFocus);
     const QList<QAbstractButton*> before = m_buttons->buttons();
     // Behind this widget, not behind all those that were made since.
     setTabOrder(before.isEmpty() ? static_cast<QWidget*>(this) : before.last(), segment);
