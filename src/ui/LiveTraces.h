@@ -127,7 +127,7 @@ private:
     int m_staleRows = 0;             ///< the last ones of the page's rows are still to be drawn
     quint64 m_shownEnd = 0;
     std::optional<qint64> m_trendEndMs; ///< time of the last step that a trend shows; empty: it shows none
-    quint64 m_frozenStep = 0; ///< number behind the last step at the moment of freezing
+    quint64 m_frozenStep = 0;           ///< number behind the last step at the moment of freezing
 };
 
 } // namespace vt

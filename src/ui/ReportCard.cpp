@@ -97,10 +97,10 @@ void ReportCard::setReport(const RecordingReport& report)
     m_end->setText(endText(report));
     const bool isCutShort = report.reason == EndReason::DeviceLost || report.reason == EndReason::ForcedStop;
     setEmphasis(m_end, isCutShort ? Emphasis::Warning : Emphasis::Normal);
-    m_verdict->setText(report.hasLosses         ? tr("✗ Something is missing:")
+    m_verdict->setText(report.hasLosses        ? tr("✗ Something is missing:")
                        : report.gaps.isEmpty() ? tr("✓ Nothing is missing")
                                                : tr("⚠ Not everything worked:"));
-    setEmphasis(m_verdict, report.hasLosses         ? Emphasis::Danger
+    setEmphasis(m_verdict, report.hasLosses        ? Emphasis::Danger
                            : report.gaps.isEmpty() ? Emphasis::Good
                                                    : Emphasis::Warning);
     QStringList gaps = report.gaps.mid(0, MostGapLines);
