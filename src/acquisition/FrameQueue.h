@@ -62,7 +62,11 @@ public:
     }
 
 private:
+#ifdef VELLUMTIDE_SANITIZED // where a thread that has the lock is held up for longer than that
+    static constexpr std::chrono::microseconds PushLockLimit{1'000'000};
+#else
     static constexpr std::chrono::microseconds PushLockLimit{1000};
+#endif
 
     const int m_frameSize;
     const OverflowLog m_overflowLog;

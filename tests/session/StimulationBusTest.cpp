@@ -207,11 +207,7 @@ TEST_P(LostBusTest, CostsWhatHangsOnItUntilItWorksAgain)
     EXPECT_EQ(harness.session->status().restarts, 0U);
     ASSERT_TRUE(harness.stopAndWaitIdle());
     EXPECT_EQ(harness.session->lastEndReason(), EndReason::UserStop);
-    LossSummary losses = harness.session->status().losses;
-#ifdef VELLUMTIDE_SANITIZED
-    losses.framesDropped = 0; // a thread that is held up for a millisecond at the wrong moment costs one
-#endif
-    EXPECT_FALSE(losses.any()) << harness.session->lastSummary().toStdString();
+    EXPECT_FALSE(harness.session->status().losses.any()) << harness.session->lastSummary().toStdString();
     harness.session.reset();
     EXPECT_EQ(harness.unit.openTaskCount(), 0);
     EXPECT_EQ(harness.unit.deadHandleCalls(), 0);

@@ -6,6 +6,7 @@
 
 #include "processing/DataManager.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <gmock/gmock.h>
 #include <thread>
@@ -63,8 +64,11 @@ protected:
         m_framesToDecision = FramesPerDecision;
         ASSERT_EQ(harness.unit.advanceFrames(1), 1);
         const auto processing = harness.session->processing();
-        while (processing->framesProcessed() != harness.unit.framesDelivered())
+        const QDeadlineTimer end(20'000); // in real time
+        while (processing->framesProcessed() != harness.unit.framesDelivered()) {
+            ASSERT_FALSE(end.hasExpired()) << "dropped " << harness.session->status().losses.framesDropped;
             std::this_thread::yield();
+        }
         harness.time.advance(lateMs);
         SessionHarness::settle();
     }
