@@ -201,6 +201,7 @@ void EnviroSensManager::tick()
     for (const SensorPointer& managed : std::vector<SensorPointer>(m_sensors)) {
         if (managed->isAwaited)
             continue;
+        managed->isDue = managed->isPolling;
         if (!managed->isPolling)
             poll(managed);
         else if (m_time.monotonicMs() - managed->pollStartMs >= PollLimitMs)
@@ -212,6 +213,7 @@ void EnviroSensManager::tick()
 void EnviroSensManager::poll(const SensorPointer& managed)
 {
     managed->isPolling = true;
+    managed->isDue = false;
     managed->pollStartMs = m_time.monotonicMs();
     const quint64 number = ++managed->polls;
     managed->thread.post([this, answers = m_inbox.address(), sensor = managed->sensor.get(),
@@ -228,8 +230,12 @@ void EnviroSensManager::poll(const SensorPointer& managed)
 void EnviroSensManager::pollEnded(const SensorPointer& managed, bool hasAnswered)
 {
     managed->isPolling = false;
-    if (!hasAnswered && m_isCollecting && managed->sensor->isEnabled())
-        pollNewcomer(managed); // enabled too late for this poll
+    if (hasAnswered || !m_isCollecting || !managed->sensor->isEnabled())
+        return;
+    if (managed->isDue) // enabled too late for this poll, and passed over since
+        poll(managed);
+    else
+        pollNewcomer(managed);
 }
 
 void EnviroSensManager::deliverNoData(const ManagedSensor& managed)

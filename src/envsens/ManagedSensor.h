@@ -20,6 +20,7 @@ struct EnviroSensManager::ManagedSensor
     bool isAwaited = true; ///< it has not told yet who it is
     bool hasFailed = false;
     bool isPolling = false; ///< the poll has not come back
+    bool isDue = false;     ///< a tick has passed over it since that poll began
     quint64 polls = 0;
     qint64 pollStartMs = 0;
     WorkerThread thread;

@@ -27,7 +27,7 @@ void SetupFileDisk::write(const QString& path, const QByteArray& json,
                           std::function<void(const QString&)> answer)
 {
     const auto work = [path, json] {
-        const QString problem = writeSetupFile(path, json);
+        QString problem = writeSetupFile(path, json);
         if (!problem.isEmpty()) // perhaps nobody is left to be told
             qWarning().noquote() << problem;
         return problem;
