@@ -236,7 +236,7 @@ TEST_F(EnvironmentSessionTest, FiftyUnplugsDuringARecordingAreToldOnceEachWay)
     }
     EXPECT_EQ(shown(u"SIM2"_s), 0);
     EXPECT_TRUE(SessionHarness::waitUntil([&] { return entries("/proc/self/task") == threads; }));
-    EXPECT_EQ(entries("/proc/self/fd"), files);
+    EXPECT_LE(entries("/proc/self/fd"), files) << "at the beginning another thread may have had one open";
     ASSERT_TRUE(harness.stopAndWaitIdle());
 
     const EnvFile log = readEnvFile(harness.path(u"run.Env"_s));
