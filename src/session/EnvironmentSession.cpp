@@ -283,10 +283,10 @@ void EnvironmentSession::handleLogOpened(bool isOpen)
 {
     m_log = isOpen ? SensorsStatus::Log::Open : SensorsStatus::Log::Failed;
     if (!isOpen)
-        m_user.notify(Severity::Warning, tr("Environmental Sensors"),
-                      tr("Could not open the environmental sensor log file (it may be in use by another "
-                         "application).\n\nRecording will continue without environmental sensor "
-                         "logging."));
+        m_user.announce(Severity::Warning, tr("Environmental Sensors"),
+                        tr("Could not open the environmental sensor log file (it may be in use by another "
+                           "application).\n\nRecording will continue without environmental sensor "
+                           "logging."));
 }
 
 std::function<void()> EnvironmentSession::endCollection()

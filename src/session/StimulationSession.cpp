@@ -214,10 +214,10 @@ void StimulationSession::takeUpHardware()
     halt();
     applySettings();
     begin();
-    m_user.notify(Severity::Information, text("Stimulation"),
-                  source == StimulationSource::Unit
-                      ? text("The stimulation unit answers now: cages are stimulated from now on.")
-                      : text("The digital outputs answer now: cages are stimulated from now on."));
+    m_user.announce(Severity::Information, text("Stimulation"),
+                    source == StimulationSource::Unit
+                        ? text("The stimulation unit answers now: cages are stimulated from now on.")
+                        : text("The digital outputs answer now: cages are stimulated from now on."));
 }
 
 void StimulationSession::activate(std::uint8_t cageMask)
@@ -283,7 +283,7 @@ void StimulationSession::warnAboutSetup(const RecordingContext& context)
         return;
     m_toldProblem = problem;
     qWarning().noquote() << "Stimulation:" << problem.section(u'\n', 0, 0);
-    m_user.notify(Severity::Warning, text("Stimulation"), problem);
+    m_user.announce(Severity::Warning, text("Stimulation"), problem);
 }
 
 void StimulationSession::segmentStarted(const RecordingContext& context)

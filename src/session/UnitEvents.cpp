@@ -44,7 +44,7 @@ void SessionPrivate::connectUnitEvents()
     auto* lostBuses = new LostBuses(
         time,
         [this](Severity severity, const QString& text) {
-            user.notify(severity, SessionController::tr("Acquisition Unit"), text);
+            user.announce(severity, SessionController::tr("Acquisition Unit"), text);
         },
         q);
     QObject::connect(&daqInfo.stimulation(), &StimulationHardware::busLost, lostBuses, &LostBuses::noteLost);

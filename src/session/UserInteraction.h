@@ -39,8 +39,14 @@ class UserInteraction
 public:
     virtual ~UserInteraction() = default;
 
-    /// A message that the user closes.
+    /// A message that the user closes: the answer to what they have just done.
     virtual void notify(Severity severity, const QString& title, const QString& text) = 0;
+
+    /// A message that comes by itself. Whoever types goes on typing; it waits beside until it is closed.
+    virtual void announce(Severity severity, const QString& title, const QString& text)
+    {
+        notify(severity, title, text);
+    }
 
     /// answered(index of the pressed button). Closing the box answers question.escapeButton, which may be -1;
     /// so does, with -1, a question that is withdrawn because it has become pointless. -1 is a no.

@@ -108,6 +108,15 @@ void fill(QMessageBox* box, QMessageBox::Icon icon, const QString& title, const 
     box->setText(text);
 }
 
+/// Deletes itself when it is closed.
+QMessageBox* messageBox(QWidget* window, Severity severity, const QString& title, const QString& text)
+{
+    auto* box = new QMessageBox(window);
+    fill(box, iconFor(severity), title, text);
+    box->setStandardButtons(QMessageBox::Ok);
+    return box;
+}
+
 void closeBox(QMessageBox* box)
 {
     if (auto* notice = dynamic_cast<NoticeBox*>(box))
@@ -132,9 +141,13 @@ void WindowInteraction::attachTo(QWidget* window)
 
 void WindowInteraction::notify(Severity severity, const QString& title, const QString& text)
 {
-    auto* box = new QMessageBox(m_window);
-    fill(box, iconFor(severity), title, text);
-    box->setStandardButtons(QMessageBox::Ok);
+    messageBox(m_window, severity, title, text)->show();
+}
+
+void WindowInteraction::announce(Severity severity, const QString& title, const QString& text)
+{
+    QMessageBox* box = messageBox(m_window, severity, title, text);
+    box->setAttribute(Qt::WA_ShowWithoutActivating);
     box->show();
 }
 
@@ -224,9 +237,7 @@ void WindowInteraction::setRecordingIndicator(const QString& text)
 void WindowInteraction::fatalError(const QString& title, const QString& text)
 {
     m_fatal = true;
-    auto* box = new QMessageBox(m_window);
-    fill(box, QMessageBox::Critical, title, text);
-    box->setStandardButtons(QMessageBox::Ok);
+    QMessageBox* box = messageBox(m_window, Severity::Critical, title, text);
     if (m_window)
         box->setWindowModality(Qt::WindowModal);
     connect(box, &QDialog::finished, this, &WindowInteraction::fatalErrorSeen);

@@ -26,6 +26,7 @@ public:
     void attachTo(QWidget* window);
 
     void notify(Severity severity, const QString& title, const QString& text) override;
+    void announce(Severity severity, const QString& title, const QString& text) override;
     void ask(const Question& question, std::function<void(int)> answered) override;
     void showNotice(const QString& id, const QString& title, const QString& text, const QString& buttonText,
                     std::function<void()> pressed) override;

@@ -126,7 +126,9 @@ TEST_F(WindowInteractionTest, TheDefaultButtonIsTheOneAskedFor)
     const QPointer<QMessageBox> shown = box(u"Stop Recording"_s);
     ASSERT_NE(shown, nullptr);
     EXPECT_EQ(shown->defaultButton()->text(), u"&No"_s);
-    QTest::keyClick(shown, Qt::Key_Return);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(shown));
+    EXPECT_EQ(shown->focusWidget(), shown->defaultButton()) << "Space presses what has the keyboard";
+    QTest::keyClick(shown->focusWidget(), Qt::Key_Return);
     EXPECT_EQ(m_answers, std::vector<int>{1});
 }
 
