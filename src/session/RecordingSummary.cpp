@@ -11,6 +11,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr QStringView dateTimeFormat = u"yyyy-MM-dd HH:mm:ss";
+
 QString nothingLost()
 {
     return u"Lost: nothing"_s;
@@ -154,6 +156,9 @@ QString summaryText(const RecordingResult& result)
     for (qsizetype i = 0; i < result.segmentBases.size(); ++i)
         out << "Segment " << i << ": " << result.segmentBases.at(i) << "\n";
     out << "Device: " << result.deviceName << ", serial " << result.deviceSerial << "\n";
+    if (result.begun.isValid() && result.ended.isValid())
+        out << "Recorded: from " << result.begun.toString(dateTimeFormat) << " to "
+            << result.ended.toString(dateTimeFormat) << "\n";
     out << "Ended: " << endReasonText(result.reason) << " after "
         << QString::number(static_cast<double>(result.elapsedMs) / 1000.0, 'f', 1) << " s\n";
     out << "Signal: "

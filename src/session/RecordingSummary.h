@@ -3,6 +3,8 @@
 
 #include "session/SessionTypes.h"
 
+#include <QDateTime>
+
 namespace vt {
 
 /// Facts of a recording that has ended.
@@ -12,6 +14,8 @@ struct RecordingResult
     QStringList segmentBases; ///< in order
     QString deviceName;
     QString deviceSerial;
+    QDateTime begun; ///< local time, as the next
+    QDateTime ended;
     qint64 elapsedMs = 0;
     qint64 withoutDataMs = 0; ///< pauses: each from the last data to the resume or the end
     int pauses = 0;

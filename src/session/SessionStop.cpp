@@ -224,7 +224,9 @@ void SessionPrivate::finish()
     setState(SessionState::Idle);
     if (endReason == EndReason::DeviceLost) {
         qInfo("DAQ watchdog shutdown completed");
-        user.notify(
+        if (device.kind == DeviceKind::NiUnit)
+            health->unitLost();
+        user.announce(
             Severity::Critical, u"DAQ Disconnected"_s,
             u"The DAQ device stopped responding at approximately %1.\n\nData acquisition has been stopped "
             u"and files have been closed."_s.arg(pausedAt.toString(messageTimeFormat())));
@@ -259,6 +261,8 @@ void SessionPrivate::summarise()
     result.segmentBases = segmentBases;
     result.deviceName = device.name;
     result.deviceSerial = device.serial;
+    result.begun = recordingStart;
+    result.ended = time.now();
     result.elapsedMs = time.monotonicMs() - recordingStartMs;
     result.channels = channelSummaries();
     const SessionStatus atEnd = q->status();

@@ -223,11 +223,22 @@ void UnitHealth::notePresence()
 
 void UnitHealth::noteAway()
 {
-    if (m_isPaused || m_isWaiting)
+    const bool isAway = m_isPaused || m_isWaiting || m_isLost;
+    if (isAway)
         set(HardwareFault::SensorShorted, false); // told again when the unit is back
-    set(HardwareFault::UnitAway, m_isPaused || m_isWaiting,
-        m_isPaused ? tr("The recording is paused. It goes on by itself when the acquisition unit is back.")
-                   : QString());
+    QString detail;
+    if (m_isPaused)
+        detail = tr("The recording is paused. It goes on by itself when the acquisition unit is back.");
+    else if (m_isLost && !m_isWaiting)
+        detail = tr("The unit stopped responding and the recording was ended. Choose the unit again in the "
+                    "setup when it is back.");
+    set(HardwareFault::UnitAway, isAway, detail);
+}
+
+void UnitHealth::unitLost()
+{
+    m_isLost = true;
+    noteAway();
 }
 
 bool UnitHealth::isTold(HardwareFault fault) const
@@ -269,6 +280,7 @@ void UnitHealth::toggleLight()
 void UnitHealth::unitSelected()
 {
     m_facts.clear();
+    m_isLost = false;
     m_sensorCount = 0;
     m_isLightOn = false; // the driver's reset switches it off
     emit changed();
@@ -296,6 +308,7 @@ void UnitHealth::recordingStarted(const RecordingContext& context)
 void UnitHealth::segmentStarted(const RecordingContext&)
 {
     m_isPaused = false;
+    m_isLost = false;
     for (const HardwareFault fault :
          {HardwareFault::McuBus, HardwareFault::StimulationBus, HardwareFault::OutputsBus})
         set(fault, false);

@@ -64,6 +64,8 @@ public:
 
     /// Another unit was selected, or none: its light is off, and nothing is known of it.
     void unitSelected();
+    /// It stopped responding, and the recording was ended for that.
+    void unitLost();
     /// The register file was read.
     void unitRead(const MCUHeader& header);
 
@@ -101,6 +103,7 @@ private:
     bool m_isUnitWanted = false;     ///< by the recording that runs: the stimulation unit
     bool m_areOutputsWanted = false; ///< likewise: digital outputs or inputs
     bool m_isPaused = false;
+    bool m_isLost = false;    ///< it ended a recording, and was not chosen again since
     bool m_isWaiting = false; ///< for a unit to come back while nothing is paused
 };
 

@@ -17,6 +17,9 @@ namespace {
 class UnitHealthTest : public testing::Test
 {
 protected:
+    explicit UnitHealthTest(bool autoResume = true)
+        : harness({.channels = 2, .autoResume = autoResume, .devicesOnFakeTime = true})
+    {}
     [[nodiscard]] bool begin(bool isStimulating)
     {
         if (!harness.select())
@@ -44,7 +47,13 @@ protected:
         return harness.passUntil([&] { return harness.deliver(1) == 1 && told() == faults; }, 1);
     }
 
-    SessionHarness harness{{.channels = 2, .autoResume = true, .devicesOnFakeTime = true}};
+    SessionHarness harness;
+};
+
+class LostUnitTest : public UnitHealthTest
+{
+protected:
+    LostUnitTest() : UnitHealthTest(false) {}
 };
 
 } // namespace
@@ -97,6 +106,18 @@ TEST_F(UnitHealthTest, AUnitThatIsAwayIsTheOnlyFaultUntilItIsBack)
         harness.passUntil([this] { return harness.session->state() == SessionState::Recording; }, 100));
     ASSERT_TRUE(harness.waitForDevice());
     EXPECT_TRUE(tells({}));
+}
+
+TEST_F(LostUnitTest, EndedItsRecordingAndIsAwayUntilItIsChosenAgain)
+{
+    ASSERT_TRUE(begin(true));
+    harness.unit.unplug();
+    harness.passTime(5100);
+    ASSERT_TRUE(harness.passUntil([this] { return harness.session->state() == SessionState::Idle; }, 100));
+    EXPECT_EQ(told(), std::vector{UnitAway}) << "not what hangs on it";
+    harness.unit.replug();
+    ASSERT_TRUE(harness.select());
+    EXPECT_TRUE(told().empty());
 }
 
 TEST_F(UnitHealthTest, WhatTheRecordingDoesNotAskForIsNotMissedAndTheLightShowsWhatTheUnitTook)
