@@ -85,14 +85,18 @@ void StepHistory::append(const StepRecord& record)
 void StepHistory::count(Channel& channel, const ChannelStep& step, bool isDecided,
                         const QDateTime& time) const
 {
+    ActivityBin& dayBin = channel.days[time.date()][static_cast<std::size_t>(
+        (time.time().hour() * 60 + time.time().minute()) / MinutesPerBin)];
     if (std::isfinite(step.activityIndex)) {
-        ActivityBin& bin = channel.days[time.date()][static_cast<std::size_t>(
-            (time.time().hour() * 60 + time.time().minute()) / MinutesPerBin)];
-        bin.sum += static_cast<float>(step.activityIndex);
-        ++bin.count;
-        if (channel.days.size() > static_cast<std::size_t>(MostDays))
-            channel.days.erase(channel.days.begin());
+        dayBin.sum += static_cast<float>(step.activityIndex);
+        ++dayBin.count;
     }
+    if (isDecided) {
+        ++dayBin.scored;
+        dayBin.asleep = static_cast<std::int16_t>(dayBin.asleep + (step.sleeping ? 1 : 0));
+    }
+    if (channel.days.size() > static_cast<std::size_t>(MostDays))
+        channel.days.erase(channel.days.begin());
     if (!isDecided) {
         channel.wasAsleep = false;
         channel.totals.stateSinceMs = 0;

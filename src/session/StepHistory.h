@@ -55,7 +55,9 @@ public:
     struct ActivityBin
     {
         float sum = 0.0F;
-        int count = 0;
+        std::int16_t count = 0;  ///< steps with an activity; at most 300, or 600 when the clock is set back
+        std::int16_t scored = 0; ///< decided steps
+        std::int16_t asleep = 0; ///< of them
         [[nodiscard]] std::optional<double> mean() const
         {
             return count > 0 ? std::optional<double>(static_cast<double>(sum) / count) : std::nullopt;

@@ -77,4 +77,22 @@ std::optional<double> mean(const Days& days, const Slot& slot)
     return day ? (*day)[static_cast<std::size_t>(slot.bin)].mean() : std::nullopt;
 }
 
+SleepByLight sleepByLight(const Days& days, const LightCycle& cycle)
+{
+    SleepByLight sleep;
+    if (!cycle.isKnown())
+        return sleep;
+    const std::vector<std::pair<double, double>> dark = cycle.darkHours();
+    for (const auto& [date, day] : days)
+        for (std::size_t bin = 0; bin < day.size(); ++bin) {
+            const double middle = (static_cast<double>(bin) + 0.5) * MinutesPerBin / 60.0;
+            const bool isDark = std::ranges::any_of(
+                dark, [middle](const auto& span) { return span.first <= middle && middle < span.second; });
+            PhaseSleep& phase = isDark ? sleep.dark : sleep.light;
+            phase.scored += day[bin].scored;
+            phase.asleep += day[bin].asleep;
+        }
+    return sleep;
+}
+
 } // namespace vt::activitydays

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "session/StepHistory.h"
+#include "ui/LightCycle.h"
 
 #include <optional>
 #include <vector>
@@ -39,5 +40,24 @@ struct Slot
 /// The 144 bins that end with the one in which the time lies, oldest first, by the local clock.
 [[nodiscard]] std::vector<Slot> lastDay(qint64 timeMs);
 [[nodiscard]] std::optional<double> mean(const Days& days, const Slot& slot);
+
+/// Decided steps of one phase of the light cycle, and how many of them were asleep.
+struct PhaseSleep
+{
+    int scored = 0;
+    int asleep = 0;
+    [[nodiscard]] std::optional<double> percent() const
+    {
+        return scored > 0 ? std::optional<double>(100.0 * asleep / scored) : std::nullopt;
+    }
+};
+struct SleepByLight
+{
+    PhaseSleep light;
+    PhaseSleep dark;
+};
+/// Over all the days. A bin in which the light changes counts for the phase that its middle lies in. Without
+/// a known cycle nothing is counted.
+[[nodiscard]] SleepByLight sleepByLight(const Days& days, const LightCycle& cycle);
 
 } // namespace vt::activitydays

@@ -93,6 +93,8 @@ QWidget* ChannelDaysView::buildFigures()
     };
     m_state = add(tr("Sleeping"), "channelState", tr("Not scored"));
     m_percent = add(tr("Percent Sleep"), "channelPercent", QStringLiteral("100.0 %"));
+    m_light = add(tr("In light"), "channelLight", QStringLiteral("100.0 %"));
+    m_dark = add(tr("In dark"), "channelDark", QStringLiteral("100.0 %"));
     m_bouts = add(tr("Bouts"), "channelBouts", QStringLiteral("88,888"));
     m_meanBout = add(tr("Mean Bout Length"), "channelMeanBout", QStringLiteral("888.8 min"));
     return figures;
@@ -107,6 +109,7 @@ void ChannelDaysView::begin(const QStringList& animalIds, const LightCycle& cycl
         for (int i = 0; i < static_cast<int>(animalIds.size()); ++i)
             m_channel->addItem(tr("Channel %1: %2").arg(i + 1).arg(animalIds[i]));
     }
+    m_cycle = cycle;
     m_actogram->setCycle(cycle);
     m_actogram->setDays({});
     m_histogram->setCounts({}, {});
@@ -155,6 +158,20 @@ void ChannelDaysView::refresh(const StepHistory& history, const SleepRow& row, s
                          ? tr("%1 min").arg(QLocale().toString(row.meanBoutSeconds / 60.0, 'f', 1))
                          : dash,
                      tr("Time asleep divided by the bouts"), emphasis);
+    const activitydays::SleepByLight byLight =
+        activitydays::sleepByLight(history.activityDays(channel()), m_cycle);
+    const auto showPhase = [&](MetricCell* cell, const activitydays::PhaseSleep& phase,
+                               const QString& toolTip) {
+        const std::optional<double> percent = isScored ? phase.percent() : std::nullopt;
+        cell->show(percent ? QLocale().toString(*percent, 'f', 1) + QStringLiteral(" %") : dash, toolTip,
+                   percent ? Emphasis::Normal : Emphasis::Muted);
+    };
+    showPhase(
+        m_light, byLight.light,
+        tr("Share of the scored steps asleep while the lights are on, to ten minutes, over at most 28 days"));
+    showPhase(m_dark, byLight.dark,
+              tr("Share of the scored steps asleep while the lights are off, to ten minutes, over at most 28 "
+                 "days"));
     m_notScored->setVisible(!isScored);
     m_histogramCard->setVisible(isScored);
     m_actogram->setDays(history.activityDays(channel()));

@@ -46,8 +46,11 @@ private:
     QPushButton* m_next;
     MetricCell* m_state = nullptr;
     MetricCell* m_percent = nullptr;
+    MetricCell* m_light = nullptr;
+    MetricCell* m_dark = nullptr;
     MetricCell* m_bouts = nullptr;
     MetricCell* m_meanBout = nullptr;
+    LightCycle m_cycle;
     Actogram* m_actogram;
     QLabel* m_scale;
     Card* m_histogramCard;

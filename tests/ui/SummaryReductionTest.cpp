@@ -184,6 +184,21 @@ TEST(ActivityDays, EveryRowShowsItsDayAndTheNextOneAlsoAcrossDaysWithoutData)
         << "a clock that jumped a year must not make a year of rows";
 }
 
+TEST(ActivityDays, SleepIsToldByLightAndDarkAlsoWhenTheDarkPassesMidnight)
+{
+    StepHistory history;
+    history.begin(1);
+    addSteps(history, at(7, 0), 300, {.asleep = true}); // ten minutes of light
+    addSteps(history, at(18, 40), 300, {});
+    addSteps(history, at(19, 0), 300, {});
+    addSteps(history, at(6, 50) + 24 * HourMs, 100, {.asleep = true}); // still dark
+    addSteps(history, at(6, 55) + 24 * HourMs, 50, {.isDecided = false});
+    const auto sleep = activitydays::sleepByLight(history.activityDays(0), {QTime(7, 0), QTime(19, 0)});
+    EXPECT_EQ(sleep.light.percent(), 50.0);
+    EXPECT_EQ(sleep.dark.percent(), 25.0) << "what was not scored does not count";
+    EXPECT_FALSE(activitydays::sleepByLight(history.activityDays(0), {}).light.percent().has_value());
+}
+
 TEST(ActivityDays, FullHeightIgnoresTheRareExtreme)
 {
     activitydays::Days days;
