@@ -311,7 +311,7 @@ int runWindow()
     const QString suggestedName = line.output.isEmpty() ? AppSettings::saveFileName() : line.output;
     MainWindow window(session, user,
                       {suggestedName, AppSettings::geometry(), AppSettings::autoResumeOnDaqDisconnect(),
-                       AppSettings::lastConfigDir(), AppSettings::lastAnimalIdDir()},
+                       AppSettings::lastConfigDir(), AppSettings::lastAnimalIdDir(), log.logFilePath()},
                       {&surroundings.sensors, &surroundings.cameras, &services.time()});
     keepChoices(window, safeguards.store());
     keepChartChoices(*window.pages()->environment(), safeguards.store());

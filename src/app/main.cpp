@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QIcon>
 
 namespace {
 
@@ -23,6 +24,10 @@ int main(int argc, char** argv)
         return vt::runConsole();
     }
     QApplication application(argc, argv);
+    QIcon icon;
+    for (const int size : {16, 32, 48, 256})
+        icon.addFile(QStringLiteral(":/icons/vellumtide-%1.png").arg(size));
+    QApplication::setWindowIcon(icon);
     vt::applyApplicationStyle(application);
     return vt::runWindow();
 }

@@ -7,6 +7,7 @@
 #include "ui/ControlBar.h"
 #include "ui/DevicePanel.h"
 #include "ui/HardwareCard.h"
+#include "ui/HelpMenu.h"
 #include "ui/LiveTraces.h"
 #include "ui/MarkerPanel.h"
 #include "ui/RecordingPanel.h"
@@ -17,7 +18,6 @@
 #include "ui/StatusStrip.h"
 #include "ui/Theme.h"
 #include "ui/WindowInteraction.h"
-#include "ui/WindowShortcuts.h"
 #include "ui/setup/AnimalIdActions.h"
 #include "ui/setup/CamerasTab.h"
 #include "ui/setup/SensorsTab.h"
@@ -28,6 +28,7 @@
 #include <QCloseEvent>
 #include <QGridLayout>
 #include <QGuiApplication>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QLocale>
 #include <QMenuBar>
@@ -64,7 +65,7 @@ MainWindow::MainWindow(SessionController& controller, WindowInteraction& user,
     m_dialog->animalIdActions()->setFolder(preferences.lastAnimalIdDir);
     connectPanels();
     connectSession();
-    setMinimumSize(1180, 640);
+    setMinimumSize(1000, 560);
     resize(1280, 800);
     if (!preferences.geometry.isEmpty())
         restoreGeometry(preferences.geometry);
@@ -154,16 +155,20 @@ QWidget* MainWindow::buildSide()
 
 void MainWindow::buildStatusBar()
 {
-    m_indicator = new QLabel(this);
+    auto* right = new QWidget(this);
+    m_indicator = new QLabel(right);
     m_indicator->setObjectName(QStringLiteral("recordingIndicator"));
-    m_indicator->setContentsMargins(spacing::Medium, 0, spacing::Medium, 0);
     setEmphasis(m_indicator, Emphasis::Danger);
-    m_simulated = new QLabel(tr("Simulated unit: the signals do not come from animals"), this);
+    m_simulated = new QLabel(tr("Simulated unit: the signals do not come from animals"), right);
     setEmphasis(m_simulated, Emphasis::Warning);
     m_simulated->hide();
+    auto* layout = new QHBoxLayout(right); // a style sheet leaves its margins alone, unlike a label's
+    layout->setContentsMargins(spacing::Medium, 0, spacing::Medium, 0);
+    layout->setSpacing(spacing::Large);
+    layout->addWidget(m_simulated);
+    layout->addWidget(m_indicator);
     statusBar()->setSizeGripEnabled(false);
-    statusBar()->addPermanentWidget(m_simulated);
-    statusBar()->addPermanentWidget(m_indicator);
+    statusBar()->addPermanentWidget(right);
 }
 
 void MainWindow::buildMenus(const WindowPreferences& preferences)
@@ -176,17 +181,22 @@ void MainWindow::buildMenus(const WindowPreferences& preferences)
     connect(autoResume, &QAction::toggled, this, &MainWindow::handleAutoResume);
     buildHardwareMenu();
     buildViewMenu();
-    QMenu* help = menuBar()->addMenu(tr("&Help"));
-    help->addAction(tr("&Keyboard Shortcuts"), this, &MainWindow::showShortcuts)
-        ->setShortcut(QKeySequence(Qt::Key_F1));
+    fillHelpMenu(*menuBar()->addMenu(tr("&Help")), *this, preferences.logFile);
 }
 
 void MainWindow::buildRecordingMenu()
 {
     QMenu* recording = menuBar()->addMenu(tr("&Recording"));
-    m_startAction = recording->addAction(tr("&Start Recording"), this, &MainWindow::startRecording);
-    m_stopAction = recording->addAction(tr("S&top Recording"), this, [this] { m_controller.requestStop(); });
-    m_markerAction = recording->addAction(tr("Add &Marker"), this, &MainWindow::handleMarker);
+    // The keys of these three belong to their buttons; behind a tabulator the menu only shows them.
+    const auto withKey = [](const QString& entry, const QKeySequence& key) {
+        return entry + u'\t' + key.toString(QKeySequence::NativeText);
+    };
+    m_startAction = recording->addAction(withKey(tr("&Start Recording"), Qt::CTRL | Qt::Key_R), this,
+                                         &MainWindow::startRecording);
+    m_stopAction = recording->addAction(withKey(tr("S&top Recording"), Qt::CTRL | Qt::SHIFT | Qt::Key_R),
+                                        this, [this] { m_controller.requestStop(); });
+    m_markerAction =
+        recording->addAction(withKey(tr("Add &Marker"), Qt::Key_M), this, &MainWindow::handleMarker);
     recording
         ->addAction(tr("Edit Newest Marker's &Label"), this, [this] { m_recording->markers()->editNewest(); })
         ->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_M));
@@ -246,13 +256,6 @@ void MainWindow::buildViewMenu()
         m_pages->toggleFrozen();
         showFrozen(); // there may have been nothing to freeze
     });
-}
-
-void MainWindow::showShortcuts()
-{
-    auto* sheet = new ShortcutSheet(windowShortcuts(), this);
-    sheet->setAttribute(Qt::WA_DeleteOnClose);
-    sheet->open();
 }
 
 void MainWindow::showDiagnostics()
@@ -334,6 +337,8 @@ void MainWindow::handleState(SessionState state)
 {
     m_controls->setState(state);
     const bool idle = state == SessionState::Idle;
+    const bool isPaused = state == SessionState::Paused || state == SessionState::Resuming;
+    m_indicator->setVisible(!isPaused); // the strip says what it is instead
     m_dialog->setLocked(!idle);
     m_loadConfigAction->setEnabled(idle);
     m_startAction->setEnabled(idle);

@@ -37,6 +37,7 @@ struct WindowPreferences
     bool autoResumeOnDaqDisconnect = false; ///< "autoResumeOnDaqDisconnect", as stored
     QString lastConfigDir = {};             ///< "SetupDialog/lastConfigDir"
     QString lastAnimalIdDir = {};           ///< of the list of animal IDs last taken
+    QString logFile = {};                   ///< of this run; empty: there is none
 };
 
 /// The session's face: shows its state, passes on what the user wants. Never waits. Interface thread.
@@ -98,7 +99,6 @@ private:
     void handleMarker();
     void handleMarkerLabel(int event, const QString& label);
     void handleStimulateNow();
-    void showShortcuts();
     void showDiagnostics();
     void refreshHardware(const SessionStatus& status);
     void handleAutoResume(bool enabled);

@@ -63,15 +63,20 @@ Card* RecordingPanel::buildAround()
 
 void RecordingPanel::setStatus(const SessionStatus& status)
 {
-    showStimulation(status.stimulation);
+    showStimulation(status.stimulation,
+                    status.state == SessionState::Paused || status.state == SessionState::Resuming);
     showAround(status);
 }
 
-void RecordingPanel::showStimulation(const StimulationStatus& stimulation)
+void RecordingPanel::showStimulation(const StimulationStatus& stimulation, bool isPaused)
 {
     using State = StimulationStatus::State;
     m_stimulate->setEnabled(stimulation.isRunning);
-    const QString line = statustext::stimulationText(stimulation);
+    const bool isSetUp = stimulation.state != State::NotSetUp;
+    QString line = isSetUp && isPaused ? tr("Stimulation: waits for the acquisition unit")
+                                       : statustext::stimulationText(stimulation);
+    if (stimulation.stimulations > 0)
+        line += tr("\nStimulations asked for: %1").arg(QLocale().toString(stimulation.stimulations));
     m_stimulation->setText(line);
     m_stimulationCard->setVisible(!line.isEmpty() || stimulation.isRunning);
     const bool works = stimulation.state == State::Unit || stimulation.state == State::Outputs;

@@ -32,7 +32,7 @@ signals:
 private:
     [[nodiscard]] Card* buildStimulation();
     [[nodiscard]] Card* buildAround();
-    void showStimulation(const StimulationStatus& stimulation);
+    void showStimulation(const StimulationStatus& stimulation, bool isPaused);
     void showAround(const SessionStatus& status);
 
     MarkerPanel* m_markers;
