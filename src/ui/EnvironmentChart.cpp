@@ -2,10 +2,10 @@
 #include "ui/EnvironmentChart.h"
 
 #include "ui/ChartTicks.h"
+#include "ui/ClockText.h"
 #include "ui/SeriesStyle.h"
 #include "ui/Theme.h"
 
-#include <QDateTime>
 #include <QLocale>
 #include <QPainter>
 
@@ -66,7 +66,8 @@ void EnvironmentChart::updateRange()
         }
     }
     const double least = envunits::leastSpan(m_quantity, m_units);
-    if (low > high) {
+    m_isEmpty = low > high;
+    if (m_isEmpty) {
         m_range = {0.0, least};
     } else {
         low = envunits::convert(m_quantity, low, m_units);
@@ -119,7 +120,9 @@ void EnvironmentChart::drawAxes(QPainter& painter, const QRect& plot) const
     painter.setPen(theme.mutedText);
     const auto values =
         ticks::valueTicks(m_range.low, m_range.high, std::max(plot.height() / PixelsPerValueTick, 2));
-    for (const double value : values.values) {
+    if (m_isEmpty)
+        painter.drawText(plot, Qt::AlignCenter, tr("No readings in this time"));
+    for (const double value : m_isEmpty ? std::vector<double>() : values.values) {
         const int y =
             plot.bottom() - static_cast<int>(std::lround((value - m_range.low) /
                                                          (m_range.high - m_range.low) * (plot.height() - 1)));
@@ -134,8 +137,7 @@ void EnvironmentChart::drawAxes(QPainter& painter, const QRect& plot) const
         const int x = static_cast<int>(std::lround(xOf(plot, static_cast<double>(tick))));
         painter.fillRect(x, plot.top(), 1, plot.height() + 4, theme.grid);
         painter.drawText(QRect(x - labelWidth / 2, plot.bottom() + 5, labelWidth, metrics.height()),
-                         Qt::AlignHCenter | Qt::AlignTop,
-                         QDateTime::fromMSecsSinceEpoch(tick).toString(QStringLiteral("HH:mm")));
+                         Qt::AlignHCenter | Qt::AlignTop, clocktext::hoursMinutes(clocktext::at(tick)));
     }
 }
 
@@ -191,8 +193,7 @@ QString EnvironmentChart::textAt(QPoint position) const
         return envunits::quantityName(m_quantity);
     const double place = static_cast<double>(position.x() - plot.left()) / plot.width();
     const qint64 timeMs = m_fromMs + static_cast<qint64>(place * static_cast<double>(m_toMs - m_fromMs));
-    return QDateTime::fromMSecsSinceEpoch(timeMs).toString(QStringLiteral("HH:mm")) + u'\n' +
-           texts.join(u'\n');
+    return clocktext::hoursMinutes(clocktext::at(timeMs)) + u'\n' + texts.join(u'\n');
 }
 
 } // namespace vt

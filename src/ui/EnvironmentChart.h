@@ -51,7 +51,8 @@ private:
     qint64 m_fromMs = 0;
     qint64 m_toMs = 0;
     std::vector<Line> m_lines;
-    Range m_range; ///< in the unit
+    Range m_range;         ///< in the unit
+    bool m_isEmpty = true; ///< no line has a reading, so that there is no scale of values
 };
 
 } // namespace vt

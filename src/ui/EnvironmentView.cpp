@@ -28,6 +28,7 @@ namespace {
 
 constexpr int HourChoices[] = {1, 6, 24};
 constexpr qint64 MsPerHour = 3'600'000;
+constexpr qint64 PresentMs = 10'000; ///< a reading is due every 2 s
 
 } // namespace
 
@@ -233,20 +234,23 @@ void EnvironmentView::fitCards()
 
 void EnvironmentView::showCards()
 {
+    bool areReadingsPresent = false;
     for (const std::unique_ptr<Sensor>& sensor : m_sensors) {
         const EnvSeries& facts = sensor->facts;
         const auto state = !facts.connected ? SensorCard::State::Disconnected
                            : !facts.enabled ? SensorCard::State::SwitchedOff
                                             : SensorCard::State::Connected;
-        sensor->card->show(facts.label, state, sensor->newest, sensor->history.newestMs(), m_units);
+        const bool isPresent = sensor->newest && m_nowMs - sensor->newest->timeMs <= PresentMs;
+        areReadingsPresent = areReadingsPresent || isPresent;
+        sensor->card->show(facts.label, state, isPresent ? sensor->newest : std::nullopt,
+                           sensor->history.newestMs(), m_units);
     }
-    const bool hasReadings = std::ranges::any_of(
-        m_sensors, [](const std::unique_ptr<Sensor>& sensor) { return sensor->history.newestMs() > 0; });
-    m_hint->setText(hasReadings ? QString() : tr("Sensors are read while a recording runs."));
+    m_hint->setText(areReadingsPresent ? QString() : tr("Sensors are read while a recording runs."));
 }
 
 void EnvironmentView::refresh(qint64 nowMs)
 {
+    m_nowMs = nowMs;
     if (!isVisible() || m_sensors.empty())
         return;
     showCards();

@@ -87,6 +87,7 @@ private:
     void showUnits();
 
     std::vector<std::unique_ptr<Sensor>> m_sensors;
+    qint64 m_nowMs = 0; ///< of the last refresh, since the epoch
     envunits::Units m_units;
     QStackedLayout* m_pages;
     RadioGroup* m_hours;

@@ -144,7 +144,7 @@ TEST_F(EnvironmentViewTest, CardsSayWhatEverySensorReadsOrWhyItDoesNot)
     m_view.setSensors({{u"A1"_s, u"Rack"_s, true, true, {reading(Start, 21.5)}},
                        {u"B2"_s, u"Corridor"_s, false, true, {}},
                        {u"C3"_s, u"C3"_s, true, false, {}}});
-    m_view.refresh(Start + HourMs);
+    m_view.refresh(Start + 2 * SecondMs);
     ASSERT_EQ(cards().size(), 3);
     EXPECT_TRUE(texts(cards()[0]).contains(u"21.5 °C"_s));
     EXPECT_TRUE(texts(cards()[1]).contains(u"Disconnected"_s));
@@ -156,8 +156,13 @@ TEST_F(EnvironmentViewTest, CardsSayWhatEverySensorReadsOrWhyItDoesNot)
     EnvPoint failed;
     failed.timeMs = Start + 4 * SecondMs;
     m_view.addReading(u"A1"_s, failed);
-    m_view.refresh(Start + HourMs);
+    m_view.refresh(Start + 4 * SecondMs);
     EXPECT_FALSE(texts(cards()[0]).contains(u"71.6 °F"_s)) << "an old reading is not a present one";
+    m_view.addReading(u"A1"_s, reading(Start + 6 * SecondMs, 22.0));
+    m_view.refresh(Start + 8 * SecondMs);
+    EXPECT_TRUE(texts(cards()[0]).contains(u"71.6 °F"_s));
+    m_view.refresh(Start + HourMs); // the recording has ended long ago
+    EXPECT_FALSE(texts(cards()[0]).contains(u"71.6 °F"_s));
 }
 
 TEST_F(EnvironmentViewTest, ChartsKeepReadingsOfASensorThatIsListedAgainAndDrawNothingHidden)
