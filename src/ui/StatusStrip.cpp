@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/StatusStrip.h"
 
+#include "ui/ClockText.h"
 #include "ui/ElidedLabel.h"
 #include "ui/StatusText.h"
 
@@ -16,6 +17,7 @@ namespace vt {
 namespace {
 
 constexpr double LowDiskHours = 24;
+constexpr int SmallestNameWidth = 90;
 
 Emphasis stateEmphasis(SessionState state)
 {
@@ -94,11 +96,37 @@ StatusStrip::StatusStrip(QWidget* parent) : QFrame(parent)
     m_name = add(tr("Recording"), "name", QString(), 4);
     m_segment = add(tr("Segment"), "segment", statustext::segmentText(0), 1);
     m_acquired = add(tr("Frames acquired"), "acquired", QLocale().toString(88888888), 1);
-    m_dropped = add(tr("Dropped"), "dropped", QLocale().toString(8888), 1);
+    m_dropped = add(tr("Dropped"), "dropped", tr("%1, faults").arg(88), 1);
     m_queue = add(tr("Writer queue"), "queue", tr("%1, data lost").arg(8), 1);
     m_disk =
         add(tr("Disk space left"), "disk", QStringLiteral("888 GB, ") + statustext::lastsText(888, 1), 1);
+    fitCells();
     setStatus({});
+}
+
+/// What is least worth a look gives way first when the window is narrow.
+void StatusStrip::fitCells()
+{
+    int wanted = SmallestNameWidth;
+    for (const MetricCell* cell : findChildren<MetricCell*>())
+        wanted += cell->minimumWidth() + spacing::Medium;
+    wanted += 2 * spacing::Large - spacing::Medium;
+    for (MetricCell* cell : {m_acquired, m_segment}) {
+        cell->setVisible(width() >= wanted);
+        wanted -= cell->minimumWidth() + spacing::Medium;
+    }
+    m_narrowest = wanted;
+}
+
+QSize StatusStrip::minimumSizeHint() const
+{
+    return {m_narrowest, QFrame::minimumSizeHint().height()};
+}
+
+void StatusStrip::resizeEvent(QResizeEvent* event)
+{
+    QFrame::resizeEvent(event);
+    fitCells();
 }
 
 void StatusStrip::setStatus(const SessionStatus& status)
@@ -110,8 +138,7 @@ void StatusStrip::setStatus(const SessionStatus& status)
     const Emphasis emphasis = known ? Emphasis::Normal : Emphasis::Muted;
     m_elapsed->show(known ? statustext::elapsedText(status.elapsedMs) : dash(),
                     status.startTime.isValid()
-                        ? tr("Recording since %1, pauses included")
-                              .arg(QLocale().toString(status.startTime, QLocale::ShortFormat))
+                        ? tr("Recording since %1, pauses included").arg(clocktext::moment(status.startTime))
                         : tr("Time since the start of the recording"),
                     emphasis);
     const bool named = running && !status.basePath.isEmpty();
@@ -128,11 +155,31 @@ void StatusStrip::setStatus(const SessionStatus& status)
             .arg(QLocale().toString(status.framesProcessed), QLocale().toString(status.readErrors),
                  QLocale().toString(status.restarts)),
         emphasis);
-    m_dropped->show(known ? QLocale().toString(status.losses.framesDropped) : dash(),
-                    statustext::lossText(status.losses),
-                    status.losses.framesDropped > 0 ? Emphasis::Danger : emphasis);
+    showDropped(status, known);
     showQueue(status);
     showDisk(status);
+}
+
+/// Also what never became a frame: a serial line's damaged bytes, a unit that has to be started anew.
+void StatusStrip::showDropped(const SessionStatus& status, bool isKnown)
+{
+    const LossSummary& lost = status.losses;
+    const bool isLost = lost.framesDropped || lost.framesUnaccounted || lost.bytesDamaged ||
+                        lost.interruptions || lost.samplesDropped;
+    const bool isFaulty = status.readErrors > 0;
+    const QString count = QLocale().toString(lost.framesDropped);
+    QString toolTip = statustext::lossText(lost);
+    if (isFaulty)
+        toolTip += tr("\nRead errors of the unit: %1").arg(QLocale().toString(status.readErrors));
+    const bool isOther = isFaulty || (isLost && lost.framesDropped == 0);
+    m_dropped->show(!isKnown  ? dash()
+                    : isOther ? tr("%1, faults").arg(count)
+                              : count,
+                    toolTip,
+                    !isKnown   ? Emphasis::Muted
+                    : isLost   ? Emphasis::Danger
+                    : isFaulty ? Emphasis::Warning
+                               : Emphasis::Normal);
 }
 
 void StatusStrip::showQueue(const SessionStatus& status)

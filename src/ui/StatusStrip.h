@@ -35,8 +35,14 @@ class StatusStrip : public QFrame
 public:
     explicit StatusStrip(QWidget* parent = nullptr);
     void setStatus(const SessionStatus& status);
+    [[nodiscard]] QSize minimumSizeHint() const override;
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void fitCells();
+    void showDropped(const SessionStatus& status, bool isKnown);
     void showDisk(const SessionStatus& status);
     void showQueue(const SessionStatus& status);
 
@@ -48,6 +54,7 @@ private:
     MetricCell* m_dropped = nullptr;
     MetricCell* m_queue = nullptr;
     MetricCell* m_disk = nullptr;
+    int m_narrowest = 0; ///< with all that can give way hidden
 };
 
 } // namespace vt

@@ -414,6 +414,32 @@ TEST(StatusStrip, LossesAndLowDiskChangeTheWords)
     status.writer.currentDepth = 1001;
     strip.setStatus(status);
     EXPECT_EQ(value("queue"), u"1,001, filling"_s);
+    EXPECT_EQ(value("dropped"), u"0"_s);
+    status.losses.bytesDamaged = 5; // by a loose cable of the amplifier: no frame was dropped for it
+    strip.setStatus(status);
+    EXPECT_EQ(value("dropped"), u"0, faults"_s);
+    status.losses = {};
+    status.readErrors = 2;
+    strip.setStatus(status);
+    EXPECT_EQ(value("dropped"), u"0, faults"_s);
+}
+
+TEST(StatusStrip, KeepsWhatMattersWhenItIsNarrow)
+{
+    QWidget window;
+    StatusStrip strip(&window);
+    const auto isShown = [&strip](const char* name) {
+        return strip.findChild<QLabel*>(QLatin1String(name))->isVisible();
+    };
+    strip.resize(1400, 60);
+    show(window);
+    EXPECT_TRUE(isShown("acquired") && isShown("segment"));
+    strip.resize(strip.minimumSizeHint().width(), 60);
+    EXPECT_FALSE(isShown("acquired") || isShown("segment"));
+    for (const char* name : {"state", "elapsed", "name", "dropped", "queue", "disk"})
+        EXPECT_TRUE(isShown(name)) << name;
+    strip.resize(1400, 60);
+    EXPECT_TRUE(isShown("acquired") && isShown("segment"));
 }
 
 TEST(HardwareCard, SaysWhatIsWrongInWordsAndIsQuietOrAwayOtherwise)
