@@ -22,7 +22,7 @@ QString text(const char* source)
 QString manufacturedText(const QString& stored)
 {
     const QDate date = QDate::fromString(stored, u"yyyy_MM_dd"_s);
-    return date.isValid() ? QLocale().toString(date, QLocale::ShortFormat) : stored;
+    return date.isValid() ? date.toString(Qt::ISODate) : stored;
 }
 
 QString firmwareText(const MCUHeader& header)

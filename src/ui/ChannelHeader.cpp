@@ -26,7 +26,6 @@ ChannelHeader::ChannelHeader(QWidget* parent)
       m_state(new SleepChip(this)), m_range(new QToolButton(this))
 {
     setFocusPolicy(Qt::TabFocus);
-    setToolTip(tr("Double click or Enter: this channel alone. Menu key or right click: its scale."));
     setTextRole(m_number, TextRole::Caption);
     QFont bold = m_animal->font();
     bold.setWeight(QFont::DemiBold);
@@ -67,6 +66,7 @@ void ChannelHeader::setRange(traceview::View view, double range)
         return;
     m_range->setText(text);
     m_range->setAccessibleName(tr("Scale: %1").arg(text));
+    updateAccessibleName();
     layOut();
 }
 
@@ -91,6 +91,10 @@ QString ChannelHeader::stateText() const
 void ChannelHeader::updateAccessibleName()
 {
     setAccessibleName(tr("Channel %1, %2, %3").arg(m_number->text(), m_animal->text(), m_state->text()));
+    // Low rows have no place for the height beside the trace.
+    setToolTip(tr("Channel %1, height of the trace area %2.\nDouble click or Enter: this channel alone. Menu "
+                  "key or right click: its scale.")
+                   .arg(m_number->text(), m_range->text()));
 }
 
 void ChannelHeader::layOut()

@@ -88,7 +88,6 @@ DevicePanel::DevicePanel(QWidget* parent)
           std::pair{tr("Gain"), m_gain}}) {
         auto* caption = new QLabel(name, m_details);
         setTextRole(caption, TextRole::Caption);
-        value->setAccessibleName(name);
         value->setObjectName(QStringLiteral("detail%1").arg(column));
         grid->addWidget(caption, 0, column);
         grid->addWidget(value, 1, column);
@@ -215,7 +214,7 @@ void DevicePanel::setUnitInfo(const UnitInfo& info)
         setTextRole(caption, TextRole::Caption);
         auto* text = new ElidedLabel(m_info, Qt::ElideRight);
         text->setText(value);
-        text->setAccessibleName(name);
+        text->setAccessibleName(tr("%1: %2").arg(name, value));
         setTextRole(text, TextRole::Hint);
         m_infoGrid->addWidget(caption, row, 0);
         m_infoGrid->addWidget(text, row, 1);
@@ -234,6 +233,9 @@ void DevicePanel::showDetails(const QString& channels, const QString& animal, co
     m_channels->setText(channels);
     m_animal->setText(animal);
     m_gain->setText(gain);
+    m_channels->setAccessibleName(tr("Channels offered: %1").arg(channels));
+    m_animal->setAccessibleName(tr("Animal type: %1").arg(animal));
+    m_gain->setAccessibleName(tr("Gain: %1").arg(gain));
     m_message->hide();
     m_details->show();
 }

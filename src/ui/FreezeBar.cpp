@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/FreezeBar.h"
 
+#include "ui/ClockText.h"
 #include "ui/ElidedLabel.h"
 #include "ui/Theme.h"
 
 #include <QDateTime>
 #include <QHBoxLayout>
 #include <QKeyEvent>
-#include <QLocale>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSignalBlocker>
@@ -179,19 +179,13 @@ bool FreezeBar::eventFilter(QObject* watched, QEvent* event)
 
 QString FreezeBar::clockText(qint64 timeMs)
 {
-    return QDateTime::fromMSecsSinceEpoch(timeMs).toString(QStringLiteral("HH:mm:ss"));
+    return clocktext::clock(clocktext::at(timeMs));
 }
 
 QString FreezeBar::timeText(qint64 fromMs, qint64 toMs)
 {
-    const auto dated = [](qint64 timeMs, const QDate& known) {
-        const QDate date = QDateTime::fromMSecsSinceEpoch(timeMs).date();
-        return date == known
-                   ? clockText(timeMs)
-                   : tr("%1 %2").arg(QLocale().toString(date, QLocale::ShortFormat), clockText(timeMs));
-    };
-    return tr("%1 – %2").arg(dated(fromMs, QDate::currentDate()),
-                             dated(toMs, QDateTime::fromMSecsSinceEpoch(fromMs).date()));
+    const QDateTime from = clocktext::at(fromMs);
+    return tr("%1 – %2").arg(clocktext::moment(from), clocktext::moment(clocktext::at(toMs), from.date()));
 }
 
 } // namespace vt

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/HardwareCard.h"
 
+#include "ui/ClockText.h"
 #include "ui/Theme.h"
 #include "ui/ToggleSwitch.h"
 
 #include <QLabel>
-#include <QLocale>
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -24,15 +24,14 @@ QString sign(const HardwareProblem& problem)
 QString sinceText(const HardwareProblem& problem)
 {
     return HardwareCard::tr("since %1")
-        .arg(QLocale().toString(problem.since.time(), QLocale::ShortFormat))
+        .arg(clocktext::clock(problem.since))
         .replace(u' ', QChar(QChar::Nbsp));
 }
 
 QLabel* problemLine(const HardwareProblem& problem, QWidget* parent)
 {
     const QString kind = problem.isWarning ? HardwareCard::tr("Warning") : HardwareCard::tr("Fault");
-    const QString since =
-        HardwareCard::tr("Since %1").arg(QLocale().toString(problem.since, QLocale::ShortFormat));
+    const QString since = HardwareCard::tr("Since %1").arg(clocktext::moment(problem.since));
     auto* line = new QLabel(sign(problem) + problem.text + QStringLiteral(", ") + sinceText(problem), parent);
     line->setObjectName(QStringLiteral("hardwareProblem"));
     line->setTextFormat(Qt::PlainText);

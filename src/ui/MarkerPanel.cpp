@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/MarkerPanel.h"
 
+#include "ui/ClockText.h"
 #include "ui/Theme.h"
 
 #include <QHeaderView>
 #include <QLabel>
-#include <QLocale>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QTableView>
@@ -63,7 +63,7 @@ QVariant MarkerModel::data(const QModelIndex& index, int role) const
         return index.column() == Number ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant();
     if (role == Qt::ToolTipRole)
         return tr("Marker %1, %2, segment %3")
-            .arg(QString::number(marker.event), QLocale().toString(marker.when, QLocale::ShortFormat),
+            .arg(QString::number(marker.event), clocktext::moment(marker.when),
                  QString::number(marker.segment));
     if (role != Qt::DisplayRole && role != Qt::EditRole)
         return {};
@@ -71,7 +71,7 @@ QVariant MarkerModel::data(const QModelIndex& index, int role) const
     case Number:
         return marker.event;
     case Time:
-        return QLocale().toString(marker.when.time(), QStringLiteral("HH:mm:ss"));
+        return clocktext::clock(marker.when);
     default:
         return marker.label;
     }

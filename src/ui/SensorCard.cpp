@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/SensorCard.h"
 
+#include "ui/ClockText.h"
 #include "ui/ElidedLabel.h"
 #include "ui/SeriesStyle.h"
 #include "ui/Theme.h"
@@ -38,7 +39,7 @@ private:
 QString clockText(qint64 timeMs)
 {
     const QDateTime time = QDateTime::fromMSecsSinceEpoch(timeMs);
-    return time.date() == QDate::currentDate() ? time.toString(QStringLiteral("HH:mm"))
+    return time.date() == QDate::currentDate() ? clocktext::hoursMinutes(time)
                                                : QLocale().toString(time, QStringLiteral("ddd HH:mm"));
 }
 

@@ -155,9 +155,7 @@ Card* SetupPanel::buildFile()
     options->addStretch();
 
     m_fileName->setObjectName(QStringLiteral("fileName"));
-    m_fileName->setAccessibleName(tr("Name of the recording"));
     setTextRole(m_folder, TextRole::Caption);
-    m_folder->setAccessibleName(tr("Folder of the recording"));
     describe(m_selectFile, tr("Select the recording file"), tr("Choose where the recording is saved"));
     auto* names = new QVBoxLayout;
     names->setSpacing(0);
@@ -326,6 +324,16 @@ void SetupPanel::setChannelCount(int count)
     }
 }
 
+void SetupPanel::changeEvent(QEvent* event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() != QEvent::PaletteChange)
+        return;
+    const QSignalBlocker block(m_animals);
+    for (int row = 0; row < m_animals->rowCount(); ++row)
+        m_animals->item(row, 0)->setForeground(Theme::current().mutedText);
+}
+
 void SetupPanel::showAnimalTypeChoice(bool shown)
 {
     m_animalTypeCaption->setVisible(shown);
@@ -363,6 +371,9 @@ void SetupPanel::showBasePath()
     m_fileName->setText(named ? info.fileName() : tr("No file chosen"));
     setEmphasis(m_fileName, named ? Emphasis::Normal : Emphasis::Muted);
     m_folder->setText(named ? QDir::toNativeSeparators(info.path()) : tr("Every recording needs a name"));
+    m_fileName->setAccessibleName(tr("Name of the recording: %1").arg(m_fileName->text()));
+    m_folder->setAccessibleName(named ? tr("Folder of the recording: %1").arg(m_folder->text())
+                                      : m_folder->text());
 }
 
 void SetupPanel::selectFile()

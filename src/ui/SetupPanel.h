@@ -78,6 +78,9 @@ signals:
     void loadConfigRequested();
     void saveConfigRequested();
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
     [[nodiscard]] Card* buildAnimals();
     [[nodiscard]] Card* buildFile();

@@ -2,9 +2,9 @@
 #include "ui/SleepModel.h"
 
 #include "session/StepHistory.h"
+#include "ui/ClockText.h"
 #include "ui/Theme.h"
 
-#include <QDateTime>
 #include <QLocale>
 
 #include <algorithm>
@@ -38,16 +38,6 @@ QString plainNumber(double value, int decimals)
     QLocale locale;
     locale.setNumberOptions(QLocale::OmitGroupSeparator);
     return locale.toString(value, 'f', decimals);
-}
-
-/// "14:03:10", with the date where it is not today.
-QString sinceText(qint64 timeMs)
-{
-    const QDateTime time = QDateTime::fromMSecsSinceEpoch(timeMs);
-    QString clock = time.toString(QStringLiteral("hh:mm:ss"));
-    if (time.date() == QDate::currentDate())
-        return clock;
-    return QLocale().toString(time.date(), QLocale::ShortFormat) + QLatin1Char(' ') + clock;
 }
 
 } // namespace
@@ -161,7 +151,7 @@ QString SleepModel::toolTip(const SleepRow& row, int column) const
     const SleepDisplay display = statustext::sleepDisplay(row, m_scoring);
     if (row.stateSinceMs == 0 || (display != SleepDisplay::Asleep && display != SleepDisplay::Awake))
         return {};
-    const QString since = sinceText(row.stateSinceMs);
+    const QString since = clocktext::moment(clocktext::at(row.stateSinceMs));
     return display == SleepDisplay::Asleep ? tr("Asleep since %1").arg(since)
                                            : tr("Awake since %1").arg(since);
 }

@@ -54,7 +54,7 @@ SpectrogramPlot::SpectrogramPlot(QWidget* parent) : FreezablePlot(parent)
     m_scale->setBarWidth(ScaleWidth);
     m_scale->setRangeDrag(false);
     m_scale->setRangeZoom(false);
-    m_scale->setLabel(tr("dB"));
+    m_scale->setLabel(tr("dB re 1 V²/Hz"));
     const QSharedPointer<QCPAxisTickerFixed> steps(new QCPAxisTickerFixed);
     steps->setTickStep(2 * StepDb);
     m_scale->axis()->setTicker(steps);

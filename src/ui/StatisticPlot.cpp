@@ -38,8 +38,8 @@ StatisticPlot::StatisticPlot(QWidget* parent) : FreezablePlot(parent)
     m_threshold = m_plot->addGraph();
     m_line = m_plot->addGraph();
     m_line->setAdaptiveSampling(false);
-    m_thresholdText = addText(*m_plot, 0.0, 0.5, Qt::AlignLeft | Qt::AlignBottom);
-    m_thresholdText->setText(tr("threshold 0: asleep above"));
+    m_thresholdText = addText(*m_plot, 0.0, 0.0, Qt::AlignLeft | Qt::AlignTop);
+    m_thresholdText->setText(tr("asleep above 0"));
     m_note = addText(*m_plot, 0.5, 0.5, Qt::AlignCenter);
     m_note->setVisible(false);
     m_plot->yAxis->ticker()->setTickCount(4);
@@ -112,8 +112,8 @@ void StatisticPlot::applyTheme()
     for (QCPItemText* text : {m_thresholdText, m_note}) {
         text->setColor(theme.mutedText);
         text->setFont(caption);
-        text->setBrush(ground);
     }
+    m_note->setBrush(ground); // the other hides nothing of the curve
 }
 
 } // namespace vt

@@ -69,7 +69,7 @@ std::vector<double> ranges(View view)
 {
     switch (view) {
     case View::Signal:
-        return {0.05, 0.1, 0.2, 0.5, 1.0, 2.0, 5.0};
+        return {0.05, 0.1, 0.2, 0.5, 1.0, 2.0, 5.0, 10.0};
     case View::BreathRate:
         return {2.0, 4.0, 6.0};
     case View::Power:

@@ -101,7 +101,6 @@ bool saveOtherDevices(Studio& studio)
     panel->blockSignals(false);
     panel->setDetails(details);
     studio.window.setupPanel()->setDevice(details);
-    studio.save(u"window-amplifier"_s);
     openTab(studio, SetupDialog::BasicConfig);
     studio.saveWidget(*studio.window.setupDialog(), u"setup-amplifier"_s);
     studio.window.setupPanel()->setDevice({});

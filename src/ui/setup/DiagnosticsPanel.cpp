@@ -20,12 +20,19 @@ namespace vt {
 
 namespace {
 
+/// A reader says what the value is of, too.
+void showValue(QLabel* value, const QString& text)
+{
+    value->setText(text);
+    value->setAccessibleName(DiagnosticsPanel::tr("%1: %2").arg(value->property("caption").toString(), text));
+}
+
 QLabel* addValue(QGridLayout* grid, int column, const QString& name, QWidget* parent)
 {
     auto* caption = new QLabel(name, parent);
     setTextRole(caption, TextRole::Caption);
     auto* value = new QLabel(parent);
-    value->setAccessibleName(name);
+    value->setProperty("caption", name);
     grid->addWidget(caption, 0, column);
     grid->addWidget(value, 1, column);
     grid->setColumnStretch(column, 1);
@@ -90,7 +97,7 @@ DiagnosticsPanel::DiagnosticsPanel(QWidget* parent)
     layout->addWidget(speakers, 1);
     connect(m_read, &QPushButton::clicked, this, [this] {
         for (QLabel* value : {m_power, m_temperature, m_registers}) { // a unit that does not answer has none
-            value->setText(QStringLiteral("…"));
+            showValue(value, QStringLiteral("…"));
             setEmphasis(value, Emphasis::Muted);
         }
         emit statusRequested();
@@ -109,7 +116,7 @@ DiagnosticsPanel::DiagnosticsPanel(QWidget* parent)
 void DiagnosticsPanel::clear()
 {
     for (QLabel* value : {m_power, m_temperature, m_registers}) {
-        value->setText(QStringLiteral("–"));
+        showValue(value, QStringLiteral("–"));
         setEmphasis(value, Emphasis::Normal);
     }
     m_faults.reset();
@@ -146,11 +153,11 @@ void DiagnosticsPanel::showStatus(quint8 systemStatus, quint8 extraStatus, quint
                                   quint8 speakerFaults0D)
 {
     const UnitStatus status = unitStatus(systemStatus);
-    m_power->setText(status.hasPower ? tr("✓ Present") : tr("✗ NOT present"));
+    showValue(m_power, status.hasPower ? tr("✓ Present") : tr("✗ NOT present"));
     setEmphasis(m_power, status.hasPower ? Emphasis::Good : Emphasis::Danger);
-    m_temperature->setText(!status.hasPower  ? tr("Not known without 12 V")
-                           : status.isTooHot ? tr("✗ Too hot")
-                                             : tr("✓ Normal"));
+    showValue(m_temperature, !status.hasPower  ? tr("Not known without 12 V")
+                             : status.isTooHot ? tr("✗ Too hot")
+                                               : tr("✓ Normal"));
     setEmphasis(m_temperature, !status.hasPower  ? Emphasis::Muted
                                : status.isTooHot ? Emphasis::Danger
                                                  : Emphasis::Good);
@@ -158,7 +165,7 @@ void DiagnosticsPanel::showStatus(quint8 systemStatus, quint8 extraStatus, quint
     for (const quint8 value : {systemStatus, extraStatus, speakerFaults0C, speakerFaults0D})
         registers +=
             QStringLiteral("0x%1 ").arg(QString::number(value, 16).toUpper().rightJustified(2, u'0'));
-    m_registers->setText(registers.trimmed());
+    showValue(m_registers, registers.trimmed());
     showSpeakers(speakerFaults0C, speakerFaults0D);
 }
 
@@ -167,7 +174,7 @@ void DiagnosticsPanel::showStatusFailed()
     if (!m_isPresent)
         return; // which is told already
     for (QLabel* value : {m_power, m_temperature, m_registers}) {
-        value->setText(tr("No answer"));
+        showValue(value, tr("No answer"));
         setEmphasis(value, Emphasis::Danger);
     }
 }
