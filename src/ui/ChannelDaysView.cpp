@@ -81,7 +81,7 @@ QWidget* ChannelDaysView::buildFigures()
     line->setSpacing(spacing::Small);
     m_channel->setAccessibleName(tr("Channel"));
     m_channel->setToolTip(tr("The channel whose days are shown"));
-    m_channel->setMinimumContentsLength(16);
+    m_channel->setMinimumContentsLength(10);
     line->addWidget(m_previous);
     line->addWidget(m_channel);
     line->addWidget(m_next);

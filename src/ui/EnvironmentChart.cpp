@@ -32,7 +32,7 @@ EnvironmentChart::EnvironmentChart(envunits::Quantity quantity, QWidget* parent)
 
 QSize EnvironmentChart::minimumSizeHint() const
 {
-    return {200, 110};
+    return {200, 80};
 }
 
 void EnvironmentChart::setPeriod(qint64 fromMs, qint64 toMs)

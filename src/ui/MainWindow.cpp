@@ -45,6 +45,7 @@ namespace {
 
 constexpr int StatusIntervalMs = 200;
 constexpr int MessageMs = 5000;
+constexpr int WideWindowWidth = 1180;
 
 } // namespace
 
@@ -65,7 +66,7 @@ MainWindow::MainWindow(SessionController& controller, WindowInteraction& user,
     m_dialog->animalIdActions()->setFolder(preferences.lastAnimalIdDir);
     connectPanels();
     connectSession();
-    setMinimumSize(1000, 560);
+    setMinimumSize(1090, 560);
     resize(1280, 800);
     if (!preferences.geometry.isEmpty())
         restoreGeometry(preferences.geometry);
@@ -96,9 +97,7 @@ void MainWindow::buildCentral(const RecordingSurroundings& surroundings)
     m_controls = new ControlBar(central);
     m_strip = new StatusStrip(central);
     m_pages = new RecordingPages(m_controller, surroundings, central);
-    QWidget* side = buildSide();
-    for (QWidget* wide : {static_cast<QWidget*>(m_controls), side})
-        wide->setFixedWidth(spacing::SideColumnWidth);
+    m_side = buildSide();
     m_controls->setFixedHeight(spacing::HeaderHeight);
     m_strip->setFixedHeight(spacing::HeaderHeight);
 
@@ -108,11 +107,20 @@ void MainWindow::buildCentral(const RecordingSurroundings& surroundings)
     grid->setVerticalSpacing(spacing::Small);
     grid->addWidget(m_controls, 0, 0);
     grid->addWidget(m_strip, 0, 1);
-    grid->addWidget(side, 1, 0);
+    grid->addWidget(m_side, 1, 0);
     grid->addWidget(m_pages, 1, 1);
     grid->setRowStretch(1, 1);
     grid->setColumnStretch(1, 1);
     setCentralWidget(central);
+}
+
+/// In a narrow window the pages need the place more.
+void MainWindow::resizeEvent(QResizeEvent* event)
+{
+    QMainWindow::resizeEvent(event);
+    const int side = width() < WideWindowWidth ? spacing::NarrowSideColumnWidth : spacing::SideColumnWidth;
+    for (QWidget* part : {static_cast<QWidget*>(m_controls), m_side})
+        part->setFixedWidth(side);
 }
 
 /// The dialog holds the setup from the start, shown or not.

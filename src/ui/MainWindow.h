@@ -78,6 +78,7 @@ signals:
 protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     void buildCentral(const RecordingSurroundings& surroundings);
@@ -111,6 +112,7 @@ private:
     WindowInteraction& m_user;
     ControlBar* m_controls = nullptr;
     StatusStrip* m_strip = nullptr;
+    QWidget* m_side = nullptr; ///< the column at the left
     DevicePanel* m_devices = nullptr;
     SetupDialog* m_dialog = nullptr;
     SetupPanel* m_setup = nullptr; ///< in the dialog, as the next

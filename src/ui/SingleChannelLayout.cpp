@@ -101,7 +101,7 @@ QWidget* SingleChannelView::buildTraces()
     m_labelColumn->setFixedWidth(LabelColumnWidth);
     m_plot = new TracePlot(traces);
     m_plot->setRowCount(TraceCount);
-    m_plot->setMinimumHeight(150);
+    m_plot->setMinimumHeight(130);
     for (RowLabel& label : m_labels) {
         label.name = new QLabel(m_labelColumn);
         QFont bold = label.name->font();

@@ -20,9 +20,10 @@ inline constexpr int Small = 8;
 inline constexpr int Medium = 12;
 inline constexpr int Large = 16;
 inline constexpr int Huge = 32;
-inline constexpr int Radius = 6;            ///< corners of cards and buttons
-inline constexpr int SideColumnWidth = 372; ///< controls and setup, left of the traces
-inline constexpr int HeaderHeight = 56;     ///< controls and status above them
+inline constexpr int Radius = 6;                  ///< corners of cards and buttons
+inline constexpr int SideColumnWidth = 372;       ///< controls and setup, left of the traces
+inline constexpr int NarrowSideColumnWidth = 324; ///< likewise, in a narrow window
+inline constexpr int HeaderHeight = 56;           ///< controls and status above them
 } // namespace spacing
 
 /// How prominent a text is. Sizes are relative to the application's font, so that the user's own size holds.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/TraceOptions.h"
 
+#include "ui/ElidedLabel.h"
 #include "ui/RadioGroup.h"
 #include "ui/Theme.h"
 
@@ -30,10 +31,10 @@ TraceOptions::TraceOptions(QWidget* parent)
     layout->setContentsMargins(spacing::Medium, 0, spacing::Medium, 0);
     layout->setSpacing(spacing::Small);
     layout->addStrut(m_timeBase->sizeHint().height() + spacing::Tiny); // with and without page buttons
-    auto* title = new QLabel(tr("Live signals"), this);
+    auto* title = new ElidedLabel(this, Qt::ElideRight);               // gives way first in a narrow window
+    title->setText(tr("Live signals"));
     setTextRole(title, TextRole::Title);
-    layout->addWidget(title);
-    layout->addStretch();
+    layout->addWidget(title, 1);
     layout->addWidget(m_pages);
     buildBoxes();
     for (const auto& [caption, box] : {std::pair{tr("Sho&w"), m_viewBox}, std::pair{tr("Scal&e"), m_scale},
