@@ -55,7 +55,7 @@ void tellRepeats(LogCore& core, const LogRepeats::Verdict& verdict)
     if (verdict.repeated > 0)
         core.queue.push(
             logLine(verdict.type, __FILE__, __LINE__,
-                    "LogManager: Last message repeated " + std::to_string(verdict.repeated) + " times"));
+                    "LogManager: Repeated " + std::to_string(verdict.repeated) + " times: " + verdict.text));
 }
 
 void logMessage(LogCore& core, QtMsgType type, const QMessageLogContext& context, const QString& message)
@@ -171,7 +171,8 @@ LogManager::~LogManager()
         CrashHandler::holdWhileDying();
         std::this_thread::yield();
     }
-    tellRepeats(*d->core, d->core->repeats.takeRest());
+    for (auto rest = d->core->repeats.takeRest(); rest.repeated > 0; rest = d->core->repeats.takeRest())
+        tellRepeats(*d->core, rest);
     if (!d->core->writer.stop(EndWaitMs))
         keepAliveForever(d->core);
 }
