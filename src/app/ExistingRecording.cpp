@@ -19,7 +19,7 @@ QString freeNumberedName(const QString& base)
 {
     constexpr int last = 99;
     for (int number = 1; number <= last; ++number)
-        if (QString name = u"%1 (%2)"_s.arg(base).arg(number); !holdsRecording(name))
+        if (QString name = u"%1 (%2)"_s.arg(base, QString::number(number)); !holdsRecording(name))
             return name;
     return {};
 }

@@ -186,9 +186,8 @@ void LogManager::Private::openLog(const QString& folder, const QString& name, co
     AppendFile::Creation created = core->writer.create(path);
     // Another instance was started in the same second, or an hour ago by a clock that was put back since.
     for (int i = 1; created == AppendFile::Creation::NameTaken && i <= MostNamesakes; ++i) {
-        path = u"%1_%2%3.txt"_s.arg(base)
-                   .arg(QCoreApplication::applicationPid())
-                   .arg(i == 1 ? QString() : u"_%1"_s.arg(i));
+        path = u"%1_%2%3.txt"_s.arg(base, QString::number(QCoreApplication::applicationPid()),
+                                    i == 1 ? QString() : u"_%1"_s.arg(i));
         created = core->writer.create(path);
     }
     if (created == AppendFile::Creation::Created) {

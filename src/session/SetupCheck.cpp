@@ -87,9 +87,7 @@ QString checkSetupValues(const RecordingSetup& setup, const DeviceDetails& devic
             .arg(MaxChannels);
     if (setup.channelCount > device.offeredChannels)
         return text("%1 channels were asked for; %2 offers %3.")
-            .arg(setup.channelCount)
-            .arg(device.name)
-            .arg(device.offeredChannels);
+            .arg(QString::number(setup.channelCount), device.name, QString::number(device.offeredChannels));
     if (setup.animalIds.size() > setup.channelCount)
         return text("%1 animal IDs were given for %2 channels.")
             .arg(setup.animalIds.size())
