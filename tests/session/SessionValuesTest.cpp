@@ -4,6 +4,8 @@
 #include "session/RecordingSummary.h"
 #include "session/WatchdogVerdict.h"
 
+#include <array>
+#include <bit>
 #include <gtest/gtest.h>
 
 using namespace vt;
@@ -50,6 +52,19 @@ TEST(HeaderBuilder, TakesTypeGainAndOffsetFromTheUnit)
     EXPECT_EQ(rat.featuresPerEpoch, 6);
     EXPECT_EQ(rat.offsetSubtracted, 0.0);
     EXPECT_EQ(rat.mcuGain, 40);
+}
+
+TEST(RecordingSummary, EveryFieldOfTheLossesHasALine)
+{
+    using Fields = std::array<quint64, sizeof(LossSummary) / sizeof(quint64)>;
+    for (std::size_t i = 0; i < Fields{}.size(); ++i) {
+        Fields fields{};
+        fields[i] = 7;
+        RecordingResult result;
+        result.losses = std::bit_cast<LossSummary>(fields);
+        EXPECT_EQ(reportOf(result).gaps.size(), 1)
+            << "field " << i << ": " << qPrintable(summaryText(result));
+    }
 }
 
 TEST(RecordingSummary, NamesEveryLossWithItsNumberAndEveryChannel)
