@@ -409,6 +409,7 @@ SessionStatus SessionController::status() const
     status.readErrors = d->result.readErrors;
     status.restarts = d->result.restarts;
     status.losses = d->result.losses;
+    status.losses.filesNotWritten += d->configurationFile.hasFailed() ? 1U : 0U;
     if (d->segment && d->segment->device()) {
         const AcquisitionCounters counters = d->segment->device()->counters();
         status.framesAcquired += counters.framesAcquired;

@@ -7,6 +7,7 @@
 #include "hardware/DAQInfo.h"
 #include "processing/DataManager.h"
 #include "recording/MarkerLog.h"
+#include "session/AwaitedWrite.h"
 #include "session/NiRecordingDevice.h"
 #include "session/RecordingSegment.h"
 #include "session/RecordingSummary.h"
@@ -188,6 +189,7 @@ struct SessionPrivate
     quint64 launches = 0; ///< counts segments that were launched; messages of older devices are void
 
     RecordingResult result;
+    AwaitedWrite configurationFile; ///< of the recording that runs
     StepHistory history;
     std::vector<bool> sleeping;
     std::vector<QDateTime> sleepBeginTime;

@@ -89,12 +89,10 @@ void SessionPrivate::headersWritten(bool ok)
     launchSegment();
     ConfigSummary configuration = buildConfigSummary(segment->paths().base, setup, device);
     stimulation->describe(configuration);
-    callAsync(
-        *textWorker, answers,
-        [configuration, path = segment->paths().configuration] {
-            return writeConfigSummary(path, configuration);
-        },
-        [this](bool written) { result.losses.filesNotWritten += written ? 0U : 1U; });
+    textWorker->post(
+        [configuration, path = segment->paths().configuration, answer = configurationFile.begin()] {
+            answer(writeConfigSummary(path, configuration));
+        });
     setState(SessionState::Recording);
     emit q->segmentStarted(segment->paths().base, segmentNumber);
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The session's plain decisions: watchdog verdict, header contents, summary text.
+#include "session/AwaitedWrite.h"
 #include "session/HeaderBuilder.h"
 #include "session/RecordingSummary.h"
 #include "session/WatchdogVerdict.h"
@@ -65,6 +66,23 @@ TEST(RecordingSummary, EveryFieldOfTheLossesHasALine)
         EXPECT_EQ(reportOf(result).gaps.size(), 1)
             << "field " << i << ": " << qPrintable(summaryText(result));
     }
+}
+
+TEST(AwaitedWrite, CountsWhatNobodyAnsweredAndNoAnswerOfAnEarlierOne)
+{
+    AwaitedWrite file;
+    const auto late = file.begin();
+    EXPECT_FALSE(file.hasFailed());
+    EXPECT_TRUE(file.endsMissing());
+    const auto answer = file.begin();
+    late(false); // a disk that hung
+    EXPECT_FALSE(file.hasFailed());
+    answer(true);
+    EXPECT_FALSE(file.endsMissing());
+    file.begin()(false);
+    EXPECT_TRUE(file.hasFailed());
+    EXPECT_TRUE(file.endsMissing());
+    EXPECT_FALSE(file.hasFailed()) << "counted once";
 }
 
 TEST(RecordingSummary, NamesEveryLossWithItsNumberAndEveryChannel)
