@@ -79,6 +79,8 @@ struct SessionPrivate
     void deviceIsBack();
     void attemptResume();
     void resumeRecovered(bool ok);
+    /// In the first free slot behind this one.
+    void openNextSegment(int slot);
     void resumeFilesCreated(const RecordingSegment::CreateFailure& failure);
     void resumeFinished();
     void tellResumeProblem(const QString& path);
