@@ -11,12 +11,6 @@ namespace vt {
 
 namespace {
 
-const QByteArray& headerLine()
-{
-    static const QByteArray line("Event,Segment,DateTime,Label\n");
-    return line;
-}
-
 QByteArray row(const MarkerFile::Marker& marker)
 {
     return QStringLiteral("%1,%2,%3,%4\n")
@@ -26,6 +20,12 @@ QByteArray row(const MarkerFile::Marker& marker)
 }
 
 } // namespace
+
+const QByteArray& MarkerFile::headerLine()
+{
+    static const QByteArray line("Event,Segment,DateTime,Label\n");
+    return line;
+}
 
 bool MarkerFile::open(const QString& path)
 {

@@ -3,7 +3,7 @@
 
 #include "acquisition/AcquisitionFrame.h"
 #include "platform/ExclusiveProbe.h"
-#include "recording/RawFileReader.h"
+#include "recording/RecordedFiles.h"
 #include "recording/SegmentPaths.h"
 
 #include <QCoreApplication>
@@ -120,25 +120,14 @@ QString checkRecordingPath(const QString& basePath, int animalType)
     return {};
 }
 
-bool holdsFrames(const QString& rawFile)
-{
-    if (QFileInfo(rawFile).size() == 0) // also when there is none
-        return false;
-    RawFileReader reader;
-    return !reader.open(rawFile) || reader.frameCount() > 0;
-}
-
 QString checkReplaced(const QString& basePath, const std::optional<QString>& replaceable)
 {
-    if (!replaceable)
+    const QString found = replaceable ? recordedFile(basePath, *replaceable) : QString();
+    if (found.isEmpty())
         return {};
-    for (const int animalType : {AnimalMouse, AnimalRat})
-        if (const QString raw = segmentPaths(basePath, animalType).raw;
-            raw != *replaceable && holdsFrames(raw))
-            return text("'%1' holds a recording. Choose another name, or choose this one again with \"Select "
-                        "File...\" and agree there to replace it.")
-                .arg(raw);
-    return {};
+    return text("'%1' holds a recording. Choose another name, or choose this one again with \"Select "
+                "File...\" and agree there to replace it.")
+        .arg(found);
 }
 
 } // namespace vt

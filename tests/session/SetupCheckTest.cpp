@@ -2,11 +2,16 @@
 // Bad input: each case gets one clear message and touches no file.
 #include "SessionHarness.h"
 
+#include "recording/MarkerFile.h"
 #include "recording/RawFileReader.h"
+#include "recording/RecordedFiles.h"
+#include "session/SetupCheck.h"
 
 #include <QDir>
 #include <QFile>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
+#include <tuple>
 
 using namespace vt;
 using namespace vt::test;
@@ -127,6 +132,29 @@ TEST(SetupCheck, ARecordingIsReplacedWhereTheUserAgreedOrNothingIsInIt)
         ASSERT_TRUE(harness.waitForDevice());
         EXPECT_EQ(harness.deliver(4), 4);
         ASSERT_TRUE(harness.stopAndWaitIdle());
+    }
+}
+
+// Raw files are moved away once they have been converted; what is left of the recording is not free for that.
+TEST(SetupCheck, WhatIsLeftOfAnEarlierRecordingIsNotReplacedUnasked)
+{
+    for (const auto& [name, content, isRecording, isOfMice] :
+         {std::tuple{u".FeatVecfb"_s, QByteArray("values"), true, true},
+          std::tuple{u"_at.Featfb"_s, QByteArray("values"), true, true},
+          std::tuple{u"_br.Featfb"_s, QByteArray("values"), true, true},
+          std::tuple{u"_br.Feat"_s, QByteArray("values"), true, false},
+          std::tuple{u"_daq.Tstamp"_s, QByteArray("0.033,4\n"), true, true},
+          std::tuple{u"_Marks.csv"_s, MarkerFile::headerLine() + "1,0,", true, true},
+          std::tuple{u"_Marks.csv"_s, MarkerFile::headerLine(), false, true},
+          std::tuple{u"_at.Featfb"_s, QByteArray(), false, true}}) {
+        const QTemporaryDir folder;
+        const QString base = folder.filePath(u"run"_s);
+        EXPECT_FALSE(holdsRecording(base));
+        writeFile(base + name, content);
+        EXPECT_EQ(holdsRecording(base), isRecording) << qPrintable(name);
+        EXPECT_EQ(checkReplaced(base, QString()).contains(base + name), isRecording) << qPrintable(name);
+        EXPECT_EQ(checkReplaced(base, base + u".binfb"_s).isEmpty(), isOfMice)
+            << "agreed: " << qPrintable(name);
     }
 }
 
