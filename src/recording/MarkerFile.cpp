@@ -32,6 +32,10 @@ bool MarkerFile::open(const QString& path)
     m_markers.clear();
     m_rowsInFile = 0;
     m_rewriteDue = false;
+    if (FileUtils::isWriteProtected(path)) {
+        qWarning().noquote() << "MarkerFile: read-only:" << path;
+        return false;
+    }
     if (m_file.openForWriting(path) != FileUtils::OpenResult::Opened)
         return false;
     if (writeAll(headerLine()))

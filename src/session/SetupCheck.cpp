@@ -3,6 +3,7 @@
 
 #include "acquisition/AcquisitionFrame.h"
 #include "platform/ExclusiveProbe.h"
+#include "recording/FileUtils.h"
 #include "recording/RecordedFiles.h"
 #include "recording/SegmentPaths.h"
 
@@ -19,38 +20,13 @@ QString text(const char* source)
     return QCoreApplication::translate("SetupCheck", source);
 }
 
-// The permission bits themselves: an administrator could write to a read-only file or folder all the same,
-// but whoever made it read-only meant it.
-bool writeProtected(const QFileInfo& info)
-{
-    constexpr auto writeBits = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
-    return (info.permissions() & writeBits) == QFileDevice::Permissions{} || !info.isWritable();
-}
-
-QString checkExistingFile(const QString& path)
-{
-    const QFileInfo info(path);
-    if (!info.exists())
-        return {};
-    if (!info.isFile())
-        return text("'%1' exists and is not a file.").arg(path);
-    if (writeProtected(info))
-        return text("The existing file '%1' is read-only.").arg(path);
-    if (platform::isHeldByWriter(path))
-        return text(
-                   "'%1': File is in use by another application — choose a different file or close the other "
-                   "application.")
-            .arg(path);
-    return {};
-}
-
 QString checkFolder(const QFileInfo& folder)
 {
     if (!folder.exists())
         return text("The folder '%1' does not exist.").arg(folder.filePath());
     if (!folder.isDir())
         return text("'%1' is not a folder.").arg(folder.filePath());
-    if (writeProtected(folder))
+    if (FileUtils::isWriteProtected(folder.filePath()))
         return text("The folder '%1' is not writable.").arg(folder.filePath());
     return {};
 }
@@ -113,10 +89,27 @@ QString checkRecordingPath(const QString& basePath, int animalType)
     if (QString problem = checkFolder(QFileInfo(base.absolutePath())); !problem.isEmpty())
         return problem;
     const SegmentPaths paths = segmentPaths(basePath, animalType);
-    for (const QString& path : {paths.raw, paths.featureVector, paths.activity, paths.breathRate,
-                                paths.timeStamps, paths.markers, paths.configuration})
+    for (const QString& path :
+         {paths.raw, paths.featureVector, paths.activity, paths.breathRate, paths.timeStamps})
         if (QString problem = checkExistingFile(path); !problem.isEmpty())
             return problem;
+    return {};
+}
+
+QString checkExistingFile(const QString& path)
+{
+    const QFileInfo info(path);
+    if (!info.exists())
+        return {};
+    if (!info.isFile())
+        return text("'%1' exists and is not a file.").arg(path);
+    if (FileUtils::isWriteProtected(path))
+        return text("The existing file '%1' is read-only.").arg(path);
+    if (platform::isHeldByWriter(path))
+        return text(
+                   "'%1': File is in use by another application — choose a different file or close the other "
+                   "application.")
+            .arg(path);
     return {};
 }
 
