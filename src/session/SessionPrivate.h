@@ -55,6 +55,7 @@ struct SessionPrivate
     {
         QString problem; ///< for the user; empty when all is well
         bool markersFailed = false;
+        QString stimulationLogProblem = {}; ///< why it cannot be written, for the user
     };
     void filesCreated(const PreparedFiles& result);
     void prepareFailed(const QString& problem);

@@ -156,6 +156,8 @@ QString lossText(const LossSummary& losses)
     add(text("Time stamps not written: %1"), losses.failedStamps);
     add(text("Markers not written: %1"), losses.markersNotWritten);
     add(text("Configuration summaries not written: %1"), losses.filesNotWritten);
+    add(text("Stimulation rows not written: %1"), losses.stimulationRowsLost);
+    add(text("Stimulation logs that could not be opened: %1"), losses.stimulationLogsMissing);
     add(text("Rounds of sensor readings lost: %1"), losses.sensorRecordsLost);
     add(text("Sensor logs that could not be opened: %1"), losses.sensorLogsMissing);
     add(text("Gaps in the cameras' video: %1"), losses.cameraGaps);
