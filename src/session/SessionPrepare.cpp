@@ -131,6 +131,7 @@ void SessionPrivate::prepare(const RecordingSetup& wanted)
     manager.reset();
     sleeping.clear();
     freeDiskBytes = -1;
+    diskForecast = {};
     configurationFile = {};
     lastReport = {};
     forced = false;

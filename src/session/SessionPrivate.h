@@ -8,6 +8,7 @@
 #include "processing/DataManager.h"
 #include "recording/MarkerLog.h"
 #include "session/AwaitedWrite.h"
+#include "session/DiskForecast.h"
 #include "session/NiRecordingDevice.h"
 #include "session/RecordingSegment.h"
 #include "session/RecordingSummary.h"
@@ -198,6 +199,7 @@ struct SessionPrivate
     std::vector<QDateTime> sleepBeginTime;
     std::vector<double> decisionStats;
     qint64 freeDiskBytes = -1;
+    DiskForecast diskForecast; ///< of the recording that runs, or of the last one
     bool diskSamplePending = false;
     std::vector<std::unique_ptr<RecordingCompanion>> companions; ///< the first is stimulation
     StimulationSession* stimulation = nullptr;                   ///< in companions

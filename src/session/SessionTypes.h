@@ -190,7 +190,7 @@ struct SessionStatus
     FileWriter::Statistics writer; ///< current segment
     LossSummary losses;            ///< whole recording
     qint64 freeDiskBytes = -1;     ///< -1: unknown
-    qint64 bytesPerHour = 0;       ///< what a recording of this size writes
+    qint64 bytesPerHour = 0;       ///< by which the disk fills, see DiskForecast; 0: not known
     std::vector<ChannelSummary> channels;
     StimulationStatus stimulation;
     SensorsStatus sensors;

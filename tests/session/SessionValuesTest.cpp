@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The session's plain decisions: watchdog verdict, header contents, summary text.
 #include "session/AwaitedWrite.h"
+#include "session/DiskForecast.h"
 #include "session/HeaderBuilder.h"
 #include "session/RecordingSummary.h"
 #include "session/WatchdogVerdict.h"
@@ -83,6 +84,38 @@ TEST(AwaitedWrite, CountsWhatNobodyAnsweredAndNoAnswerOfAnEarlierOne)
     EXPECT_TRUE(file.hasFailed());
     EXPECT_TRUE(file.endsMissing());
     EXPECT_FALSE(file.hasFailed()) << "counted once";
+}
+
+TEST(DiskForecast, TakesTheLargerOfWhatIsReckonedAndWhatIsMeasured)
+{
+    constexpr qint64 megabyte = 1'000'000;
+    constexpr qint64 computed = 8 * megabyte;
+    DiskForecast forecast;
+    qint64 now = 5000;
+    qint64 free = 72'000 * megabyte;
+    // A sample every 2 s, as the session takes them.
+    const auto pass = [&](int minutes, qint64 fallPerHour) {
+        for (int i = 0; i < minutes * 30; ++i, now += 2000) {
+            free -= fallPerHour / 1800;
+            forecast.note(now, free + (i % 7 == 3 ? 5 * megabyte : 0)); // something small comes and goes
+        }
+    };
+    const auto megabytes = [&] {
+        return static_cast<double>(forecast.bytesPerHour(computed, true)) / megabyte;
+    };
+    pass(9, 900 * megabyte);
+    EXPECT_EQ(forecast.bytesPerHour(computed, false), computed);
+    EXPECT_EQ(forecast.bytesPerHour(computed, true), 0) << "films of unknown size";
+    pass(3, 900 * megabyte);
+    EXPECT_NEAR(megabytes(), 900, 45);
+    free += 20'000 * megabyte; // somebody makes room
+    pass(3, 900 * megabyte);
+    EXPECT_NEAR(megabytes(), 900, 90);
+    forecast.note(now + 60'000, -1); // a share that is away for a moment
+    pass(29, 3600 * megabyte);
+    EXPECT_NEAR(megabytes(), 3600, 180);
+    pass(35, 0);
+    EXPECT_EQ(forecast.bytesPerHour(computed, true), computed);
 }
 
 TEST(RecordingSummary, NamesEveryLossWithItsNumberAndEveryChannel)
