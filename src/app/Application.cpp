@@ -13,6 +13,7 @@
 #include "base/TimeSource.h"
 #include "daqmx/KeepAlive.h"
 #include "platform/TerminationSignals.h"
+#include "recording/RecordedFiles.h"
 #include "recording/SegmentPaths.h"
 #include "session/AppSettings.h"
 #include "session/CameraSession.h"

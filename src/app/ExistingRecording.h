@@ -7,10 +7,6 @@
 /// line as before, and what it recorded then must stay. Any thread; looks at the disk.
 namespace vt {
 
-/// A raw file with samples in it, of either kind of animal: the other files have the same names for both. One
-/// that cannot be read may hold anything.
-[[nodiscard]] bool holdsRecording(const QString& base);
-
 /// "base (1)" to "base (99)", the first without a recording; empty when there is none.
 [[nodiscard]] QString freeNumberedName(const QString& base);
 

@@ -6,6 +6,7 @@
 #include "app/ConsoleInteraction.h"
 #include "app/ExistingRecording.h"
 #include "base/TimeSource.h"
+#include "recording/RecordedFiles.h"
 #include "recording/SegmentPaths.h"
 #include "session/CameraSession.h"
 #include "session/EnvironmentSession.h"

@@ -70,8 +70,8 @@ JsonAnswer jsonAnswer(const QByteArray& answer)
     if (object.contains(QStringLiteral("error"))) {
         const QJsonObject error = object.value(QStringLiteral("error")).toObject();
         return {QStringLiteral("%1 (code %2)")
-                    .arg(error.value(QStringLiteral("message")).toString().left(MaxErrorCharacters))
-                    .arg(error.value(QStringLiteral("code")).toInt()),
+                    .arg(error.value(QStringLiteral("message")).toString().left(MaxErrorCharacters),
+                         QString::number(error.value(QStringLiteral("code")).toInt())),
                 {}};
     }
     return {{}, object.value(QStringLiteral("data")).toObject()};

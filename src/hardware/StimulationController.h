@@ -132,6 +132,9 @@ public:
 
     Q_SLOT void initStimFile(const QString& filename);
     Q_SLOT void closeStimFile();
+    /// For whoever accounts for a recording's losses.
+    [[nodiscard]] StimulationLog& stimLog() { return m_log; }
+    [[nodiscard]] const StimulationLog& stimLog() const { return m_log; }
     Q_SLOT void writeDiagRow(std::uint8_t sysStatus, std::uint8_t sysExtraStatus,
                              std::uint8_t speakerFaults0C, std::uint8_t speakerFaults0D);
 

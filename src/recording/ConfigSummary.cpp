@@ -2,10 +2,10 @@
 #include "recording/ConfigSummary.h"
 
 #include "recording/BlockWrite.h"
+#include "recording/DataFile.h"
 #include "recording/MarkerFile.h"
 
 #include <QDebug>
-#include <QFile>
 
 namespace vt {
 
@@ -104,8 +104,9 @@ QByteArray ConfigSummary::toCsv() const
 
 bool writeConfigSummary(const QString& path, const ConfigSummary& summary)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)) {
+    // A pipe of that name would hold a plain open for ever.
+    DataFile file;
+    if (FileUtils::isWriteProtected(path) || file.openForWriting(path) != FileUtils::OpenResult::Opened) {
         qWarning().noquote() << "MainWindow::writeConfigFile - Failed to open:" << path;
         return false;
     }

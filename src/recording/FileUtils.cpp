@@ -4,6 +4,7 @@
 #include "platform/ExclusiveOpen.h"
 
 #include <QDebug>
+#include <QFileInfo>
 
 namespace vt::FileUtils {
 
@@ -48,6 +49,14 @@ OpenResult openExclusiveWrite(QFile& file, const QString& path, Content content)
         return OpenResult::Failed;
     }
     return OpenResult::Opened;
+}
+
+bool isWriteProtected(const QString& path)
+{
+    const QFileInfo info(path);
+    constexpr auto writeBits = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
+    return info.exists() &&
+           ((info.permissions() & writeBits) == QFileDevice::Permissions{} || !info.isWritable());
 }
 
 } // namespace vt::FileUtils

@@ -21,4 +21,8 @@ enum class Content {
 [[nodiscard]] OpenResult openExclusiveWrite(QFile& file, const QString& path,
                                             Content content = Content::Replace);
 
+/// There, and somebody wants it to stay as it is: no permission to write it, by its own bits even when an
+/// administrator could write it all the same. Any thread; may block on the disk.
+[[nodiscard]] bool isWriteProtected(const QString& path);
+
 } // namespace vt::FileUtils

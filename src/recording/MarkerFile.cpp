@@ -11,12 +11,6 @@ namespace vt {
 
 namespace {
 
-const QByteArray& headerLine()
-{
-    static const QByteArray line("Event,Segment,DateTime,Label\n");
-    return line;
-}
-
 QByteArray row(const MarkerFile::Marker& marker)
 {
     return QStringLiteral("%1,%2,%3,%4\n")
@@ -27,11 +21,21 @@ QByteArray row(const MarkerFile::Marker& marker)
 
 } // namespace
 
+const QByteArray& MarkerFile::headerLine()
+{
+    static const QByteArray line("Event,Segment,DateTime,Label\n");
+    return line;
+}
+
 bool MarkerFile::open(const QString& path)
 {
     m_markers.clear();
     m_rowsInFile = 0;
     m_rewriteDue = false;
+    if (FileUtils::isWriteProtected(path)) {
+        qWarning().noquote() << "MarkerFile: read-only:" << path;
+        return false;
+    }
     if (m_file.openForWriting(path) != FileUtils::OpenResult::Opened)
         return false;
     if (writeAll(headerLine()))

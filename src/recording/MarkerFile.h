@@ -23,6 +23,9 @@ public:
         QString label;
     };
 
+    /// The first line of every marker file.
+    [[nodiscard]] static const QByteArray& headerLine();
+
     [[nodiscard]] bool open(const QString& path);
     void close();
     [[nodiscard]] bool isOpen() const;

@@ -9,12 +9,16 @@ namespace vt {
 
 namespace {
 
-constexpr int LastSegment = 99;
-
 /// Animal-type code 1 marks the four binary files' names.
 QString binarySuffix(int animalType)
 {
     return animalType == 1 ? QStringLiteral("fb") : QString();
+}
+
+const QRegularExpression& trailingNumber()
+{
+    static const QRegularExpression number(QStringLiteral("\\s\\((\\d+)\\)$"));
+    return number;
 }
 
 } // namespace
@@ -42,19 +46,23 @@ QString stripRecordingExtension(const QString& fileName)
     return base.remove(extension);
 }
 
-QString nextAvailableSegmentPath(const QString& base, int animalType)
+QString nextAvailableSegmentPath(const QString& base, int animalType, int after)
 {
-    static const QRegularExpression number(QStringLiteral("\\s\\(\\d+\\)$"));
     QString stripped = base;
-    stripped.remove(number);
-    for (int segment = 1; segment <= LastSegment; ++segment) {
+    stripped.remove(trailingNumber());
+    for (int segment = after + 1; segment <= LastSegmentSlot; ++segment) {
         QString candidate = QStringLiteral("%1 (%2)").arg(stripped, QString::number(segment));
         if (!QFile::exists(segmentPaths(candidate, animalType).raw))
             return candidate;
     }
     qWarning().noquote() << "nextAvailableSegmentPath: cap reached for base" << base
                          << "— reusing the last segment slot; earlier segments are preserved";
-    return QStringLiteral("%1 (%2)").arg(stripped, QString::number(LastSegment));
+    return QStringLiteral("%1 (%2)").arg(stripped, QString::number(LastSegmentSlot));
+}
+
+int segmentSlot(const QString& base)
+{
+    return trailingNumber().match(base).captured(1).toInt();
 }
 
 } // namespace vt

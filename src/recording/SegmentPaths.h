@@ -26,8 +26,14 @@ struct SegmentPaths
 /// The user's file name without a trailing ".bin" or ".binfb".
 [[nodiscard]] QString stripRecordingExtension(const QString& fileName);
 
-/// The base for the next segment: a trailing " (n)" is removed, then " (1)" to " (99)" tried in turn; when
-/// all 99 raw files exist, slot 99 is reused and a warning logged.
-[[nodiscard]] QString nextAvailableSegmentPath(const QString& base, int animalType);
+/// The last number that a segment can have, and the only one that is used again.
+inline constexpr int LastSegmentSlot = 99;
+
+/// The base for the next segment: a trailing " (n)" is removed, then " (1)" to " (99)" tried in turn,
+/// beginning behind slot after; when all their raw files exist, slot 99 is reused and a warning logged.
+[[nodiscard]] QString nextAvailableSegmentPath(const QString& base, int animalType, int after = 0);
+
+/// The number that a segment's base ends in; 0 without one.
+[[nodiscard]] int segmentSlot(const QString& base);
 
 } // namespace vt

@@ -7,10 +7,10 @@
 
 namespace vt {
 
-bool TimeStampFile::open(const QString& path)
+bool TimeStampFile::open(const QString& path, FileUtils::Content content)
 {
     m_failedLines = 0;
-    return m_file.openForWriting(path) == FileUtils::OpenResult::Opened;
+    return m_file.openForWriting(path, content) == FileUtils::OpenResult::Opened;
 }
 
 void TimeStampFile::setStartTime(const QDateTime& start)

@@ -15,7 +15,9 @@ class TimeStampFile : public QObject
     Q_OBJECT
 public:
     using QObject::QObject;
-    [[nodiscard]] bool open(const QString& path);
+    [[nodiscard]] bool open(const QString& path, FileUtils::Content content = FileUtils::Content::Replace);
+    /// Bytes in the open file.
+    [[nodiscard]] qint64 size() const { return m_file.size(); }
     void setStartTime(const QDateTime& start);
     void close();
     [[nodiscard]] quint64 failedLines() const { return m_failedLines; }

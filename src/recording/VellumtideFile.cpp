@@ -47,7 +47,7 @@ struct VellumtideFile::Private
 VellumtideFile::VellumtideFile() : d(std::make_unique<Private>()) {}
 VellumtideFile::~VellumtideFile() = default;
 
-int VellumtideFile::openFile(const QString& path, bool forWriting)
+int VellumtideFile::openFile(const QString& path, bool forWriting, FileUtils::Content content)
 {
     close();
     d->lastError.clear();
@@ -56,7 +56,7 @@ int VellumtideFile::openFile(const QString& path, bool forWriting)
         return Failed;
     }
     if (forWriting) {
-        switch (d->file.openForWriting(path)) {
+        switch (d->file.openForWriting(path, content)) {
         case FileUtils::OpenResult::Opened:
             return Opened;
         case FileUtils::OpenResult::InUse:

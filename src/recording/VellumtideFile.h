@@ -2,6 +2,7 @@
 #pragma once
 
 #include "recording/FileHeader.h"
+#include "recording/FileUtils.h"
 
 #include <QFile>
 #include <QString>
@@ -25,8 +26,10 @@ public:
     VellumtideFile(const VellumtideFile&) = delete;
     VellumtideFile& operator=(const VellumtideFile&) = delete;
 
-    /// Closes any open file. For writing: exclusive, truncated, unbuffered. For reading: reads the header.
-    [[nodiscard]] int openFile(const QString& path, bool forWriting);
+    /// Closes any open file. For writing: exclusive, unbuffered, truncated unless content says otherwise. For
+    /// reading: reads the header.
+    [[nodiscard]] int openFile(const QString& path, bool forWriting,
+                               FileUtils::Content content = FileUtils::Content::Replace);
     void close();
 
     /// The whole header in one write straight to the disk, before anything goes through a writer.

@@ -17,8 +17,7 @@ QString claimOrRefusal(DaqClaim& claim, const QString& serial, const QString& na
     if (*holder == 0)
         return SessionController::tr("%1 is in use by another Vellumtide instance.").arg(name);
     return SessionController::tr("%1 is in use by another Vellumtide instance (process %2).")
-        .arg(name)
-        .arg(*holder);
+        .arg(name, QString::number(*holder));
 }
 
 } // namespace vt

@@ -77,7 +77,7 @@ std::vector<JsonNode> JsonNode::elements() const
         fail(u"a list"_s);
     const QJsonArray list = m_value.toArray();
     for (const QJsonValue element : list)
-        nodes.emplace_back(element, u"%1[%2]"_s.arg(m_path).arg(nodes.size()), *m_problem);
+        nodes.emplace_back(element, u"%1[%2]"_s.arg(m_path, QString::number(nodes.size())), *m_problem);
     return nodes;
 }
 

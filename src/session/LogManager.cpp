@@ -55,7 +55,7 @@ void tellRepeats(LogCore& core, const LogRepeats::Verdict& verdict)
     if (verdict.repeated > 0)
         core.queue.push(
             logLine(verdict.type, __FILE__, __LINE__,
-                    "LogManager: Last message repeated " + std::to_string(verdict.repeated) + " times"));
+                    "LogManager: Repeated " + std::to_string(verdict.repeated) + " times: " + verdict.text));
 }
 
 void logMessage(LogCore& core, QtMsgType type, const QMessageLogContext& context, const QString& message)
@@ -171,7 +171,8 @@ LogManager::~LogManager()
         CrashHandler::holdWhileDying();
         std::this_thread::yield();
     }
-    tellRepeats(*d->core, d->core->repeats.takeRest());
+    for (auto rest = d->core->repeats.takeRest(); rest.repeated > 0; rest = d->core->repeats.takeRest())
+        tellRepeats(*d->core, rest);
     if (!d->core->writer.stop(EndWaitMs))
         keepAliveForever(d->core);
 }
@@ -185,9 +186,8 @@ void LogManager::Private::openLog(const QString& folder, const QString& name, co
     AppendFile::Creation created = core->writer.create(path);
     // Another instance was started in the same second, or an hour ago by a clock that was put back since.
     for (int i = 1; created == AppendFile::Creation::NameTaken && i <= MostNamesakes; ++i) {
-        path = u"%1_%2%3.txt"_s.arg(base)
-                   .arg(QCoreApplication::applicationPid())
-                   .arg(i == 1 ? QString() : u"_%1"_s.arg(i));
+        path = u"%1_%2%3.txt"_s.arg(base, QString::number(QCoreApplication::applicationPid()),
+                                    i == 1 ? QString() : u"_%1"_s.arg(i));
         created = core->writer.create(path);
     }
     if (created == AppendFile::Creation::Created) {

@@ -26,33 +26,7 @@ std::array<VellumtideFile*, 4> RecordingSegment::binaryFiles()
 
 RecordingSegment::CreateFailure RecordingSegment::createFiles()
 {
-    struct Item
-    {
-        CreateFailure::Which which;
-        QString path;
-        VellumtideFile* file;
-    };
-    const std::array<Item, 4> items{{{CreateFailure::Raw, m_paths.raw, &m_raw},
-                                     {CreateFailure::FeatureVector, m_paths.featureVector, &m_featureVector},
-                                     {CreateFailure::Activity, m_paths.activity, &m_activity},
-                                     {CreateFailure::BreathRate, m_paths.breathRate, &m_breathRate}}};
-    CreateFailure failure;
-    for (const Item& item : items) {
-        const bool existed = QFileInfo::exists(item.path);
-        if (item.file->openFile(item.path, true) != VellumtideFile::Opened) {
-            failure = {item.which, item.path, item.file->lastError()};
-            break;
-        }
-        if (!existed)
-            m_newPaths << item.path;
-    }
-    if (failure.which == CreateFailure::None) {
-        const bool existed = QFileInfo::exists(m_paths.timeStamps);
-        if (!m_timeStamps->open(m_paths.timeStamps))
-            failure = {CreateFailure::TimeStamps, m_paths.timeStamps, u"Could not open Tstamp file."_s};
-        else if (!existed)
-            m_newPaths << m_paths.timeStamps;
-    }
+    CreateFailure failure = openFiles();
     if (failure.which != CreateFailure::None) {
         for (VellumtideFile* file : binaryFiles())
             file->close();
@@ -66,7 +40,42 @@ RecordingSegment::CreateFailure RecordingSegment::createFiles()
     for (VellumtideFile* file : binaryFiles())
         file->setFileWriter(m_writer.get());
     qInfo("FileWriter attached to all VellumtideFiles");
-    return failure;
+    return {};
+}
+
+/// The files of a resumed segment are never emptied, but for the last number's. Whether one is empty is asked
+/// when it is open and locked: a network share that does not find a file for a moment does not cost it.
+RecordingSegment::CreateFailure RecordingSegment::openFiles()
+{
+    struct Item
+    {
+        CreateFailure::Which which;
+        QString path;
+        VellumtideFile* file;
+    };
+    const std::array<Item, 4> items{{{CreateFailure::Raw, m_paths.raw, &m_raw},
+                                     {CreateFailure::FeatureVector, m_paths.featureVector, &m_featureVector},
+                                     {CreateFailure::Activity, m_paths.activity, &m_activity},
+                                     {CreateFailure::BreathRate, m_paths.breathRate, &m_breathRate}}};
+    const bool isReplacing = m_number == 0 || segmentSlot(m_paths.base) == LastSegmentSlot;
+    const auto content = isReplacing ? FileUtils::Content::Replace : FileUtils::Content::Append;
+    for (const Item& item : items) {
+        const bool existed = QFileInfo::exists(item.path);
+        if (item.file->openFile(item.path, true, content) != VellumtideFile::Opened)
+            return {item.which, item.path, item.file->lastError()};
+        if (item.file->device()->size() > 0)
+            return {CreateFailure::Occupied, item.path, {}};
+        if (!existed)
+            m_newPaths << item.path;
+    }
+    const bool existed = QFileInfo::exists(m_paths.timeStamps);
+    if (!m_timeStamps->open(m_paths.timeStamps, content))
+        return {CreateFailure::TimeStamps, m_paths.timeStamps, u"Could not open Tstamp file."_s};
+    if (m_timeStamps->size() > 0)
+        return {CreateFailure::Occupied, m_paths.timeStamps, {}};
+    if (!existed)
+        m_newPaths << m_paths.timeStamps;
+    return {};
 }
 
 bool RecordingSegment::writeHeaders(const FileHeader& header, const QDateTime& start)

@@ -55,7 +55,15 @@ public:
     /// Which file could not be created, and why.
     struct CreateFailure
     {
-        enum Which { None, Raw, FeatureVector, Activity, BreathRate, TimeStamps } which = None;
+        enum Which {
+            None,
+            Raw,
+            FeatureVector,
+            Activity,
+            BreathRate,
+            TimeStamps,
+            Occupied ///< a resumed segment's number is taken: this file has content, which it keeps
+        } which = None;
         QString path;
         QString error;
     };
@@ -86,6 +94,7 @@ public:
 
 private:
     [[nodiscard]] std::array<VellumtideFile*, 4> binaryFiles();
+    [[nodiscard]] CreateFailure openFiles();
     void closeFiles(TeardownReport& report);
     void flushWriter(TeardownKind kind, int flushTimeoutMs, TeardownReport& report);
     void logAccounts(const TeardownReport& report) const;

@@ -47,6 +47,13 @@ QString lossText(const RecordingResult& result)
                 << " not written to the marker file\n";
         if (lost.filesNotWritten > 0)
             out << "Lost: the configuration summary\n";
+        if (lost.stimulationLogsMissing > 0)
+            out << "Lost: " << lost.stimulationLogsMissing
+                << (lost.stimulationLogsMissing == 1 ? " stimulation log" : " stimulation logs")
+                << " that could not be opened\n";
+        if (lost.stimulationRowsLost > 0)
+            out << "Lost: " << lost.stimulationRowsLost << (lost.stimulationRowsLost == 1 ? " row" : " rows")
+                << " of the stimulation log\n";
         if (lost.sensorLogsMissing > 0)
             out << "Lost: the log of the environmental sensors, which could not be opened\n";
         if (lost.sensorRecordsLost > 0)

@@ -211,6 +211,8 @@ void SessionPrivate::sampleDisk()
         [this](qint64 bytes) {
             diskSamplePending = false;
             freeDiskBytes = bytes;
+            if (recordingRan && state != SessionState::Idle)
+                diskForecast.note(time.monotonicMs(), bytes);
             if (state != SessionState::Idle)
                 diskTimer->start(diskSampleIntervalMs, TimerMode::SingleShot);
         });
@@ -409,6 +411,7 @@ SessionStatus SessionController::status() const
     status.readErrors = d->result.readErrors;
     status.restarts = d->result.restarts;
     status.losses = d->result.losses;
+    status.losses.filesNotWritten += d->configurationFile.hasFailed() ? 1U : 0U;
     if (d->segment && d->segment->device()) {
         const AcquisitionCounters counters = d->segment->device()->counters();
         status.framesAcquired += counters.framesAcquired;
@@ -427,9 +430,6 @@ SessionStatus SessionController::status() const
         status.losses.writesReordered += status.writer.reorderedWrites;
     }
     status.freeDiskBytes = d->freeDiskBytes;
-    const qint64 valuesPerStep = (d->mcu.animalType == AnimalMouse ? 4 : 6) + 2;
-    status.bytesPerHour =
-        qint64{d->setup.channelCount} * 3600 * (qint64{2} * DecimatedRateHz + valuesPerStep * 8 / 2);
     status.channels = d->channelSummaries();
     status.stimulation = d->stimulation->status();
     const LossSummary ownLosses = status.losses;
@@ -437,6 +437,8 @@ SessionStatus SessionController::status() const
         companion->report(status);
     if (!d->recordingRan) // what they have lost was an earlier recording's
         status.losses = ownLosses;
+    status.bytesPerHour = d->diskForecast.bytesPerHour(
+        recordedBytesPerHour(d->setup.channelCount, d->mcu.animalType), status.cameras.enabled > 0);
     return status;
 }
 

@@ -131,6 +131,8 @@ void SessionPrivate::prepare(const RecordingSetup& wanted)
     manager.reset();
     sleeping.clear();
     freeDiskBytes = -1;
+    diskForecast = {};
+    configurationFile = {};
     lastReport = {};
     forced = false;
     setState(SessionState::Preparing);
@@ -192,7 +194,8 @@ void SessionPrivate::createFiles()
             std::make_unique<MarkerLog>(textWorker, answers, [this](int count) { markersUnwritten(count); });
     onFileThread(
         [files = segment, openMarkers = markers ? markers->opening() : nullptr, base = setup.basePath,
-         animal = int{mcu.animalType}, newMarkers = newMarkerPath, replaceable = setup.replaceable] {
+         animal = int{mcu.animalType}, newMarkers = newMarkerPath, replaceable = setup.replaceable,
+         isStimulated = (setup.vexio && setup.vexio->enabled) || (setup.dio && setup.dio->enabled)] {
             PreparedFiles prepared;
             prepared.problem = checkRecordingPath(base, animal);
             if (prepared.problem.isEmpty())
@@ -206,8 +209,10 @@ void SessionPrivate::createFiles()
                                        : u"%1: %2"_s.arg(failure.path, failure.error);
                 return prepared;
             }
-            if (!openMarkers)
+            if (!openMarkers) // nothing that stimulates, either
                 return prepared;
+            if (isStimulated)
+                prepared.stimulationLogProblem = checkExistingFile(files->paths().stimulation);
             const bool markersExisted = QFileInfo::exists(files->paths().markers);
             prepared.markersFailed = !openMarkers(files->paths().markers);
             if (!prepared.markersFailed && !markersExisted)
@@ -235,6 +240,10 @@ void SessionPrivate::filesCreated(const PreparedFiles& prepared)
                     u"Could not open the marker file — marker button presses will not be recorded for this "
                     u"session."_s);
     }
+    if (!prepared.stimulationLogProblem.isEmpty())
+        user.notify(Severity::Warning, SessionController::tr("Stimulation"),
+                    prepared.stimulationLogProblem + u"\n\n"_s +
+                        SessionController::tr("The recording goes on without a stimulation log."));
     segmentBases << setup.basePath;
     if (options.rememberSaveName)
         options.rememberSaveName(setup.basePath);

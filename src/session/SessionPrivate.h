@@ -7,6 +7,8 @@
 #include "hardware/DAQInfo.h"
 #include "processing/DataManager.h"
 #include "recording/MarkerLog.h"
+#include "session/AwaitedWrite.h"
+#include "session/DiskForecast.h"
 #include "session/NiRecordingDevice.h"
 #include "session/RecordingSegment.h"
 #include "session/RecordingSummary.h"
@@ -54,6 +56,7 @@ struct SessionPrivate
     {
         QString problem; ///< for the user; empty when all is well
         bool markersFailed = false;
+        QString stimulationLogProblem = {}; ///< why it cannot be written, for the user
     };
     void filesCreated(const PreparedFiles& result);
     void prepareFailed(const QString& problem);
@@ -78,6 +81,8 @@ struct SessionPrivate
     void deviceIsBack();
     void attemptResume();
     void resumeRecovered(bool ok);
+    /// In the first free slot behind this one.
+    void openNextSegment(int slot);
     void resumeFilesCreated(const RecordingSegment::CreateFailure& failure);
     void resumeFinished();
     void tellResumeProblem(const QString& path);
@@ -188,11 +193,13 @@ struct SessionPrivate
     quint64 launches = 0; ///< counts segments that were launched; messages of older devices are void
 
     RecordingResult result;
+    AwaitedWrite configurationFile; ///< of the recording that runs
     StepHistory history;
     std::vector<bool> sleeping;
     std::vector<QDateTime> sleepBeginTime;
     std::vector<double> decisionStats;
     qint64 freeDiskBytes = -1;
+    DiskForecast diskForecast; ///< of the recording that runs, or of the last one
     bool diskSamplePending = false;
     std::vector<std::unique_ptr<RecordingCompanion>> companions; ///< the first is stimulation
     StimulationSession* stimulation = nullptr;                   ///< in companions

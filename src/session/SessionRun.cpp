@@ -89,12 +89,10 @@ void SessionPrivate::headersWritten(bool ok)
     launchSegment();
     ConfigSummary configuration = buildConfigSummary(segment->paths().base, setup, device);
     stimulation->describe(configuration);
-    callAsync(
-        *textWorker, answers,
-        [configuration, path = segment->paths().configuration] {
-            return writeConfigSummary(path, configuration);
-        },
-        [this](bool written) { result.losses.filesNotWritten += written ? 0U : 1U; });
+    textWorker->post(
+        [configuration, path = segment->paths().configuration, answer = configurationFile.begin()] {
+            answer(writeConfigSummary(path, configuration));
+        });
     setState(SessionState::Recording);
     emit q->segmentStarted(segment->paths().base, segmentNumber);
 }
@@ -296,8 +294,14 @@ void SessionPrivate::resumeRecovered(bool ok)
         resumeFailed();
         return;
     }
+    openNextSegment(0);
+}
+
+void SessionPrivate::openNextSegment(int slot)
+{
+    const int animalType = mcu.animalType;
     onFileThread(
-        [base = firstBase, animal = int{mcu.animalType}] { return nextAvailableSegmentPath(base, animal); },
+        [base = firstBase, animalType, slot] { return nextAvailableSegmentPath(base, animalType, slot); },
         [this](const QString& base) {
             if (stopPending())
                 return;
@@ -312,6 +316,14 @@ void SessionPrivate::resumeRecovered(bool ok)
 void SessionPrivate::resumeFilesCreated(const RecordingSegment::CreateFailure& failure)
 {
     using Failure = RecordingSegment::CreateFailure;
+    if (failure.which == Failure::Occupied) {
+        const int slot = segmentSlot(segment->paths().base);
+        qWarning().noquote() << "attemptResume: not empty, so the next number is taken:" << failure.path;
+        retireSegment();
+        if (!stopPending())
+            openNextSegment(slot);
+        return;
+    }
     if (failure.which != Failure::None) {
         static constexpr std::array texts{"",
                                           "attemptResume: vtFile createFile failed:",

@@ -265,6 +265,7 @@ void SessionPrivate::summarise()
     result.ended = time.now();
     result.elapsedMs = time.monotonicMs() - recordingStartMs;
     result.channels = channelSummaries();
+    result.losses.filesNotWritten += configurationFile.endsMissing() ? 1U : 0U;
     const SessionStatus atEnd = q->status();
     result.sensors = atEnd.sensors;
     result.cameras = atEnd.cameras;

@@ -105,23 +105,25 @@ struct LossSummary
     quint64 bytesDropped = 0;
     quint64 bytesFailed = 0;
     quint64 flushTimeouts = 0;
-    quint64 failedStamps = 0;        ///< lines of the time-stamp file
-    quint64 markersNotWritten = 0;   ///< as far as is known when the disk hangs at the end
-    quint64 filesNotWritten = 0;     ///< configuration summary
-    quint64 bytesDamaged = 0;        ///< on the serial line
-    quint64 interruptions = 0;       ///< of the serial amplifier's stream
-    quint64 samplesDropped = 0;      ///< per channel, before they were a frame
-    quint64 writesReordered = 0;     ///< written, but after a younger write to the same file
-    quint64 sensorRecordsLost = 0;   ///< rounds of readings that did not get into the log
-    quint64 sensorLogsMissing = 0;   ///< logs of the environmental sensors that could not be opened
-    quint64 cameraGaps = 0;          ///< times that a camera that had filmed did not
-    quint64 camerasWithoutVideo = 0; ///< set up to be recorded, of which there is no video at all
+    quint64 failedStamps = 0;           ///< lines of the time-stamp file
+    quint64 markersNotWritten = 0;      ///< as far as is known when the disk hangs at the end
+    quint64 filesNotWritten = 0;        ///< configuration summary
+    quint64 bytesDamaged = 0;           ///< on the serial line
+    quint64 interruptions = 0;          ///< of the serial amplifier's stream
+    quint64 samplesDropped = 0;         ///< per channel, before they were a frame
+    quint64 writesReordered = 0;        ///< written, but after a younger write to the same file
+    quint64 sensorRecordsLost = 0;      ///< rounds of readings that did not get into the log
+    quint64 sensorLogsMissing = 0;      ///< logs of the environmental sensors that could not be opened
+    quint64 cameraGaps = 0;             ///< times that a camera that had filmed did not
+    quint64 camerasWithoutVideo = 0;    ///< set up to be recorded, of which there is no video at all
+    quint64 stimulationRowsLost = 0;    ///< rows that did not get into a stimulation log
+    quint64 stimulationLogsMissing = 0; ///< stimulation logs that could not be opened
     [[nodiscard]] bool any() const
     {
         return framesDropped || framesUnaccounted || writesDropped || writesFailed || bytesDropped ||
                bytesFailed || flushTimeouts || failedStamps || markersNotWritten || filesNotWritten ||
                bytesDamaged || interruptions || samplesDropped || sensorRecordsLost || sensorLogsMissing ||
-               cameraGaps || camerasWithoutVideo;
+               cameraGaps || camerasWithoutVideo || stimulationRowsLost || stimulationLogsMissing;
     }
 };
 
@@ -188,7 +190,7 @@ struct SessionStatus
     FileWriter::Statistics writer; ///< current segment
     LossSummary losses;            ///< whole recording
     qint64 freeDiskBytes = -1;     ///< -1: unknown
-    qint64 bytesPerHour = 0;       ///< what a recording of this size writes
+    qint64 bytesPerHour = 0;       ///< by which the disk fills, see DiskForecast; 0: not known
     std::vector<ChannelSummary> channels;
     StimulationStatus stimulation;
     SensorsStatus sensors;

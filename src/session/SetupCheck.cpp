@@ -3,7 +3,8 @@
 
 #include "acquisition/AcquisitionFrame.h"
 #include "platform/ExclusiveProbe.h"
-#include "recording/RawFileReader.h"
+#include "recording/FileUtils.h"
+#include "recording/RecordedFiles.h"
 #include "recording/SegmentPaths.h"
 
 #include <QCoreApplication>
@@ -19,38 +20,13 @@ QString text(const char* source)
     return QCoreApplication::translate("SetupCheck", source);
 }
 
-// The permission bits themselves: an administrator could write to a read-only file or folder all the same,
-// but whoever made it read-only meant it.
-bool writeProtected(const QFileInfo& info)
-{
-    constexpr auto writeBits = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
-    return (info.permissions() & writeBits) == QFileDevice::Permissions{} || !info.isWritable();
-}
-
-QString checkExistingFile(const QString& path)
-{
-    const QFileInfo info(path);
-    if (!info.exists())
-        return {};
-    if (!info.isFile())
-        return text("'%1' exists and is not a file.").arg(path);
-    if (writeProtected(info))
-        return text("The existing file '%1' is read-only.").arg(path);
-    if (platform::isHeldByWriter(path))
-        return text(
-                   "'%1': File is in use by another application — choose a different file or close the other "
-                   "application.")
-            .arg(path);
-    return {};
-}
-
 QString checkFolder(const QFileInfo& folder)
 {
     if (!folder.exists())
         return text("The folder '%1' does not exist.").arg(folder.filePath());
     if (!folder.isDir())
         return text("'%1' is not a folder.").arg(folder.filePath());
-    if (writeProtected(folder))
+    if (FileUtils::isWriteProtected(folder.filePath()))
         return text("The folder '%1' is not writable.").arg(folder.filePath());
     return {};
 }
@@ -87,9 +63,7 @@ QString checkSetupValues(const RecordingSetup& setup, const DeviceDetails& devic
             .arg(MaxChannels);
     if (setup.channelCount > device.offeredChannels)
         return text("%1 channels were asked for; %2 offers %3.")
-            .arg(setup.channelCount)
-            .arg(device.name)
-            .arg(device.offeredChannels);
+            .arg(QString::number(setup.channelCount), device.name, QString::number(device.offeredChannels));
     if (setup.animalIds.size() > setup.channelCount)
         return text("%1 animal IDs were given for %2 channels.")
             .arg(setup.animalIds.size())
@@ -115,32 +89,38 @@ QString checkRecordingPath(const QString& basePath, int animalType)
     if (QString problem = checkFolder(QFileInfo(base.absolutePath())); !problem.isEmpty())
         return problem;
     const SegmentPaths paths = segmentPaths(basePath, animalType);
-    for (const QString& path : {paths.raw, paths.featureVector, paths.activity, paths.breathRate,
-                                paths.timeStamps, paths.markers, paths.configuration})
+    for (const QString& path :
+         {paths.raw, paths.featureVector, paths.activity, paths.breathRate, paths.timeStamps})
         if (QString problem = checkExistingFile(path); !problem.isEmpty())
             return problem;
     return {};
 }
 
-bool holdsFrames(const QString& rawFile)
+QString checkExistingFile(const QString& path)
 {
-    if (QFileInfo(rawFile).size() == 0) // also when there is none
-        return false;
-    RawFileReader reader;
-    return !reader.open(rawFile) || reader.frameCount() > 0;
+    const QFileInfo info(path);
+    if (!info.exists())
+        return {};
+    if (!info.isFile())
+        return text("'%1' exists and is not a file.").arg(path);
+    if (FileUtils::isWriteProtected(path))
+        return text("The existing file '%1' is read-only.").arg(path);
+    if (platform::isHeldByWriter(path))
+        return text(
+                   "'%1': File is in use by another application — choose a different file or close the other "
+                   "application.")
+            .arg(path);
+    return {};
 }
 
 QString checkReplaced(const QString& basePath, const std::optional<QString>& replaceable)
 {
-    if (!replaceable)
+    const QString found = replaceable ? recordedFile(basePath, *replaceable) : QString();
+    if (found.isEmpty())
         return {};
-    for (const int animalType : {AnimalMouse, AnimalRat})
-        if (const QString raw = segmentPaths(basePath, animalType).raw;
-            raw != *replaceable && holdsFrames(raw))
-            return text("'%1' holds a recording. Choose another name, or choose this one again with \"Select "
-                        "File...\" and agree there to replace it.")
-                .arg(raw);
-    return {};
+    return text("'%1' holds a recording. Choose another name, or choose this one again with \"Select "
+                "File...\" and agree there to replace it.")
+        .arg(found);
 }
 
 } // namespace vt

@@ -82,7 +82,7 @@ void readBounds(const JsonNode& range, const QString& what, quint8& minimum, qui
     minimum = registerValue(lower);
     maximum = registerValue(upper);
     if (minimum > maximum)
-        lower.fail(u"at most %1, which is %2"_s.arg(upper.path()).arg(maximum));
+        lower.fail(u"at most %1, which is %2"_s.arg(upper.path(), QString::number(maximum)));
 }
 
 VexioSettings readVexio(const JsonNode& node)
@@ -102,9 +102,8 @@ VexioSettings readVexio(const JsonNode& node)
     const JsonNode cages = node.member(u"cages"_s);
     const std::vector<JsonNode> eight = cages.elements();
     if (eight.size() != vexio.cages.size())
-        cages.failWith(u"%1 must have %2 entries, not %3."_s.arg(cages.path())
-                           .arg(vexio.cages.size())
-                           .arg(eight.size()));
+        cages.failWith(u"%1 must have %2 entries, not %3."_s.arg(
+            cages.path(), QString::number(vexio.cages.size()), QString::number(eight.size())));
     for (std::size_t cage = 0; cage < std::min(eight.size(), vexio.cages.size()); ++cage)
         vexio.cages[cage] = readCage(eight[cage]);
     const JsonNode range = node.member(u"randomRange"_s);
@@ -159,8 +158,8 @@ VideoSettings readVideo(const JsonNode& node)
         // The files are named after the channel alone: one camera would write over the other's.
         const bool films = camera.enabled && camera.channel > 0;
         if (films && filmedChannels.contains(camera.channel))
-            entry.failWith(u"%1.channel: channel %2 has another enabled camera."_s.arg(entry.path())
-                               .arg(camera.channel));
+            entry.failWith(u"%1.channel: channel %2 has another enabled camera."_s.arg(
+                entry.path(), QString::number(camera.channel)));
         if (films)
             filmedChannels.insert(camera.channel);
         video.cameras.push_back(camera);

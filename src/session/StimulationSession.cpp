@@ -256,6 +256,7 @@ void StimulationSession::recordingStarted(const RecordingContext& context)
     m_toldProblem.clear();
     m_stimulations = 0;
     m_refused = 0;
+    m_controller.stimLog().beginAccount();
     if (!m_isWanted)
         return;
     notePresence();
@@ -337,6 +338,7 @@ void StimulationSession::recordingStopped()
     m_hardware.stopVexioPolling();
     m_hardware.stopDIORecording();
     closeNotices();
+    m_controller.stimLog().endAccount();
     if (m_hasRun) {
         m_controller.logLatencySummary();
         qInfo().noquote() << "Stimulations:" << m_stimulations << "requested," << m_refused
@@ -434,6 +436,13 @@ ManualStimulation StimulationSession::stimulateNow()
         return ManualStimulation::NoCages;
     return m_controller.isWithinStimPeriod() ? ManualStimulation::Requested
                                              : ManualStimulation::OutsideSchedule;
+}
+
+void StimulationSession::report(SessionStatus& status) const
+{
+    const StimulationLog::Losses losses = m_controller.stimLog().losses();
+    status.losses.stimulationRowsLost += losses.rows;
+    status.losses.stimulationLogsMissing += losses.files;
 }
 
 StimulationStatus StimulationSession::status() const

@@ -31,6 +31,7 @@ public:
     void segmentStopping(TeardownKind kind) override;
     void recordingStopped() override;
     void sleepDecision(const SleepDecisionNews& news) override;
+    void report(SessionStatus& status) const override;
 
     /// Fills in the stimulation rows; after recordingStarted.
     void describe(ConfigSummary& summary) const;

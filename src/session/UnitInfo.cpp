@@ -60,9 +60,10 @@ UnitInfo describeUnit(const MCUHeader& header)
     };
     add("Sensors", header.sensorCount > 0 ? text("%1, type %2").arg(header.sensorCount).arg(header.sensorType)
                                           : text("Not told"));
-    add("Amplifier", header.amplifierText.isEmpty()
-                         ? text("Type %1").arg(header.amplifierType)
-                         : text("%1, type %2").arg(header.amplifierText).arg(header.amplifierType));
+    add("Amplifier",
+        header.amplifierText.isEmpty()
+            ? text("Type %1").arg(header.amplifierType)
+            : text("%1, type %2").arg(header.amplifierText, QString::number(header.amplifierType)));
     add("Firmware", firmwareText(header));
     add("Made", manufacturedText(header.manufacturingDate));
     add("Customer", header.customerInfo);

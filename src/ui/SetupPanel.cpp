@@ -2,6 +2,8 @@
 #include "ui/SetupPanel.h"
 
 #include "acquisition/AcquisitionFrame.h"
+#include "recording/RecordedFiles.h"
+#include "recording/SegmentPaths.h"
 #include "ui/ElidedLabel.h"
 #include "ui/StatusText.h"
 #include "ui/Theme.h"
@@ -15,8 +17,8 @@
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QStackedWidget>
@@ -393,15 +395,45 @@ void SetupPanel::selectFile()
         dialog->selectFile(QFileInfo(start).fileName());
     }
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
-        static const QRegularExpression suffix(QStringLiteral("\\.bin(fb)?$"));
         // The dialog asks about a file that is there, and about no other: another unit's files, or one that
         // another instance writes meanwhile, have other names or come later.
-        m_carried.replaceable = QFileInfo::exists(path) ? path : QString();
-        setBasePath(QString(path).remove(suffix));
-        m_suggestedPath = m_basePath;
-        emit basePathChosen(m_basePath);
+        const QString base = stripRecordingExtension(path);
+        const QString raw = segmentPaths(base, animalType()).raw;
+        if (QFileInfo::exists(path))
+            takeName(base, path);
+        else if (const QString found = recordedFile(base);
+                 !found.isEmpty() && recordedFile(base, raw).isEmpty())
+            askToReplace(base, raw, found);
+        else
+            takeName(base, {});
     });
     dialog->open();
+}
+
+void SetupPanel::takeName(const QString& base, const QString& replaceable)
+{
+    m_carried.replaceable = replaceable;
+    setBasePath(base);
+    m_suggestedPath = m_basePath;
+    emit basePathChosen(m_basePath);
+}
+
+/// The raw file is gone, so the dialog saw nothing to ask about, but other files of the recording are there.
+void SetupPanel::askToReplace(const QString& base, const QString& raw, const QString& found)
+{
+    auto* box = new QMessageBox(
+        QMessageBox::Warning, tr("Replace Recording"),
+        tr("'%1' belongs to an earlier recording. Replace that recording?").arg(QFileInfo(found).fileName()),
+        QMessageBox::NoButton, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setTextFormat(Qt::PlainText);
+    const auto* replace = box->addButton(tr("&Replace"), QMessageBox::AcceptRole);
+    box->setDefaultButton(box->addButton(tr("&Cancel"), QMessageBox::RejectRole));
+    connect(replace, &QPushButton::clicked, this, [this, base, raw] {
+        if (!m_locked)
+            takeName(base, raw);
+    });
+    box->open();
 }
 
 void SetupPanel::setLocked(bool locked)

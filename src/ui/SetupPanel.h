@@ -91,6 +91,8 @@ private:
     [[nodiscard]] int animalType() const;
     [[nodiscard]] QStringList enteredAnimalIds() const;
     void showBasePath();
+    void takeName(const QString& base, const QString& replaceable);
+    void askToReplace(const QString& base, const QString& raw, const QString& found);
 
     QSpinBox* m_channelCount;
     QLabel* m_animalTypeCaption; ///< with its field seen only when the device does not know the type

@@ -217,7 +217,10 @@ void StatusStrip::showDisk(const SessionStatus& status)
     const QString value = lasts.isEmpty() ? free
                           : low           ? tr("%1, only %2").arg(free, lasts)
                                           : tr("%1, %2").arg(free, lasts);
-    const QString toolTip = lasts.isEmpty()
+    const bool isMeasuring = lasts.isEmpty() && status.cameras.enabled > 0;
+    const QString toolTip = isMeasuring ? tr("Free space where the recording is saved; how long it lasts is "
+                                             "known when the cameras have filmed for ten minutes")
+                            : lasts.isEmpty()
                                 ? tr("Free space where the recording is saved")
                                 : tr("Free space where the recording is saved; lasts %1 at %2 per hour")
                                       .arg(lasts, statustext::bytesText(status.bytesPerHour));

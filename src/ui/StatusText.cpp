@@ -144,6 +144,7 @@ QString lossText(const LossSummary& losses)
             lines << name.arg(QLocale().toString(count));
     };
     add(text("Frames dropped: %1"), losses.framesDropped);
+    add(text("Frames never processed: %1"), losses.framesUnaccounted);
     add(text("Bytes damaged on the serial line: %1"), losses.bytesDamaged);
     add(text("Interruptions of the stream: %1"), losses.interruptions);
     add(text("Samples dropped: %1"), losses.samplesDropped);
@@ -152,6 +153,15 @@ QString lossText(const LossSummary& losses)
     add(text("Bytes dropped: %1"), losses.bytesDropped);
     add(text("Bytes failed: %1"), losses.bytesFailed);
     add(text("Flush time-outs: %1"), losses.flushTimeouts);
+    add(text("Time stamps not written: %1"), losses.failedStamps);
+    add(text("Markers not written: %1"), losses.markersNotWritten);
+    add(text("Configuration summaries not written: %1"), losses.filesNotWritten);
+    add(text("Stimulation rows not written: %1"), losses.stimulationRowsLost);
+    add(text("Stimulation logs that could not be opened: %1"), losses.stimulationLogsMissing);
+    add(text("Rounds of sensor readings lost: %1"), losses.sensorRecordsLost);
+    add(text("Sensor logs that could not be opened: %1"), losses.sensorLogsMissing);
+    add(text("Gaps in the cameras' video: %1"), losses.cameraGaps);
+    add(text("Cameras without any video: %1"), losses.camerasWithoutVideo);
     add(text("Writes out of order: %1"), losses.writesReordered);
     return lines.isEmpty() ? text("Nothing was lost.") : lines.join(QLatin1Char('\n'));
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // What is recorded when device, setup file and command line each say something.
 #include "app/CommandLineSetup.h"
+#include "app/ExistingRecording.h"
 
 #include <gtest/gtest.h>
 
@@ -58,4 +59,9 @@ TEST(CommandLineSetup, EveryOptionArrives)
     EXPECT_EQ(setup.frameLimit, 60U);
     EXPECT_TRUE(setup.activityOnly);
     EXPECT_TRUE(setup.bandpass);
+}
+
+TEST(ExistingRecording, ANumberIsAddedToAnyNameThereIs)
+{
+    EXPECT_EQ(freeNumberedName(u"/none/100%2 of %1"_s), u"/none/100%2 of %1 (1)"_s);
 }

@@ -88,6 +88,10 @@ TEST_F(StimulationLogFile, ThatCannotBeOpenedIsNamedAndCostsNothingElse)
                        m_folder.path()));
     EXPECT_EQ(content(), QByteArray());
     EXPECT_FALSE(m_messages.hasPart(QStringLiteral("closed")));
+    EXPECT_EQ(log.losses().rows, 3);
+    EXPECT_EQ(log.losses().files, 2);
+    log.beginAccount();
+    EXPECT_EQ(log.losses().rows + log.losses().files, 0);
 }
 
 #ifdef Q_OS_UNIX
@@ -124,6 +128,9 @@ TEST_F(StimulationLogFile, IsWrittenOnTheWorkersThreadInOrder)
         for (int row = 0; row < 3; ++row)
             log.append(QString::number(row) + QLatin1Char('\n'));
         EXPECT_FALSE(QFile::exists(m_path)); // the thread does not run yet: nobody waits for it
+        EXPECT_EQ(log.losses().rows, 0);
+        log.endAccount();
+        EXPECT_EQ(log.losses().rows, 3) << "not answered at the end";
     }
     thread.start();
     EXPECT_TRUE(callOn(*worker, 20000, [] { return true; }));

@@ -192,6 +192,33 @@ TEST(Lifecycle, AFolderThatIsGoneWhenTheUnitComesBackIsToldOnce)
     ASSERT_TRUE(harness.stopAndWaitIdle());
 }
 
+// Raw files that were moved away leave their numbers free, but not their other files to be emptied.
+TEST(Lifecycle, AResumeTakesNoNumberWhoseFilesHoldSomething)
+{
+    SessionHarness harness({.autoResume = true});
+    const QStringList earlier{harness.path(u"run (1)_at.Featfb"_s), harness.path(u"run (2)_daq.Tstamp"_s)};
+    for (const QString& path : earlier) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("earlier");
+    }
+    ASSERT_TRUE(harness.beginRecording());
+    harness.deliver(59);
+    harness.unit.unplug();
+    ASSERT_TRUE(harness.passUntil([&] { return harness.user.notices.contains(u"paused"_s); }, 100));
+    harness.unit.replug();
+    ASSERT_TRUE(harness.passUntil([&] { return harness.session->state() == SessionState::Recording; }, 100));
+    ASSERT_TRUE(harness.waitForDevice());
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_EQ(readSegment(harness.path(u"run (3)"_s), 1).rawFrames, 4);
+    for (const QString& path : earlier) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        EXPECT_EQ(file.readAll(), "earlier") << qPrintable(path);
+    }
+    EXPECT_EQ(QDir(harness.folder.path()).entryList({u"run (1)*"_s, u"run (2)*"_s}).size(), 2);
+}
+
 TEST(Lifecycle, AnotherUnitUnderTheSameNameIsNotContinuedOn)
 {
     SessionHarness harness({.autoResume = true});

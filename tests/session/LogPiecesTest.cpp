@@ -5,6 +5,7 @@
 #include "session/LogRepeats.h"
 
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
 
 namespace vt {
@@ -40,6 +41,42 @@ TEST(LogRepeats, AreToldWhileTheyGoOn)
         told += take(second).repeated;
     EXPECT_EQ(told, 20); // at 10 s and at 20 s
     EXPECT_EQ(repeats.takeRest().repeated, 5);
+}
+
+// A full disk makes three different lines of every write that fails, 30 times a second: within hours they had
+// used up all of the log.
+TEST(LogRepeats, FoldMessagesThatTakeTurns)
+{
+    LogRepeats repeats;
+    LogRepeats::Clock::time_point now{};
+    std::map<std::string, std::uint64_t> shown;
+    std::map<std::string, std::uint64_t> told;
+    const auto note = [&told](const LogRepeats::Verdict& verdict) {
+        if (verdict.repeated > 0)
+            told[verdict.text] += verdict.repeated;
+    };
+    constexpr std::uint64_t Failures = 30 * 60 * 60;
+    for (std::uint64_t i = 0; i < Failures; ++i, now += std::chrono::milliseconds(33))
+        for (const char* text : {"not written", "disk full", "data loss"}) {
+            const LogRepeats::Verdict verdict = repeats.take(QtCriticalMsg, "f", 1, text, now);
+            shown[text] += verdict.isLogged ? 1 : 0;
+            note(verdict);
+        }
+    for (LogRepeats::Verdict rest = repeats.takeRest(); rest.repeated > 0; rest = repeats.takeRest())
+        note(rest);
+    for (const char* text : {"not written", "disk full", "data loss"}) {
+        EXPECT_EQ(shown[text], 20) << text;
+        EXPECT_EQ(told[text], Failures - 20) << text;
+    }
+    // What stayed away is shown again, and pushing others out loses no count.
+    now += std::chrono::seconds(11);
+    for (int i = 0; i < 21; ++i)
+        EXPECT_EQ(repeats.take(QtCriticalMsg, "f", 1, "disk full", now).isLogged, i < 20);
+    std::uint64_t pushedOut = 0;
+    for (int i = 0; i < 20; ++i)
+        pushedOut += repeats.take(QtDebugMsg, "f", 1, std::to_string(i), now).repeated;
+    EXPECT_EQ(pushedOut, 1);
+    EXPECT_EQ(repeats.takeRest().repeated, 0);
 }
 
 TEST(LogQueue, CountsWhatDoesNotFit)

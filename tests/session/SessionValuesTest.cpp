@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The session's plain decisions: watchdog verdict, header contents, summary text.
+#include "session/AwaitedWrite.h"
+#include "session/DiskForecast.h"
 #include "session/HeaderBuilder.h"
 #include "session/RecordingSummary.h"
 #include "session/WatchdogVerdict.h"
 
+#include <array>
+#include <bit>
 #include <gtest/gtest.h>
 
 using namespace vt;
@@ -50,6 +54,68 @@ TEST(HeaderBuilder, TakesTypeGainAndOffsetFromTheUnit)
     EXPECT_EQ(rat.featuresPerEpoch, 6);
     EXPECT_EQ(rat.offsetSubtracted, 0.0);
     EXPECT_EQ(rat.mcuGain, 40);
+}
+
+TEST(RecordingSummary, EveryFieldOfTheLossesHasALine)
+{
+    using Fields = std::array<quint64, sizeof(LossSummary) / sizeof(quint64)>;
+    for (std::size_t i = 0; i < Fields{}.size(); ++i) {
+        Fields fields{};
+        fields[i] = 7;
+        RecordingResult result;
+        result.losses = std::bit_cast<LossSummary>(fields);
+        EXPECT_EQ(reportOf(result).gaps.size(), 1)
+            << "field " << i << ": " << qPrintable(summaryText(result));
+    }
+}
+
+TEST(AwaitedWrite, CountsWhatNobodyAnsweredAndNoAnswerOfAnEarlierOne)
+{
+    AwaitedWrite file;
+    const auto late = file.begin();
+    EXPECT_FALSE(file.hasFailed());
+    EXPECT_TRUE(file.endsMissing());
+    const auto answer = file.begin();
+    late(false); // a disk that hung
+    EXPECT_FALSE(file.hasFailed());
+    answer(true);
+    EXPECT_FALSE(file.endsMissing());
+    file.begin()(false);
+    EXPECT_TRUE(file.hasFailed());
+    EXPECT_TRUE(file.endsMissing());
+    EXPECT_FALSE(file.hasFailed()) << "counted once";
+}
+
+TEST(DiskForecast, TakesTheLargerOfWhatIsReckonedAndWhatIsMeasured)
+{
+    constexpr qint64 megabyte = 1'000'000;
+    constexpr qint64 computed = 8 * megabyte;
+    DiskForecast forecast;
+    qint64 now = 5000;
+    qint64 free = 72'000 * megabyte;
+    // A sample every 2 s, as the session takes them.
+    const auto pass = [&](int minutes, qint64 fallPerHour) {
+        for (int i = 0; i < minutes * 30; ++i, now += 2000) {
+            free -= fallPerHour / 1800;
+            forecast.note(now, free + (i % 7 == 3 ? 5 * megabyte : 0)); // something small comes and goes
+        }
+    };
+    const auto megabytes = [&] {
+        return static_cast<double>(forecast.bytesPerHour(computed, true)) / megabyte;
+    };
+    pass(9, 900 * megabyte);
+    EXPECT_EQ(forecast.bytesPerHour(computed, false), computed);
+    EXPECT_EQ(forecast.bytesPerHour(computed, true), 0) << "films of unknown size";
+    pass(3, 900 * megabyte);
+    EXPECT_NEAR(megabytes(), 900, 45);
+    free += 20'000 * megabyte; // somebody makes room
+    pass(3, 900 * megabyte);
+    EXPECT_NEAR(megabytes(), 900, 90);
+    forecast.note(now + 60'000, -1); // a share that is away for a moment
+    pass(29, 3600 * megabyte);
+    EXPECT_NEAR(megabytes(), 3600, 180);
+    pass(35, 0);
+    EXPECT_EQ(forecast.bytesPerHour(computed, true), computed);
 }
 
 TEST(RecordingSummary, NamesEveryLossWithItsNumberAndEveryChannel)

@@ -2,11 +2,21 @@
 // Bad input: each case gets one clear message and touches no file.
 #include "SessionHarness.h"
 
+#include "recording/MarkerFile.h"
 #include "recording/RawFileReader.h"
+#include "recording/RecordedFiles.h"
+#include "session/RecordingSummary.h"
+#include "session/SetupCheck.h"
 
 #include <QDir>
 #include <QFile>
+#include <QTemporaryDir>
+#include <deque>
 #include <gtest/gtest.h>
+#include <tuple>
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
 
 using namespace vt;
 using namespace vt::test;
@@ -127,6 +137,59 @@ TEST(SetupCheck, ARecordingIsReplacedWhereTheUserAgreedOrNothingIsInIt)
         ASSERT_TRUE(harness.waitForDevice());
         EXPECT_EQ(harness.deliver(4), 4);
         ASSERT_TRUE(harness.stopAndWaitIdle());
+    }
+}
+
+// Raw files are moved away once they have been converted; what is left of the recording is not free for that.
+TEST(SetupCheck, WhatIsLeftOfAnEarlierRecordingIsNotReplacedUnasked)
+{
+    for (const auto& [name, content, isRecording, isOfMice] :
+         {std::tuple{u".FeatVecfb"_s, QByteArray("values"), true, true},
+          std::tuple{u"_at.Featfb"_s, QByteArray("values"), true, true},
+          std::tuple{u"_br.Featfb"_s, QByteArray("values"), true, true},
+          std::tuple{u"_br.Feat"_s, QByteArray("values"), true, false},
+          std::tuple{u"_daq.Tstamp"_s, QByteArray("0.033,4\n"), true, true},
+          std::tuple{u"_Marks.csv"_s, MarkerFile::headerLine() + "1,0,", true, true},
+          std::tuple{u"_Marks.csv"_s, MarkerFile::headerLine(), false, true},
+          std::tuple{u"_at.Featfb"_s, QByteArray(), false, true}}) {
+        const QTemporaryDir folder;
+        const QString base = folder.filePath(u"run"_s);
+        EXPECT_FALSE(holdsRecording(base));
+        writeFile(base + name, content);
+        EXPECT_EQ(holdsRecording(base), isRecording) << qPrintable(name);
+        EXPECT_EQ(checkReplaced(base, QString()).contains(base + name), isRecording) << qPrintable(name);
+        EXPECT_EQ(checkReplaced(base, base + u".binfb"_s).isEmpty(), isOfMice)
+            << "agreed: " << qPrintable(name);
+    }
+}
+
+TEST(SetupCheck, AMarkerOrSummaryFileThatCannotBeWrittenDoesNotKeepFromRecording)
+{
+    const std::function<void(const QString&)> obstacles[] = {
+        [](const QString& path) { QDir().mkdir(path); },
+#ifdef Q_OS_UNIX
+        [](const QString& path) { ASSERT_EQ(::mkfifo(QFile::encodeName(path).constData(), 0600), 0); },
+#endif
+        [](const QString& path) {
+            writeFile(path, MarkerFile::headerLine());
+            QFile::setPermissions(path, QFileDevice::ReadOwner);
+        },
+        [](const QString& path) {
+            static std::deque<DataFile> holders;
+            ASSERT_EQ(holders.emplace_back().openForWriting(path), FileUtils::OpenResult::Opened);
+        }};
+    for (const auto& obstruct : obstacles) {
+        SessionHarness harness;
+        for (const QString& name : {u"run_Marks.csv"_s, u"run_cnfg.csv"_s})
+            obstruct(harness.path(name));
+        ASSERT_TRUE(harness.beginRecording());
+        EXPECT_EQ(harness.user.lastText(u"Markers"_s),
+                  u"Could not open the marker file — marker button presses will not be recorded for this "
+                  u"session."_s);
+        EXPECT_EQ(harness.session->addMarker(u"press"_s), -1);
+        EXPECT_EQ(harness.deliver(3), 3);
+        ASSERT_TRUE(harness.stopAndWaitIdle());
+        EXPECT_EQ(harness.session->lastReport().gaps, QStringList{u"Lost: the configuration summary"_s});
     }
 }
 

@@ -5,6 +5,8 @@
 #include "SessionHarness.h"
 
 #include "processing/DataManager.h"
+#include "recording/DataFile.h"
+#include "session/RecordingSummary.h"
 
 #include <QDeadlineTimer>
 #include <QFile>
@@ -402,6 +404,28 @@ TEST_F(StimulationSessionTest, AMissingUnitIsToldOnceAndTheRecordingGoesOn)
     EXPECT_EQ(harness.session->lastEndReason(), EndReason::UserStop);
     EXPECT_FALSE(harness.session->status().losses.any());
     EXPECT_EQ(std::ranges::count(harness.user.messages, u"Stimulation"_s, &RecordingUser::Message::title), 1);
+}
+
+TEST_F(StimulationSessionTest, RowsThatTheLogLacksAreToldAndCounted)
+{
+    vexio.protocol = StimulationProtocol::ManualTrigger;
+    DataFile holder;
+    ASSERT_EQ(holder.openForWriting(harness.path(u"run_Stim.csv"_s)), FileUtils::OpenResult::Opened);
+    ASSERT_TRUE(begin());
+    EXPECT_TRUE(harness.user.lastText(u"Stimulation"_s)
+                    .endsWith(u"The recording goes on without a stimulation log."_s));
+    EXPECT_EQ(harness.session->stimulateNow(), ManualStimulation::Requested);
+    EXPECT_TRUE(
+        SessionHarness::waitUntil([&] { return harness.session->status().losses.stimulationRowsLost == 1; }));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_EQ(harness.session->lastReport().gaps,
+              (QStringList{u"Lost: 1 stimulation log that could not be opened"_s,
+                           u"Lost: 1 row of the stimulation log"_s}));
+    EXPECT_TRUE(harness.session->status().losses.any());
+    ASSERT_TRUE(begin());
+    EXPECT_EQ(harness.session->status().losses.stimulationRowsLost, 0);
+    holder.close();
+    ASSERT_TRUE(harness.stopAndWaitIdle());
 }
 
 TEST_F(StimulationSessionTest, AUnitThatAnswersLaterIsTakenUpInTheMiddleOfASegment)

@@ -13,6 +13,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSpinBox>
@@ -269,6 +270,31 @@ TEST_F(SetupPanelTest, OnlyWhatTheFileDialogHasAskedAboutMayBeReplaced)
         EXPECT_TRUE(QTest::qWaitFor([&] { return dialog.isNull(); }));
         EXPECT_EQ(m_panel.setup().basePath, folder.filePath(u"night"_s));
         EXPECT_EQ(m_panel.setup().replaceable, agreed);
+    }
+}
+
+// A raw file that was moved away leaves the rest of its recording, which the file dialog does not ask about.
+TEST_F(SetupPanelTest, WhatIsLeftOfARecordingIsAskedAbout)
+{
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(u"night_daq.Tstamp"_s));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("0.033,4\n") > 0 && file.flush());
+    const QString chosen = folder.filePath(u"night.binfb"_s);
+    m_panel.setDevice(details(u"Dev1"_s, 2, 1));
+    for (const bool agrees : {false, true}) {
+        const QPointer<QFileDialog> dialog = openDialog();
+        ASSERT_NE(dialog, nullptr);
+        emit dialog->fileSelected(chosen);
+        dialog->reject();
+        const QPointer<QMessageBox> box = m_panel.findChild<QMessageBox*>();
+        ASSERT_NE(box, nullptr);
+        EXPECT_TRUE(box->text().contains(u"night_daq.Tstamp"_s));
+        for (QAbstractButton* button : box->buttons())
+            if (button->text() == (agrees ? u"&Replace"_s : u"&Cancel"_s))
+                button->click();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return dialog.isNull() && box.isNull(); }));
+        EXPECT_EQ(m_panel.setup().basePath, agrees ? folder.filePath(u"night"_s) : QString());
+        EXPECT_EQ(m_panel.setup().replaceable, agrees ? chosen : QString());
     }
 }
 

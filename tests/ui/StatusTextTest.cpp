@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ui/StatusText.h"
 
+#include <array>
+#include <bit>
 #include <gtest/gtest.h>
 
 using namespace vt;
@@ -53,6 +55,18 @@ TEST(StatusText, LossesAreNamedWithTheirNumbers)
     losses.framesDropped = 12;
     losses.bytesFailed = 1500;
     EXPECT_EQ(lossText(losses), QStringLiteral("Frames dropped: 12\nBytes failed: 1,500"));
+}
+
+// Every field, those to come included: a loss that only the report names was "Nothing was lost." here.
+TEST(StatusText, NoLossIsCalledNothing)
+{
+    using Fields = std::array<quint64, sizeof(LossSummary) / sizeof(quint64)>;
+    for (std::size_t i = 0; i < Fields{}.size(); ++i) {
+        Fields fields{};
+        fields[i] = 7;
+        const QString told = lossText(std::bit_cast<LossSummary>(fields));
+        EXPECT_TRUE(told.endsWith(QStringLiteral(": 7"))) << "field " << i << ": " << qPrintable(told);
+    }
 }
 
 TEST(StatusText, StimulationInOneLine)

@@ -33,12 +33,11 @@ QByteArray fingerprint(const RecordingSetup& setup, const VideoSettings& video)
 {
     RecordingSetup all = setup;
     all.video = video;
-    const QString rest = QStringLiteral("%1\n%2\n%3\n%4\n%5")
-                             .arg(setup.basePath)
-                             .arg(setup.channelCount)
-                             .arg(setup.animalType)
-                             .arg(setup.activityOnly)
-                             .arg(setup.bandpass);
+    const QString rest = setup.basePath + QStringLiteral("\n%1\n%2\n%3\n%4")
+                                              .arg(setup.channelCount)
+                                              .arg(setup.animalType)
+                                              .arg(setup.activityOnly)
+                                              .arg(setup.bandpass);
     return formatSetup(setupContents(all, static_cast<int>(setup.animalIds.size())), {}, {}) + rest.toUtf8();
 }
 
