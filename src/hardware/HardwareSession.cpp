@@ -277,15 +277,22 @@ bool HardwareSession::probe()
 std::optional<MCUHeader> HardwareSession::readHeader()
 {
     std::array<std::uint8_t, McuRegisterCount> registers{};
-    if (m_mcuBus && m_mcuBus->i2cRead(McuAddress8, McuFirstRegister, registers.data(), McuRegisterCount,
-                                      m_waiting.isEndOfThread)) {
-        MCUHeader header = MCUBufferMap(registers).header();
-        if (m_statusPoll)
-            m_statusPoll->note(header.status);
-        return header;
+    if (!m_mcuBus || !m_mcuBus->i2cRead(McuAddress8, McuFirstRegister, registers.data(), McuRegisterCount,
+                                        m_waiting.isEndOfThread)) {
+        qWarning("DAQInfo::getMCUHeader - i2cRead failed");
+        return std::nullopt;
     }
-    qWarning("DAQInfo::getMCUHeader - i2cRead failed");
-    return std::nullopt;
+    const MCUBufferMap map(registers);
+    MCUHeader header = map.header();
+    if (!map.isPlausible()) {
+        qWarning("DAQInfo::getMCUHeader - the microcontroller's registers make no sense: map revision %d "
+                 "(should be 1), animal type %d (should be 1 or 2). The unit cannot be used",
+                 header.mapRevision, header.animalType);
+        return std::nullopt;
+    }
+    if (m_statusPoll)
+        m_statusPoll->note(header.status);
+    return header;
 }
 
 std::optional<std::uint16_t> HardwareSession::readDataEE(std::uint8_t address)

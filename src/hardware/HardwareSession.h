@@ -60,7 +60,7 @@ public:
 
     /// Reads the microcontroller's status register. False also when another bus is lost: a recovery is due.
     [[nodiscard]] bool probe();
-    /// Reads its whole register file.
+    /// Reads its whole register file. Empty also when this is not one of the known layout.
     [[nodiscard]] std::optional<MCUHeader> readHeader();
     /// 16-bit words of its EEPROM at even addresses (DataEeprom.h).
     [[nodiscard]] std::optional<std::uint16_t> readDataEE(std::uint8_t address);

@@ -83,10 +83,32 @@ TEST_F(HardwareUnitsTest, ExpandersAreSetUpForTheSensorsThatThereAre)
     unit.withMcu([](I2cSlave& mcu) { mcu.registers[0x04] = 8; });
     ASSERT_TRUE(select(u"Dev1"_qs));
     EXPECT_TRUE(log.has(u"Configuring for Plover (8-channel) hardware - outputs normal"_qs));
-    unit.withMcu([](I2cSlave& mcu) { mcu.registers[0x04] = 17; });
+    unit.withMcu([](I2cSlave& mcu) { mcu.registers[0x04] = 16; });
     ASSERT_TRUE(select(u"Dev1"_qs));
-    EXPECT_TRUE(log.has(u"Configuring for Kestrel Box (16-channel) hardware - outputs INVERTED"_qs))
-        << "as many as analog inputs";
+    EXPECT_TRUE(log.has(u"Configuring for Kestrel Box (16-channel) hardware - outputs INVERTED"_qs));
+}
+
+// A data line that is held low reads as zeros, and was a unit for animals of type 0.
+TEST_F(HardwareUnitsTest, RegistersThatMakeNoSenseAreNoHeader)
+{
+    ASSERT_TRUE(select(u"Dev1"_qs));
+    const auto isRead = [this] {
+        return answerOf<std::optional<MCUHeader>>([&](auto done) { info->getMCUHeader(done); })
+            .value_or(std::nullopt)
+            .has_value();
+    };
+    EXPECT_TRUE(isRead());
+    for (const auto& [address, value] : {std::pair{0, 0}, {0, 2}, {1, 0}, {1, 3}}) {
+        const int before = unit.withMcu([at = static_cast<std::size_t>(address), v = value](I2cSlave& mcu) {
+            return std::exchange(mcu.registers[at], static_cast<std::uint8_t>(v));
+        });
+        EXPECT_FALSE(isRead()) << address << ' ' << value;
+        unit.withMcu([at = static_cast<std::size_t>(address), before](I2cSlave& mcu) {
+            mcu.registers[at] = static_cast<std::uint8_t>(before);
+        });
+    }
+    EXPECT_TRUE(log.hasPart(u"the microcontroller's registers make no sense: map revision 1 (should be 1), "
+                            "animal type 3"_qs));
 }
 
 // A recording's stimulation goes on after the unit was unplugged: what the user has set is set again.
