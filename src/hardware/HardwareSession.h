@@ -92,7 +92,8 @@ private:
     {
         std::uint8_t configMask = 0;
         DIO::HeldOutputs heldOutputs{};
-        std::optional<int> channelCount; ///< fixes the variant of the port expanders, and their polarity
+        /// Fixes the variant of the port expanders, and their polarity. Without it they are left alone.
+        std::optional<int> channelCount;
         bool isLightOn = false;
     };
 
@@ -104,7 +105,7 @@ private:
     void keepState();
     void tearDown();
     bool build();
-    [[nodiscard]] int channelCount();
+    [[nodiscard]] std::optional<int> readChannelCount();
     void initDio();
     void initVexio();
     void tellPresence();
