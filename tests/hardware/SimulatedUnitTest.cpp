@@ -200,6 +200,35 @@ TEST_F(SimulatedHardwareTest, OutputsAreLeftAloneUntilTheNumberOfChannelsIsKnown
     EXPECT_FALSE(log.hasPart(u"Port expander 0x4E init error"_qs));
 }
 
+// The very attempt that had found the unit lost its bus again, and counted as a success.
+TEST_F(SimulatedHardwareTest, ABusThatFailsInTheAttemptThatRestoresItIsTriedAgain)
+{
+    constexpr std::uint64_t BehindTheAttempt = 37; // calls of the probe that waits for its end
+    constexpr std::uint64_t BeforeItsEnd = 30;     // the status is being read
+    QSignalSpy lost(&hardware, &StimulationHardware::busLost);
+    QSignalSpy restored(&hardware, &StimulationHardware::busRestored);
+    std::uint64_t calls = 0; // of an attempt that succeeds, and the probe
+    for (const bool isFailing : {false, true}) {
+        ASSERT_TRUE(unit.applyFaultCommand(u"vexio absent"_qs));
+        ASSERT_EQ(answerOf<bool>([&](auto done) { info.selectDevice(u"sim"_qs, done); }), true);
+        info.setAcquisitionStarted(true);
+        info.startVexioPolling();
+        settle();
+        ASSERT_TRUE(unit.applyFaultCommand(u"vexio present"_qs));
+        pass(999, 999);
+        const std::uint64_t before = unit.callCount();
+        if (isFailing)
+            unit.failCall(calls - BehindTheAttempt - BeforeItsEnd, -88709, false);
+        pass(1, 1);
+        calls = unit.callCount() - before;
+        EXPECT_TRUE(hardware.vexioPresent());
+        EXPECT_EQ(lost.count(), isFailing ? 1 : 0);
+        pass(4000, 500);
+        EXPECT_EQ(restored.count(), isFailing ? 1 : 0);
+        info.setAcquisitionStarted(false);
+    }
+}
+
 TEST_F(SimulatedHardwareTest, ButtonAndSensors)
 {
     QSignalSpy button(&info, &DAQInfo::pushButtonPressed);
