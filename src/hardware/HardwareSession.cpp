@@ -216,6 +216,8 @@ void HardwareSession::close()
 {
     if (m_dio)
         m_dio->switchAllOff();
+    if (m_vexio && m_vexio->configMask() != 0)
+        m_vexio->updateCageEnableConfig(0);
     tearDown();
 }
 

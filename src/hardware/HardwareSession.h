@@ -43,7 +43,8 @@ public:
     /// microcontroller's bus can be used: everything else may be missing. selection tells the receivers of
     /// notices which device they are about.
     bool open(const DAQDevice& device, quint64 selection);
-    /// Switches the digital outputs off before, as far as they can be reached.
+    /// Switches the digital outputs off and disables the stimulation unit's cages before, as far as they can
+    /// be reached.
     void close();
     /// Closes, looks whether the very same unit is still there, opens and probes. True when the
     /// microcontroller answered. The cages' enable mask (written by the next stimulation), held outputs, the

@@ -175,8 +175,7 @@ void VEXIO::rewriteSettings()
     forgetWrittenProfiles();
     if (!readRegister(REG_BSCONFIG))
         return; // it does not answer: the status poll tells when it does
-    if (m_unstopped != 0)
-        retryStop();
+    retryStop();
     rewriteProfiles(AllCages);
     resyncCageEnable();
     qInfo("VEXIO: settings written again, the unit had been away");
@@ -362,8 +361,12 @@ void VEXIO::updateCageEnableConfig(std::uint8_t enableMask)
         return;
     }
     m_configMask = enableMask; // if need be, the next activation writes it
+    m_isDisablingOwed = false;
     if (!writeRegister(REG_BSCONFIG, enableMask)) {
         qDebug("VEXIO::updateCageEnableConfig - I2C write failed for REG_BSCONFIG");
+        m_isDisablingOwed = enableMask == 0; // no activation follows
+        if (m_isDisablingOwed)
+            retryStopLater();
         return;
     }
     qDebug().noquote() << "VEXIO::updateCageEnableConfig - Successfully wrote to REG_BSCONFIG, mask:"

@@ -168,6 +168,7 @@ private:
     void noteAnswer(bool isAnswer);
     void rewriteSettings();
     [[nodiscard]] bool writeStop(std::uint8_t cageMask);
+    void retryStopLater();
     void retryStop();
     void settleStop(std::uint8_t cageMask);
     void tellUnstopped();
@@ -197,6 +198,7 @@ private:
     std::optional<Diagnostics> m_diagnostics; ///< while they are active
     std::uint8_t m_unstopped = 0;             ///< cages that the unit has not taken the order to stop for
     std::uint8_t m_toldUnstopped = 0;         ///< as last told by unstoppedCagesChanged
+    bool m_isDisablingOwed = false;           ///< the unit has not taken that no cage is enabled
     int m_stopRetries = 0;
     bool m_isStatusReadErrorLogged = false;
     bool m_isInterruptReadErrorLogged = false;

@@ -77,7 +77,9 @@ void VEXIO::resyncCageEnable()
         logEnabledFaults(QStringLiteral("  Cage"));
         forgetWrittenProfiles(); // they went with the mask
     }
-    if (!writeRegister(REG_BSCONFIG, m_configMask))
+    if (writeRegister(REG_BSCONFIG, m_configMask))
+        m_isDisablingOwed = false;
+    else
         qDebug("VEXIO: ERROR - Failed to restore REG_BSCONFIG!");
 }
 
@@ -174,24 +176,35 @@ bool VEXIO::writeStop(std::uint8_t cageMask)
         return true;
     }
     m_unstopped |= cageMask;
-    if (m_bus->failed()) {
+    if (m_bus->failed())
         tellUnstopped();
-    } else if (!m_stopTimer->isActive()) {
-        m_stopRetries = 0;
-        m_stopTimer->start(FirstStopRetryMs, TimerMode::SingleShot);
-    }
+    else
+        retryStopLater();
     return false;
+}
+
+void VEXIO::retryStopLater()
+{
+    if (m_stopTimer->isActive() || m_bus->failed())
+        return;
+    m_stopRetries = 0;
+    m_stopTimer->start(FirstStopRetryMs, TimerMode::SingleShot);
 }
 
 void VEXIO::retryStop()
 {
     m_stopTimer->stop();
-    if (m_unstopped == 0 || m_diagnostics)
-        return; // the diagnostics have stopped all cages
-    if (writeRegister(REG_BSSTOP, m_unstopped)) {
+    if (m_diagnostics)
+        return; // they have stopped all cages
+    const bool isStopped = m_unstopped == 0 || writeRegister(REG_BSSTOP, m_unstopped);
+    if (isStopped && m_unstopped != 0) {
         qInfo().noquote() << "VEXIO: stopped at a further try, cages:" << binaryByte(m_unstopped);
         settleStop(m_unstopped);
-    } else if (m_bus->failed() || ++m_stopRetries >= MostStopRetries) {
+    }
+    m_isDisablingOwed = m_isDisablingOwed && !writeRegister(REG_BSCONFIG, m_configMask);
+    if (isStopped && !m_isDisablingOwed)
+        return;
+    if (m_bus->failed() || ++m_stopRetries >= MostStopRetries) {
         tellUnstopped();
     } else {
         m_stopTimer->start(FirstStopRetryMs << m_stopRetries, TimerMode::SingleShot);
@@ -202,7 +215,7 @@ void VEXIO::retryStop()
 void VEXIO::settleStop(std::uint8_t cageMask)
 {
     m_unstopped = static_cast<std::uint8_t>(m_unstopped & ~cageMask);
-    if (m_unstopped == 0)
+    if (m_unstopped == 0 && !m_isDisablingOwed)
         m_stopTimer->stop();
     if ((m_toldUnstopped & cageMask) != 0)
         tellUnstopped();
