@@ -356,7 +356,8 @@ void HardwareSession::startVexioPolling()
 
 void HardwareSession::stopVexioPolling()
 {
-    m_isVexioPolling = false;
+    if (std::exchange(m_isVexioPolling, false))
+        vexio().checkUnit(); // the last orders may have been acknowledged by nobody
     vexio().stopStatusPolling();
     vexio().stopInterruptPolling();
     updateAttempts();
@@ -373,8 +374,10 @@ void HardwareSession::startDIORecording(int nChannels)
 void HardwareSession::stopDIORecording()
 {
     m_dioRecordingChannels.reset();
-    if (m_dio)
+    if (m_dio) {
+        m_dio->checkExpanders(); // the last orders may have been acknowledged by nobody
         m_dio->stopDIORecording();
+    }
     updateAttempts();
 }
 

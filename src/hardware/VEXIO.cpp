@@ -16,8 +16,6 @@ using namespace VEXIO_NS;
 
 namespace {
 
-constexpr std::uint8_t TestPattern = 0xAA;
-
 constexpr std::uint16_t ExpectedConfiguration = 0x0001;
 constexpr std::uint8_t ExpectedTableVersion = 0x10;
 
@@ -44,7 +42,8 @@ VEXIO::VEXIO(const HardwareContext& context, QObject* parent)
       m_refreshTimer(context.time.createTimer(context.timerContext, [this] { readAllCagesFromHardware(); })),
       m_diagnosticsTimer(
           context.time.createTimer(context.timerContext, [this] { pollDiagnosticsCounter(); })),
-      m_stopTimer(context.time.createTimer(context.timerContext, [this] { retryStop(); }))
+      m_stopTimer(context.time.createTimer(context.timerContext, [this] { retryStop(); })),
+      m_checkTimer(context.time.createTimer(context.timerContext, [this] { checkUnit(); }))
 {}
 
 VEXIO::~VEXIO() = default;
@@ -66,7 +65,7 @@ void VEXIO::letOthersIn()
 
 bool VEXIO::readRegisters(std::uint8_t first, std::uint8_t* bytes, int count)
 {
-    return m_bus->i2cRead(UnitAddress8, first, bytes, count);
+    return isBelievable() && m_bus->i2cRead(UnitAddress8, first, bytes, count);
 }
 
 std::optional<std::uint8_t> VEXIO::readRegister(std::uint8_t address)
@@ -79,7 +78,13 @@ std::optional<std::uint8_t> VEXIO::readRegister(std::uint8_t address)
 
 bool VEXIO::writeRegister(std::uint8_t address, std::uint8_t value)
 {
-    return m_bus->i2cWrite(UnitAddress8, address, &value, 1);
+    return writeRegisters(address, {&value, 1});
+}
+
+bool VEXIO::writeRegisters(std::uint8_t first, std::span<const std::uint8_t> bytes)
+{
+    return isBelievable() &&
+           m_bus->i2cWrite(UnitAddress8, first, bytes.data(), static_cast<int>(bytes.size()));
 }
 
 std::optional<VEXIO::SpeakerFaults> VEXIO::readSpeakerFaults()
@@ -104,6 +109,7 @@ bool VEXIO::initVexio(I2C* bus, int nCages)
         return false;
     }
     m_bus = bus;
+    m_isDoubted = false; // this verifies it
     if (initialise(nCages))
         return true;
     m_bus = nullptr;
@@ -137,7 +143,7 @@ bool VEXIO::initialise(int nCages)
         return false;
     constexpr std::array<std::uint8_t, 2> Zero{};
     for (int cage = 0; cage < nCages; ++cage)
-        if (!m_bus->i2cWrite(UnitAddress8, cageRegister(cage, CageActivationsAt), Zero.data(), 2))
+        if (!writeRegisters(cageRegister(cage, CageActivationsAt), Zero))
             qDebug().noquote() << "VEXIO::initVexio - Write error clearing cage" << cage
                                << "activation counter";
     if (!writeRegister(REG_BSCONFIG, 0)) {
@@ -244,8 +250,7 @@ bool VEXIO::writeCageConfig(int cage, const CageConfig& config)
     }
     const std::array<std::uint8_t, CageProfileSize> profile{config.frequency, config.amplitude,
                                                             config.duration, config.waveShape};
-    const bool isWritten =
-        m_bus->i2cWrite(UnitAddress8, cageRegister(cage, 0), profile.data(), CageProfileSize);
+    const bool isWritten = writeRegisters(cageRegister(cage, 0), profile);
     m_profiles[static_cast<std::size_t>(cage)] = {config, isWritten};
     if (isWritten)
         return true;
@@ -279,6 +284,12 @@ void VEXIO::writeAllCagesToHardware(const QList<CageConfig>& configs)
 void VEXIO::readAllCagesFromHardware()
 {
     if (!hasBus("readAllCagesFromHardware")) {
+        emit cageDataReadFailed();
+        return;
+    }
+    if (!isBelievable()) {
+        m_refreshed = 0;
+        qDebug("VEXIO::readAllCagesFromHardware - the unit does not answer");
         emit cageDataReadFailed();
         return;
     }
@@ -324,8 +335,7 @@ bool VEXIO::clearActivationCounter(int cage)
         return false;
     }
     constexpr std::array<std::uint8_t, 2> Zero{};
-    const bool isCleared =
-        m_bus->i2cWrite(UnitAddress8, cageRegister(cage, CageActivationsAt), Zero.data(), 2);
+    const bool isCleared = writeRegisters(cageRegister(cage, CageActivationsAt), Zero);
     qDebug().noquote() << (isCleared ? "VEXIO::clearActivationCounter - Cleared activation counter for cage"
                                      : "VEXIO::clearActivationCounter - I2C write failed for cage")
                        << cage;

@@ -30,6 +30,10 @@ bool VEXIO::mayActivate(std::uint8_t cageMask)
         qDebug("VEXIO::activateStimulation - Blocked during diagnostics");
         return false;
     }
+    if (!isBelievable()) {
+        qDebug("VEXIO::activateStimulation - Skipped: the unit does not answer");
+        return false;
+    }
     if ((m_cachedStatus & StatusNoPower) != 0) {
         qDebug("VEXIO::activateStimulation - Skipped: 12V power not present (cached status)");
         return false;
@@ -75,7 +79,9 @@ void VEXIO::resyncCageEnable()
         qDebug().noquote() << "VEXIO: *** HARDWARE CLEARED REG_BSCONFIG! *** Last:"
                            << binaryByte(m_configMask) << "Current:" << binaryByte(*current);
         logEnabledFaults(QStringLiteral("  Cage"));
-        forgetWrittenProfiles(); // they went with the mask
+        forgetWrittenProfiles();      // they went with the mask
+        if (m_checkTimer->isActive()) // polled: a data line that is held low reads as zeros, too
+            m_checkTimer->start(CheckSoonMs, TimerMode::SingleShot);
     }
     if (writeRegister(REG_BSCONFIG, m_configMask))
         m_isDisablingOwed = false;
@@ -146,6 +152,7 @@ VEXIO::Activation VEXIO::activateStimulation(std::uint8_t cageMask,
     }
     const qint64 writtenUs = m_context.time.monotonicUs();
     settleStop(cages);
+    m_uncheckedStops = static_cast<std::uint8_t>(m_uncheckedStops & ~cages);
     emit operationComplete(true,
                            QStringLiteral("Stimulation activated for %1 cage(s)").arg(std::popcount(cages)));
     m_refreshed = 0; // what has been read of them so far may have changed
@@ -173,6 +180,7 @@ bool VEXIO::writeStop(std::uint8_t cageMask)
 {
     if (writeRegister(REG_BSSTOP, cageMask)) {
         settleStop(cageMask);
+        m_uncheckedStops |= cageMask;
         return true;
     }
     m_unstopped |= cageMask;
