@@ -92,6 +92,8 @@ std::optional<VEXIO::SpeakerFaults> VEXIO::readSpeakerFaults()
     std::array<std::uint8_t, 2> bytes{};
     if (!readRegisters(REG_SPEAKER_FAULTS_1_4, bytes.data(), 2))
         return std::nullopt;
+    m_lastDiagnostics[1] = bytes[0];
+    m_lastDiagnostics[2] = bytes[1];
     return SpeakerFaults{bytes[0], bytes[1]};
 }
 

@@ -227,6 +227,7 @@ private:
     int m_statusMisses = 0; ///< in a row
     bool m_isAwayTold = false;
     bool m_isDoubted = false;                          ///< what acknowledges is not the unit
+    std::array<std::uint8_t, 3> m_lastDiagnostics{};   ///< of 0x0B to 0x0D, as read last; 0 before that
     std::array<std::uint8_t, RefreshSize> m_refresh{}; ///< the cages' blocks, as far as they have been read
     int m_refreshed = 0;                               ///< bytes of m_refresh that have been read
 

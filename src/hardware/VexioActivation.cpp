@@ -99,7 +99,8 @@ void VEXIO::warnBeforeActivation(std::uint8_t cageMask)
         return;
     if ((*status & StatusNoPower) != 0) {
         qDebug("VEXIO: WARNING - 12V Power NOT PRESENT!");
-        emit diagnosticsStatusRead(*status, 0, 0, 0);
+        const auto& [extra, faults0C, faults0D] = m_lastDiagnostics;
+        emit diagnosticsStatusRead(*status, extra, faults0C, faults0D);
     }
     if ((*status & StatusSpeakerFault) != 0)
         logEnabledFaults(QStringLiteral("VEXIO: WARNING - Cage"));

@@ -179,13 +179,15 @@ void VEXIO::startInterruptPolling()
     clearAllStickyFaults();
     letOthersIn();
     std::array<std::uint8_t, 4> status{};
-    if (readRegisters(REG_SYSTEM_STATUS, status.data(), 4))
+    if (readRegisters(REG_SYSTEM_STATUS, status.data(), 4)) {
+        m_lastDiagnostics = {status[1], status[2], status[3]};
         qDebug().noquote() << "VEXIO::startInterruptPolling - Cleared pending status:"
                            << "SysStatus=0x" << hexByte(status[0]) << "SysExtra=0x" << hexByte(status[1])
                            << "SpkFaults1-4=0x" << hexByte(status[2]) << "SpkFaults5-8=0x"
                            << hexByte(status[3]);
-    else
+    } else {
         qDebug("VEXIO::startInterruptPolling - I2C read failed for status registers");
+    }
     if (m_interruptTimer)
         m_interruptTimer->start(InterruptPeriodMs, TimerMode::Repeating);
     qDebug("Vexio interrupt polling started.");

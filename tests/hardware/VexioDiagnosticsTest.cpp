@@ -79,6 +79,21 @@ TEST_F(VexioTest, DiagnosticsTimeOutAndStillWriteThePendingMask)
     EXPECT_EQ(time.activeTimers(), 0);
 }
 
+// Zeros that nobody had read stood in the log and took a known speaker fault back.
+TEST_F(VexioTest, ActivationWithoutPowerTellsWhatWasReadLast)
+{
+    init();
+    QSignalSpy status(vexio.get(), &VEXIO::diagnosticsStatusRead);
+    setRegister(0x0B, 0x10);
+    setRegister(0x0C, 0x29);
+    vexio->readDiagnosticsStatus();
+    setRegister(0x0A, 0x80);
+    EXPECT_TRUE(vexio->activateStimulation(0x01));
+    ASSERT_EQ(status.count(), 2);
+    EXPECT_EQ(status[1], (QVariantList{QVariant::fromValue<std::uint8_t>(0x80), status[0][1], status[0][2],
+                                       status[0][3]}));
+}
+
 TEST_F(VexioTest, DiagnosticsThatCannotStartSayWhy)
 {
     init();
