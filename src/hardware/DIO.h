@@ -26,6 +26,7 @@ class I2C;
 /// it reads both directions, which are 00 FF, and what the outputs are to be. FF FF is an expander that was
 /// without power and is set up again. 00 00 is no expander that answers, but a data line that is held low and
 /// acknowledges everything: nothing counts as taken or read until the directions are as they should be.
+/// readAllInputs() is asked for once when a session begins to look at inputs.
 class DIO : public QObject
 {
     Q_OBJECT
@@ -55,6 +56,8 @@ public:
     Q_SLOT void startDIORecording(int nChannels);
     Q_SLOT void stopDIORecording();
     Q_SLOT void checkForInterrupt();
+    /// Reads all inputs now and tells them, whether or not they have changed.
+    void readAllInputs();
     void checkExpanders();
     /// While somebody relies on the level of an input, and inputs are looked at, all are read every 500 ms:
     /// an expander that has died signals nothing.
@@ -129,6 +132,7 @@ private:
     HeldOutputs m_wanted{};                                ///< what the outputs are to be, pulses included
     std::array<bool, MostExpanders> m_isTaken{true, true}; ///< the expander has acknowledged that
     std::array<bool, MostExpanders> m_isDoubted{};         ///< what acknowledges is not the expander
+    std::array<bool, MostExpanders> m_isRead{};            ///< its inputs, at least once
     int m_retryMs = FirstRetryMs;
     std::array<std::uint8_t, MostExpanders> m_inputs{0xFF, 0xFF}; ///< pulled up until something drives them
 

@@ -166,6 +166,7 @@ DIO::Reading DIO::readInputs(ReadExpander read)
             m_isDoubted[index] ? std::nullopt : (this->*read)(expander);
         if (!inputs)
             continue;
+        m_isRead[index] = true;
         ++reading.answered;
         readMask |= 0xFFU << (LinesPerExpander * expander);
         const std::uint8_t before = std::exchange(m_inputs[index], *inputs);
@@ -177,10 +178,20 @@ DIO::Reading DIO::readInputs(ReadExpander read)
     return reading;
 }
 
+/// Inputs that have not been read yet are not high.
 std::uint16_t DIO::inputMask() const
 {
-    const int upper = expanderCount() == MostExpanders ? m_inputs[1] << LinesPerExpander : 0;
-    return static_cast<std::uint16_t>(m_inputs[0] | upper);
+    unsigned mask = 0;
+    for (std::size_t expander = 0; expander < m_inputs.size(); ++expander)
+        if (m_isRead[expander])
+            mask |= unsigned{m_inputs[expander]} << (LinesPerExpander * expander);
+    return static_cast<std::uint16_t>(mask);
+}
+
+void DIO::readAllInputs()
+{
+    if (readInputs(&DIO::readLevels).isChanged)
+        emit dioInputStateChanged(inputMask());
 }
 
 void DIO::readSignalledInputs()

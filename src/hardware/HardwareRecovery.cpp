@@ -154,8 +154,8 @@ bool HardwareSession::attemptDio()
     initDio();
     if (!m_dio)
         return false;
-    m_dio->startDIORecording(*m_dioRecordingChannels);
     tellPresence();
+    lookAtInputs();
     return true;
 }
 

@@ -366,8 +366,7 @@ void HardwareSession::stopVexioPolling()
 void HardwareSession::startDIORecording(int nChannels)
 {
     m_dioRecordingChannels = nChannels;
-    if (m_dio)
-        m_dio->startDIORecording(nChannels);
+    lookAtInputs();
     updateAttempts();
 }
 
@@ -379,6 +378,15 @@ void HardwareSession::stopDIORecording()
         m_dio->stopDIORecording();
     }
     updateAttempts();
+}
+
+/// From now on, beginning with what the inputs are now.
+void HardwareSession::lookAtInputs()
+{
+    if (!m_dio)
+        return;
+    m_dio->startDIORecording(*m_dioRecordingChannels);
+    m_dio->readAllInputs();
 }
 
 void HardwareSession::watchInputs(bool isWatched)

@@ -78,6 +78,7 @@ public:
 
     void startVexioPolling();
     void stopVexioPolling();
+    /// Also tells the inputs as they are now.
     void startDIORecording(int nChannels);
     void stopDIORecording();
     /// Also counts for port expanders that come later.
@@ -102,6 +103,7 @@ private:
     template <typename... Args>
     void forward(void (VEXIO::*from)(Args...), void (StimulationHardware::*to)(Args...));
     void makeVexio();
+    void lookAtInputs();
     void releaseKeptOutputs(std::uint16_t cageMask);
     void keepState();
     void tearDown();
