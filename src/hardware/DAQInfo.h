@@ -52,8 +52,9 @@ public:
     /// Reads the microcontroller's status register; done(answered). Also false when another bus has failed
     /// since the device was set up, so that a recovery follows.
     void probeI2C(std::function<void(bool)> done);
-    /// Reads the whole register file (127 bytes); done(empty) on failure. When a bus has failed since the
-    /// device was set up, the I2C session is rebuilt before, unless acquisition runs.
+    /// Reads the whole register file (127 bytes); done(empty) on failure, and when what was read is not a
+    /// register file of the known layout. When a bus has failed since the device was set up, the I2C session
+    /// is rebuilt before, unless acquisition runs.
     void getMCUHeader(std::function<void(std::optional<MCUHeader>)> done);
 
     /// 16-bit words of the microcontroller's EEPROM at even addresses, 0 to 254. One access at a time; done

@@ -95,7 +95,9 @@ bool DIO::restore(I2C* bus)
 /// The latches go to their levels before the pins drive: a cage that is off gets no pulse from this.
 bool DIO::restoreExpander(int expander)
 {
-    const std::uint8_t lines = m_wanted[static_cast<std::size_t>(expander)];
+    const auto index = static_cast<std::size_t>(expander);
+    const std::uint8_t lines = m_wanted[index];
+    m_isDoubted[index] = false; // this verifies it
     return writeOutputs(expander, lines) && initExpander(expander, outputByte(lines));
 }
 
@@ -151,11 +153,16 @@ bool DIO::writeOutputs(int expander, std::uint8_t lines)
 {
     const auto index = static_cast<std::size_t>(expander);
     m_wanted[index] = lines;
-    const std::uint8_t byte = outputByte(lines);
-    m_isTaken[index] = write(expander, OLATA, {&byte, 1});
+    m_isTaken[index] = writeWanted(expander) && !m_isDoubted[index];
     if (!m_isTaken[index])
         retryLater();
     return m_isTaken[index];
+}
+
+bool DIO::writeWanted(int expander)
+{
+    const std::uint8_t byte = outputByte(m_wanted[static_cast<std::size_t>(expander)]);
+    return write(expander, OLATA, {&byte, 1});
 }
 
 /// An output that stays on may be a light that stays on: what is wanted is written until the expander has
@@ -175,8 +182,7 @@ void DIO::retryOutputs()
         const auto index = static_cast<std::size_t>(expander);
         if (m_isTaken[index])
             continue;
-        const std::uint8_t byte = outputByte(m_wanted[index]);
-        m_isTaken[index] = write(expander, OLATA, {&byte, 1});
+        m_isTaken[index] = isBelievable(expander) && writeWanted(expander);
         if (m_isTaken[index])
             qInfo("DIO: port expander %d has taken its outputs at a further try", expander);
         isComplete = m_isTaken[index] && isComplete;

@@ -21,6 +21,12 @@ class I2C;
 /// drives, port B listens. Expander 0 (address 0x40) serves cages 1 to 8, expander 1 (0x4E) cages 9 to 16;
 /// with more than 8 channels both are there and outputs are inverted. Lives on the hardware thread and is
 /// called there only; signals are emitted there. Cage masks: bit c is cage c + 1, set means on.
+///
+/// Beside the transfers of each operation there is checkExpanders(), every 10 s while inputs are looked at:
+/// it reads both directions, which are 00 FF, and what the outputs are to be. FF FF is an expander that was
+/// without power and is set up again. 00 00 is no expander that answers, but a data line that is held low and
+/// acknowledges everything: nothing counts as taken or read until the directions are as they should be.
+/// readAllInputs() is asked for once when a session begins to look at inputs.
 class DIO : public QObject
 {
     Q_OBJECT
@@ -50,6 +56,9 @@ public:
     Q_SLOT void startDIORecording(int nChannels);
     Q_SLOT void stopDIORecording();
     Q_SLOT void checkForInterrupt();
+    /// Reads all inputs now and tells them, whether or not they have changed.
+    void readAllInputs();
+    void checkExpanders();
     /// While somebody relies on the level of an input, and inputs are looked at, all are read every 500 ms:
     /// an expander that has died signals nothing.
     void watchInputs(bool isWatched);
@@ -81,6 +90,7 @@ private:
     [[nodiscard]] int expanderCount() const { return m_channels > 8 ? 2 : 1; }
     [[nodiscard]] bool write(int expander, std::uint8_t registerAddress, std::span<const std::uint8_t> bytes);
     [[nodiscard]] bool writeOutputs(int expander, std::uint8_t lines);
+    [[nodiscard]] bool writeWanted(int expander);
     void writeHeldOutputs(const QString& failure);
     void retryLater();
     void retryOutputs();
@@ -95,7 +105,11 @@ private:
     void setPace(PollPace::Poll last);
     void updateWatch();
     void pollInputs();
-    void checkExpanders();
+    using Setting = std::array<std::uint8_t, 2>; ///< IODIRA and IODIRB
+    [[nodiscard]] std::optional<Setting> readSetting(int expander);
+    [[nodiscard]] bool isBelievable(int expander);
+    [[nodiscard]] bool checkExpander(int expander);
+    [[nodiscard]] bool checkOutputs(int expander);
     void readSignalledInputs();
     /// What the expanders answered: their number, and whether an input differs from the last reading.
     struct Reading
@@ -117,6 +131,8 @@ private:
     HeldOutputs m_pulsed{};                                ///< by the pulse that is under way
     HeldOutputs m_wanted{};                                ///< what the outputs are to be, pulses included
     std::array<bool, MostExpanders> m_isTaken{true, true}; ///< the expander has acknowledged that
+    std::array<bool, MostExpanders> m_isDoubted{};         ///< what acknowledges is not the expander
+    std::array<bool, MostExpanders> m_isRead{};            ///< its inputs, at least once
     int m_retryMs = FirstRetryMs;
     std::array<std::uint8_t, MostExpanders> m_inputs{0xFF, 0xFF}; ///< pulled up until something drives them
 

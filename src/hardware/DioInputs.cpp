@@ -23,6 +23,7 @@ constexpr int InterruptPeriodMs = 50;
 constexpr int CheckPeriodMs = 10'000;
 constexpr int MissesUntilTold = 2; ///< of the check
 constexpr int QuickMisses = 4;     ///< readings that may fail before a silent expander is asked less often
+constexpr std::array<std::uint8_t, 2> OwnSetting{0x00, 0xFF}; ///< IODIRA and IODIRB
 constexpr int MostIdleSignals = 3; ///< a change that was undone at once signals once or twice for nothing
 
 /// "1" or "0" per line, line 0 first.
@@ -160,12 +161,15 @@ DIO::Reading DIO::readInputs(ReadExpander read)
     Reading reading;
     unsigned readMask = 0;
     for (int expander = 0; expander < expanderCount(); ++expander) {
-        const std::optional<std::uint8_t> inputs = (this->*read)(expander);
+        const auto index = static_cast<std::size_t>(expander);
+        const std::optional<std::uint8_t> inputs =
+            m_isDoubted[index] ? std::nullopt : (this->*read)(expander);
         if (!inputs)
             continue;
+        m_isRead[index] = true;
         ++reading.answered;
         readMask |= 0xFFU << (LinesPerExpander * expander);
-        const std::uint8_t before = std::exchange(m_inputs[static_cast<std::size_t>(expander)], *inputs);
+        const std::uint8_t before = std::exchange(m_inputs[index], *inputs);
         reading.isChanged = reading.isChanged || before != *inputs;
     }
     setPace(reading.answered == expanderCount() ? PollPace::Poll::Answered : PollPace::Poll::Missed);
@@ -174,10 +178,20 @@ DIO::Reading DIO::readInputs(ReadExpander read)
     return reading;
 }
 
+/// Inputs that have not been read yet are not high.
 std::uint16_t DIO::inputMask() const
 {
-    const int upper = expanderCount() == MostExpanders ? m_inputs[1] << LinesPerExpander : 0;
-    return static_cast<std::uint16_t>(m_inputs[0] | upper);
+    unsigned mask = 0;
+    for (std::size_t expander = 0; expander < m_inputs.size(); ++expander)
+        if (m_isRead[expander])
+            mask |= unsigned{m_inputs[expander]} << (LinesPerExpander * expander);
+    return static_cast<std::uint16_t>(mask);
+}
+
+void DIO::readAllInputs()
+{
+    if (readInputs(&DIO::readLevels).isChanged)
+        emit dioInputStateChanged(inputMask());
 }
 
 void DIO::readSignalledInputs()
@@ -214,21 +228,68 @@ void DIO::pollInputs()
     m_watchTimer->start(m_watchPace.nextMs(last), TimerMode::SingleShot);
 }
 
+// ---- the check ----
+
+std::optional<DIO::Setting> DIO::readSetting(int expander)
+{
+    Setting setting{};
+    if (!m_bus || !m_bus->i2cRead(expanderAddress8(expander), IODIRA, setting.data(), 2))
+        return std::nullopt;
+    return setting;
+}
+
+bool DIO::isBelievable(int expander)
+{
+    bool& isDoubted = m_isDoubted[static_cast<std::size_t>(expander)];
+    if (isDoubted && readSetting(expander) == OwnSetting)
+        isDoubted = false;
+    return !isDoubted;
+}
+
+bool DIO::checkExpander(int expander)
+{
+    const auto index = static_cast<std::size_t>(expander);
+    const std::optional<Setting> setting = readSetting(expander);
+    if (!setting)
+        return false;
+    if (*setting == OwnSetting) {
+        m_isDoubted[index] = false;
+        return checkOutputs(expander);
+    }
+    if (*setting != Setting{}) {
+        qWarning("DIO: port expander %d has lost its setting and is set up again", expander);
+        return restoreExpander(expander);
+    }
+    if (!std::exchange(m_isDoubted[index], true))
+        qWarning("DIO: port expander %d acknowledges everything and keeps nothing, the data line seems to be "
+                 "held low",
+                 expander);
+    m_isTaken[index] = false; // what it has taken since the last check, nobody knows
+    retryLater();
+    return false;
+}
+
+/// What was written while the line was held low for a moment has not arrived.
+bool DIO::checkOutputs(int expander)
+{
+    const auto index = static_cast<std::size_t>(expander);
+    std::uint8_t latches = 0;
+    if (!m_bus->i2cRead(expanderAddress8(expander), OLATA, &latches, 1))
+        return false;
+    if (latches == outputByte(m_wanted[index]))
+        return true;
+    qWarning("DIO: port expander %d has other outputs than it should, they are written again", expander);
+    return writeOutputs(expander, m_wanted[index]);
+}
+
 /// An expander that was without power for a moment acknowledges everything, and drives and signals nothing.
 void DIO::checkExpanders()
 {
     if (!m_bus || m_bus->failed())
         return;
     bool isAnswering = true;
-    for (int expander = 0; expander < expanderCount(); ++expander) {
-        std::uint8_t direction = 0;
-        if (!m_bus->i2cRead(expanderAddress8(expander), IODIRA, &direction, 1)) {
-            isAnswering = false;
-        } else if (direction != 0) {
-            qWarning("DIO: port expander %d has lost its setting and is set up again", expander);
-            isAnswering = restoreExpander(expander) && isAnswering;
-        }
-    }
+    for (int expander = 0; expander < expanderCount(); ++expander)
+        isAnswering = checkExpander(expander) && isAnswering;
     const int misses = isAnswering ? 0 : m_checkMisses + 1;
     const bool wasTold = std::exchange(m_checkMisses, misses) >= MissesUntilTold;
     if (wasTold != (misses >= MissesUntilTold))

@@ -97,9 +97,12 @@ bool HardwareSession::attempt(UnitBus which)
         return false;
     if (bus(which)->failed() && !replaceBus(which))
         return false;
+    bool isDone = true;
     if (which == UnitBus::StimulationUnit)
-        return attemptVexio();
-    return which != UnitBus::PortExpanders || attemptDio();
+        isDone = attemptVexio();
+    else if (which == UnitBus::PortExpanders)
+        isDone = attemptDio();
+    return isDone && !m_lostBuses.contains(which); // it may have failed again meanwhile
 }
 
 /// A unit that was not there when the device was set up, or was not ready.
@@ -151,8 +154,8 @@ bool HardwareSession::attemptDio()
     initDio();
     if (!m_dio)
         return false;
-    m_dio->startDIORecording(*m_dioRecordingChannels);
     tellPresence();
+    lookAtInputs();
     return true;
 }
 

@@ -17,6 +17,7 @@ constexpr std::uint8_t McuFirstRegister = 0x00;
 constexpr std::uint8_t McuSensorCountRegister = 0x04;
 constexpr std::uint8_t McuStatusRegister = 0x0A;
 constexpr int MostChannels = 16;
+constexpr int CountReadings = 3; ///< of the number of sensors, before it counts as unknown
 
 } // namespace
 
@@ -123,18 +124,29 @@ void HardwareSession::tellPresence()
              StimulationHardware& receiver) { receiver.setPresence(isVexioPresent, isDioPresent); });
 }
 
-/// Sensors that the microcontroller counts; as many as there are analog inputs when it does not tell.
-int HardwareSession::channelCount()
+/// Sensors that the microcontroller counts. It alone knows which box there is: a guess may have the wrong
+/// polarity, and would switch all outputs on.
+std::optional<int> HardwareSession::readChannelCount()
 {
-    std::uint8_t count = 0;
-    if (m_mcuBus->i2cRead(McuAddress8, McuSensorCountRegister, &count, 1) && count >= 1 &&
-        count <= MostChannels)
-        return count;
-    return countAnalogInputs(m_context.driver, m_device.name);
+    for (int reading = 0; reading < CountReadings; ++reading) {
+        std::uint8_t count = 0;
+        if (m_mcuBus->i2cRead(McuAddress8, McuSensorCountRegister, &count, 1) && count >= 1 &&
+            count <= MostChannels)
+            return count;
+    }
+    return std::nullopt;
 }
 
 void HardwareSession::initDio()
 {
+    m_isDioIncomplete = false;
+    if (!m_kept.channelCount)
+        m_kept.channelCount = readChannelCount();
+    if (!m_kept.channelCount) {
+        qWarning("HardwareSession: the microcontroller does not tell its number of sensors (1 to 16): the "
+                 "digital outputs and inputs are left alone");
+        return;
+    }
     m_dio = std::make_unique<DIO>(m_context, m_device.name, m_kept.heldOutputs);
     QObject::connect(m_dio.get(), &DIO::dioInputStateChanged, m_dio.get(), [this](std::uint16_t inputMask) {
         tell([inputMask](StimulationHardware& receiver) { emit receiver.dioInputStateChanged(inputMask); });
@@ -149,9 +161,6 @@ void HardwareSession::initDio()
         tell(
             [isAnswering](StimulationHardware& receiver) { emit receiver.dioAnsweringChanged(isAnswering); });
     });
-    if (!m_kept.channelCount)
-        m_kept.channelCount = channelCount();
-    m_isDioIncomplete = false;
     m_dio->watchInputs(m_isInputWatched);
     if (m_dio->init(m_dioBus.get(), *m_kept.channelCount))
         return;
@@ -207,6 +216,8 @@ void HardwareSession::close()
 {
     if (m_dio)
         m_dio->switchAllOff();
+    if (m_vexio && m_vexio->configMask() != 0)
+        m_vexio->updateCageEnableConfig(0);
     tearDown();
 }
 
@@ -277,15 +288,22 @@ bool HardwareSession::probe()
 std::optional<MCUHeader> HardwareSession::readHeader()
 {
     std::array<std::uint8_t, McuRegisterCount> registers{};
-    if (m_mcuBus && m_mcuBus->i2cRead(McuAddress8, McuFirstRegister, registers.data(), McuRegisterCount,
-                                      m_waiting.isEndOfThread)) {
-        MCUHeader header = MCUBufferMap(registers).header();
-        if (m_statusPoll)
-            m_statusPoll->note(header.status);
-        return header;
+    if (!m_mcuBus || !m_mcuBus->i2cRead(McuAddress8, McuFirstRegister, registers.data(), McuRegisterCount,
+                                        m_waiting.isEndOfThread)) {
+        qWarning("DAQInfo::getMCUHeader - i2cRead failed");
+        return std::nullopt;
     }
-    qWarning("DAQInfo::getMCUHeader - i2cRead failed");
-    return std::nullopt;
+    const MCUBufferMap map(registers);
+    MCUHeader header = map.header();
+    if (!map.isPlausible()) {
+        qWarning("DAQInfo::getMCUHeader - the microcontroller's registers make no sense: map revision %d "
+                 "(should be 1), animal type %d (should be 1 or 2). The unit cannot be used",
+                 header.mapRevision, header.animalType);
+        return std::nullopt;
+    }
+    if (m_statusPoll)
+        m_statusPoll->note(header.status);
+    return header;
 }
 
 std::optional<std::uint16_t> HardwareSession::readDataEE(std::uint8_t address)
@@ -338,7 +356,8 @@ void HardwareSession::startVexioPolling()
 
 void HardwareSession::stopVexioPolling()
 {
-    m_isVexioPolling = false;
+    if (std::exchange(m_isVexioPolling, false))
+        vexio().checkUnit(); // the last orders may have been acknowledged by nobody
     vexio().stopStatusPolling();
     vexio().stopInterruptPolling();
     updateAttempts();
@@ -347,17 +366,27 @@ void HardwareSession::stopVexioPolling()
 void HardwareSession::startDIORecording(int nChannels)
 {
     m_dioRecordingChannels = nChannels;
-    if (m_dio)
-        m_dio->startDIORecording(nChannels);
+    lookAtInputs();
     updateAttempts();
 }
 
 void HardwareSession::stopDIORecording()
 {
     m_dioRecordingChannels.reset();
-    if (m_dio)
+    if (m_dio) {
+        m_dio->checkExpanders(); // the last orders may have been acknowledged by nobody
         m_dio->stopDIORecording();
+    }
     updateAttempts();
+}
+
+/// From now on, beginning with what the inputs are now.
+void HardwareSession::lookAtInputs()
+{
+    if (!m_dio)
+        return;
+    m_dio->startDIORecording(*m_dioRecordingChannels);
+    m_dio->readAllInputs();
 }
 
 void HardwareSession::watchInputs(bool isWatched)

@@ -43,7 +43,8 @@ public:
     /// microcontroller's bus can be used: everything else may be missing. selection tells the receivers of
     /// notices which device they are about.
     bool open(const DAQDevice& device, quint64 selection);
-    /// Switches the digital outputs off before, as far as they can be reached.
+    /// Switches the digital outputs off and disables the stimulation unit's cages before, as far as they can
+    /// be reached.
     void close();
     /// Closes, looks whether the very same unit is still there, opens and probes. True when the
     /// microcontroller answered. The cages' enable mask (written by the next stimulation), held outputs, the
@@ -60,7 +61,7 @@ public:
 
     /// Reads the microcontroller's status register. False also when another bus is lost: a recovery is due.
     [[nodiscard]] bool probe();
-    /// Reads its whole register file.
+    /// Reads its whole register file. Empty also when this is not one of the known layout.
     [[nodiscard]] std::optional<MCUHeader> readHeader();
     /// 16-bit words of its EEPROM at even addresses (DataEeprom.h).
     [[nodiscard]] std::optional<std::uint16_t> readDataEE(std::uint8_t address);
@@ -77,6 +78,7 @@ public:
 
     void startVexioPolling();
     void stopVexioPolling();
+    /// Also tells the inputs as they are now.
     void startDIORecording(int nChannels);
     void stopDIORecording();
     /// Also counts for port expanders that come later.
@@ -92,7 +94,8 @@ private:
     {
         std::uint8_t configMask = 0;
         DIO::HeldOutputs heldOutputs{};
-        std::optional<int> channelCount; ///< fixes the variant of the port expanders, and their polarity
+        /// Fixes the variant of the port expanders, and their polarity. Without it they are left alone.
+        std::optional<int> channelCount;
         bool isLightOn = false;
     };
 
@@ -100,11 +103,12 @@ private:
     template <typename... Args>
     void forward(void (VEXIO::*from)(Args...), void (StimulationHardware::*to)(Args...));
     void makeVexio();
+    void lookAtInputs();
     void releaseKeptOutputs(std::uint16_t cageMask);
     void keepState();
     void tearDown();
     bool build();
-    [[nodiscard]] int channelCount();
+    [[nodiscard]] std::optional<int> readChannelCount();
     void initDio();
     void initVexio();
     void tellPresence();

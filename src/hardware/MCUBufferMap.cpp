@@ -28,6 +28,10 @@ constexpr std::size_t InputGainAt = 0x60;
 constexpr std::size_t OutputGainAt = 0x64;
 constexpr std::size_t OffsetVoltsAt = 0x68;
 
+constexpr std::uint8_t KnownMapRevision = 1;
+constexpr std::uint8_t Mouse = 1;
+constexpr std::uint8_t Rat = 2;
+
 } // namespace
 
 MCUBufferMap::MCUBufferMap(std::span<const std::uint8_t, McuRegisterCount> bytes)
@@ -51,6 +55,12 @@ QString MCUBufferMap::text(std::size_t offset, std::size_t size) const
     for (std::size_t i = offset; i < offset + size && m_bytes[i] != 0; ++i)
         text += QLatin1Char(m_bytes[i] < 0x80 ? static_cast<char>(m_bytes[i]) : '?');
     return text;
+}
+
+bool MCUBufferMap::isPlausible() const
+{
+    const std::uint8_t animal = m_bytes[AnimalTypeAt];
+    return m_bytes[MapRevisionAt] == KnownMapRevision && (animal == Mouse || animal == Rat);
 }
 
 MCUHeader MCUBufferMap::header() const

@@ -16,6 +16,9 @@ class MCUBufferMap
 public:
     explicit MCUBufferMap(std::span<const std::uint8_t, McuRegisterCount> bytes);
     [[nodiscard]] MCUHeader header() const;
+    /// Is this a register file of the known layout: map revision 1, for mice or rats? A data line that is
+    /// held low reads as zeros.
+    [[nodiscard]] bool isPlausible() const;
 
 private:
     [[nodiscard]] std::uint16_t u16(std::size_t offset) const;

@@ -5,6 +5,7 @@
 #include "recording/McuHeader.h"
 
 #include <tuple>
+#include <utility>
 
 namespace vt {
 
@@ -48,21 +49,20 @@ PollPace::Poll McuStatusPoll::look()
 
 PollPace::Poll McuStatusPoll::judge(std::uint8_t status)
 {
-    const std::uint8_t before = m_last.value_or(static_cast<std::uint8_t>(status & ~McuSensorShorted));
-    const auto risen = static_cast<std::uint8_t>(status & ~before);
-    m_last = status;
-    if ((risen & McuPushButton) != 0)
+    const std::optional<std::uint8_t> before = std::exchange(m_last, status);
+    if (before && (status & McuPushButton) != 0)
         m_events.pushButtonPressed();
-    if (((status ^ before) & McuSensorShorted) != 0)
+    if (((status ^ before.value_or(0)) & McuSensorShorted) != 0)
         m_events.sensorShorted((status & McuSensorShorted) != 0);
-    m_isCountOwed = m_isCountOwed || (risen & McuSensorCountChanged) != 0;
+    m_isCountOwed = m_isCountOwed || (before && (status & McuSensorCountChanged) != 0);
     if (!m_isCountOwed)
         return PollPace::Poll::Answered;
     std::uint8_t count = 0;
     if (!m_bus.i2cRead(McuAddress8, SensorCountRegister, &count, 1))
         return PollPace::Poll::Missed;
     m_isCountOwed = false;
-    m_events.sensorCountChanged(count);
+    if (std::exchange(m_toldCount, count) != count)
+        m_events.sensorCountChanged(count);
     return PollPace::Poll::Answered;
 }
 

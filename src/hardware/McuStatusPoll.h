@@ -15,8 +15,9 @@ class I2C;
 
 /// Looks at the microcontroller's status byte every 500 ms (less often while it does not answer) and tells
 /// what has changed. Hardware thread. The bus outlives it; a bus that has failed is left alone.
-/// The first look tells a shorted sensor, but no button and no new sensor: those are events, and the sensors
-/// have just been counted.
+/// Button and sensor count are events: the unit clears them when they are read, so that each one read is one
+/// more. The first look tells a shorted sensor, but no event: the sensors have just been counted. A count
+/// that was told is not told again.
 class McuStatusPoll
 {
 public:
@@ -41,6 +42,7 @@ private:
     const Events m_events;
     std::optional<std::uint8_t> m_last;
     bool m_isCountOwed = false; ///< the number of sensors changed and could not be read yet
+    std::optional<std::uint8_t> m_toldCount;
     PollPace m_pace;
     std::unique_ptr<Timer> m_timer;
 };

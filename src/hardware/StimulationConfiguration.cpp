@@ -86,8 +86,10 @@ void StimulationController::setDioPresent(bool present)
 {
     m_dioPresent = present;
     qDebug().noquote() << "StimulationController: DIO present =" << present;
-    if (!present)
-        loseInputs(m_trackedInputs);
+    if (present)
+        return;
+    loseInputs(m_trackedInputs);
+    m_inputs = m_knownInputs = 0;
 }
 
 void StimulationController::setProtocol(StimulationProtocol protocol)
@@ -142,6 +144,7 @@ void StimulationController::setSchedule(std::vector<StimulationWindow> schedule)
 {
     m_schedule = std::move(schedule);
     qDebug().noquote() << "StimulationController: Schedule updated," << m_schedule.size() << "entries";
+    updatePeriodCheck();
     emit configChanged();
 }
 
@@ -195,6 +198,9 @@ void StimulationController::setExtTriggerMask(std::uint16_t mask)
     m_lostInputs &= mask;
     if (m_trackedInputs == 0)
         forgetExternalInputs();
+    updatePeriodCheck();
+    if (m_isPeriodOpen)
+        followHighInputs();
     writeCageEnable();
     emit configChanged();
 }

@@ -17,6 +17,7 @@ StimulationController::StimulationController(TimeSource& time, std::shared_ptr<I
     setRandomSeed(seed);
     m_openLoopTimer = time.createTimer(this, [this] { handleOpenLoopTimeout(); });
     m_rekickTimer = time.createTimer(this, [this] { handleExtTrigRekickTimeout(); });
+    m_periodTimer = time.createTimer(this, [this] { notePeriod(); });
     m_inputWatchTimer = time.createTimer(this, [this] { handleInputWatchTimeout(); });
     m_dioSyncTimer = time.createTimer(this, [this] { handleDioSyncTimeout(); });
     for (int cage = 0; cage < MaxStimulationChannels; ++cage)
@@ -47,8 +48,10 @@ void StimulationController::start()
     m_lostInputs = 0;
     forgetExternalInputs();
     prepareUnit();
+    m_isPeriodOpen = false;
     m_running = true;
     updateOpenLoopTimer();
+    updatePeriodCheck();
     qDebug().noquote() << "StimulationController: Started";
 }
 
@@ -57,6 +60,8 @@ void StimulationController::stop()
     m_running = false;
     updateOpenLoopTimer();
     m_lostInputs = 0;
+    m_inputs = m_knownInputs = 0;
+    updatePeriodCheck();
     forgetExternalInputs();
     releaseOutputs(m_outputs.held());
     qDebug().noquote() << "StimulationController: Stopped";

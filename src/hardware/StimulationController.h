@@ -30,6 +30,10 @@ namespace vt {
 /// nobody (ManualTrigger); cages of the external-trigger mask follow their input instead, whatever the
 /// protocol. A manual trigger also works while stopped. Everything only happens inside the schedule.
 ///
+/// An input that rises starts its cage. One that is high already when the controller starts, when a window of
+/// the schedule opens, or when it is read for the first time, has not risen: its cage is stimulated with the
+/// next re-kick, as one whose input stays high.
+///
 /// Interface thread, without locks: decisions arrive and hardware requests leave by queued connections. Masks
 /// have bit i for cage i + 1; the stimulation unit gets the lower eight bits.
 class StimulationController : public QObject
@@ -45,6 +49,7 @@ public:
     static constexpr int ExtTriggerRekickMs = 9500;
     /// An input that drives its cage has to be read at least this often.
     static constexpr int InputSilenceMs = 2000;
+    static constexpr int PeriodCheckMs = 1000; ///< how late a window may be found open, for the triggers
     static constexpr int DioSyncMs = 50;
     static constexpr int DioPulseMs = 50; ///< of the port expanders; an output is held that long at least
 
@@ -125,9 +130,11 @@ public:
     Q_SLOT void triggerManualStimulation();
 
     /// At the start of a recording and of every resumed segment. Hands the cages' profiles and the enable
-    /// mask to the unit, which may have lost them. Who sleeps and which inputs are high is learned anew.
+    /// mask to the unit, which may have lost them. Who sleeps is learned anew. The inputs are those that have
+    /// been read since stop().
     Q_SLOT void start();
-    /// Profiles that the unit is playing end by themselves; digital outputs that are held go off at once.
+    /// Profiles that the unit is playing go on; digital outputs that are held go off at once. The inputs have
+    /// to be read again before the next start().
     Q_SLOT void stop();
 
     Q_SLOT void initStimFile(const QString& filename);
@@ -186,6 +193,9 @@ private:
     void startExternal(std::uint16_t cages);
     void endExternal(std::uint16_t cages);
     void forgetExternalInputs();
+    void followHighInputs();
+    void notePeriod();
+    void updatePeriodCheck();
     void loseInputs(std::uint16_t cages);
     void noteInputsRead(std::uint16_t readMask);
     void updateInputWatch();
@@ -222,6 +232,9 @@ private:
     std::vector<double> m_statistics;
     std::vector<double> m_activityLevels;
     bool m_outsideLogged = false;           ///< for decisions, which come every 2 s
+    std::uint16_t m_inputs = 0;             ///< as they were last; 0 where that is not known
+    std::uint16_t m_knownInputs = 0;        ///< have been read
+    bool m_isPeriodOpen = false;            ///< running inside the schedule, as far as the triggers know
     std::uint16_t m_trackedInputs = 0;      ///< high, and their cages are stimulated
     std::uint16_t m_lostInputs = 0;         ///< were tracked, and cannot be read since
     std::array<qint64, 2> m_inputsReadMs{}; ///< when the inputs of cages 1 to 8 / 9 to 16 were read last
@@ -231,6 +244,7 @@ private:
 
     std::unique_ptr<Timer> m_openLoopTimer;
     std::unique_ptr<Timer> m_rekickTimer;
+    std::unique_ptr<Timer> m_periodTimer;
     std::unique_ptr<Timer> m_inputWatchTimer;
     std::unique_ptr<Timer> m_dioSyncTimer;
     std::array<std::unique_ptr<Timer>, MaxStimulationChannels> m_clearTimers;

@@ -81,7 +81,8 @@ public:
     Q_SLOT void clearOutput(std::uint16_t cageMask);
     /// When the time of a stimulation is over: its pulse comes and lasts, also one that still waits.
     Q_SLOT void endOutputHold(std::uint16_t cageMask);
-    /// Looks for changed inputs every 50 ms; goes on after a recovery of the device.
+    /// Tells the inputs as they are and looks for changed ones every 50 ms; goes on after a recovery of the
+    /// device.
     Q_SLOT void startDIORecording(int nChannels);
     Q_SLOT void stopDIORecording();
     /// While true, and while inputs are looked at, all inputs are read every 500 ms.

@@ -17,29 +17,60 @@ void StimulationController::handleDioInputState(std::uint16_t inputMask)
 {
     qDebug().noquote() << "StimulationController::handleDioInputState - inputMask:" << maskText(inputMask)
                        << "extTrigMask:" << maskText(m_extTriggerMask);
-    if (!m_running)
-        return;
+    notePeriod(); // with the inputs as they were
     // What is known of a lost input is old: it counts as low until it is read again.
     const TriggerEdges edges =
-        externalTriggerEdges(m_trackedInputs, without(inputMask, m_lostInputs), m_extTriggerMask);
-    endExternal(edges.falling); // wherever the schedule stands: an ended trigger leaves no cage running
-    // Without the re-kick timer, which a closed window stops, the inputs that are still high drive nothing.
-    const std::uint16_t beginning = m_rekickTimer->isActive() ? edges.rising : edges.high;
-    if (!isWithinStimPeriod()) {
+        externalTriggerEdges(m_inputs, without(inputMask, m_lostInputs), m_extTriggerMask);
+    m_inputs = without(inputMask, m_lostInputs);
+    if (!m_running)
+        return;
+    // Wherever the schedule stands: an ended trigger leaves no cage running.
+    endExternal(edges.falling & m_trackedInputs);
+    if (!m_isPeriodOpen) {
         qDebug().noquote() << "StimulationController: Outside stim period, clearing ext trigger tracking";
         forgetExternalInputs();
-        if (beginning != 0)
+        if (edges.rising != 0)
             emit outsideStimulationPeriod();
         return;
     }
     m_trackedInputs = edges.high;
     noteInputsRead(edges.rising);
     updateInputWatch();
-    startExternal(beginning);
+    startExternal(edges.rising);
     if (edges.high == 0 && m_rekickTimer->isActive()) {
         m_rekickTimer->stop();
         qDebug().noquote() << "StimulationController: All ext trigger inputs LOW, stopping re-kick timer";
     }
+}
+
+/// No edge, so no row and no stimulation now.
+void StimulationController::followHighInputs()
+{
+    const auto high = static_cast<std::uint16_t>(m_inputs & m_extTriggerMask);
+    if (const std::uint16_t joining = without(high, m_trackedInputs); joining != 0)
+        qInfo().noquote() << "StimulationController: Ext trigger inputs are high already, cages:"
+                          << maskText(joining);
+    m_trackedInputs = high;
+    if (high != 0 && !m_rekickTimer->isActive())
+        m_rekickTimer->start(ExtTriggerRekickMs, TimerMode::Repeating);
+    updateInputWatch();
+}
+
+void StimulationController::notePeriod()
+{
+    const bool isOpen = m_running && isWithinStimPeriod();
+    if (isOpen != std::exchange(m_isPeriodOpen, isOpen) && isOpen)
+        followHighInputs();
+}
+
+/// Nothing else tells that a window has opened.
+void StimulationController::updatePeriodCheck()
+{
+    if (!m_running || m_extTriggerMask == 0 || m_schedule.empty())
+        m_periodTimer->stop();
+    else if (!m_periodTimer->isActive())
+        m_periodTimer->start(PeriodCheckMs, TimerMode::Repeating);
+    notePeriod();
 }
 
 void StimulationController::startExternal(std::uint16_t cages)
@@ -99,12 +130,17 @@ void StimulationController::noteInputsRead(std::uint16_t readMask)
 void StimulationController::handleDioInputsRead(std::uint16_t inputMask, std::uint16_t readMask)
 {
     noteInputsRead(readMask);
+    const std::uint16_t fresh = without(without(readMask, m_knownInputs), m_lostInputs);
+    m_knownInputs |= readMask;
+    m_inputs = static_cast<std::uint16_t>(without(m_inputs, fresh) | (inputMask & fresh));
+    if (fresh != 0 && m_isPeriodOpen)
+        followHighInputs();
     const auto back = static_cast<std::uint16_t>(m_lostInputs & readMask);
     if (back == 0)
         return;
     qInfo().noquote() << "StimulationController: Ext trigger inputs are read again, cages:" << maskText(back);
     m_lostInputs = without(m_lostInputs, back);
-    const std::uint16_t elsewhere = without(m_trackedInputs, readMask);
+    const std::uint16_t elsewhere = without(m_inputs, readMask);
     handleDioInputState(static_cast<std::uint16_t>((inputMask & readMask) | elsewhere));
     updateInputWatch();
     if (m_lostInputs == 0)
@@ -127,6 +163,8 @@ void StimulationController::loseInputs(std::uint16_t cages)
     qWarning().noquote() << "StimulationController: Ext trigger inputs cannot be read, stopping cages:"
                          << maskText(cages);
     m_lostInputs |= cages;
+    m_knownInputs = without(m_knownInputs, cages);
+    m_inputs = without(m_inputs, cages); // read again, they count as risen
     m_trackedInputs = without(m_trackedInputs, cages);
     endExternal(cages);
     if (m_trackedInputs == 0)

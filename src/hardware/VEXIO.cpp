@@ -16,8 +16,6 @@ using namespace VEXIO_NS;
 
 namespace {
 
-constexpr std::uint8_t TestPattern = 0xAA;
-
 constexpr std::uint16_t ExpectedConfiguration = 0x0001;
 constexpr std::uint8_t ExpectedTableVersion = 0x10;
 
@@ -44,7 +42,8 @@ VEXIO::VEXIO(const HardwareContext& context, QObject* parent)
       m_refreshTimer(context.time.createTimer(context.timerContext, [this] { readAllCagesFromHardware(); })),
       m_diagnosticsTimer(
           context.time.createTimer(context.timerContext, [this] { pollDiagnosticsCounter(); })),
-      m_stopTimer(context.time.createTimer(context.timerContext, [this] { retryStop(); }))
+      m_stopTimer(context.time.createTimer(context.timerContext, [this] { retryStop(); })),
+      m_checkTimer(context.time.createTimer(context.timerContext, [this] { checkUnit(); }))
 {}
 
 VEXIO::~VEXIO() = default;
@@ -66,7 +65,7 @@ void VEXIO::letOthersIn()
 
 bool VEXIO::readRegisters(std::uint8_t first, std::uint8_t* bytes, int count)
 {
-    return m_bus->i2cRead(UnitAddress8, first, bytes, count);
+    return isBelievable() && m_bus->i2cRead(UnitAddress8, first, bytes, count);
 }
 
 std::optional<std::uint8_t> VEXIO::readRegister(std::uint8_t address)
@@ -79,7 +78,13 @@ std::optional<std::uint8_t> VEXIO::readRegister(std::uint8_t address)
 
 bool VEXIO::writeRegister(std::uint8_t address, std::uint8_t value)
 {
-    return m_bus->i2cWrite(UnitAddress8, address, &value, 1);
+    return writeRegisters(address, {&value, 1});
+}
+
+bool VEXIO::writeRegisters(std::uint8_t first, std::span<const std::uint8_t> bytes)
+{
+    return isBelievable() &&
+           m_bus->i2cWrite(UnitAddress8, first, bytes.data(), static_cast<int>(bytes.size()));
 }
 
 std::optional<VEXIO::SpeakerFaults> VEXIO::readSpeakerFaults()
@@ -87,6 +92,8 @@ std::optional<VEXIO::SpeakerFaults> VEXIO::readSpeakerFaults()
     std::array<std::uint8_t, 2> bytes{};
     if (!readRegisters(REG_SPEAKER_FAULTS_1_4, bytes.data(), 2))
         return std::nullopt;
+    m_lastDiagnostics[1] = bytes[0];
+    m_lastDiagnostics[2] = bytes[1];
     return SpeakerFaults{bytes[0], bytes[1]};
 }
 
@@ -104,6 +111,7 @@ bool VEXIO::initVexio(I2C* bus, int nCages)
         return false;
     }
     m_bus = bus;
+    m_isDoubted = false; // this verifies it
     if (initialise(nCages))
         return true;
     m_bus = nullptr;
@@ -137,7 +145,7 @@ bool VEXIO::initialise(int nCages)
         return false;
     constexpr std::array<std::uint8_t, 2> Zero{};
     for (int cage = 0; cage < nCages; ++cage)
-        if (!m_bus->i2cWrite(UnitAddress8, cageRegister(cage, CageActivationsAt), Zero.data(), 2))
+        if (!writeRegisters(cageRegister(cage, CageActivationsAt), Zero))
             qDebug().noquote() << "VEXIO::initVexio - Write error clearing cage" << cage
                                << "activation counter";
     if (!writeRegister(REG_BSCONFIG, 0)) {
@@ -175,8 +183,7 @@ void VEXIO::rewriteSettings()
     forgetWrittenProfiles();
     if (!readRegister(REG_BSCONFIG))
         return; // it does not answer: the status poll tells when it does
-    if (m_unstopped != 0)
-        retryStop();
+    retryStop();
     rewriteProfiles(AllCages);
     resyncCageEnable();
     qInfo("VEXIO: settings written again, the unit had been away");
@@ -245,8 +252,7 @@ bool VEXIO::writeCageConfig(int cage, const CageConfig& config)
     }
     const std::array<std::uint8_t, CageProfileSize> profile{config.frequency, config.amplitude,
                                                             config.duration, config.waveShape};
-    const bool isWritten =
-        m_bus->i2cWrite(UnitAddress8, cageRegister(cage, 0), profile.data(), CageProfileSize);
+    const bool isWritten = writeRegisters(cageRegister(cage, 0), profile);
     m_profiles[static_cast<std::size_t>(cage)] = {config, isWritten};
     if (isWritten)
         return true;
@@ -280,6 +286,12 @@ void VEXIO::writeAllCagesToHardware(const QList<CageConfig>& configs)
 void VEXIO::readAllCagesFromHardware()
 {
     if (!hasBus("readAllCagesFromHardware")) {
+        emit cageDataReadFailed();
+        return;
+    }
+    if (!isBelievable()) {
+        m_refreshed = 0;
+        qDebug("VEXIO::readAllCagesFromHardware - the unit does not answer");
         emit cageDataReadFailed();
         return;
     }
@@ -325,8 +337,7 @@ bool VEXIO::clearActivationCounter(int cage)
         return false;
     }
     constexpr std::array<std::uint8_t, 2> Zero{};
-    const bool isCleared =
-        m_bus->i2cWrite(UnitAddress8, cageRegister(cage, CageActivationsAt), Zero.data(), 2);
+    const bool isCleared = writeRegisters(cageRegister(cage, CageActivationsAt), Zero);
     qDebug().noquote() << (isCleared ? "VEXIO::clearActivationCounter - Cleared activation counter for cage"
                                      : "VEXIO::clearActivationCounter - I2C write failed for cage")
                        << cage;
@@ -362,8 +373,12 @@ void VEXIO::updateCageEnableConfig(std::uint8_t enableMask)
         return;
     }
     m_configMask = enableMask; // if need be, the next activation writes it
+    m_isDisablingOwed = false;
     if (!writeRegister(REG_BSCONFIG, enableMask)) {
         qDebug("VEXIO::updateCageEnableConfig - I2C write failed for REG_BSCONFIG");
+        m_isDisablingOwed = enableMask == 0; // no activation follows
+        if (m_isDisablingOwed)
+            retryStopLater();
         return;
     }
     qDebug().noquote() << "VEXIO::updateCageEnableConfig - Successfully wrote to REG_BSCONFIG, mask:"

@@ -14,6 +14,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 
 namespace vt {
 
@@ -28,6 +29,13 @@ class I2C;
 /// While diagnostics are active, activations, stops and durations are refused and the enable mask is kept
 /// until they end. Within 1000 ms after the 12 V supply came or went nothing is activated.
 /// Without a bus every operation is logged as "I2C not initialized" and does nothing.
+///
+/// Beside the transfers of each operation there is a check of its own every 10 s while the status is polled,
+/// and soon after an activation that found the enable mask cleared: the test register 0x77 is read, and when
+/// it does not hold what the initialisation wrote, written and read once more. A unit that takes it then, and
+/// has another enable mask than it should, has been without power and gets its settings again. One that does
+/// not is no unit that answers, but a data line that is held low and acknowledges everything: every operation
+/// fails, the register being written and read before, until it is taken.
 class VEXIO : public QObject
 {
     Q_OBJECT
@@ -69,9 +77,12 @@ public:
     /// at 25 driver calls each, is broken off then and made again later.
     void setUrgentWaiting(std::function<bool()> isWaiting) { m_isUrgentWaiting = std::move(isWaiting); }
 
-    /// Reads the cages' status now and every 500 ms, less often while the unit does not answer.
+    /// Reads the cages' status now and every 500 ms, less often while the unit does not answer; checkUnit()
+    /// every 10 s.
     void startStatusPolling();
     void stopStatusPolling();
+    /// Is it the unit that answers? Nothing while it is known not to, or while diagnostics are active.
+    void checkUnit();
 
     /// Gives up diagnostics that run: the unit is about to be let go.
     void endDiagnostics();
@@ -113,8 +124,8 @@ signals:
     void overTempDetected();
     void systemStatusChanged(std::uint8_t status);
     void speakerDiagnosticsResults(std::uint8_t faults0C, std::uint8_t faults0D);
-    /// The unit has left three status polls in a row without answer / it answers again. Not on a bus that has
-    /// failed.
+    /// The unit has left three status polls in a row without an answer to be believed / it answers again. Not
+    /// on a bus that has failed.
     void answeringChanged(bool isAnswering);
     /// These cages were to be stopped and may go on: the unit has not taken the order at six tries within 3
     /// s, or its bus has failed. 0: that has been settled. A unit that answers again is told to stop them.
@@ -150,11 +161,15 @@ private:
     static constexpr int FirstStopRetryMs = 100; ///< then 200 ... 1600 ms
     static constexpr int MostStopRetries = 5;
 
+    static constexpr int CheckPeriodMs = 10'000;
+    static constexpr int CheckSoonMs = 100;
+
     [[nodiscard]] bool hasBus(const char* operation) const;
     void letOthersIn();
     [[nodiscard]] bool readRegisters(std::uint8_t first, std::uint8_t* bytes, int count);
     [[nodiscard]] std::optional<std::uint8_t> readRegister(std::uint8_t address);
     [[nodiscard]] bool writeRegister(std::uint8_t address, std::uint8_t value);
+    [[nodiscard]] bool writeRegisters(std::uint8_t first, std::span<const std::uint8_t> bytes);
     [[nodiscard]] std::optional<SpeakerFaults> readSpeakerFaults();
 
     [[nodiscard]] bool verifyUnit();
@@ -163,11 +178,16 @@ private:
     void pollStatus();
     void handlePowerEdge(std::uint8_t status);
 
+    [[nodiscard]] bool takesTestPattern();
+    [[nodiscard]] bool isBelievable();
+    void doubtUnit();
+
     void rewriteProfiles(std::uint8_t cageMask);
     void forgetWrittenProfiles();
     void noteAnswer(bool isAnswer);
     void rewriteSettings();
     [[nodiscard]] bool writeStop(std::uint8_t cageMask);
+    void retryStopLater();
     void retryStop();
     void settleStop(std::uint8_t cageMask);
     void tellUnstopped();
@@ -197,6 +217,8 @@ private:
     std::optional<Diagnostics> m_diagnostics; ///< while they are active
     std::uint8_t m_unstopped = 0;             ///< cages that the unit has not taken the order to stop for
     std::uint8_t m_toldUnstopped = 0;         ///< as last told by unstoppedCagesChanged
+    std::uint8_t m_uncheckedStops = 0;        ///< taken since the last check that found the unit in order
+    bool m_isDisablingOwed = false;           ///< the unit has not taken that no cage is enabled
     int m_stopRetries = 0;
     bool m_isStatusReadErrorLogged = false;
     bool m_isInterruptReadErrorLogged = false;
@@ -204,6 +226,8 @@ private:
     PollPace m_statusPace;
     int m_statusMisses = 0; ///< in a row
     bool m_isAwayTold = false;
+    bool m_isDoubted = false;                          ///< what acknowledges is not the unit
+    std::array<std::uint8_t, 3> m_lastDiagnostics{};   ///< of 0x0B to 0x0D, as read last; 0 before that
     std::array<std::uint8_t, RefreshSize> m_refresh{}; ///< the cages' blocks, as far as they have been read
     int m_refreshed = 0;                               ///< bytes of m_refresh that have been read
 
@@ -212,6 +236,7 @@ private:
     std::unique_ptr<Timer> m_refreshTimer;
     std::unique_ptr<Timer> m_diagnosticsTimer;
     std::unique_ptr<Timer> m_stopTimer;
+    std::unique_ptr<Timer> m_checkTimer;
 };
 
 } // namespace vt

@@ -30,6 +30,10 @@ bool VEXIO::mayActivate(std::uint8_t cageMask)
         qDebug("VEXIO::activateStimulation - Blocked during diagnostics");
         return false;
     }
+    if (!isBelievable()) {
+        qDebug("VEXIO::activateStimulation - Skipped: the unit does not answer");
+        return false;
+    }
     if ((m_cachedStatus & StatusNoPower) != 0) {
         qDebug("VEXIO::activateStimulation - Skipped: 12V power not present (cached status)");
         return false;
@@ -75,9 +79,13 @@ void VEXIO::resyncCageEnable()
         qDebug().noquote() << "VEXIO: *** HARDWARE CLEARED REG_BSCONFIG! *** Last:"
                            << binaryByte(m_configMask) << "Current:" << binaryByte(*current);
         logEnabledFaults(QStringLiteral("  Cage"));
-        forgetWrittenProfiles(); // they went with the mask
+        forgetWrittenProfiles();      // they went with the mask
+        if (m_checkTimer->isActive()) // polled: a data line that is held low reads as zeros, too
+            m_checkTimer->start(CheckSoonMs, TimerMode::SingleShot);
     }
-    if (!writeRegister(REG_BSCONFIG, m_configMask))
+    if (writeRegister(REG_BSCONFIG, m_configMask))
+        m_isDisablingOwed = false;
+    else
         qDebug("VEXIO: ERROR - Failed to restore REG_BSCONFIG!");
 }
 
@@ -91,7 +99,8 @@ void VEXIO::warnBeforeActivation(std::uint8_t cageMask)
         return;
     if ((*status & StatusNoPower) != 0) {
         qDebug("VEXIO: WARNING - 12V Power NOT PRESENT!");
-        emit diagnosticsStatusRead(*status, 0, 0, 0);
+        const auto& [extra, faults0C, faults0D] = m_lastDiagnostics;
+        emit diagnosticsStatusRead(*status, extra, faults0C, faults0D);
     }
     if ((*status & StatusSpeakerFault) != 0)
         logEnabledFaults(QStringLiteral("VEXIO: WARNING - Cage"));
@@ -144,6 +153,7 @@ VEXIO::Activation VEXIO::activateStimulation(std::uint8_t cageMask,
     }
     const qint64 writtenUs = m_context.time.monotonicUs();
     settleStop(cages);
+    m_uncheckedStops = static_cast<std::uint8_t>(m_uncheckedStops & ~cages);
     emit operationComplete(true,
                            QStringLiteral("Stimulation activated for %1 cage(s)").arg(std::popcount(cages)));
     m_refreshed = 0; // what has been read of them so far may have changed
@@ -171,27 +181,39 @@ bool VEXIO::writeStop(std::uint8_t cageMask)
 {
     if (writeRegister(REG_BSSTOP, cageMask)) {
         settleStop(cageMask);
+        m_uncheckedStops |= cageMask;
         return true;
     }
     m_unstopped |= cageMask;
-    if (m_bus->failed()) {
+    if (m_bus->failed())
         tellUnstopped();
-    } else if (!m_stopTimer->isActive()) {
-        m_stopRetries = 0;
-        m_stopTimer->start(FirstStopRetryMs, TimerMode::SingleShot);
-    }
+    else
+        retryStopLater();
     return false;
+}
+
+void VEXIO::retryStopLater()
+{
+    if (m_stopTimer->isActive() || m_bus->failed())
+        return;
+    m_stopRetries = 0;
+    m_stopTimer->start(FirstStopRetryMs, TimerMode::SingleShot);
 }
 
 void VEXIO::retryStop()
 {
     m_stopTimer->stop();
-    if (m_unstopped == 0 || m_diagnostics)
-        return; // the diagnostics have stopped all cages
-    if (writeRegister(REG_BSSTOP, m_unstopped)) {
+    if (m_diagnostics)
+        return; // they have stopped all cages
+    const bool isStopped = m_unstopped == 0 || writeRegister(REG_BSSTOP, m_unstopped);
+    if (isStopped && m_unstopped != 0) {
         qInfo().noquote() << "VEXIO: stopped at a further try, cages:" << binaryByte(m_unstopped);
         settleStop(m_unstopped);
-    } else if (m_bus->failed() || ++m_stopRetries >= MostStopRetries) {
+    }
+    m_isDisablingOwed = m_isDisablingOwed && !writeRegister(REG_BSCONFIG, m_configMask);
+    if (isStopped && !m_isDisablingOwed)
+        return;
+    if (m_bus->failed() || ++m_stopRetries >= MostStopRetries) {
         tellUnstopped();
     } else {
         m_stopTimer->start(FirstStopRetryMs << m_stopRetries, TimerMode::SingleShot);
@@ -202,7 +224,7 @@ void VEXIO::retryStop()
 void VEXIO::settleStop(std::uint8_t cageMask)
 {
     m_unstopped = static_cast<std::uint8_t>(m_unstopped & ~cageMask);
-    if (m_unstopped == 0)
+    if (m_unstopped == 0 && !m_isDisablingOwed)
         m_stopTimer->stop();
     if ((m_toldUnstopped & cageMask) != 0)
         tellUnstopped();

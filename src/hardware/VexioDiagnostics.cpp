@@ -54,6 +54,7 @@ void VEXIO::readDiagnosticsStatus()
         emit diagnosticsStatusReadFailed();
         return;
     }
+    m_lastDiagnostics = {status[1], status[2], status[3]};
     qDebug("=== Diagnostics Status Read ===");
     qDebug().noquote() << "System Status (0x0A):" << prefixedHexByte(status[0]);
     qDebug().noquote() << "Sys Extra Status (0x0B):" << prefixedHexByte(status[1]);

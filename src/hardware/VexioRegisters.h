@@ -24,8 +24,9 @@ inline constexpr std::uint8_t REG_SPEAKER_FAULTS_5_8 = 0x0D;
 inline constexpr std::uint8_t REG_50 = 0x32; ///< bit 6: speaker diagnostics; other bits are kept
 inline constexpr std::uint8_t REG_52 = 0x34; ///< diagnostic cycles, counts modulo 256
 inline constexpr std::uint8_t REG_CAGES = 0x38;
-inline constexpr std::uint8_t AllCages = 0xFF; ///< as a mask
-inline constexpr std::uint8_t REG_TEST = 0x77; ///< last byte of cage 8's block
+inline constexpr std::uint8_t AllCages = 0xFF;    ///< as a mask
+inline constexpr std::uint8_t REG_TEST = 0x77;    ///< last byte of cage 8's block
+inline constexpr std::uint8_t TestPattern = 0xAA; ///< what it is to hold
 inline constexpr std::uint8_t REG_UNIT_INFO = 0x78;
 
 inline constexpr int CageBlockSize = 8;

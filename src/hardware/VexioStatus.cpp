@@ -7,6 +7,7 @@
 #include "hardware/VexioRegisters.h"
 
 #include <QDebug>
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -27,12 +28,14 @@ void VEXIO::startStatusPolling()
     if (!hasBus("startStatusPolling"))
         return;
     letOthersIn();
+    m_checkTimer->start(CheckPeriodMs, TimerMode::SingleShot);
     pollStatus();
 }
 
 void VEXIO::stopStatusPolling()
 {
     m_statusTimer->stop();
+    m_checkTimer->stop();
 }
 
 void VEXIO::pollStatus()
@@ -101,6 +104,59 @@ void VEXIO::handlePowerEdge(std::uint8_t status)
     emit powerRestored();
 }
 
+// ---- is it the unit that answers? ----
+
+bool VEXIO::takesTestPattern()
+{
+    std::uint8_t echo = 0;
+    return m_bus->i2cWrite(UnitAddress8, REG_TEST, &TestPattern, 1) &&
+           m_bus->i2cRead(UnitAddress8, REG_TEST, &echo, 1) && echo == TestPattern;
+}
+
+bool VEXIO::isBelievable()
+{
+    if (m_isDoubted && takesTestPattern()) {
+        m_isDoubted = false;
+        qInfo("VEXIO: the unit answers again");
+    }
+    return !m_isDoubted;
+}
+
+void VEXIO::checkUnit()
+{
+    if (m_checkTimer->isActive() || m_statusTimer->isActive())
+        m_checkTimer->start(CheckPeriodMs, TimerMode::SingleShot);
+    if (!m_bus || m_bus->failed() || m_diagnostics || m_isDoubted || m_statusMisses > 0)
+        return;
+    const auto pattern = readRegister(REG_TEST);
+    if (!pattern)
+        return; // the status poll will notice
+    if (*pattern != TestPattern && !takesTestPattern()) {
+        if (!m_bus->failed())
+            doubtUnit();
+        return;
+    }
+    m_uncheckedStops = 0;
+    if (*pattern == TestPattern || readRegister(REG_BSCONFIG) == m_configMask)
+        return;
+    qWarning("VEXIO: the unit has lost its registers, they are written again");
+    rewriteSettings();
+}
+
+/// What was written since the last check was acknowledged by nobody.
+void VEXIO::doubtUnit()
+{
+    qWarning("VEXIO: everything is acknowledged and nothing is kept, the unit's data line seems to be held "
+             "low");
+    m_isDoubted = true;
+    m_statusMisses = std::max(m_statusMisses, 1); // its next answer is the first one after that
+    forgetWrittenProfiles();
+    m_unstopped |= std::exchange(m_uncheckedStops, std::uint8_t{0});
+    m_isDisablingOwed = m_configMask == 0;
+    if (m_unstopped != 0 || m_isDisablingOwed)
+        retryStopLater();
+}
+
 // ---- interrupt line ----
 
 bool VEXIO::initInterruptTask(const QString& deviceName)
@@ -123,13 +179,15 @@ void VEXIO::startInterruptPolling()
     clearAllStickyFaults();
     letOthersIn();
     std::array<std::uint8_t, 4> status{};
-    if (readRegisters(REG_SYSTEM_STATUS, status.data(), 4))
+    if (readRegisters(REG_SYSTEM_STATUS, status.data(), 4)) {
+        m_lastDiagnostics = {status[1], status[2], status[3]};
         qDebug().noquote() << "VEXIO::startInterruptPolling - Cleared pending status:"
                            << "SysStatus=0x" << hexByte(status[0]) << "SysExtra=0x" << hexByte(status[1])
                            << "SpkFaults1-4=0x" << hexByte(status[2]) << "SpkFaults5-8=0x"
                            << hexByte(status[3]);
-    else
+    } else {
         qDebug("VEXIO::startInterruptPolling - I2C read failed for status registers");
+    }
     if (m_interruptTimer)
         m_interruptTimer->start(InterruptPeriodMs, TimerMode::Repeating);
     qDebug("Vexio interrupt polling started.");

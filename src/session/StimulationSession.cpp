@@ -327,6 +327,10 @@ void StimulationSession::segmentStopping(TeardownKind kind)
     if (!m_controller.isRunning())
         return;
     halt();
+    // A profile lasts up to two minutes, and nobody could end it any more. At a pause the unit is away.
+    const std::uint16_t cages = m_controller.cageEnableMask() | m_controller.extTriggerMask();
+    if (kind == TeardownKind::Stop && m_controller.source() == StimulationSource::Unit)
+        m_hardware.stopStimulation(unitCages(cages));
     qInfo("%s", kind == TeardownKind::Pause ? "StimulationController stopped (pause)"
                                             : "StimulationController stopped");
 }
@@ -335,6 +339,8 @@ void StimulationSession::recordingStopped()
 {
     if (!m_isWanted)
         return;
+    if (m_controller.source() == StimulationSource::Unit)
+        m_hardware.updateCageEnableConfig(0); // also powers their amplifiers down
     m_hardware.stopVexioPolling();
     m_hardware.stopDIORecording();
     closeNotices();

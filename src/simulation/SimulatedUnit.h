@@ -35,7 +35,8 @@ public:
     {
         QString deviceName = QStringLiteral("sim");
         std::uint32_t serial = 20001;
-        int channels = 8; ///< 1..16: the microcontroller's sensor count and the analog inputs
+        int channels = 8;     ///< 1..16: the microcontroller's sensor count and the analog inputs
+        int analogInputs = 0; ///< that the unit lists, when there are more of them than channels
         int animalType = 1;
         int gain = 100; ///< what the microcontroller reports; 0 adds 2.5 V to the inputs
         std::uint64_t seed = 1;

@@ -4,6 +4,7 @@
 #include "simulation/SimulatedUnit.h"
 #include "simulation/SimulatedUnitPrivate.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -354,7 +355,8 @@ std::int32_t SimulatedUnit::DAQmxGetDevAIPhysicalChans(const char* device, char*
         if (const std::int32_t status = d->checkDevice(device))
             return status;
         std::string names;
-        for (int channel = 0; channel < d->config.channels; ++channel)
+        const int inputs = std::max(d->config.analogInputs, d->config.channels);
+        for (int channel = 0; channel < inputs; ++channel)
             names += (channel > 0 ? ", " : "") + d->deviceName + "/ai" + std::to_string(channel);
         return drivererror::copyText(names, data, bufferSize);
     });

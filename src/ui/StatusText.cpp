@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QLocale>
+#include <bit>
 
 namespace vt::statustext {
 
@@ -27,6 +28,13 @@ QString protocolText(StimulationProtocol protocol)
         return text("at intervals");
     }
     return {};
+}
+
+/// "cage 2", "cages 1, 3"
+QString namedCages(quint16 mask)
+{
+    const QString cages = cageList(mask);
+    return std::has_single_bit(mask) ? text("cage %1").arg(cages) : text("cages %1").arg(cages);
 }
 
 } // namespace
@@ -204,10 +212,9 @@ QString stimulationText(const StimulationStatus& status)
     }
     const quint16 free = status.cages & static_cast<quint16>(~status.triggeredCages);
     QString line = text("Stimulation: %1, %2")
-                       .arg(protocolText(status.protocol),
-                            free == 0 ? text("no cage") : text("cages %1").arg(cageList(free)));
+                       .arg(protocolText(status.protocol), free == 0 ? text("no cage") : namedCages(free));
     if (status.triggeredCages != 0)
-        line += text("; by trigger cages %1").arg(cageList(status.triggeredCages));
+        line += text("; by trigger %1").arg(namedCages(status.triggeredCages));
     return line;
 }
 
@@ -240,7 +247,7 @@ QString manualStimulationText(ManualStimulation result, quint16 cages)
 {
     switch (result) {
     case ManualStimulation::Requested:
-        return text("Stimulation of cages %1 requested").arg(cageList(cages));
+        return text("Stimulation of %1 requested").arg(namedCages(cages));
     case ManualStimulation::NoCages:
         return text("Nothing was stimulated: no cage is enabled");
     case ManualStimulation::OutsideSchedule:

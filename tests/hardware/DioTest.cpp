@@ -304,7 +304,7 @@ TEST_F(DioTest, ExpanderThatHasLostItsSettingGetsItAgain)
     });
     std::ignore = traffic();
     time.advance(10'000);
-    EXPECT_EQ(traffic(), "S 40+ 00+ S 41+ <FF- P S 40+ 14+ 02+ P S 40+ 0C+ FF+ FF+ P "
+    EXPECT_EQ(traffic(), "S 40+ 00+ S 41+ <FF+ <FF- P S 40+ 14+ 02+ P S 40+ 0C+ FF+ FF+ P "
                          "S 40+ 0C+ S 41+ <FF+ <FF- P S 40+ 14+ 02+ FF+ P "
                          "S 40+ 00+ 00+ FF+ 00+ 00+ 00+ FF+ 00+ FF+ 00+ 00+ P S 40+ 0A+ 44+ P")
         << "other outputs are never on";
@@ -316,6 +316,11 @@ TEST_F(DioTest, ExpanderThatHasLostItsSettingGetsItAgain)
     time.advance(10'000);
     ASSERT_EQ(answering.count(), 2);
     EXPECT_TRUE(answering.last()[0].toBool());
+    unit.withExpander(0, [](I2cSlave& slave) { slave.registers[0x14] = 0x01; });
+    std::ignore = traffic();
+    time.advance(10'000);
+    EXPECT_EQ(traffic(), "S 40+ 00+ S 41+ <00+ <FF- P S 40+ 14+ S 41+ <01- P S 40+ 14+ 02+ P")
+        << "an order that was acknowledged by nobody";
 }
 
 } // namespace vt::test

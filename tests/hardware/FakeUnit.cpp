@@ -140,6 +140,12 @@ void FakeUnit::attachVexio()
     m_vexio.emplace(0x10);
 }
 
+void FakeUnit::holdVexioLow(bool isHeld)
+{
+    MutexLock lock(m_mutex);
+    m_isVexioHeld = isHeld;
+}
+
 void FakeUnit::attachExpanders()
 {
     MutexLock lock(m_mutex);
@@ -164,7 +170,7 @@ std::uint32_t FakeUnit::portLevels(const std::string& line) const
         isHigh = m_mcu.sda();
     } else if (line.ends_with("/port0/line4")) {
         bit = 1U << 4;
-        isHigh = !m_vexio || m_vexio->sda();
+        isHigh = !m_isVexioHeld && (!m_vexio || m_vexio->sda());
     } else {
         isHigh = m_hasExpanders && m_expanders[0].sda() && m_expanders[1].sda();
     }
@@ -175,7 +181,7 @@ void FakeUnit::driveLines(const std::string& lines, std::uint32_t word)
 {
     if (lines.ends_with("/port0/line1:2"))
         m_mcu.lines((word & 2) != 0, (word & 4) != 0);
-    else if (lines.ends_with("/port0/line5:6") && m_vexio)
+    else if (lines.ends_with("/port0/line5:6") && m_vexio && !m_isVexioHeld)
         m_vexio->lines((word & 32) != 0, (word & 64) != 0);
     else if (lines.ends_with("/port1/line1:2"))
         for (I2cSlave& expander : m_expanders)

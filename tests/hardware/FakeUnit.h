@@ -37,6 +37,8 @@ public:
 
     void attachVexio();
     void attachExpanders();
+    /// Something holds the data line of the stimulation unit low: the unit hears nothing of what is said.
+    void holdVexioLow(bool isHeld);
     /// Level of "/port0/line7" or "/port1/line3"; high until told.
     void setInterruptLine(const std::string& line, bool isHigh);
     template <typename Action>
@@ -120,6 +122,7 @@ private:
     I2cSlave m_mcu VT_GUARDED_BY(m_mutex);
     std::optional<I2cSlave> m_vexio VT_GUARDED_BY(m_mutex);
     std::array<I2cSlave, 2> m_expanders VT_GUARDED_BY(m_mutex);
+    bool m_isVexioHeld VT_GUARDED_BY(m_mutex) = false;
     bool m_hasExpanders VT_GUARDED_BY(m_mutex) = false;
     std::set<std::string> m_lowLines VT_GUARDED_BY(m_mutex);
     std::vector<std::string> m_calls VT_GUARDED_BY(m_mutex);

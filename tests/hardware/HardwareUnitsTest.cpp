@@ -83,10 +83,32 @@ TEST_F(HardwareUnitsTest, ExpandersAreSetUpForTheSensorsThatThereAre)
     unit.withMcu([](I2cSlave& mcu) { mcu.registers[0x04] = 8; });
     ASSERT_TRUE(select(u"Dev1"_qs));
     EXPECT_TRUE(log.has(u"Configuring for Plover (8-channel) hardware - outputs normal"_qs));
-    unit.withMcu([](I2cSlave& mcu) { mcu.registers[0x04] = 17; });
+    unit.withMcu([](I2cSlave& mcu) { mcu.registers[0x04] = 16; });
     ASSERT_TRUE(select(u"Dev1"_qs));
-    EXPECT_TRUE(log.has(u"Configuring for Kestrel Box (16-channel) hardware - outputs INVERTED"_qs))
-        << "as many as analog inputs";
+    EXPECT_TRUE(log.has(u"Configuring for Kestrel Box (16-channel) hardware - outputs INVERTED"_qs));
+}
+
+// A data line that is held low reads as zeros, and was a unit for animals of type 0.
+TEST_F(HardwareUnitsTest, RegistersThatMakeNoSenseAreNoHeader)
+{
+    ASSERT_TRUE(select(u"Dev1"_qs));
+    const auto isRead = [this] {
+        return answerOf<std::optional<MCUHeader>>([&](auto done) { info->getMCUHeader(done); })
+            .value_or(std::nullopt)
+            .has_value();
+    };
+    EXPECT_TRUE(isRead());
+    for (const auto& [address, value] : {std::pair{0, 0}, {0, 2}, {1, 0}, {1, 3}}) {
+        const int before = unit.withMcu([at = static_cast<std::size_t>(address), v = value](I2cSlave& mcu) {
+            return std::exchange(mcu.registers[at], static_cast<std::uint8_t>(v));
+        });
+        EXPECT_FALSE(isRead()) << address << ' ' << value;
+        unit.withMcu([at = static_cast<std::size_t>(address), before](I2cSlave& mcu) {
+            mcu.registers[at] = static_cast<std::uint8_t>(before);
+        });
+    }
+    EXPECT_TRUE(log.hasPart(u"the microcontroller's registers make no sense: map revision 1 (should be 1), "
+                            "animal type 3"_qs));
 }
 
 // A recording's stimulation goes on after the unit was unplugged: what the user has set is set again.
@@ -185,8 +207,9 @@ TEST_F(HardwareUnitsTest, StimulationCutsInOnALongOperation)
     EXPECT_THAT(vexioTraffic(unit), testing::StartsWith("S 10+ 3C+ 00+ 00+ P S 10+ 04+ 80+ P S 10+ 44+"));
 }
 
-TEST_F(HardwareUnitsTest, StatusByteIsPolledForEdges)
+TEST_F(HardwareUnitsTest, StatusByteIsPolledForEvents)
 {
+    unit.withMcu([](I2cSlave& mcu) { mcu.clearedByReading[0x0A] = 0x03; });
     setStatus(unit, 0x07);
     ASSERT_TRUE(select(u"Dev1"_qs));
     QSignalSpy button(info.get(), &DAQInfo::pushButtonPressed);
@@ -199,14 +222,15 @@ TEST_F(HardwareUnitsTest, StatusByteIsPolledForEdges)
     poll();
     EXPECT_EQ(button.count() + count.count(), 0) << "no events yet";
     EXPECT_EQ(shorted.count(), 1) << "but a state";
-    setStatus(unit, 0x04);
-    poll();
     unit.withMcu([](I2cSlave& mcu) { mcu.registers[0x04] = 5; });
-    setStatus(unit, 0x07);
-    poll();
-    poll();
-    EXPECT_EQ(button.count(), 1);
-    ASSERT_EQ(count.count(), 1);
+    for (int press = 1; press <= 3; ++press) { // nobody else reads in between
+        setStatus(unit, 0x07);
+        time.advance(500);
+        std::ignore = answerOf<bool>([&](auto done) { info->isDevicePresent(done); });
+        EXPECT_EQ(button.count(), press);
+    }
+    settle();
+    ASSERT_EQ(count.count(), 1) << "the same number is told once";
     EXPECT_EQ(count[0][0].toInt(), 5);
     setStatus(unit, 0x00);
     poll();
@@ -223,7 +247,7 @@ TEST_F(HardwareUnitsTest, StatusByteIsPolledForEdges)
     EXPECT_EQ(answerOf<bool>([&](auto done) { info->recoverI2CSession(done); }), true);
     setStatus(unit, 0x01);
     poll();
-    EXPECT_EQ(button.count(), 2);
+    EXPECT_EQ(button.count(), 4);
 }
 
 // ---- EEPROM ----

@@ -110,7 +110,9 @@ void I2cSlave::byteReceived()
 
 void I2cSlave::loadByte()
 {
-    m_shift = registers[m_pointer++];
+    std::uint8_t& value = registers[m_pointer];
+    m_shift = value;
+    value = static_cast<std::uint8_t>(value & ~clearedByReading[m_pointer++]);
     m_pullsLow = (m_shift & 0x80) == 0;
 }
 

@@ -21,7 +21,8 @@ public:
     [[nodiscard]] bool sda() const { return m_masterSda && !m_pullsLow; }
 
     std::array<std::uint8_t, 256> registers{};
-    bool isSilent = false;         ///< acknowledges nothing
+    std::array<std::uint8_t, 256> clearedByReading{}; ///< bits
+    bool isSilent = false;                            ///< acknowledges nothing
     int acknowledgedBytes = 10000; ///< bytes of a write that are acknowledged, address and register included
     int stuckRegister = -1;        ///< ignores what is written to this one
     int trapRegister = -1;         ///< acknowledges nothing more once its pointer is set to this

@@ -161,6 +161,74 @@ TEST_F(SimulatedHardwareTest, PulsesAndInputs)
     EXPECT_EQ(inputs[0][0].value<std::uint16_t>(), 0xFDFF);
 }
 
+// With as many channels as analog inputs assumed, an eight-channel box got the "off" of the other polarity:
+// all outputs on.
+TEST_F(SimulatedHardwareTest, OutputsAreLeftAloneUntilTheNumberOfChannelsIsKnown)
+{
+    SimulatedUnit::Config eight = config();
+    eight.channels = 8;
+    eight.analogInputs = 16;
+    SimulatedUnit box(eight);
+    DAQInfo boxInfo(box, time);
+    const auto select = [&] {
+        return answerOf<bool>([&](auto done) { boxInfo.selectDevice(u"sim"_qs, done); });
+    };
+    ASSERT_TRUE(box.applyFaultCommand(u"nak mcu 2"_qs)); // once
+    EXPECT_EQ(select(), true);
+    EXPECT_EQ(boxInfo.analogInputCount(), 16);
+    EXPECT_TRUE(boxInfo.stimulation().dioPresent());
+    for (const char* count : {"register 4 0", "register 4 17"}) {
+        ASSERT_TRUE(box.applyFaultCommand(QLatin1String(count)));
+        EXPECT_EQ(select(), true);
+        EXPECT_FALSE(boxInfo.stimulation().dioPresent());
+    }
+    box.clearDeviceEvents();
+    boxInfo.setAcquisitionStarted(true);
+    boxInfo.startDIORecording(8);
+    const auto pass = [&](int milliseconds) {
+        std::ignore = answerOf<bool>([&](auto done) { boxInfo.probeI2C(done); });
+        time.advance(milliseconds);
+        std::ignore = answerOf<bool>([&](auto done) { boxInfo.probeI2C(done); });
+    };
+    pass(1000);
+    EXPECT_FALSE(boxInfo.stimulation().dioPresent());
+    EXPECT_TRUE(box.deviceEvents().empty());
+    ASSERT_TRUE(box.applyFaultCommand(u"register 4 8"_qs));
+    pass(2000);
+    EXPECT_TRUE(boxInfo.stimulation().dioPresent());
+    EXPECT_TRUE(log.has(u"Configuring for Plover (8-channel) hardware - outputs normal"_qs));
+    EXPECT_FALSE(log.hasPart(u"Port expander 0x4E init error"_qs));
+}
+
+// The very attempt that had found the unit lost its bus again, and counted as a success.
+TEST_F(SimulatedHardwareTest, ABusThatFailsInTheAttemptThatRestoresItIsTriedAgain)
+{
+    constexpr std::uint64_t BehindTheAttempt = 37; // calls of the probe that waits for its end
+    constexpr std::uint64_t BeforeItsEnd = 30;     // the status is being read
+    QSignalSpy lost(&hardware, &StimulationHardware::busLost);
+    QSignalSpy restored(&hardware, &StimulationHardware::busRestored);
+    std::uint64_t calls = 0; // of an attempt that succeeds, and the probe
+    for (const bool isFailing : {false, true}) {
+        ASSERT_TRUE(unit.applyFaultCommand(u"vexio absent"_qs));
+        ASSERT_EQ(answerOf<bool>([&](auto done) { info.selectDevice(u"sim"_qs, done); }), true);
+        info.setAcquisitionStarted(true);
+        info.startVexioPolling();
+        settle();
+        ASSERT_TRUE(unit.applyFaultCommand(u"vexio present"_qs));
+        pass(999, 999);
+        const std::uint64_t before = unit.callCount();
+        if (isFailing)
+            unit.failCall(calls - BehindTheAttempt - BeforeItsEnd, -88709, false);
+        pass(1, 1);
+        calls = unit.callCount() - before;
+        EXPECT_TRUE(hardware.vexioPresent());
+        EXPECT_EQ(lost.count(), isFailing ? 1 : 0);
+        pass(4000, 500);
+        EXPECT_EQ(restored.count(), isFailing ? 1 : 0);
+        info.setAcquisitionStarted(false);
+    }
+}
+
 TEST_F(SimulatedHardwareTest, ButtonAndSensors)
 {
     QSignalSpy button(&info, &DAQInfo::pushButtonPressed);

@@ -5,6 +5,7 @@
 #include "hardware/StimulationRows.h"
 
 #include <QTemporaryDir>
+#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -59,12 +60,12 @@ protected:
     {
         controller.handleNewSleepDecision(sleeping, {}, statistics);
     }
-    /// Allows stimulation on Mondays from 10:00 to 10:01 only.
-    void closeWindowAfterAMinute()
+    /// Allows stimulation on Mondays from 10:00 on, or from another minute, for a minute only.
+    void openWindowForAMinute(int minute = 0)
     {
         controller.setScheduleEntries({{{text("days"), QVariantHash{{text("monday"), true}}},
-                                        {text("startTime"), QTime(10, 0)},
-                                        {text("endTime"), QTime(10, 1)}}});
+                                        {text("startTime"), QTime(10, minute)},
+                                        {text("endTime"), QTime(10, minute + 1)}}});
     }
     /// Time passes while the inputs are read every 500 ms; those of the second port expander only when told.
     void pass(int milliseconds, std::uint16_t inputs, std::uint16_t readMask = 0xFFFF)
@@ -136,7 +137,7 @@ TEST_F(Stimulation, ActivityIsTheDecisionStatistic)
 
 TEST_F(Stimulation, OutsideTheScheduleDecisionsStimulateNothing)
 {
-    closeWindowAfterAMinute();
+    openWindowForAMinute();
     run(StimulationProtocol::ActivityBased, 0xFF);
     time.advance(60000);
     for (int i = 0; i < 3; ++i)
@@ -152,7 +153,7 @@ TEST_F(Stimulation, OutsideTheScheduleDecisionsStimulateNothing)
 TEST_F(Stimulation, OpenLoopKeepsItsInterval)
 {
     controller.setVexioPresent(true);
-    closeWindowAfterAMinute();
+    openWindowForAMinute();
     controller.setOpenLoopConfig(20000, 40000, false);
     run(StimulationProtocol::OpenLoop, 0);
     EXPECT_TRUE(
@@ -273,9 +274,10 @@ TEST_F(Stimulation, ExternalTriggersStartRekickAndStopTheirCages)
 TEST_F(Stimulation, ExternalTriggersKeepToTheSchedule)
 {
     controller.setVexioPresent(true);
-    closeWindowAfterAMinute();
+    openWindowForAMinute();
     controller.setExtTriggerMask(0b011);
     run(StimulationProtocol::ManualTrigger, 0);
+    openLog();
     time.advance(55000);
     controller.handleDioInputState(0b001);
     events();
@@ -284,11 +286,40 @@ TEST_F(Stimulation, ExternalTriggersKeepToTheSchedule)
     EXPECT_EQ(events(), "");
     controller.handleDioInputState(0b010); // the end of a trigger stops its cage all the same
     EXPECT_EQ(events(), "stop 1, outside");
-    EXPECT_EQ(time.activeTimers(), 0);
+    EXPECT_EQ(time.activeTimers(), 1) << "to see a window open";
     EXPECT_TRUE(logged("StimulationController: Outside stim period, clearing ext trigger tracking"));
-    controller.setScheduleEntries({});
-    controller.handleDioInputState(0b010); // still high when the window opens: counts now
-    EXPECT_EQ(events(), "activate 2, triggered 2 ExtTrigger");
+    openWindowForAMinute(2);
+    pass(46'000 + 9000, 0b010); // the window opens with the input still high
+    EXPECT_EQ(events(), "");
+    pass(1000, 0b010);
+    EXPECT_EQ(events(), "activate 2, triggered 2 ExtTrigger-Rekick");
+    EXPECT_EQ(std::ranges::count(rows(), "digInput,Ext.Trig_High,0,1,0"), 0);
+    controller.handleDioInputState(0);
+    EXPECT_EQ(events(), "stop 2");
+}
+
+// It was taken for an edge as soon as another input moved.
+TEST_F(Stimulation, AnInputThatIsHighFromTheStartHasNotRisen)
+{
+    controller.setVexioPresent(true);
+    controller.setActiveChannelCount(3);
+    controller.setExtTriggerMask(0b011);
+    controller.handleDioInputsRead(0b010, 0xFFFF); // before the start, or right after it
+    run(StimulationProtocol::ManualTrigger, 0);
+    openLog();
+    pass(5000, 0b010);
+    EXPECT_EQ(events(), "");
+    controller.handleDioInputState(0b011);
+    EXPECT_EQ(events(), "activate 1, triggered 1 ExtTrigger");
+    pass(4500, 0b011);
+    EXPECT_EQ(events(), "activate 3, triggered 3 ExtTrigger-Rekick");
+    controller.handleDioInputState(0b001);
+    EXPECT_EQ(events(), "stop 2");
+    EXPECT_EQ(rows().front(), "digInput,Ext.Trig_High,1,0,0");
+    controller.stop();
+    run(StimulationProtocol::ManualTrigger, 0);
+    pass(10'000, 0b001);
+    EXPECT_EQ(events(), "activate 1, triggered 1 ExtTrigger-Rekick");
 }
 
 // An input was high when its port expander died: its cage was stimulated every 9.5 s for the rest of the

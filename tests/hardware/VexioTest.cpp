@@ -1,100 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // What the stimulation unit sees on its bus, byte by byte, and what becomes of its answers.
-#include "hardware/VEXIO.h"
-#include "FakeTimeSource.h"
-#include "FakeUnit.h"
-#include "LogCapture.h"
-#include "hardware/I2C.h"
-#include "hardware/VexioRegisters.h"
-
-#include <QCoreApplication>
-#include <QSignalSpy>
-#include <gmock/gmock.h>
+#include "VexioFixture.h"
 
 namespace vt::test {
 
-namespace {
-
 using VEXIO_NS::CageConfig;
-
-/// One transfer each, as the unit writes it down.
-std::string written(const std::string& bytes)
-{
-    return "S 10+ " + bytes + "+ P";
-}
-std::string read(const std::string& first, const std::string& bytes)
-{
-    return "S 10+ " + first + "+ S 11+ " + bytes + "- P";
-}
-
-class VexioTest : public testing::Test
-{
-protected:
-    VexioTest()
-    {
-        unit.attachVexio();
-        unit.withVexio([](I2cSlave& slave) {
-            const std::array<std::uint8_t, 7> info{0x78, 0x56, 0x34, 0x12, 0x01, 0x00, 0x10};
-            std::copy(info.begin(), info.end(), slave.registers.begin() + 0x78);
-        });
-        bus = std::make_unique<I2C>(unit, u"Dev1"_qs, 0, 4, 5, 6);
-        vexio = std::make_unique<VEXIO>(HardwareContext{unit, time, QCoreApplication::instance()});
-    }
-    void init()
-    {
-        ASSERT_TRUE(vexio->initVexio(bus.get(), 8));
-        setRegister(0x0A, 0); // a real unit clears the bits that are written
-        setRegister(0x0B, 0);
-        forgetTraffic();
-    }
-    void forgetTraffic()
-    {
-        unit.withVexio([](I2cSlave& slave) { slave.forgetTranscript(); });
-    }
-    /// What went over the bus since the last look.
-    std::string traffic()
-    {
-        return unit.withVexio([](I2cSlave& slave) {
-            const std::string seen = slave.transcript();
-            slave.forgetTranscript();
-            return seen;
-        });
-    }
-    void setRegister(std::uint8_t address, std::uint8_t value)
-    {
-        unit.withVexio([&](I2cSlave& slave) { slave.registers[address] = value; });
-    }
-    std::uint8_t registerValue(std::uint8_t address)
-    {
-        return unit.withVexio([&](I2cSlave& slave) { return slave.registers[address]; });
-    }
-    void setSilent(bool isSilent)
-    {
-        unit.withVexio([&](I2cSlave& slave) { slave.isSilent = isSilent; });
-    }
-
-    LogCapture log;
-    FakeUnit unit;
-    FakeTimeSource time;
-    std::unique_ptr<I2C> bus;
-    std::unique_ptr<VEXIO> vexio;
-};
-
-std::string joined(const std::vector<std::string>& transfers)
-{
-    std::string all;
-    for (const std::string& transfer : transfers)
-        all += (all.empty() ? "" : " ") + transfer;
-    return all;
-}
-
-using Message = std::pair<bool, QString>;
-Message lastMessage(const QSignalSpy& spy)
-{
-    return {spy.last()[0].toBool(), spy.last()[1].toString()};
-}
-
-} // namespace
 
 TEST_F(VexioTest, InitialisationVerifiesAndDisablesTheUnit)
 {
@@ -193,6 +103,54 @@ TEST_F(VexioTest, ActivationChecksAndResyncsInOrder)
     setSilent(true);
     EXPECT_FALSE(vexio->activateStimulation(1));
     EXPECT_EQ(lastMessage(operations), Message(false, u"Stimulation failed: I2C write error"_qs));
+}
+
+// A data line that is held low acknowledges everything and reads as zeros: every stimulation seemed to work.
+TEST_F(VexioTest, ALineThatIsHeldLowIsNoUnit)
+{
+    init();
+    vexio->updateCageEnableConfig(0x01);
+    QSignalSpy answering(vexio.get(), &VEXIO::answeringChanged);
+    vexio->startStatusPolling();
+    vexio->stopStimulation(0x02);
+    forgetTraffic();
+    unit.holdVexioLow(true);
+    vexio->stopStimulation(0x01);
+    EXPECT_TRUE(vexio->activateStimulation(0x02)) << "nobody can know yet";
+    time.advance(100);
+    EXPECT_TRUE(log.hasPart(u"held low"_qs));
+    EXPECT_FALSE(vexio->activateStimulation(0x02));
+    time.advance(10'000);
+    ASSERT_EQ(answering.count(), 1);
+    EXPECT_FALSE(answering.last()[0].toBool());
+    vexio->updateCageEnableConfig(0x03);
+    EXPECT_EQ(traffic(), "");
+    unit.holdVexioLow(false);
+    time.advance(8000);
+    EXPECT_EQ(answering.count(), 2);
+    const std::string seen = traffic();
+    EXPECT_THAT(seen, testing::HasSubstr(written("04+ 01"))) << "the order that nobody had taken";
+    EXPECT_EQ(registerValue(0x08), 0x03);
+    EXPECT_TRUE(vexio->activateStimulation(0x02));
+
+    // A unit that was without power takes the test value.
+    setRegister(0x77, 0);
+    setRegister(0x08, 0);
+    traffic();
+    time.advance(10'000);
+    EXPECT_THAT(traffic(), testing::HasSubstr(joined({read("77", "<00"), written("77+ AA"), read("77", "<AA"),
+                                                      read("08", "<00")})));
+    EXPECT_EQ(registerValue(0x08), 0x03);
+    EXPECT_EQ(answering.count(), 2);
+
+    // Nothing is enabled any more, and the unit does not take it.
+    vexio->stopStatusPolling();
+    setSilent(true);
+    vexio->updateCageEnableConfig(0);
+    setSilent(false);
+    time.advance(100);
+    EXPECT_EQ(registerValue(0x08), 0);
+    EXPECT_EQ(time.activeTimers(), 0);
 }
 
 TEST_F(VexioTest, SettingsThatDidNotArriveAreWrittenBeforeTheNextActivation)
@@ -456,121 +414,6 @@ TEST_F(VexioTest, InterruptLineIsToldOncePerFault)
     time.advance(450);
     EXPECT_EQ(unit.count("ReadDigitalLines"), 9U);
     EXPECT_EQ(traffic(), "") << "a look at the line is no transfer";
-}
-
-// ---- speaker diagnostics ----
-
-TEST_F(VexioTest, DiagnosticsRunToTheThirdCycle)
-{
-    init();
-    vexio->updateCageEnableConfig(0x0F);
-    setRegister(0x32, 0xC2);
-    setRegister(0x34, 254);
-    setRegister(0x0C, 0xFF);
-    QSignalSpy complete(vexio.get(), &VEXIO::diagnosticsComplete);
-    QSignalSpy results(vexio.get(), &VEXIO::speakerDiagnosticsResults);
-    forgetTraffic();
-    vexio->runSpeakerDiagnostics();
-    EXPECT_EQ(traffic(), joined({read("0A", "<00"), read("08", "<0F"), written("04+ FF"), written("0C+ 00"),
-                                 written("0D+ 00"), read("34", "<FE"), read("32", "<C2"), written("32+ 82"),
-                                 written("32+ C2")}));
-    vexio->runSpeakerDiagnostics();
-    traffic();
-    EXPECT_FALSE(vexio->activateStimulation(1));
-    vexio->stopStimulation(1);
-    vexio->setCageDuration(1, 1);
-    vexio->updateCageEnableConfig(0x33);
-    EXPECT_EQ(traffic(), "") << "nothing cuts in on diagnostics";
-    EXPECT_TRUE(log.hasInOrder(
-        {u"VEXIO::activateStimulation - Blocked during diagnostics"_qs,
-         u"VEXIO::stopStimulation - Blocked during diagnostics"_qs,
-         u"VEXIO::setCageDuration - Blocked during diagnostics"_qs,
-         u"VEXIO::updateCageEnableConfig - Blocked during diagnostics, saving for later: 0b00110011"_qs}));
-
-    setRegister(0x34, 0); // two cycles
-    time.advance(10);
-    EXPECT_EQ(traffic(), read("34", "<00"));
-    setSilent(true);
-    time.advance(10);
-    setSilent(false);
-    traffic();
-    setRegister(0x34, 1);
-    setRegister(0x0D, 0x81); // cages 5 and 8
-    time.advance(10);
-    EXPECT_EQ(traffic(), joined({read("34", "<01"), written("32+ 82"), read("32", "<82"), read("08", "<0F"),
-                                 written("08+ 33"), read("0C", "<00+ <81")}));
-    EXPECT_TRUE(log.hasInOrder(
-        {u"VEXIO::pollDiagnosticsCounter - Failed to read diagnostic counter, retrying..."_qs,
-         u"Diagnostic counter incremented to 1 (+ 3 ) after 3 polls"_qs,
-         u"VEXIO::finishDiagnostics - REG_BSCONFIG was updated during diagnostics, writing 0x33"_qs,
-         u"=== Base Shaker Speaker Faults (All Cages) ==="_qs, u"Cage 1: OK (connected)"_qs,
-         u"Cage 5: FAULT - Open speaker (disconnected)"_qs,
-         u"Cage 8: FAULT - Shorted terminals (+ to -)"_qs}));
-    ASSERT_EQ(complete.count(), 1);
-    EXPECT_EQ(lastMessage(complete), Message(true, u"Diagnostics complete: 2 fault(s) detected"_qs));
-    EXPECT_EQ(results.last()[1].value<std::uint8_t>(), 0x81);
-    EXPECT_EQ(vexio->configMask(), 0x33);
-    EXPECT_EQ(time.activeTimers(), 0);
-    EXPECT_TRUE(vexio->activateStimulation(1));
-}
-
-TEST_F(VexioTest, DiagnosticsTimeOutAndStillWriteThePendingMask)
-{
-    init();
-    vexio->updateCageEnableConfig(0x0F);
-    QSignalSpy complete(vexio.get(), &VEXIO::diagnosticsComplete);
-    setRegister(0x32, 0x05);
-    vexio->runSpeakerDiagnostics();
-    EXPECT_EQ(registerValue(0x32), 0x45);
-    vexio->updateCageEnableConfig(0x30);
-    setRegister(0x34, 2);
-    time.advance(3990);
-    EXPECT_EQ(complete.count(), 0);
-    forgetTraffic();
-    time.advance(10);
-    EXPECT_EQ(traffic(),
-              joined({read("34", "<02"), written("32+ 05"), read("08", "<0F"), written("08+ 30")}));
-    EXPECT_EQ(lastMessage(complete), Message(false, u"Timeout waiting for diagnostics"_qs));
-    EXPECT_EQ(vexio->configMask(), 0x30);
-    EXPECT_EQ(time.activeTimers(), 0);
-}
-
-TEST_F(VexioTest, DiagnosticsThatCannotStartSayWhy)
-{
-    init();
-    QSignalSpy complete(vexio.get(), &VEXIO::diagnosticsComplete);
-    QSignalSpy status(vexio.get(), &VEXIO::diagnosticsStatusRead);
-    setRegister(0x0A, 0x80);
-    vexio->runSpeakerDiagnostics();
-    EXPECT_EQ(lastMessage(complete),
-              Message(false, u"12V power not present - connect power supply to run diagnostics"_qs));
-    setRegister(0x0A, 0x02);
-    setRegister(0x0D, 0x40);
-    vexio->runSpeakerDiagnostics();
-    EXPECT_EQ(lastMessage(complete), Message(false, u"No cages enabled - enable at least one cage to run "
-                                                    "speaker diagnostics (12V power present)"_qs));
-    ASSERT_EQ(status.count(), 1);
-    EXPECT_EQ(status.last()[3].value<std::uint8_t>(), 0x40);
-
-    vexio->updateCageEnableConfig(0x01);
-    struct Case
-    {
-        int trap; ///< the unit goes silent when this register is addressed
-        const char* message;
-    };
-    for (const Case& c :
-         {Case{0x34, "Failed to read diagnostic counter"}, Case{0x32, "Failed to read Reg50"}}) {
-        unit.withVexio([&c](I2cSlave& slave) { slave.trapRegister = c.trap; });
-        vexio->runSpeakerDiagnostics();
-        EXPECT_EQ(lastMessage(complete), Message(false, QString::fromLatin1(c.message)));
-        unit.withVexio([](I2cSlave& slave) {
-            slave.trapRegister = -1;
-            slave.isSilent = false;
-        });
-        EXPECT_EQ(time.activeTimers(), 0);
-        EXPECT_TRUE(vexio->activateStimulation(1)) << "diagnostics are not active";
-        time.advance(200);
-    }
 }
 
 } // namespace vt::test

@@ -264,6 +264,25 @@ TEST_F(StimulationSessionTest, OpenLoopGoesOnAfterABrownOutAndHoldsTheOutputs)
     EXPECT_EQ(harness.session->stimulateNow(), ManualStimulation::NotRunning);
 }
 
+// A profile went on for up to two minutes, and the cages stayed enabled until another unit was selected.
+TEST_F(StimulationSessionTest, StopEndsWhatTheUnitPlays)
+{
+    vexio.cages.fill({100, 100, 100, 0}); // 50 s
+    vexio.protocol = StimulationProtocol::OpenLoop;
+    vexio.minIntervalMs = 1000;
+    ASSERT_TRUE(begin());
+    ASSERT_EQ(harness.deliver(30), 30);
+    ASSERT_TRUE(waitForBegun(2));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_TRUE(SessionHarness::waitUntil([&] {
+        return log.hasInOrder(
+            {u"StimulationController: Stopped"_s, u"VEXIO::stopStimulation - Stopped cages: 0b00000101"_s,
+             u"VEXIO::updateCageEnableConfig - Successfully wrote to REG_BSCONFIG, mask: 0b00000000"_s});
+    }));
+    EXPECT_EQ(std::ranges::count(harness.unit.deviceEvents(), Kind::StimulationStopped, &DeviceEvent::kind),
+              2);
+}
+
 TEST_F(StimulationSessionTest, ATriggeredCageFollowsItsInput)
 {
     vexio.extTriggerMask = 0b010;

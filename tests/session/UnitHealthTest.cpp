@@ -20,7 +20,7 @@ protected:
     explicit UnitHealthTest(bool autoResume = true)
         : harness({.channels = 2, .autoResume = autoResume, .devicesOnFakeTime = true})
     {}
-    [[nodiscard]] bool begin(bool isStimulating)
+    [[nodiscard]] bool begin(bool isStimulating, bool usesOutputs = false)
     {
         if (!harness.select())
             return false;
@@ -28,6 +28,8 @@ protected:
         setup.vexio = VexioSettings{};
         setup.vexio->enabled = isStimulating;
         setup.vexio->cageEnableMask = 0b01;
+        setup.dio = DioSettings{};
+        setup.dio->enabled = usesOutputs;
         harness.session->record(setup);
         return SessionHarness::waitUntil(
                    [this] { return harness.session->state() == SessionState::Recording; }) &&
@@ -88,6 +90,28 @@ TEST_F(UnitHealthTest, FaultsComeAndGoWithTheirCauseTheWorstFirst)
     ASSERT_TRUE(tells({StimulationSilent}));
     ASSERT_TRUE(harness.stopAndWaitIdle());
     EXPECT_TRUE(told().empty()) << "nobody misses it any more";
+}
+
+// A data line that is held low acknowledges everything: nothing was told, and nothing was stimulated.
+TEST_F(UnitHealthTest, LinesThatAreHeldLowAreToldOnceAndUntilTheyAreReleased)
+{
+    ASSERT_TRUE(begin(true, true));
+    ASSERT_TRUE(tells({}));
+    const auto shown = [&] { return harness.user.shown.count(u"stimulationAway"_s); };
+    fault("hold dio 1000000000");
+    ASSERT_TRUE(tells({OutputsSilent}));
+    fault("hold vexio 1000000000");
+    ASSERT_TRUE(tells({StimulationSilent, OutputsSilent}));
+    EXPECT_EQ(harness.session->status().stimulation.state, StimulationStatus::State::NoUnit);
+    const qsizetype told = shown();
+    EXPECT_EQ(harness.deliver(30 * 60), 30 * 60);
+    EXPECT_EQ(shown(), told);
+    fault("hold vexio 0");
+    ASSERT_TRUE(tells({OutputsSilent}));
+    EXPECT_EQ(harness.session->status().stimulation.state, StimulationStatus::State::Unit);
+    fault("hold dio 0");
+    ASSERT_TRUE(tells({}));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
 }
 
 TEST_F(UnitHealthTest, AUnitThatIsAwayIsTheOnlyFaultUntilItIsBack)

@@ -84,6 +84,8 @@ TEST(StatusText, StimulationInOneLine)
           std::pair{StimulationStatus{State::NoUnit, false, P::SleepBased, 0},
                     "Stimulation: set up, but no stimulation unit answers"}})
         EXPECT_EQ(stimulationText(status), QString::fromUtf8(expected));
+    EXPECT_EQ(manualStimulationText(ManualStimulation::Requested, 0b100),
+              QStringLiteral("Stimulation of cage 3 requested"));
 }
 
 TEST(StatusText, MouseFilesCarryTheLongExtension)
