@@ -234,7 +234,7 @@ void SessionPrivate::pause(qint64 lastData)
 {
     qInfo().noquote() << banner();
     qInfo("DAQ disconnect detected — entering auto-resume PAUSE state");
-    pausedAt = time.now();
+    pausedAt = time.now().addMSecs(lastData - time.monotonicMs()); // where the gap begins, too
     pauseLastDataMs = lastData;
     isResumeProblemTold = false;
     // After a resume that brought no data it is still the same pause.

@@ -10,7 +10,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QSignalSpy>
+#include <QTime>
 #include <gtest/gtest.h>
 
 using namespace vt;
@@ -70,13 +72,24 @@ TEST(Lifecycle, TenMinutesWithOneUnplugAreTwoCompleteSegments)
     EXPECT_EQ(harness.session->state(), SessionState::Paused);
     EXPECT_EQ(harness.user.notices[u"paused"_s].title, u"DAQ Disconnected"_s);
     EXPECT_EQ(harness.user.notices[u"paused"_s].buttonText, u"Stop Recording"_s);
+    EXPECT_TRUE(harness.user.notices[u"paused"_s].text.startsWith(u"Recording paused at 10:04:59 AM.\n"_s))
+        << "the last data, not what noticed its end 5 s later";
     harness.passTime(60000);
     EXPECT_EQ(harness.session->state(), SessionState::Paused);
 
     harness.unit.replug();
     ASSERT_TRUE(harness.passUntil([&] { return harness.session->state() == SessionState::Recording; }, 100));
     EXPECT_FALSE(harness.user.notices.contains(u"paused"_s));
-    EXPECT_TRUE(harness.user.notices[u"resumed"_s].text.endsWith(harness.path(u"run (1)"_s)));
+    const QString resumed = harness.user.notices[u"resumed"_s].text;
+    EXPECT_TRUE(resumed.endsWith(harness.path(u"run (1)"_s)));
+    const auto told =
+        QRegularExpression(u"paused at (.*) and resumed at (.*)\\.\nApproximate gap: (\\d+) sec"_s)
+            .match(resumed);
+    const auto clock = [&told](int which) {
+        return QTime::fromString(told.captured(which), u"h:mm:ss AP"_s);
+    };
+    EXPECT_EQ(clock(1), QTime(10, 4, 59)) << qPrintable(resumed);
+    EXPECT_NEAR(clock(1).secsTo(clock(2)), told.captured(3).toInt(), 1) << qPrintable(resumed);
     ASSERT_TRUE(harness.waitForDevice());
     constexpr int after = 5 * 60 * FramesPerSecond;
     ASSERT_EQ(harness.deliver(after - 1), after - 1);
