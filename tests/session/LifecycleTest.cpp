@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A recording from prepare to stop on stepped time, with disconnects; the files are read back.
+#include "LogCapture.h"
 #include "SessionHarness.h"
 
 #include "acquisition/AcquisitionFrame.h"
@@ -140,6 +141,35 @@ TEST(Lifecycle, WithoutOptInASilentDeviceEndsTheRecording)
               "and files have been closed."_s);
     EXPECT_EQ(readSegment(harness.path(u"run"_s), 1).rawFrames, 400);
     EXPECT_TRUE(QFile::exists(harness.path(u"run.binfb"_s)));
+}
+
+// When the log has reached its limit, it takes nothing below a warning: what interrupted a recording, what it
+// went on with and what ended it were missing from the longest ones.
+TEST(Lifecycle, InterruptionsResumesAndForcedStopsAreInALogThatTakesOnlyWarnings)
+{
+    const LogCapture log;
+    SessionHarness harness({.autoResume = true});
+    ASSERT_TRUE(harness.beginRecording());
+    harness.unit.unplug();
+    ASSERT_TRUE(harness.passUntil([&] { return harness.user.notices.contains(u"paused"_s); }, 100));
+    harness.unit.replug();
+    ASSERT_TRUE(harness.passUntil([&] { return harness.session->state() == SessionState::Recording; }, 100));
+    harness.session->forcedGracefulStop(10000);
+    const QString banner(60, u'=');
+    const QStringList wanted{banner,
+                             u"DAQ WATCHDOG TIMEOUT - DEVICE STOPPED RESPONDING"_s,
+                             u"Auto-resume enabled — entering pause state"_s,
+                             banner,
+                             u"DAQ disconnect detected — entering auto-resume PAUSE state"_s,
+                             u"Reconnect poll: DAQ has re-enumerated — attempting resume"_s,
+                             u"attemptResume: starting recovery + new segment"_s,
+                             u"attemptResume: success — segment base now "_s + harness.path(u"run (1)"_s),
+                             banner,
+                             u"FORCED GRACEFUL STOP INITIATED"_s,
+                             u"System shutdown/sleep/hibernate event detected"_s,
+                             u"Stopping DAQ acquisition and flushing all data..."_s,
+                             u"Forced graceful stop completed - application ready for system event"_s};
+    EXPECT_TRUE(LogCapture::areInOrder(wanted, log.warnings())) << qPrintable(log.warnings().join(u'\n'));
 }
 
 TEST(Lifecycle, StopWhilePausedEndsWithoutANewSegment)
