@@ -198,14 +198,16 @@ void keepChartChoices(EnvironmentView& charts, const AppSettings::StoreThread& s
 void connectWindow(MainWindow& window, SessionController& session, WindowInteraction& user,
                    const TerminationSignals& termination)
 {
-    QObject::connect(&user, &WindowInteraction::fatalErrorSeen, &window, [] { QCoreApplication::exit(1); });
+    QObject::connect(&user, &WindowInteraction::fatalErrorSeen, &window, [&window, &session] {
+        session.whenClosed(&window, [] { QCoreApplication::exit(1); }); // films of the recording before
+    });
     // Whoever asks the process to end cannot answer a question.
     QObject::connect(&termination, &TerminationSignals::requested, &window, [&window, &session] {
         if (session.state() == SessionState::Idle) {
-            window.close();
+            window.closeUnattended();
             return;
         }
-        QObject::connect(&session, &SessionController::recordingEnded, &window, &QWidget::close,
+        QObject::connect(&session, &SessionController::recordingEnded, &window, &MainWindow::closeUnattended,
                          Qt::QueuedConnection);
         session.stop(EndReason::UserStop);
     });
