@@ -6,6 +6,7 @@
 #include <QSettings>
 #include <atomic>
 #include <memory>
+#include <utility>
 
 namespace vt::AppSettings {
 
@@ -181,6 +182,15 @@ void forgetOpenRecording(const QString& rawFile)
     const auto store = currentStore();
     store->remove(openRecordingKey(rawFile));
     sync(*store);
+}
+
+std::vector<DamagedSettings> keepDamagedFiles()
+{
+    std::vector<DamagedSettings> damaged;
+    for (const QString& file : {currentStore()->fileName(), legacyStore()->fileName()})
+        if (auto found = keepIfDamaged(file))
+            damaged.push_back(*std::move(found));
+    return damaged;
 }
 
 void migrateLegacySettings()

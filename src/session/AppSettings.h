@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "session/DamagedSettings.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
 #include <functional>
 #include <memory>
+#include <vector>
 
 class QSettings;
 
@@ -57,6 +60,10 @@ void setShowLidWarning(bool show);
 [[nodiscard]] QStringList openRecordings();
 void noteOpenRecording(const QString& rawFile);
 void forgetOpenRecording(const QString& rawFile);
+
+/// Looks at the files of both stores before anything is written to them, and keeps a copy of one that is
+/// damaged. Before all other functions here.
+[[nodiscard]] std::vector<DamagedSettings> keepDamagedFiles();
 
 /// Takes over what an earlier release kept under another organisation's name. Keys that this program's own
 /// store holds already win. The old store is emptied once the new one is safely written. At start-up, before

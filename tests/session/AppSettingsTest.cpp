@@ -135,6 +135,46 @@ TEST_F(AppSettingsTest, AStoreThatCannotBeWrittenIsToldOnce)
     EXPECT_TRUE(messages()[0].contains(unwritable));
 }
 
+// What could not be read of it was taken for never stored, and gone with the next change.
+TEST_F(AppSettingsTest, ADamagedFileIsKeptBesideItselfBeforeItIsWritten)
+{
+    AppSettings::setSaveFileName(u"/data/a"_s);
+    EXPECT_TRUE(AppSettings::keepDamagedFiles().empty());
+    const auto damageBy = [this](const QByteArray& text) {
+        QFile file(m_current);
+        EXPECT_TRUE(file.open(QIODevice::Append));
+        file.write(text);
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner); // it may hold a password
+        file.close();
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        return file.readAll();
+    };
+    const auto keptIn = [this](const QString& copy) { return std::vector{DamagedSettings{m_current, copy}}; };
+    const auto contents = [](const QString& path) {
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(path);
+        return file.readAll();
+    };
+    const QByteArray first = damageBy("[CameraSettings]\npassw"); // as of a write that was cut off
+    const QString copy = m_current + u".damaged"_s;
+    EXPECT_EQ(AppSettings::keepDamagedFiles(), keptIn(copy));
+    ASSERT_TRUE(QFile::remove(m_current) &&
+                QFile::copy(copy, m_current)); // the next start finds it as it was
+    EXPECT_EQ(AppSettings::keepDamagedFiles(), keptIn(copy)) << "one copy is enough";
+    EXPECT_EQ(AppSettings::saveFileName(), u"/data/a"_s);
+    AppSettings::setLastConfigDir(u"/configs"_s);
+    EXPECT_EQ(contents(copy), first);
+    EXPECT_EQ(QFile::permissions(copy) & (QFile::ReadGroup | QFile::ReadOther), 0);
+    EXPECT_TRUE(AppSettings::keepDamagedFiles().empty()) << "it has been written anew";
+
+    const QByteArray second = damageBy(QByteArray(4096, '\0')); // as a disk without power leaves it
+    EXPECT_EQ(AppSettings::keepDamagedFiles(), keptIn(copy + u'2'));
+    EXPECT_EQ(contents(copy), first);
+    EXPECT_EQ(contents(copy + u'2'), second);
+    EXPECT_EQ(messages().size(), 3);
+    EXPECT_TRUE(messages().back().contains(m_current) && messages().back().contains(copy + u'2'));
+}
+
 TEST_F(AppSettingsTest, ClearingLeavesDefaultsAndSaysSo)
 {
     AppSettings::setAutoResumeOnDaqDisconnect(true);
