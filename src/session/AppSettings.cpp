@@ -70,8 +70,11 @@ const QString OpenRecordingsGroup = u"openRecordings"_s;
 QString openRecordingKey(const QString& rawFile)
 {
     const QByteArray hash = QCryptographicHash::hash(rawFile.toUtf8(), QCryptographicHash::Sha1).toHex();
-    return OpenRecordingsGroup + u'/' + QString::fromLatin1(hash);
+    return QString::fromLatin1(hash);
 }
+
+/// Beside the raw file, where earlier releases do not take it for one.
+const QString WritersGroup = u"writers/"_s;
 
 } // namespace
 
@@ -161,26 +164,35 @@ void setShowLidWarning(bool show)
     setValue(u"PowerWarnings/showLidWarning"_s, show);
 }
 
-QStringList openRecordings()
+std::vector<OpenRecording> openRecordings()
 {
     const auto store = currentStore();
     store->setFallbacksEnabled(false);
     store->beginGroup(OpenRecordingsGroup);
-    QStringList rawFiles;
+    std::vector<OpenRecording> noted;
     for (const QString& key : store->childKeys())
-        rawFiles << store->value(key).toString();
-    return rawFiles;
+        noted.push_back({store->value(key).toString(), store->value(WritersGroup + key).toString()});
+    return noted;
 }
 
-void noteOpenRecording(const QString& rawFile)
+void noteOpenRecording(const OpenRecording& recording)
 {
-    setValue(openRecordingKey(rawFile), rawFile);
+    const auto store = currentStore();
+    const QString key = openRecordingKey(recording.rawFile);
+    store->beginGroup(OpenRecordingsGroup);
+    store->setValue(key, recording.rawFile);
+    if (!recording.writer.isEmpty())
+        store->setValue(WritersGroup + key, recording.writer);
+    sync(*store);
 }
 
 void forgetOpenRecording(const QString& rawFile)
 {
     const auto store = currentStore();
-    store->remove(openRecordingKey(rawFile));
+    const QString key = openRecordingKey(rawFile);
+    store->beginGroup(OpenRecordingsGroup);
+    store->remove(key);
+    store->remove(WritersGroup + key);
     sync(*store);
 }
 

@@ -5,7 +5,6 @@
 
 #include <QByteArray>
 #include <QString>
-#include <QStringList>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -55,10 +54,17 @@ void setEnvironmentHours(int hours);
 [[nodiscard]] bool showLidWarning();
 void setShowLidWarning(bool show);
 
-/// Raw files that instances of the program are writing. One that is still there when nobody writes it was not
-/// closed. Each is kept for itself: instances that change theirs at the same moment lose nothing.
-[[nodiscard]] QStringList openRecordings();
-void noteOpenRecording(const QString& rawFile);
+/// A raw file that an instance of the program is writing.
+struct OpenRecording
+{
+    QString rawFile;
+    QString writer; ///< platform::ownProcessIdentity() of that instance; empty: noted by an earlier release
+    bool operator==(const OpenRecording&) const = default;
+};
+/// One that is still there when nobody writes it was not closed. Each is kept for itself: instances that
+/// change theirs at the same moment lose nothing.
+[[nodiscard]] std::vector<OpenRecording> openRecordings();
+void noteOpenRecording(const OpenRecording& recording);
 void forgetOpenRecording(const QString& rawFile);
 
 /// Looks at the files of both stores before anything is written to them, and keeps a copy of one that is
