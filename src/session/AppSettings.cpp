@@ -181,7 +181,9 @@ void noteOpenRecording(const OpenRecording& recording)
     const QString key = openRecordingKey(recording.rawFile);
     store->beginGroup(OpenRecordingsGroup);
     store->setValue(key, recording.rawFile);
-    if (!recording.writer.isEmpty())
+    if (recording.writer.isEmpty())
+        store->remove(WritersGroup + key);
+    else
         store->setValue(WritersGroup + key, recording.writer);
     sync(*store);
 }
