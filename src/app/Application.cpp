@@ -34,6 +34,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <vector>
 
 namespace vt {
 
@@ -51,11 +52,20 @@ LogManager::Options logOptions(CrashHandler::Notice crashNotice)
     return options;
 }
 
-void prepareSettings(const CommandLine& line)
+/// What was damaged of them, to be told once there is somebody to tell.
+[[nodiscard]] std::vector<DamagedSettings> prepareSettings(const CommandLine& line)
 {
+    std::vector<DamagedSettings> damaged = AppSettings::keepDamagedFiles();
     AppSettings::migrateLegacySettings();
     if (line.clearSettings)
         AppSettings::clearAll();
+    return damaged;
+}
+
+void tellDamaged(const std::vector<DamagedSettings>& damaged, UserInteraction& user)
+{
+    for (const DamagedSettings& each : damaged)
+        user.notify(Severity::Warning, QCoreApplication::translate("Settings", "Settings"), each.message());
 }
 
 /// Handles everything but an actual run; empty when a run is wanted.
@@ -199,14 +209,16 @@ void keepChartChoices(EnvironmentView& charts, const AppSettings::StoreThread& s
 void connectWindow(MainWindow& window, SessionController& session, WindowInteraction& user,
                    const TerminationSignals& termination)
 {
-    QObject::connect(&user, &WindowInteraction::fatalErrorSeen, &window, [] { QCoreApplication::exit(1); });
+    QObject::connect(&user, &WindowInteraction::fatalErrorSeen, &window, [&window, &session] {
+        session.whenClosed(&window, [] { QCoreApplication::exit(1); }); // films of the recording before
+    });
     // Whoever asks the process to end cannot answer a question.
     QObject::connect(&termination, &TerminationSignals::requested, &window, [&window, &session] {
         if (session.state() == SessionState::Idle) {
-            window.close();
+            window.closeUnattended();
             return;
         }
-        QObject::connect(&session, &SessionController::recordingEnded, &window, &QWidget::close,
+        QObject::connect(&session, &SessionController::recordingEnded, &window, &MainWindow::closeUnattended,
                          Qt::QueuedConnection);
         session.stop(EndReason::UserStop);
     });
@@ -263,11 +275,12 @@ int runConsole()
         return *status;
     const LogManager log(logOptions(CrashHandler::Notice::StandardError));
     const TerminationSignals termination; // before and longer than all that takes time
-    prepareSettings(line);
+    const std::vector<DamagedSettings> damaged = prepareSettings(line);
     const Services services(line);
     if (services.failed())
         return 1;
     ConsoleInteraction user;
+    tellDamaged(damaged, user);
     Safeguards safeguards;
     Surroundings surroundings(services, user);
     SessionController::Options options = services.complete(safeguards.sessionOptions());
@@ -296,7 +309,7 @@ int runWindow()
         return *status;
     const LogManager log(logOptions(CrashHandler::Notice::MessageBox));
     const TerminationSignals termination; // before and longer than all that takes time
-    prepareSettings(line);
+    const std::vector<DamagedSettings> damaged = prepareSettings(line);
     const Services services(line);
     if (services.failed())
         return 1;
@@ -321,6 +334,7 @@ int runWindow()
     applyCommandLine(window, user, line);
     window.show();
     surroundings.sensors.rescan();
+    tellDamaged(damaged, user);
     safeguards.tellUnclosed(user);
     const int status = QCoreApplication::exec();
     return user.hadFatalError() ? 1 : status;

@@ -6,6 +6,7 @@
 #include <QSettings>
 #include <atomic>
 #include <memory>
+#include <utility>
 
 namespace vt::AppSettings {
 
@@ -69,8 +70,11 @@ const QString OpenRecordingsGroup = u"openRecordings"_s;
 QString openRecordingKey(const QString& rawFile)
 {
     const QByteArray hash = QCryptographicHash::hash(rawFile.toUtf8(), QCryptographicHash::Sha1).toHex();
-    return OpenRecordingsGroup + u'/' + QString::fromLatin1(hash);
+    return QString::fromLatin1(hash);
 }
+
+/// Beside the raw file, where earlier releases do not take it for one.
+const QString WritersGroup = u"writers/"_s;
 
 } // namespace
 
@@ -160,27 +164,47 @@ void setShowLidWarning(bool show)
     setValue(u"PowerWarnings/showLidWarning"_s, show);
 }
 
-QStringList openRecordings()
+std::vector<OpenRecording> openRecordings()
 {
     const auto store = currentStore();
     store->setFallbacksEnabled(false);
     store->beginGroup(OpenRecordingsGroup);
-    QStringList rawFiles;
+    std::vector<OpenRecording> noted;
     for (const QString& key : store->childKeys())
-        rawFiles << store->value(key).toString();
-    return rawFiles;
+        noted.push_back({store->value(key).toString(), store->value(WritersGroup + key).toString()});
+    return noted;
 }
 
-void noteOpenRecording(const QString& rawFile)
+void noteOpenRecording(const OpenRecording& recording)
 {
-    setValue(openRecordingKey(rawFile), rawFile);
+    const auto store = currentStore();
+    const QString key = openRecordingKey(recording.rawFile);
+    store->beginGroup(OpenRecordingsGroup);
+    store->setValue(key, recording.rawFile);
+    if (recording.writer.isEmpty())
+        store->remove(WritersGroup + key);
+    else
+        store->setValue(WritersGroup + key, recording.writer);
+    sync(*store);
 }
 
 void forgetOpenRecording(const QString& rawFile)
 {
     const auto store = currentStore();
-    store->remove(openRecordingKey(rawFile));
+    const QString key = openRecordingKey(rawFile);
+    store->beginGroup(OpenRecordingsGroup);
+    store->remove(key);
+    store->remove(WritersGroup + key);
     sync(*store);
+}
+
+std::vector<DamagedSettings> keepDamagedFiles()
+{
+    std::vector<DamagedSettings> damaged;
+    for (const QString& file : {currentStore()->fileName(), legacyStore()->fileName()})
+        if (auto found = keepIfDamaged(file))
+            damaged.push_back(*std::move(found));
+    return damaged;
 }
 
 void migrateLegacySettings()

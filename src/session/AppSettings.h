@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "session/DamagedSettings.h"
+
 #include <QByteArray>
 #include <QString>
-#include <QStringList>
 #include <functional>
 #include <memory>
+#include <vector>
 
 class QSettings;
 
@@ -52,11 +54,22 @@ void setEnvironmentHours(int hours);
 [[nodiscard]] bool showLidWarning();
 void setShowLidWarning(bool show);
 
-/// Raw files that instances of the program are writing. One that is still there when nobody writes it was not
-/// closed. Each is kept for itself: instances that change theirs at the same moment lose nothing.
-[[nodiscard]] QStringList openRecordings();
-void noteOpenRecording(const QString& rawFile);
+/// A raw file that an instance of the program is writing.
+struct OpenRecording
+{
+    QString rawFile;
+    QString writer; ///< platform::ownProcessIdentity() of that instance; empty: noted by an earlier release
+    bool operator==(const OpenRecording&) const = default;
+};
+/// One that is still there when nobody writes it was not closed. Each is kept for itself: instances that
+/// change theirs at the same moment lose nothing.
+[[nodiscard]] std::vector<OpenRecording> openRecordings();
+void noteOpenRecording(const OpenRecording& recording);
 void forgetOpenRecording(const QString& rawFile);
+
+/// Looks at the files of both stores before anything is written to them, and keeps a copy of one that is
+/// damaged. Before all other functions here.
+[[nodiscard]] std::vector<DamagedSettings> keepDamagedFiles();
 
 /// Takes over what an earlier release kept under another organisation's name. Keys that this program's own
 /// store holds already win. The old store is emptied once the new one is safely written. At start-up, before

@@ -221,7 +221,8 @@ void EnvironmentSession::handleSample(const EnvSample& sample, const QString& se
 /// Nothing else shows it: the sensor is plugged in, and its values are missing for the rest of the night.
 void EnvironmentSession::noteSilence(const QString& serialNumber)
 {
-    if (m_goneSince.contains(serialNumber)) {
+    // Of the manager: whether it is away does not depend on what this recording has told the user.
+    if (m_manager.disconnectedSerials().contains(serialNumber)) {
         m_silent.remove(serialNumber);
         return;
     }

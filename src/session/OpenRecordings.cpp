@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "session/OpenRecordings.h"
 
+#include "platform/ProcessIdentity.h"
 #include "recording/SegmentPaths.h"
 
 #include <QFileInfo>
@@ -28,7 +29,7 @@ void OpenRecordings::replace(const QString& rawFile)
         return;
     m_store([fresh = rawFile, old = m_noted] {
         if (!fresh.isEmpty())
-            AppSettings::noteOpenRecording(fresh);
+            AppSettings::noteOpenRecording({fresh, platform::ownProcessIdentity()});
         if (!old.isEmpty())
             AppSettings::forgetOpenRecording(old);
     });

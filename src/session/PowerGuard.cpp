@@ -97,7 +97,7 @@ void PowerGuard::handleSuspending(int answerWithinMs)
         letSystemGo(answerWithinMs);
         return;
     }
-    qInfo("System suspending during active recording — forcing graceful stop.");
+    qWarning("System suspending during active recording — forcing graceful stop.");
     endRecording(Event::Suspend, answerWithinMs);
 }
 

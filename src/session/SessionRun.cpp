@@ -205,6 +205,7 @@ void SessionPrivate::watchdogFired()
         watchdog->start(verdict.sleepMs, TimerMode::SingleShot);
 }
 
+/// In warnings and worse from here to the resume: a log that has reached its limit takes nothing less.
 void SessionPrivate::watchdogTimeout()
 {
     const qint64 alive = std::max(lastDataMs.load(), watchdogStartedMs);
@@ -214,25 +215,25 @@ void SessionPrivate::watchdogTimeout()
     qCritical().noquote() << "Last data received approximately:"
                           << lastData.toString(u"yyyy-MM-dd HH:mm:ss"_s);
     if (options.autoResume) {
-        qInfo("Auto-resume enabled — entering pause state");
+        qWarning("Auto-resume enabled — entering pause state");
         pause(alive);
         return;
     }
-    qInfo().noquote()
+    qWarning().noquote()
         << "Auto-resume NOT active for this run (m_autoResumeEnabled =" << options.autoResume
         << ", DAQ running =" << true
         << ") — the opt-in is only read at launch, so enabling it mid-session requires a restart to "
            "take effect.";
-    qInfo("Initiating graceful shutdown...");
+    qWarning("Initiating graceful shutdown...");
     pausedAt = lastData;
     stop(EndReason::DeviceLost);
 }
 
 void SessionPrivate::pause(qint64 lastData)
 {
-    qInfo().noquote() << banner();
-    qInfo("DAQ disconnect detected — entering auto-resume PAUSE state");
-    pausedAt = time.now();
+    qWarning().noquote() << banner();
+    qWarning("DAQ disconnect detected — entering auto-resume PAUSE state");
+    pausedAt = time.now().addMSecs(lastData - time.monotonicMs()); // where the gap begins, too
     pauseLastDataMs = lastData;
     isResumeProblemTold = false;
     // After a resume that brought no data it is still the same pause.
@@ -271,14 +272,14 @@ void SessionPrivate::deviceIsBack()
 {
     if (state != SessionState::Paused || tearingDown)
         return;
-    qInfo("Reconnect poll: DAQ has re-enumerated — attempting resume");
+    qWarning("Reconnect poll: DAQ has re-enumerated — attempting resume");
     reconnectPoll->stop();
     attemptResume();
 }
 
 void SessionPrivate::attemptResume()
 {
-    qInfo("attemptResume: starting recovery + new segment");
+    qWarning("attemptResume: starting recovery + new segment");
     setState(SessionState::Resuming);
     const quint64 mine = ++operation;
     unit->recover([this, mine](bool ok) {
@@ -305,7 +306,7 @@ void SessionPrivate::openNextSegment(int slot)
         [this](const QString& base) {
             if (stopPending())
                 return;
-            qInfo().noquote() << "attemptResume: new segment base =" << base;
+            qWarning().noquote() << "attemptResume: new segment base =" << base;
             makeSegment(base, segmentNumber + 1);
             onFileThread(
                 [files = segment] { return files->createFiles(); },
@@ -390,7 +391,7 @@ void SessionPrivate::resumeFinished()
             .arg(withoutDataMs / 1000)
             .arg(base),
         u"OK"_s, [] {});
-    qInfo().noquote() << "attemptResume: success — segment base now" << base;
+    qWarning().noquote() << "attemptResume: success — segment base now" << base;
     setState(SessionState::Recording);
     emit q->segmentStarted(base, segmentNumber);
 }

@@ -223,7 +223,7 @@ void SessionPrivate::finish()
     finishing = false;
     setState(SessionState::Idle);
     if (endReason == EndReason::DeviceLost) {
-        qInfo("DAQ watchdog shutdown completed");
+        qWarning("DAQ watchdog shutdown completed");
         if (device.kind == DeviceKind::NiUnit)
             health->unitLost();
         user.announce(
@@ -291,7 +291,8 @@ void SessionPrivate::whenClosed(QObject* receiver, const std::function<void()>& 
 void SessionPrivate::readyForSystem()
 {
     if (std::exchange(forced, false))
-        whenClosed(q, [] { qInfo("Forced graceful stop completed - application ready for system event"); });
+        whenClosed(q,
+                   [] { qWarning("Forced graceful stop completed - application ready for system event"); });
 }
 
 bool SessionPrivate::stopAndWait(EndReason reason, int timeoutMs)
@@ -335,12 +336,13 @@ bool SessionPrivate::stopAndWait(EndReason reason, int timeoutMs)
     return true;
 }
 
+/// In warnings, which a log takes that has reached its limit: it tells the end of the longest recordings.
 void SessionPrivate::forcedStop(int waitMs)
 {
-    qInfo().noquote() << banner();
-    qInfo("FORCED GRACEFUL STOP INITIATED");
-    qInfo("System shutdown/sleep/hibernate event detected");
-    qInfo("Stopping DAQ acquisition and flushing all data...");
+    qWarning().noquote() << banner();
+    qWarning("FORCED GRACEFUL STOP INITIATED");
+    qWarning("System shutdown/sleep/hibernate event detected");
+    qWarning("Stopping DAQ acquisition and flushing all data...");
     forced = forced || state != SessionState::Idle;
     const QDeadlineTimer deadline(waitMs);
     stop(EndReason::ForcedStop);

@@ -4,6 +4,7 @@
 #include "daqmx/KeepAlive.h"
 #include "platform/CrashHandler.h"
 #include "platform/ExclusiveProbe.h"
+#include "platform/ProcessIdentity.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -33,8 +34,8 @@ UnclosedRecordings::~UnclosedRecordings()
 
 void UnclosedRecordings::look(std::function<void(const Found&)> tell)
 {
-    const QStringList noted = AppSettings::openRecordings();
-    if (noted.isEmpty())
+    const std::vector<AppSettings::OpenRecording> noted = AppSettings::openRecordings();
+    if (noted.empty())
         return;
     m_thread.reset(QThread::create([this, noted, tell = std::move(tell), answers = m_answers.address()] {
         CrashHandler::prepareThread();
@@ -52,10 +53,13 @@ void UnclosedRecordings::look(std::function<void(const Found&)> tell)
     m_thread->start();
 }
 
-UnclosedRecordings::Found UnclosedRecordings::judge(const QStringList& noted)
+UnclosedRecordings::Found UnclosedRecordings::judge(const std::vector<AppSettings::OpenRecording>& noted)
 {
     Found found;
-    for (const QString& rawFile : noted) {
+    for (const auto& [rawFile, writer] : noted) {
+        // It holds no file while it is paused or ends, and forgets its note by itself.
+        if (platform::isProcessRunning(writer))
+            continue;
         if (!QFileInfo::exists(rawFile))
             found.missing << rawFile;
         else if (!platform::isHeldByWriter(rawFile))

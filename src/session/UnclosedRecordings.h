@@ -9,12 +9,13 @@
 #include <functional>
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace vt {
 
-/// Looks for recordings that were noted as running (OpenRecordings) and that nobody writes any more.
-/// Interface thread; it looks at the disk on a thread of its own, since a folder on the network may not
-/// answer.
+/// Looks for recordings that were noted as running (OpenRecordings) by instances that run no more. A note
+/// that does not tell whose it is counts while somebody holds its file. Interface thread; it looks at the
+/// disk on a thread of its own, since a folder on the network may not answer.
 class UnclosedRecordings
 {
 public:
@@ -36,7 +37,7 @@ public:
     /// What was told of is not found again by a later run; the recordings of running instances never are.
     void look(std::function<void(const Found&)> tell);
     /// Looks at the disk. Any thread.
-    [[nodiscard]] static Found judge(const QStringList& noted);
+    [[nodiscard]] static Found judge(const std::vector<AppSettings::OpenRecording>& noted);
     /// What the user is told.
     [[nodiscard]] static QString message(const Found& found);
 

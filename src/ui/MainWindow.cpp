@@ -37,6 +37,7 @@
 #include <QStatusBar>
 #include <QVBoxLayout>
 #include <array>
+#include <memory>
 #include <utility>
 
 namespace vt {
@@ -370,6 +371,38 @@ void MainWindow::closeUnlessCutShort()
         close();
 }
 
+void MainWindow::closeUnattended()
+{
+    m_isUnattended = true;
+    close();
+}
+
+/// False while films of ended recordings are still being closed; the window then closes with the last of
+/// them. Until it does, the computer is kept awake and the user is told of a film that loses its end.
+bool MainWindow::areFilmsClosed()
+{
+    if (m_waitsForFilms)
+        return false;
+    m_waitsForFilms = true;
+    const auto isLater = std::make_shared<bool>(false);
+    m_controller.whenClosed(this, [this, isLater, gaps = m_controller.status().losses.cameraGaps] {
+        m_waitsForFilms = false;
+        if (*isLater)
+            closeWithFilms(gaps);
+    });
+    *isLater = m_waitsForFilms;
+    return !m_waitsForFilms;
+}
+
+/// A film that has lost its end meanwhile has a message to be read first.
+void MainWindow::closeWithFilms(quint64 gapsBefore)
+{
+    statusBar()->clearMessage();
+    const bool isMessageNew = m_controller.status().losses.cameraGaps > gapsBefore;
+    if (m_controller.state() == SessionState::Idle && (!isMessageNew || m_isUnattended))
+        close();
+}
+
 void MainWindow::handleSegmentStarted(int segment)
 {
     if (const std::shared_ptr<const DataManager> processing = m_controller.processing())
@@ -474,12 +507,17 @@ void MainWindow::chooseDevice(const QString& name)
 void MainWindow::closeEvent(QCloseEvent* event)
 {
     const SessionState state = m_controller.state();
-    if (state == SessionState::Idle || state == SessionState::Prepared) {
+    const bool isOver = state == SessionState::Idle || state == SessionState::Prepared;
+    if (isOver && areFilmsClosed()) {
         emit geometryToKeep(saveGeometry());
         event->accept();
         return;
     }
     event->ignore();
+    if (isOver) {
+        statusBar()->showMessage(tr("The window closes when the films are closed"));
+        return;
+    }
     if (state == SessionState::Stopping) {
         statusBar()->showMessage(tr("The window closes when the recording is closed"), MessageMs);
         m_closeWhenIdle = true;

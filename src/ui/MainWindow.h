@@ -62,6 +62,9 @@ public:
     [[nodiscard]] SetupFileActions* setupFileActions() const { return m_setupFile; }
     [[nodiscard]] LiveTraces* liveTraces() const;
     [[nodiscard]] RecordingPages* pages() const { return m_pages; }
+    /// For whoever cannot read a message or press a button: closes as soon as nothing is being written any
+    /// more. Not during a recording, which is to be stopped first.
+    void closeUnattended();
 
 signals:
     /// The name of the next recording was chosen in the dialog: store it.
@@ -97,6 +100,8 @@ private:
     void handleSegmentStarted(int segment);
     void handleRecordingEnded(EndReason reason);
     void closeUnlessCutShort();
+    [[nodiscard]] bool areFilmsClosed();
+    void closeWithFilms(quint64 gapsBefore);
     void handleMarker();
     void handleMarkerLabel(int event, const QString& label);
     void handleStimulateNow();
@@ -135,6 +140,8 @@ private:
     statustext::Scoring m_scoring = statustext::Scoring::SleepWake;
     bool m_askedToClose = false;  ///< the open stop question came from closing the window
     bool m_closeWhenIdle = false; ///< that question was answered with yes, or none was left to ask
+    bool m_waitsForFilms = false; ///< and closes with them
+    bool m_isUnattended = false;
     bool m_applyingTheme = false;
     QPalette m_themed; ///< the application's, for which the style sheet was made
 };

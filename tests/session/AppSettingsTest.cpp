@@ -11,6 +11,7 @@
 #include <memory>
 
 using namespace vt;
+using AppSettings::OpenRecording;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -62,7 +63,7 @@ TEST_F(AppSettingsTest, DefaultsAndTheKeysThatOtherVersionsRead)
               QString());
     EXPECT_EQ(AppSettings::temperatureUnit() + AppSettings::pressureUnit(), QString());
     EXPECT_EQ(AppSettings::environmentHours(), 0);
-    EXPECT_EQ(AppSettings::openRecordings(), QStringList());
+    EXPECT_TRUE(AppSettings::openRecordings().empty());
     AppSettings::setSaveFileName(u"/data/a"_s);
     AppSettings::setAutoResumeOnDaqDisconnect(true);
     AppSettings::setGeometry("shape");
@@ -71,8 +72,8 @@ TEST_F(AppSettingsTest, DefaultsAndTheKeysThatOtherVersionsRead)
     AppSettings::setEnvironmentUnits(u"F"_s, u"mmHg"_s);
     AppSettings::setEnvironmentHours(6);
     AppSettings::setShowLidWarning(false);
-    AppSettings::noteOpenRecording(u"/data/b"_s);
-    AppSettings::noteOpenRecording(u"/data/c"_s);
+    AppSettings::noteOpenRecording({u"/data/b"_s, u"one"_s});
+    AppSettings::noteOpenRecording({u"/data/c"_s, u"other"_s});
 
     QFile file(m_current); // on the disk at once: the program may die in the next moment
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -84,10 +85,12 @@ TEST_F(AppSettingsTest, DefaultsAndTheKeysThatOtherVersionsRead)
           "[PowerWarnings]\nshowLidWarning=false\n",
           // The keys are what `printf /data/b | sha1sum` says.
           "30f5700c74d6b0715ec416bd90de7aedc7bdbc28=/data/b\n",
-          "b409cb74f575b22d594dd4f4b3e1201ab51926a7=/data/c\n"})
+          "b409cb74f575b22d594dd4f4b3e1201ab51926a7=/data/c\n",
+          "writers\\30f5700c74d6b0715ec416bd90de7aedc7bdbc28=one\n"})
         EXPECT_TRUE(text.contains(line)) << line << text.constData();
     AppSettings::forgetOpenRecording(u"/data/b"_s);
-    EXPECT_EQ(AppSettings::openRecordings(), QStringList{u"/data/c"_s});
+    EXPECT_EQ(AppSettings::openRecordings(), (std::vector{OpenRecording{u"/data/c"_s, u"other"_s}}));
+    EXPECT_EQ(keys(m_current).filter(u"30f5700"_s), QStringList());
     EXPECT_EQ(messages(), QStringList());
 }
 
@@ -130,19 +133,59 @@ TEST_F(AppSettingsTest, AStoreThatCannotBeWrittenIsToldOnce)
     AppSettings::setSaveFileName(u"/data/a"_s);
     AppSettings::setLastConfigDir(u"/configs"_s);
     AppSettings::setGeometry("shape");
-    AppSettings::noteOpenRecording(u"/data/b"_s);
+    AppSettings::noteOpenRecording({u"/data/b"_s, {}});
     ASSERT_EQ(messages().size(), 1) << qPrintable(messages().join(u'\n'));
     EXPECT_TRUE(messages()[0].contains(unwritable));
+}
+
+// What could not be read of it was taken for never stored, and gone with the next change.
+TEST_F(AppSettingsTest, ADamagedFileIsKeptBesideItselfBeforeItIsWritten)
+{
+    AppSettings::setSaveFileName(u"/data/a"_s);
+    EXPECT_TRUE(AppSettings::keepDamagedFiles().empty());
+    const auto damageBy = [this](const QByteArray& text) {
+        QFile file(m_current);
+        EXPECT_TRUE(file.open(QIODevice::Append));
+        file.write(text);
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner); // it may hold a password
+        file.close();
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        return file.readAll();
+    };
+    const auto keptIn = [this](const QString& copy) { return std::vector{DamagedSettings{m_current, copy}}; };
+    const auto contents = [](const QString& path) {
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(path);
+        return file.readAll();
+    };
+    const QByteArray first = damageBy("[CameraSettings]\npassw"); // as of a write that was cut off
+    const QString copy = m_current + u".damaged"_s;
+    EXPECT_EQ(AppSettings::keepDamagedFiles(), keptIn(copy));
+    ASSERT_TRUE(QFile::remove(m_current) &&
+                QFile::copy(copy, m_current)); // the next start finds it as it was
+    EXPECT_EQ(AppSettings::keepDamagedFiles(), keptIn(copy)) << "one copy is enough";
+    EXPECT_EQ(AppSettings::saveFileName(), u"/data/a"_s);
+    AppSettings::setLastConfigDir(u"/configs"_s);
+    EXPECT_EQ(contents(copy), first);
+    EXPECT_EQ(QFile::permissions(copy) & (QFile::ReadGroup | QFile::ReadOther), 0);
+    EXPECT_TRUE(AppSettings::keepDamagedFiles().empty()) << "it has been written anew";
+
+    const QByteArray second = damageBy(QByteArray(4096, '\0')); // as a disk without power leaves it
+    EXPECT_EQ(AppSettings::keepDamagedFiles(), keptIn(copy + u'2'));
+    EXPECT_EQ(contents(copy), first);
+    EXPECT_EQ(contents(copy + u'2'), second);
+    EXPECT_EQ(messages().size(), 3);
+    EXPECT_TRUE(messages().back().contains(m_current) && messages().back().contains(copy + u'2'));
 }
 
 TEST_F(AppSettingsTest, ClearingLeavesDefaultsAndSaysSo)
 {
     AppSettings::setAutoResumeOnDaqDisconnect(true);
     AppSettings::setLastConfigDir(u"/configs"_s);
-    AppSettings::noteOpenRecording(u"/data/a"_s); // may be another instance's
+    AppSettings::noteOpenRecording({u"/data/a"_s, {}}); // may be another instance's
     AppSettings::clearAll();
     EXPECT_EQ(keys(m_current).size(), 1);
-    EXPECT_EQ(AppSettings::openRecordings(), QStringList{u"/data/a"_s});
+    EXPECT_EQ(AppSettings::openRecordings(), (std::vector{OpenRecording{u"/data/a"_s, {}}}));
     EXPECT_FALSE(AppSettings::autoResumeOnDaqDisconnect());
     EXPECT_EQ(messages(), (QStringList{u"============================================================"_s,
                                        u"DEBUG: Clearing all application settings (OOB test mode)"_s,

@@ -192,6 +192,15 @@ TEST_F(EnvironmentSessionTest, ASensorThatIsThereAndGivesNothingIsToldOnceEachWa
     for (int i = 0; i < Ticks + 2; ++i)
         ASSERT_TRUE(tick());
     EXPECT_EQ(shown(u"SIM2"_s), 1);
+
+    // Nor is it plugged in for the next recording, of whose beginning an answered message says nothing.
+    harness.user.notices[u"envSensor:SIM2"_s].pressed();
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    harness.session->record(harness.setup(u"next"_s));
+    ASSERT_TRUE(harness.waitForDevice());
+    for (int i = 0; i < Ticks + 2; ++i)
+        ASSERT_TRUE(tick());
+    EXPECT_EQ(shown(u"SIM2"_s), 1) << qPrintable(notice(u"SIM2"_s));
 }
 
 #ifndef __SANITIZE_THREAD__ // nothing waits for a thread that is left behind, which is a race to it

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A recording from prepare to stop on stepped time, with disconnects; the files are read back.
+#include "LogCapture.h"
 #include "SessionHarness.h"
 
 #include "acquisition/AcquisitionFrame.h"
@@ -10,7 +11,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QSignalSpy>
+#include <QTime>
 #include <gtest/gtest.h>
 
 using namespace vt;
@@ -70,13 +73,24 @@ TEST(Lifecycle, TenMinutesWithOneUnplugAreTwoCompleteSegments)
     EXPECT_EQ(harness.session->state(), SessionState::Paused);
     EXPECT_EQ(harness.user.notices[u"paused"_s].title, u"DAQ Disconnected"_s);
     EXPECT_EQ(harness.user.notices[u"paused"_s].buttonText, u"Stop Recording"_s);
+    EXPECT_TRUE(harness.user.notices[u"paused"_s].text.startsWith(u"Recording paused at 10:04:59 AM.\n"_s))
+        << "the last data, not what noticed its end 5 s later";
     harness.passTime(60000);
     EXPECT_EQ(harness.session->state(), SessionState::Paused);
 
     harness.unit.replug();
     ASSERT_TRUE(harness.passUntil([&] { return harness.session->state() == SessionState::Recording; }, 100));
     EXPECT_FALSE(harness.user.notices.contains(u"paused"_s));
-    EXPECT_TRUE(harness.user.notices[u"resumed"_s].text.endsWith(harness.path(u"run (1)"_s)));
+    const QString resumed = harness.user.notices[u"resumed"_s].text;
+    EXPECT_TRUE(resumed.endsWith(harness.path(u"run (1)"_s)));
+    const auto told =
+        QRegularExpression(u"paused at (.*) and resumed at (.*)\\.\nApproximate gap: (\\d+) sec"_s)
+            .match(resumed);
+    const auto clock = [&told](int which) {
+        return QTime::fromString(told.captured(which), u"h:mm:ss AP"_s);
+    };
+    EXPECT_EQ(clock(1), QTime(10, 4, 59)) << qPrintable(resumed);
+    EXPECT_NEAR(clock(1).secsTo(clock(2)), told.captured(3).toInt(), 1) << qPrintable(resumed);
     ASSERT_TRUE(harness.waitForDevice());
     constexpr int after = 5 * 60 * FramesPerSecond;
     ASSERT_EQ(harness.deliver(after - 1), after - 1);
@@ -127,6 +141,35 @@ TEST(Lifecycle, WithoutOptInASilentDeviceEndsTheRecording)
               "and files have been closed."_s);
     EXPECT_EQ(readSegment(harness.path(u"run"_s), 1).rawFrames, 400);
     EXPECT_TRUE(QFile::exists(harness.path(u"run.binfb"_s)));
+}
+
+// When the log has reached its limit, it takes nothing below a warning: what interrupted a recording, what it
+// went on with and what ended it were missing from the longest ones.
+TEST(Lifecycle, InterruptionsResumesAndForcedStopsAreInALogThatTakesOnlyWarnings)
+{
+    const LogCapture log;
+    SessionHarness harness({.autoResume = true});
+    ASSERT_TRUE(harness.beginRecording());
+    harness.unit.unplug();
+    ASSERT_TRUE(harness.passUntil([&] { return harness.user.notices.contains(u"paused"_s); }, 100));
+    harness.unit.replug();
+    ASSERT_TRUE(harness.passUntil([&] { return harness.session->state() == SessionState::Recording; }, 100));
+    harness.session->forcedGracefulStop(10000);
+    const QString banner(60, u'=');
+    const QStringList wanted{banner,
+                             u"DAQ WATCHDOG TIMEOUT - DEVICE STOPPED RESPONDING"_s,
+                             u"Auto-resume enabled — entering pause state"_s,
+                             banner,
+                             u"DAQ disconnect detected — entering auto-resume PAUSE state"_s,
+                             u"Reconnect poll: DAQ has re-enumerated — attempting resume"_s,
+                             u"attemptResume: starting recovery + new segment"_s,
+                             u"attemptResume: success — segment base now "_s + harness.path(u"run (1)"_s),
+                             banner,
+                             u"FORCED GRACEFUL STOP INITIATED"_s,
+                             u"System shutdown/sleep/hibernate event detected"_s,
+                             u"Stopping DAQ acquisition and flushing all data..."_s,
+                             u"Forced graceful stop completed - application ready for system event"_s};
+    EXPECT_TRUE(LogCapture::areInOrder(wanted, log.warnings())) << qPrintable(log.warnings().join(u'\n'));
 }
 
 TEST(Lifecycle, StopWhilePausedEndsWithoutANewSegment)

@@ -3,6 +3,7 @@
 #include "LogCapture.h"
 #include "SessionHarness.h"
 
+#include "platform/ExclusiveProbe.h"
 #include "recording/RawFileReader.h"
 #include "recording/SegmentPaths.h"
 #include "session/AppSettings.h"
@@ -172,18 +173,20 @@ TEST(OpenRecordings, ARecordingThatWasNotClosedIsToldOnceAndARunningOneNever)
     const AppSettings::StoreThread storeHere = [](const std::function<void()>& change) { change(); };
     QTemporaryDir settings;
     AppSettings::useFiles(settings.filePath(u"current.ini"_s), settings.filePath(u"legacy.ini"_s));
-    SessionHarness harness;
+    SessionHarness harness({.autoResume = true});
     harness.session->addCompanion(std::make_unique<OpenRecordings>(storeHere));
     ASSERT_TRUE(harness.beginRecording());
-    const QStringList running = AppSettings::openRecordings();
-    ASSERT_EQ(running.size(), 1);
+    const auto running = AppSettings::openRecordings();
+    ASSERT_EQ(running.size(), 1U);
 
     // As after a kill: the note is there, the lock is not. And as after a folder was removed or disconnected.
+    // One note is an earlier release's, one of a program whose process id is in use again: ours.
+    const QString dead = running[0].writer.section(u'-', 0, 0) + u"-1-0"_s;
     const QString killed = harness.path(u"killed.binfb"_s);
     const QString gone = harness.path(u"gone/killed.binfb"_s);
     ASSERT_TRUE(QFile(killed).open(QIODevice::WriteOnly));
-    AppSettings::noteOpenRecording(killed);
-    AppSettings::noteOpenRecording(gone);
+    AppSettings::noteOpenRecording({killed, dead});
+    AppSettings::noteOpenRecording({gone, {}});
     std::vector<UnclosedRecordings::Found> told;
     {
         UnclosedRecordings unclosed(storeHere);
@@ -198,7 +201,13 @@ TEST(OpenRecordings, ARecordingThatWasNotClosedIsToldOnceAndARunningOneNever)
                     .endsWith(u"everything up to the last block that was written:\n"_s + killed));
     EXPECT_TRUE(message.section(u"\n\n"_s, 1).endsWith(u'\n' + gone));
     EXPECT_EQ(AppSettings::openRecordings(), running);
+
+    // A pause closes the file, and another program that was started then said that it never was.
+    harness.unit.unplug();
+    ASSERT_TRUE(harness.passUntil([&] { return harness.user.notices.contains(u"paused"_s); }, 100));
+    EXPECT_FALSE(platform::isHeldByWriter(running[0].rawFile));
+    EXPECT_TRUE(UnclosedRecordings::judge(AppSettings::openRecordings()).isEmpty());
     ASSERT_TRUE(harness.stopAndWaitIdle());
-    EXPECT_TRUE(AppSettings::openRecordings().isEmpty());
+    EXPECT_TRUE(AppSettings::openRecordings().empty());
     AppSettings::useFiles({}, {});
 }

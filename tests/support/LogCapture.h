@@ -23,15 +23,19 @@ public:
             Book& book = LogCapture::book();
             MutexLock lock(book.mutex);
             book.lines.clear();
+            book.warnings.clear();
         }
-        m_previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& line) {
-            Book& book = LogCapture::book();
-            {
-                MutexLock lock(book.mutex);
-                book.lines << line;
-            }
-            book.changed.notify_all();
-        });
+        m_previous =
+            qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& line) {
+                Book& book = LogCapture::book();
+                {
+                    MutexLock lock(book.mutex);
+                    book.lines << line;
+                    if (type != QtDebugMsg && type != QtInfoMsg)
+                        book.warnings << line;
+                }
+                book.changed.notify_all();
+            });
     }
     ~LogCapture() { qInstallMessageHandler(m_previous); }
     LogCapture(const LogCapture&) = delete;
@@ -41,11 +45,14 @@ public:
     {
         Book& book = LogCapture::book();
         MutexLock lock(book.mutex);
-        // Not shared with the handler's threads, whose next line would count the owners.
-        QStringList copy;
-        for (const QString& line : std::as_const(book.lines))
-            copy << QString(line.constData(), line.size());
-        return copy;
+        return ownCopy(book.lines);
+    }
+    /// Of these, warnings and worse.
+    [[nodiscard]] QStringList warnings() const
+    {
+        Book& book = LogCapture::book();
+        MutexLock lock(book.mutex);
+        return ownCopy(book.warnings);
     }
     [[nodiscard]] qsizetype count(const QString& line) const { return lines().count(line); }
     [[nodiscard]] bool has(const QString& line) const { return lines().contains(line); }
@@ -70,22 +77,33 @@ public:
         return false;
     }
     /// Are these lines there in this order, others in between allowed?
-    [[nodiscard]] bool hasInOrder(const QStringList& wanted) const
+    [[nodiscard]] bool hasInOrder(const QStringList& wanted) const { return areInOrder(wanted, lines()); }
+    [[nodiscard]] static bool areInOrder(const QStringList& wanted, const QStringList& lines)
     {
         qsizetype next = 0;
-        for (const QString& line : lines())
+        for (const QString& line : lines)
             if (next < wanted.size() && line == wanted[next])
                 ++next;
         return next == wanted.size();
     }
 
 private:
+    /// Not shared with the handler's threads, whose next line would count the owners.
+    [[nodiscard]] static QStringList ownCopy(const QStringList& lines)
+    {
+        QStringList copy;
+        for (const QString& line : lines)
+            copy << QString(line.constData(), line.size());
+        return copy;
+    }
+
     /// Outlives every capture: a thread may still be in the handler when its capture ends.
     struct Book
     {
         std::condition_variable_any changed;
         Mutex mutex;
         QStringList lines VT_GUARDED_BY(mutex);
+        QStringList warnings VT_GUARDED_BY(mutex);
     };
     static Book& book()
     {

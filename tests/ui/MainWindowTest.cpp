@@ -3,6 +3,7 @@
 #include "WindowHarness.h"
 
 #include "platform/DaqClaim.h"
+#include "session/SessionExtensions.h"
 #include "session/StepHistory.h"
 #include "ui/EmptyState.h"
 #include "ui/LiveTraces.h"
@@ -26,11 +27,14 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSpinBox>
+#include <QStatusBar>
 #include <QTabWidget>
 #include <QTableView>
 #include <QTest>
 #include <gtest/gtest.h>
 #include <map>
+#include <utility>
+#include <vector>
 
 using namespace vt;
 using namespace vt::test;
@@ -42,6 +46,39 @@ QString stopTitle()
 {
     return u"Stop Recording"_s;
 }
+
+/// Films that are open from the end of a recording until they are closed here.
+struct Films
+{
+    void close(quint64 lostEnds)
+    {
+        isOpen = false;
+        gaps = lostEnds;
+        for (const auto& done : std::exchange(waiting, {}))
+            done();
+    }
+    bool isOpen = false;
+    quint64 gaps = 0;
+    std::vector<std::function<void()>> waiting;
+};
+
+class FilmCompanion final : public RecordingCompanion
+{
+public:
+    explicit FilmCompanion(Films& films) : m_films(films) {}
+    void recordingStopped() override { m_films.isOpen = true; }
+    void report(SessionStatus& status) const override { status.losses.cameraGaps += m_films.gaps; }
+    void whenClosed(const std::function<void()>& done) override
+    {
+        if (m_films.isOpen)
+            m_films.waiting.push_back(done);
+        else
+            done();
+    }
+
+private:
+    Films& m_films;
+};
 
 } // namespace
 
@@ -145,6 +182,35 @@ TEST(MainWindow, ClosingWhileRecordingEndsTheRecordingFirst)
     EXPECT_TRUE(WindowHarness::waitUntil([&] { return !h.window.isVisible(); }));
     EXPECT_EQ(h.session.state(), SessionState::Idle);
     EXPECT_EQ(h.session.lastEndReason(), EndReason::UserStop);
+}
+
+// It went at once, and with it whatever kept the computer awake and would have told of a film without an end.
+TEST(MainWindow, ClosesWithTheFilmsAndStaysWhenOneHasLostItsEnd)
+{
+    struct Case
+    {
+        quint64 lostEnds;
+        bool isUnattended;
+        bool stays;
+    };
+    for (const Case& each : {Case{0, false, false}, Case{1, false, true}, Case{1, true, false}}) {
+        Films films;
+        WindowHarness h;
+        h.session.addCompanion(std::make_unique<FilmCompanion>(films));
+        ASSERT_TRUE(h.startRecording());
+        EXPECT_FALSE(h.window.close());
+        ASSERT_TRUE(h.press(stopTitle(), u"&Yes"_s));
+        ASSERT_TRUE(WindowHarness::waitUntil([&] { return !films.waiting.empty(); }));
+        if (each.isUnattended)
+            h.window.closeUnattended();
+        EXPECT_FALSE(h.window.close());
+        EXPECT_TRUE(h.window.isVisible());
+        EXPECT_EQ(h.window.statusBar()->currentMessage(), u"The window closes when the films are closed"_s);
+        EXPECT_EQ(films.waiting.size(), 1U);
+        films.close(each.lostEnds);
+        EXPECT_EQ(h.window.isVisible(), each.stays);
+        EXPECT_TRUE(h.window.close());
+    }
 }
 
 TEST(MainWindow, ClosingWhileTheRecordingIsBeingClosedNeedsNoSecondTry)

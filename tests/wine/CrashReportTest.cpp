@@ -25,28 +25,25 @@ struct Way
 constexpr std::array<Way, 8> ways{{
     {"read",
      0xC0000005,
-     {"Exception code: 0xC0000005\r\n", "Exception type: Access Violation\r\n", "Access type: Read\r\n",
-      "Address: 0x40\r\n"}},
+     {"Exception code: 0xC0000005\n", "Exception type: Access Violation\n", "Access type: Read\n",
+      "Address: 0x40\n"}},
     {"write",
      0xC0000005,
-     {"Exception type: Access Violation\r\n", "Access type: Write\r\n", "Address: 0x40\r\n", ""}},
+     {"Exception type: Access Violation\n", "Access type: Write\n", "Address: 0x40\n", ""}},
     {"divide",
      0xC0000094,
-     {"Exception code: 0xC0000094\r\n", "Exception type: Integer Divide by Zero\r\n", "", ""}},
+     {"Exception code: 0xC0000094\n", "Exception type: Integer Divide by Zero\n", "", ""}},
     {"illegal",
      0xC000001D,
-     {"Exception code: 0xC000001D\r\n", "Exception type: Illegal Instruction\r\n", "", ""}},
-    {"overflow",
-     0xC00000FD,
-     {"Exception code: 0xC00000FD\r\n", "Exception type: Stack Overflow\r\n", "", ""}},
+     {"Exception code: 0xC000001D\n", "Exception type: Illegal Instruction\n", "", ""}},
+    {"overflow", 0xC00000FD, {"Exception code: 0xC00000FD\n", "Exception type: Stack Overflow\n", "", ""}},
     {"end",
      0xC0000005,
-     {"Exception type: Access Violation\r\n", "Access type: Write\r\n", "Code addresses on the stack: 0x",
-      ""}},
-    {"abort", 0x40000015, {"Exception code: 0x40000015\r\n", "Exception type: Unknown\r\n", "", ""}},
+     {"Exception type: Access Violation\n", "Access type: Write\n", "Code addresses on the stack: 0x", ""}},
+    {"abort", 0x40000015, {"Exception code: 0x40000015\n", "Exception type: Unknown\n", "", ""}},
     {"exception",
      0xE06D7363,
-     {"Exception code: 0xE06D7363\r\n", "Uncaught exception: \"nobody catches this\"\r\n", "", ""}},
+     {"Exception code: 0xE06D7363\n", "Uncaught exception: \"nobody catches this\"\n", "", ""}},
 }};
 
 DWORD WINAPI waitForEver(void*)
@@ -166,9 +163,9 @@ std::string missingIn(const std::string& report, const Way& way)
             return line;
     const std::array<std::string, 6> always{"Application crashed at: ",
                                             "Crashing module: ",
-                                            "\r\n" + std::string(40, '=') + "\r\nCRASHING THREAD (ID: ",
+                                            "\n" + std::string(40, '=') + "\nCRASHING THREAD (ID: ",
                                             "Frame 0: 0x",
-                                            "ALL THREADS\r\n",
+                                            "ALL THREADS\n",
                                             "--- Thread ID: "};
     for (const std::string& piece : always)
         if (report.find(piece) == std::string::npos)

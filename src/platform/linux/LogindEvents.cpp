@@ -132,7 +132,7 @@ void LogindEvents::prepareForShutdown(bool starting)
         becomeQuiet();
         return;
     }
-    qDebug("PowerEvents: PrepareForShutdown received - Shutdown confirmed");
+    qWarning("PowerEvents: PrepareForShutdown received - Shutdown confirmed");
     becomePending();
     emit shutdownConfirmed(0);
 }

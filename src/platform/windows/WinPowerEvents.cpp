@@ -45,8 +45,8 @@ void logEvent(const windows::MessageVerdict& verdict)
             qWarning("WinPowerEvents: BLOCKING shutdown - data acquisition is in progress");
         return;
     case SystemEvent::ShutdownConfirmed:
-        qDebug("WinPowerEvents: WM_ENDSESSION received - Shutdown confirmed");
-        qDebug("  Reason: %s", reasonText(verdict.reason));
+        qWarning("WinPowerEvents: WM_ENDSESSION received - Shutdown confirmed");
+        qWarning("  Reason: %s", reasonText(verdict.reason));
         return;
     case SystemEvent::ShutdownCancelled:
         qDebug("WinPowerEvents: WM_ENDSESSION - Shutdown cancelled");

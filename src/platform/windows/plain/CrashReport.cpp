@@ -21,7 +21,7 @@ constexpr DWORD LongestDeathMs = 40'000;         ///< report and notice
 constexpr DWORD LanguageException = 0xE06D7363;  // a C++ exception
 constexpr DWORD ProgramEndedItself = 0x40000015; // STATUS_FATAL_APP_EXIT
 constexpr ULONG StackForFilterBytes = 64 * 1024;
-constexpr std::string_view Rule = "========================================\r\n";
+constexpr std::string_view Rule = "========================================\n";
 
 std::array<Settings, 2> settings; ///< two, so that a change never shows halfway
 std::atomic<std::size_t> settingsInUse{0};
@@ -113,15 +113,15 @@ void putHead(Output& output, const CivilTime& time)
     const EXCEPTION_RECORD& record = facts.record;
     Line line;
     line.add("Application crashed at: ").addTime(time).add(" UTC").addUtcOffset(utcOffsetSeconds.load());
-    line.add("\r\nException code: 0x").addHex(record.ExceptionCode);
-    line.add("\r\nException address: 0x").addHex(reinterpret_cast<std::uintptr_t>(record.ExceptionAddress));
-    line.add("\r\nException type: ").add(nameOf(record.ExceptionCode)).add("\r\n");
+    line.add("\nException code: 0x").addHex(record.ExceptionCode);
+    line.add("\nException address: 0x").addHex(reinterpret_cast<std::uintptr_t>(record.ExceptionAddress));
+    line.add("\nException type: ").add(nameOf(record.ExceptionCode)).add("\n");
     if (record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION && record.NumberParameters >= 2) {
         line.add("Access type: ").add(record.ExceptionInformation[0] == 1 ? "Write" : "Read");
-        line.add("\r\nAddress: 0x").addHex(record.ExceptionInformation[1]).add("\r\n");
+        line.add("\nAddress: 0x").addHex(record.ExceptionInformation[1]).add("\n");
     }
     if (!facts.uncaught.view().empty())
-        line.add("Uncaught exception: ").add(facts.uncaught.view()).add("\r\n");
+        line.add("Uncaught exception: ").add(facts.uncaught.view()).add("\n");
     output.put(line);
 }
 
@@ -150,7 +150,7 @@ void putCodeOnStack(Output& output)
         Line line;
         output.put(line.add(" 0x").addHex(base).add("+0x").addHex(top[i] - base));
     }
-    output.put("\r\n");
+    output.put("\n");
 }
 
 void putFrames(Output& output, const Stack& stack)
@@ -171,7 +171,7 @@ void putFrames(Output& output, const Stack& stack)
             addWide(line, place.file.data());
             line.add(':').addNumber(place.line).add(')');
         }
-        output.put(line.add("\r\n"));
+        output.put(line.add("\n"));
     }
 }
 
@@ -182,7 +182,7 @@ void putDyingThread(Output& output)
     Line line;
     line.add("Crashing module: ");
     addWide(line, place.module.data());
-    line.add("\r\n\r\n").add(Rule).add("CRASHING THREAD (ID: ").addNumber(facts.thread).add(")\r\n");
+    line.add("\n\n").add(Rule).add("CRASHING THREAD (ID: ").addNumber(facts.thread).add(")\n");
     output.put(line);
     HANDLE thread = OpenThread(THREAD_GET_CONTEXT | THREAD_QUERY_INFORMATION, FALSE, facts.thread);
     static Stack stack;
@@ -197,7 +197,7 @@ void putDyingThread(Output& output)
 void putThread(Output& output, DWORD id)
 {
     Line line;
-    output.put(line.add("\r\n--- Thread ID: ").addNumber(id).add(" ---\r\n"));
+    output.put(line.add("\n--- Thread ID: ").addNumber(id).add(" ---\n"));
     static Stack stack;
     stack.count = 0;
     HANDLE thread =
@@ -214,13 +214,13 @@ void putThread(Output& output, DWORD id)
     if (stack.count > 0)
         putFrames(output, stack);
     else
-        output.put("(Could not open thread)\r\n");
+        output.put("(Could not open thread)\n");
 }
 
 void putOtherThreads(Output& output)
 {
     Line line;
-    output.put(line.add("\r\n").add(Rule).add("ALL THREADS\r\n"));
+    output.put(line.add("\n").add(Rule).add("ALL THREADS\n"));
     HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
     if (snapshot == INVALID_HANDLE_VALUE)
         return;
@@ -255,6 +255,8 @@ Saved writeReport()
     putHead(output, time);
     if (own.flushLog)
         own.flushLog();
+    // Before "Crashing module", which asks the debug help already: if that hangs, this line is all that is
+    // left.
     putCodeOnStack(output);
     loadSymbols();
     putDyingThread(output);

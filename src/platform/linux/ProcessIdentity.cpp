@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// "<process id>-<start>-<boot>": the start counts the clock ticks since the computer was started, and so
+// means something only together with the name that the kernel gives to each run of it.
+#include "platform/ProcessIdentity.h"
+
+#include <QByteArray>
+#include <QCoreApplication>
+#include <QFile>
+#include <QList>
+
+namespace vt::platform {
+
+namespace {
+
+QByteArray contentsOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// Empty when no such process runs.
+QString identityOf(qint64 processId)
+{
+    // As proc(5) has it: fields 3 (state) and 22 (start). The second, a name in brackets, may hold both
+    // blanks and brackets.
+    constexpr qsizetype StateField = 0;
+    constexpr qsizetype StartField = 19;
+    const QByteArray status = contentsOf(QStringLiteral("/proc/%1/stat").arg(processId));
+    const QList<QByteArray> fields = status.mid(status.lastIndexOf(')') + 2).split(' ');
+    const QByteArray boot = contentsOf(QStringLiteral("/proc/sys/kernel/random/boot_id")).trimmed();
+    if (fields.size() <= StartField || boot.isEmpty())
+        return {};
+    if (fields[StateField] == "Z" || fields[StateField] == "X") // dead, and not yet asked for by its parent
+        return {};
+    return QStringLiteral("%1-%2-%3")
+        .arg(QString::number(processId), QString::fromLatin1(fields[StartField]), QString::fromLatin1(boot));
+}
+
+} // namespace
+
+QString ownProcessIdentity()
+{
+    return identityOf(QCoreApplication::applicationPid());
+}
+
+bool isProcessRunning(const QString& identity)
+{
+    const qint64 processId = identity.section(QLatin1Char('-'), 0, 0).toLongLong();
+    return processId > 0 && identityOf(processId) == identity;
+}
+
+} // namespace vt::platform
