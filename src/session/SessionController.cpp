@@ -82,8 +82,9 @@ SessionPrivate::SessionPrivate(SessionController* controller, DaqmxApi& driverAp
     QObject::connect(&daqInfo, &DAQInfo::deviceListChanged, q, &SessionController::devicesChanged);
     QObject::connect(&daqInfo, &DAQInfo::deviceListRefreshed, q, [this] { devicesRefreshed(); });
     QObject::connect(&daqInfo, &DAQInfo::waitingForDevice, q, [this](const QString& name) {
-        user.showNotice(u"reconnecting"_s, u"DAQ Reconnecting"_s,
-                        u"Waiting for DAQ \"%1\" to reconnect..."_s.arg(name), QString(), {});
+        user.showNotice(u"reconnecting"_s, SessionController::tr("DAQ Reconnecting"),
+                        SessionController::tr("Waiting for DAQ \"%1\" to reconnect...").arg(name), QString(),
+                        {});
     });
     QObject::connect(&daqInfo, &DAQInfo::waitingEnded, q, [this] { user.closeNotice(u"reconnecting"_s); });
     connectUnitEvents();

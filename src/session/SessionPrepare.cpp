@@ -5,6 +5,7 @@
 #include "platform/DaqClaim.h"
 #include "session/ClaimRefusal.h"
 #include "session/HeaderBuilder.h"
+#include "session/SessionTexts.h"
 #include "session/SetupCheck.h"
 #include "session/UserInteraction.h"
 
@@ -15,15 +16,6 @@
 namespace vt {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-const auto commFailedTitle = u"DAQ Communication Failed"_s;
-const auto commFailedText =
-    u"DAQ not responding.\nMake sure the DAQ is connected and powered, then re-select "
-    u"it from the device list."_s;
-
-} // namespace
 
 void SessionPrivate::lidAnswered(const PowerSchemeQuery::Result& scheme, const RecordingSetup& wanted)
 {
@@ -112,7 +104,8 @@ void SessionPrivate::prepare(const RecordingSetup& wanted)
         return;
     }
     if (selecting) {
-        user.notify(Severity::Warning, u"Not Ready to Record"_s, u"The unit is still being read."_s);
+        user.notify(Severity::Warning, SessionController::tr("Not Ready to Record"),
+                    SessionController::tr("The unit is still being read."));
         emit q->prepared(false);
         return;
     }
@@ -157,7 +150,8 @@ void SessionPrivate::prepareRead(const RecordingDevice::Reading& reading)
     if (!reading.mcu) {
         qWarning("saveChannelConfig: aborted, DAQ comm failed during setup");
         const QString& reason = reading.details.refusal;
-        user.notify(Severity::Critical, commFailedTitle, reason.isEmpty() ? commFailedText : reason);
+        user.notify(Severity::Critical, communicationFailedTitle(),
+                    reason.isEmpty() ? notRespondingText() : reason);
         prepareFailed(QString());
         return;
     }
@@ -171,7 +165,7 @@ void SessionPrivate::prepareFailed(const QString& problem)
 {
     ++operation;
     if (!problem.isEmpty())
-        user.notify(Severity::Critical, u"Not Ready to Record"_s, problem);
+        user.notify(Severity::Critical, SessionController::tr("Not Ready to Record"), problem);
     endReason = EndReason::CouldNotStart;
     setState(SessionState::Idle);
     readyForSystem();
@@ -236,9 +230,11 @@ void SessionPrivate::filesCreated(const PreparedFiles& prepared)
     emit q->markersChanged();
     if (prepared.markersFailed) {
         markers.reset();
-        user.notify(Severity::Warning, u"Markers"_s,
-                    u"Could not open the marker file — marker button presses will not be recorded for this "
-                    u"session."_s);
+        user.notify(
+            Severity::Warning, SessionController::tr("Markers"),
+            SessionController::tr(
+                "Could not open the marker file — marker button presses will not be recorded for this "
+                "session."));
     }
     if (!prepared.stimulationLogProblem.isEmpty())
         user.notify(Severity::Warning, SessionController::tr("Stimulation"),

@@ -45,14 +45,11 @@ void SessionPrivate::start()
 void SessionPrivate::startRecovered(bool ok)
 {
     if (!ok) {
-        user.notify(
-            Severity::Critical, u"DAQ Communication Failed"_s,
-            u"DAQ not responding.\nMake sure the DAQ is connected and powered, then re-select it from the "
-            u"device list."_s);
+        user.notify(Severity::Critical, communicationFailedTitle(), notRespondingText());
         stop(EndReason::CouldNotStart);
         return;
     }
-    user.setRecordingIndicator(u"Vellumtide is recording"_s);
+    user.setRecordingIndicator(SessionController::tr("Vellumtide is recording"));
     writeHeaders([this](bool written) { headersWritten(written); });
 }
 
@@ -73,8 +70,10 @@ void SessionPrivate::headersWritten(bool ok)
     if (!ok) {
         const QString path = segment->paths().raw;
         qCritical().noquote() << "Could not open data file:" << path;
-        user.fatalError(u"Fatal Error"_s,
-                        u"Could not open data file:\n%1\n\nThe application will now close."_s.arg(path));
+        user.fatalError(
+            SessionController::tr("Fatal Error"),
+            SessionController::tr("Could not open data file:\n%1\n\nThe application will now close.")
+                .arg(path));
         pendingStop.reset();
         stop(EndReason::CouldNotStart);
         return;
@@ -179,7 +178,7 @@ void SessionPrivate::acquisitionFailed(const QString& text, quint64 launch)
     const bool isFirstSegment = segmentNumber == 0 && state == SessionState::Recording;
     if (launch != launches || !isFirstSegment || lastDataMs >= 0)
         return;
-    user.notify(Severity::Critical, u"DAQ Communication Failed"_s, text);
+    user.notify(Severity::Critical, communicationFailedTitle(), text);
     stop(EndReason::CouldNotStart);
 }
 
@@ -385,8 +384,9 @@ void SessionPrivate::resumeFinished()
     const qint64 withoutDataMs = endPause();
     // A notice: a unit that comes and goes all night leaves one message, not hundreds.
     user.showNotice(
-        u"resumed"_s, u"Recording Resumed"_s,
-        u"Recording paused at %1 and resumed at %2.\nApproximate gap: %3 seconds.\n\nContinuing in: %4"_s
+        u"resumed"_s, SessionController::tr("Recording Resumed"),
+        SessionController::tr(
+            "Recording paused at %1 and resumed at %2.\nApproximate gap: %3 seconds.\n\nContinuing in: %4")
             .arg(pausedAt.toString(messageTimeFormat()), now.toString(messageTimeFormat()))
             .arg(withoutDataMs / 1000)
             .arg(base),

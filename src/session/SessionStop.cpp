@@ -152,11 +152,12 @@ void SessionPrivate::teardownDone()
         return;
     }
     user.showNotice(
-        u"paused"_s, u"DAQ Disconnected"_s,
-        u"Recording paused at %1.\n\nThe recording will resume automatically when the DAQ is "
-        u"reconnected.\nA new file with a numbered suffix will be created for the resumed segment."_s.arg(
-            pausedAt.toString(messageTimeFormat())),
-        u"Stop Recording"_s, [guard = QPointer<SessionController>(q)] {
+        u"paused"_s, SessionController::tr("DAQ Disconnected"),
+        SessionController::tr(
+            "Recording paused at %1.\n\nThe recording will resume automatically when the DAQ is "
+            "reconnected.\nA new file with a numbered suffix will be created for the resumed segment.")
+            .arg(pausedAt.toString(messageTimeFormat())),
+        SessionController::tr("Stop Recording"), [guard = QPointer<SessionController>(q)] {
             if (guard)
                 guard->stop(EndReason::UserStop);
         });
@@ -227,9 +228,11 @@ void SessionPrivate::finish()
         if (device.kind == DeviceKind::NiUnit)
             health->unitLost();
         user.announce(
-            Severity::Critical, u"DAQ Disconnected"_s,
-            u"The DAQ device stopped responding at approximately %1.\n\nData acquisition has been stopped "
-            u"and files have been closed."_s.arg(pausedAt.toString(messageTimeFormat())));
+            Severity::Critical, SessionController::tr("DAQ Disconnected"),
+            SessionController::tr(
+                "The DAQ device stopped responding at approximately %1.\n\nData acquisition has been stopped "
+                "and files have been closed.")
+                .arg(pausedAt.toString(messageTimeFormat())));
     }
     readyForSystem();
     emit q->recordingEnded(endReason);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QCoreApplication>
 #include <QString>
 
 namespace vt {
@@ -15,6 +16,18 @@ namespace vt {
 [[nodiscard]] inline QString messageTimeFormat()
 {
     return QStringLiteral("h:mm:ss AP");
+}
+
+[[nodiscard]] inline QString communicationFailedTitle()
+{
+    return QCoreApplication::translate("vt::SessionController", "DAQ Communication Failed");
+}
+
+[[nodiscard]] inline QString notRespondingText()
+{
+    return QCoreApplication::translate(
+        "vt::SessionController", "DAQ not responding.\nMake sure the DAQ is connected and powered, then "
+                                 "re-select it from the device list.");
 }
 
 /// Of the notice about markers that are not in their file.

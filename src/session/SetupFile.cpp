@@ -3,6 +3,7 @@
 
 #include "session/HeaderBuilder.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
@@ -11,15 +12,24 @@ namespace vt {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+QString text(const char* source)
+{
+    return QCoreApplication::translate("SetupFile", source);
+}
+
+} // namespace
+
 std::variant<SetupFileContents, SetupFileError> readSetupFile(const QString& path, int deviceChannelCount)
 {
     constexpr qint64 largestBytes = qint64{16} << 20;
     const auto failed = [&path](const QString& why) {
-        return SetupFileError{u"Could not open '%1': %2"_s.arg(path, why)};
+        return SetupFileError{text("Could not open '%1': %2").arg(path, why)};
     };
     const QFileInfo info(path);
     if (info.exists() && !info.isFile()) // a pipe would wait for its writer
-        return failed(u"It is not a file."_s);
+        return failed(text("It is not a file."));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return failed(file.errorString());
@@ -27,7 +37,7 @@ std::variant<SetupFileContents, SetupFileError> readSetupFile(const QString& pat
     if (file.error() != QFileDevice::NoError)
         return failed(file.errorString());
     if (json.size() > largestBytes)
-        return failed(u"It is larger than any setup file (16 MiB)."_s);
+        return failed(text("It is larger than any setup file (16 MiB)."));
     return parseSetup(json, deviceChannelCount);
 }
 
@@ -36,15 +46,15 @@ QString writeSetupFile(const QString& path, const QByteArray& json)
     QSaveFile file(path);
     // Unbuffered: only then does the count of a write tell how much of it is on the disk.
     if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
-        return u"Could not open '%1' for writing: %2"_s.arg(path, file.errorString());
+        return text("Could not open '%1' for writing: %2").arg(path, file.errorString());
     // A disk that fills up in the middle of a write is a short count, and only the next one an error.
     const bool whole = file.write(json) == json.size();
     if (!whole && file.error() == QFileDevice::NoError) {
         file.cancelWriting();
-        return u"Could not write '%1': %2"_s.arg(path, u"The disk is full."_s);
+        return text("Could not write '%1': %2").arg(path, text("The disk is full."));
     }
     if (!file.commit())
-        return u"Could not write '%1': %2"_s.arg(path, file.errorString());
+        return text("Could not write '%1': %2").arg(path, file.errorString());
     return {};
 }
 

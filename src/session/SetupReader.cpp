@@ -2,6 +2,7 @@
 #include "session/JsonNode.h"
 #include "session/SetupFile.h"
 
+#include <QCoreApplication>
 #include <QJsonDocument>
 #include <QRegularExpression>
 #include <QSet>
@@ -20,6 +21,11 @@ constexpr double largestIntervalMin = 35791.0; // still fits a timer's milliseco
 constexpr int largestSegmentMinutes = 24 * 60;
 constexpr int largestPicturePixels = 16384;
 constexpr int mostChannels = 16;
+
+QString text(const char* source)
+{
+    return QCoreApplication::translate("SetupFile", source);
+}
 
 quint8 registerValue(const JsonNode& node, int largest = 255)
 {
@@ -173,9 +179,9 @@ void readAnimals(const JsonNode& root, SetupFileContents& contents)
     for (const JsonNode& id : ids.elements())
         contents.animalIds << id.text();
     if (contents.animalIds.size() != contents.channelCount)
-        ids.failWith(
-            u"animalIds must have one ID for each of %1 channel(s), not %2."_s.arg(contents.channelCount)
-                .arg(contents.animalIds.size()));
+        ids.failWith(text("animalIds must have one ID for each of %1 channel(s), not %2.")
+                         .arg(contents.channelCount)
+                         .arg(contents.animalIds.size()));
 }
 
 /// Everything but "vexio", which may be wrong by itself.
@@ -207,11 +213,11 @@ std::variant<SetupFileContents, SetupFileError> parseSetup(const QByteArray& jso
     QJsonParseError parsing;
     const QJsonDocument document = QJsonDocument::fromJson(json, &parsing);
     if (parsing.error != QJsonParseError::NoError)
-        return SetupFileError{u"Not a valid config file: %1"_s.arg(parsing.errorString())};
+        return SetupFileError{text("Not a valid config file: %1").arg(parsing.errorString())};
     SetupFileContents contents;
     contents.original = document.object();
     if (contents.original.value(u"payloadType"_s) != "vtconfig_v1"_L1)
-        return SetupFileError{u"Not a Vellumtide config file (unexpected format)."_s};
+        return SetupFileError{text("Not a Vellumtide config file (unexpected format).")};
 
     QString problem;
     const JsonNode root(contents.original, {}, problem);
@@ -219,10 +225,12 @@ std::variant<SetupFileContents, SetupFileError> parseSetup(const QByteArray& jso
     if (!problem.isEmpty())
         return SetupFileError{problem};
     if (contents.channelCount != deviceChannelCount)
-        return SetupFileError{u"This config was saved for %1 channel(s); the selected DAQ has %2. Nothing "
-                              "was applied."_s.arg(contents.channelCount)
-                                  .arg(deviceChannelCount),
-                              true};
+        return SetupFileError{
+            text("This config was saved for %1 channel(s); the selected DAQ has %2. Nothing "
+                 "was applied.")
+                .arg(contents.channelCount)
+                .arg(deviceChannelCount),
+            true};
     readSections(root, contents);
     if (!problem.isEmpty())
         return SetupFileError{problem};
@@ -232,7 +240,7 @@ std::variant<SetupFileContents, SetupFileError> parseSetup(const QByteArray& jso
         contents.vexio = readVexio({contents.original.value(u"vexio"_s), u"vexio"_s, vexioProblem});
         if (!vexioProblem.isEmpty()) {
             contents.vexio.reset();
-            contents.vexioProblem = u"VEXIO config could not be applied: %1"_s.arg(vexioProblem);
+            contents.vexioProblem = text("VEXIO config could not be applied: %1").arg(vexioProblem);
         }
     }
     return contents;
