@@ -15,7 +15,8 @@ public:
         Die,        ///< at once, without a frame
         Record,     ///< a frame, then until "q"
         IgnoreQuit, ///< a frame, then for minutes, whatever it is told
-        Talk        ///< a frame, and more errors than a pipe holds, with the address in them; then until "q"
+        Talk,       ///< a frame, and more errors than a pipe holds, with the address in them; then until "q"
+        Stumble     ///< a frame, and dies
     };
 
     explicit ScriptedFfmpeg(Behaviour behaviour = Record)
@@ -26,6 +27,7 @@ public:
                          "mode=$(cat \"$(dirname \"$0\")/mode\")\n"
                          "[[ $mode == 0 ]] && exit 1\n"
                          "printf 'frame=    1 fps=0.0\\r' >&2\n"
+                         "[[ $mode == 4 ]] && exit 1\n"
                          "if [[ $mode == 2 ]]; then trap '' INT TERM HUP; while :; do sleep 1000; done; fi\n"
                          "if [[ $mode == 3 ]]; then\n"
                          "    for ((i = 0; i < 20000; i++)); do echo \"error of $7\"; done >&2\n"
