@@ -60,6 +60,7 @@ struct AxisRecordingManager::Entry
     bool shouldBeRecording = false; ///< cleared by a deliberate stop only
     int retryCount = 0;             ///< ends and failed starts since video flowed last
     Ending ending = Ending::No;
+    bool isMoving = false; ///< asked to end because the camera is elsewhere: no failure, no wait
     std::unique_ptr<Timer> retryTimer;
     std::unique_ptr<Timer> endTimer;
     std::optional<CameraStream> next; ///< started when this one has ended
@@ -135,7 +136,7 @@ void AxisRecordingManager::startCamera(const CameraStream& stream)
     if (!m_check->isActive())
         m_check->start(CheckIntervalMs, TimerMode::Repeating);
     m_files->begin(directory, stream.channel, entry->offsetSeconds);
-    if (!makeDirectory(entry))
+    if (!makeDirectory(entry) || !hasAddress(entry))
         return;
 
     qInfo().noquote() << "AxisRecordingManager: Starting recording for" << stream.mac << "to" << directory;
@@ -155,12 +156,24 @@ void AxisRecordingManager::changeAddress(const QString& mac, const QHostAddress&
         entry->next->address = address;
     if (!entry || !entry->shouldBeRecording || entry->stream.address == address)
         return;
-    qInfo().noquote() << "AxisRecordingManager: Camera" << mac << "is at" << address.toString() << "now";
+    qInfo().noquote() << "AxisRecordingManager: Camera" << mac << "is at"
+                      << (address.isNull() ? QStringLiteral("an unknown address") : address.toString())
+                      << "now";
     entry->stream.address = address;
     entry->arguments = ffmpeg::arguments(entry->stream);
-    // A process that still runs ends by itself when nothing comes from the old address.
-    if (entry->retryTimer->isActive())
-        entry->retryTimer->start(0, TimerMode::SingleShot);
+    if (!entry->process) {
+        tryAtOnce(*entry);
+    } else if (entry->ending == Entry::Ending::No) {
+        entry->isMoving = true;
+        askToEnd(entry);
+    }
+}
+
+/// A restart that is waited for has a better chance now.
+void AxisRecordingManager::tryAtOnce(Entry& entry)
+{
+    if (entry.retryTimer->isActive() && !entry.stream.address.isNull())
+        entry.retryTimer->start(0, TimerMode::SingleShot);
 }
 
 void AxisRecordingManager::stopCamera(const QString& mac)
@@ -250,6 +263,10 @@ void AxisRecordingManager::onProcessFinished(int exitCode, QProcess::ExitStatus 
         remove(entry);
         return;
     }
+    if (entry->isMoving) {
+        restart(entry);
+        return;
+    }
     qWarning().noquote() << "AxisRecordingManager: FFmpeg crashed/terminated unexpectedly for" << mac;
     fail(entry, QStringLiteral("FFmpeg process crashed or terminated unexpectedly"));
     attemptFailed(entry);
@@ -334,6 +351,7 @@ bool AxisRecordingManager::launch(const EntryPtr& entry)
     QProcess* process = entry->process.get();
     entry->output = {};
     entry->ending = Entry::Ending::No;
+    entry->isMoving = false;
     entry->log.begin(entry->stream.password);
     entry->newestFrame = -1;
     entry->newestFrameMs = m_time.monotonicMs();
@@ -386,6 +404,16 @@ bool AxisRecordingManager::makeDirectory(const EntryPtr& entry)
     return false;
 }
 
+/// A camera whose address another one has taken is waited for like one that does not answer.
+bool AxisRecordingManager::hasAddress(const EntryPtr& entry)
+{
+    if (!entry->stream.address.isNull())
+        return true;
+    fail(entry, QStringLiteral("Another camera has its address, and it was not found at a new one"));
+    attemptFailed(entry);
+    return false;
+}
+
 void AxisRecordingManager::restart(const EntryPtr& entry)
 {
     if (!entry->shouldBeRecording || entry->process)
@@ -394,7 +422,7 @@ void AxisRecordingManager::restart(const EntryPtr& entry)
     const char* mode = entry->retryCount <= ffmpeg::FastRetries ? "fast" : "persistent";
     qInfo().noquote() << "AxisRecordingManager: Attempting" << mode << "restart for" << mac;
     qInfo().noquote() << "AxisRecordingManager: Restarting recording for" << mac;
-    if (!makeDirectory(entry))
+    if (!makeDirectory(entry) || !hasAddress(entry))
         return;
     qInfo().noquote() << "AxisRecordingManager: Restart FFmpeg command:"
                       << ffmpeg::masked(entry->arguments.join(u' '), entry->stream.password);
@@ -429,11 +457,12 @@ void AxisRecordingManager::askToEnd(const EntryPtr& entry)
         return;
     entry->ending = Entry::Ending::Asked;
     // Now, not when the event loop comes round: the next one is asked right after.
-    entry->process->write("q\n");
-    (void)entry->process->waitForBytesWritten(1000);
-    if (!entry->process)
-        return; // it has ended at this very moment
-    entry->process->closeWriteChannel();
+    QProcess* process = entry->process.get();
+    process->write("q\n");
+    (void)process->waitForBytesWritten(1000);
+    if (entry->process.get() != process)
+        return; // it has ended at this very moment, and may have been replaced
+    process->closeWriteChannel();
     entry->endTimer->start(EndPatienceMs, TimerMode::SingleShot);
 }
 

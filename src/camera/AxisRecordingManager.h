@@ -35,7 +35,8 @@ struct RecordingPrograms
 /// deliberate stop leads back to idle: "q", which lets ffmpeg finish the file, and one kill EndPatienceMs
 /// later. Processes are never ended by signals: two in a row cost the MP4 its index.
 ///
-/// A process that runs without video for StallMs, or whose folder is gone, is ended and started anew.
+/// A process that runs without video for StallMs, or whose folder is gone, is ended and started anew. So is,
+/// at once, one that films from an address at which the camera is no more.
 ///
 /// Constructed, used and destroyed on one thread, that of the camera manager: children are tied to it (see
 /// ChildProcessJob). Blocks for the start of a process, 3 s at most; the destructor until all have ended, at
@@ -83,6 +84,8 @@ private:
     [[nodiscard]] EntryPtr senderEntry() const;
     [[nodiscard]] bool isCurrent(const EntryPtr& entry) const;
     [[nodiscard]] bool launch(const EntryPtr& entry);
+    [[nodiscard]] bool hasAddress(const EntryPtr& entry);
+    void tryAtOnce(Entry& entry);
     void noteEnd(const EntryPtr& entry);
     void tellMissingProgram(const QString& mac);
     [[nodiscard]] bool makeDirectory(const EntryPtr& entry);

@@ -26,6 +26,7 @@ public:
             script.write("#!/bin/bash\n"
                          "mode=$(cat \"$(dirname \"$0\")/mode\")\n"
                          "[[ $mode == 0 ]] && exit 1\n"
+                         "printf %s \"$7\" > \"$(dirname \"$0\")/address\"\n"
                          "printf 'frame=    1 fps=0.0\\r' >&2\n"
                          "[[ $mode == 4 ]] && exit 1\n"
                          "if [[ $mode == 2 ]]; then trap '' INT TERM HUP; while :; do sleep 1000; done; fi\n"
@@ -43,6 +44,12 @@ public:
         QFile mode(m_folder.filePath(QStringLiteral("mode")));
         if (mode.open(QIODevice::WriteOnly))
             mode.write(QByteArray::number(behaviour));
+    }
+    /// That it films, or filmed last.
+    [[nodiscard]] QByteArray streamAddress() const
+    {
+        QFile address(m_folder.filePath(QStringLiteral("address")));
+        return address.open(QIODevice::ReadOnly) ? address.readAll() : QByteArray();
     }
     [[nodiscard]] QString program() const { return m_folder.filePath(QStringLiteral("ffmpeg")); }
 
