@@ -3,6 +3,7 @@
 
 #include <QDebug>
 #include <QTimeZone>
+#include <algorithm>
 #include <utility>
 
 namespace vt {
@@ -32,7 +33,7 @@ AxisCameraManager::AxisCameraManager(TimeSource& time, std::unique_ptr<CameraRec
     connect(m_recorder.get(), &CameraRecorder::recordingStatusChanged, this,
             &AxisCameraManager::handleRecordingStatus);
     connect(m_recorder.get(), &CameraRecorder::persistentRetryAttempt, this,
-            &CameraManager::persistentRetryAttempt);
+            &AxisCameraManager::handlePersistentRetry);
     connect(m_recorder.get(), &CameraRecorder::filmCutOff, this, &CameraManager::filmCutOff);
 }
 
@@ -45,11 +46,16 @@ AxisCameraManager::~AxisCameraManager()
 void AxisCameraManager::setCredentials(const CameraCredentials& credentials)
 {
     m_credentials = credentials;
+    m_recorder->setCredentials(credentials.user, credentials.password);
     for (auto& [mac, camera] : m_cameras) {
         camera.isLoggedIn = false;
         camera.isRefused = false;
-        if (!camera.address.isNull() && !camera.isWaiting())
-            addLogIn(mac);
+        if (camera.address.isNull() || camera.isWaiting())
+            continue;
+        if (camera.order && !camera.isSetUp)
+            addSetup(mac);
+        else
+            addCheck(mac);
     }
 }
 
@@ -87,7 +93,7 @@ void AxisCameraManager::handleFound(const QString& mac, const QHostAddress& addr
     if (camera.order && !camera.isSetUp)
         addSetup(mac);
     else if (!camera.isLoggedIn)
-        addLogIn(mac);
+        addCheck(mac);
 }
 
 void AxisCameraManager::handleMove(const QString& mac, Camera& camera)
@@ -144,6 +150,10 @@ void AxisCameraManager::handleScanFinished(int found, const QString& error)
                 addSetup(mac);
             continue;
         }
+        const bool isFound = std::any_of(m_discovery.found().begin(), m_discovery.found().end(),
+                                         [&mac = mac](const auto& each) { return each.mac == mac; });
+        if (!isFound)
+            camera.isRefused = false; // it may be being reset
         if (camera.doubt && camera.isFilming)
             askForSearch(mac, *camera.doubt);
     }
@@ -172,9 +182,27 @@ void AxisCameraManager::askForSearch(const QString& mac, Doubt& doubt)
     emit searchWanted(mac);
 }
 
+void AxisCameraManager::handlePersistentRetry(const QString& mac, int attempt)
+{
+    // The next search shows whether it lets us in still: its password may have been changed.
+    cameraFor(mac).isLoggedIn = false;
+    emit persistentRetryAttempt(mac, attempt);
+}
+
 void AxisCameraManager::addLogIn(const QString& mac)
 {
     cameraFor(mac).steps.add([this, mac](const StepQueue::Next& next) { logIn(mac, true, next); });
+}
+
+/// Outside of a set-up; one follows when the camera turns out to need it.
+void AxisCameraManager::addCheck(const QString& mac)
+{
+    addLogIn(mac);
+    cameraFor(mac).steps.add([this, mac](const StepQueue::Next& next) {
+        next(true);
+        if (cameraFor(mac).order && !cameraFor(mac).isSetUp)
+            addSetup(mac);
+    });
 }
 
 void AxisCameraManager::logIn(const QString& mac, bool mayInitialise, const StepQueue::Next& next)
@@ -191,6 +219,8 @@ void AxisCameraManager::logIn(const QString& mac, bool mayInitialise, const Step
         } else if (result.httpStatus == Unauthorized && mayInitialise) {
             // In its factory state a camera takes a password from anyone, and nothing else from anyone.
             m_api.initializePassword(target(camera), [this, mac, next](const VapixResult& initialised) {
+                if (initialised.isOk)
+                    cameraFor(mac).isSetUp = false; // it was reset, and knows nothing any more
                 if (!initialised.isUnreachable())
                     logIn(mac, false, next);
                 else

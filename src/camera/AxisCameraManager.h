@@ -78,12 +78,14 @@ private:
     void takeFromOthers(const QString& mac, const QHostAddress& address);
     void handleScanFinished(int found, const QString& error);
     void handleRecordingStatus(const QString& mac, bool isRecording);
+    void handlePersistentRetry(const QString& mac, int attempt);
     void askForSearch(const QString& mac, Doubt& doubt);
     void endDoubt(const QString& mac, Camera& camera);
     void waitForSearch(const QString& mac);
     [[nodiscard]] VapixCamera target(const Camera& camera) const;
     [[nodiscard]] Camera& cameraFor(const QString& mac);
     void addLogIn(const QString& mac);
+    void addCheck(const QString& mac);
     void logIn(const QString& mac, bool mayInitialise, const StepQueue::Next& next);
     void addSetup(const QString& mac);
     void startSetupLimit(const QString& mac);

@@ -169,6 +169,20 @@ void AxisRecordingManager::changeAddress(const QString& mac, const QHostAddress&
     }
 }
 
+void AxisRecordingManager::setCredentials(const QString& user, const QString& password)
+{
+    for (const auto& [mac, entry] : m_entries) {
+        if (entry->next) {
+            entry->next->user = user;
+            entry->next->password = password;
+        }
+        entry->stream.user = user;
+        entry->stream.password = password;
+        entry->arguments = ffmpeg::arguments(entry->stream);
+        tryAtOnce(*entry);
+    }
+}
+
 /// A restart that is waited for has a better chance now.
 void AxisRecordingManager::tryAtOnce(Entry& entry)
 {

@@ -61,6 +61,7 @@ public:
 
     void startCamera(const CameraStream& stream) override;
     void changeAddress(const QString& mac, const QHostAddress& address) override;
+    void setCredentials(const QString& user, const QString& password) override;
     void stopCamera(const QString& mac) override;
     void stopAll(std::function<void()> done) override;
     [[nodiscard]] bool isRecording(const QString& mac) const override;

@@ -79,7 +79,7 @@ public:
     /// out, or that nothing can be taken during a recording, in words for the user; empty: all was taken.
     QString setSettings(const VideoSettings& settings);
     [[nodiscard]] const VideoSettings& settings() const { return m_table.settings(); }
-    /// Not for cameras that are being recorded.
+    /// In effect at once, but for a film that flows.
     void setCredentials(const CameraCredentials& credentials);
 
     /// Changes by the user. Return why they are refused, empty when they are made. Resolution and rotation

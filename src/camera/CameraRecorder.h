@@ -40,6 +40,8 @@ public:
     /// knows where it is, and it is waited for. Does nothing for a camera that is not to be recorded, or is
     /// at this address already.
     virtual void changeAddress(const QString& mac, const QHostAddress& address) = 0;
+    /// For every camera, from the next start of its stream on; a stream that flows goes on.
+    virtual void setCredentials(const QString& user, const QString& password) = 0;
     /// Ends the camera's recording in good order; recordingStatusChanged(mac, false) tells when it has ended.
     virtual void stopCamera(const QString& mac) = 0;
     /// Ends all recordings in good order and in parallel, within 12 s; then calls done, once. Calls it, too,

@@ -233,6 +233,32 @@ TEST_F(AxisManager, AStreamThatCameBackIsInDoubtUntilASearchFindsItsCamera)
     EXPECT_TRUE(has("setDateTime"));
 }
 
+TEST_F(AxisManager, ACameraWhosePasswordWasChangedIsToldOnceAndOneThatWasResetIsSetUpAnew)
+{
+    scan();
+    manager->startCamera(order());
+    ASSERT_TRUE(waitForCall(u"start "_s + Mac + u" 127.0.1.2"_s));
+    camera->password = "other";
+    emit recorder->persistentRetryAttempt(Mac, 11);
+    scan();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !problems.last().isEmpty(); }, 20000));
+    EXPECT_TRUE(problems.last().startsWith(u"The camera refuses the user name or the password."_s));
+    const std::size_t asked = camera->requests.size();
+    emit recorder->persistentRetryAttempt(Mac, 12);
+    scan();
+    manager->setCredentials({u"root"_s, u"other"_s});
+    EXPECT_EQ(recorder->calls.last(), u"credentials root other"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return problems.last().isEmpty(); }, 20000));
+    EXPECT_EQ(camera->requests.size(), asked + 2) << "not asked again before";
+
+    camera->password.clear(); // factory state
+    camera->requests.clear();
+    emit recorder->persistentRetryAttempt(Mac, 13);
+    scan();
+    ASSERT_TRUE(waitForRequest("Channel 3 - M1"));
+    EXPECT_TRUE(has("pwdgrp.cgi"));
+}
+
 TEST_F(AxisManager, ASlowCameraIsRecordedInTime)
 {
     scan();
