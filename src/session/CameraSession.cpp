@@ -62,6 +62,7 @@ CameraManagerRegistry::ManagerFactory CameraSession::networkCameras(TimeSource& 
 CameraSession::CameraSession(TimeSource& time, CameraManagerRegistry::ManagerFactory factory,
                              UserInteraction& user, QObject* parent)
     : QObject(parent), m_time(time), m_user(user), m_store(&AppSettings::openStore),
+      m_troubleReview(time.createTimer(&m_answers, [this] { reviewTroubles(); })),
       m_registry(time, std::move(factory), &keepAliveForever)
 {
     (void)m_registry.setSettings(m_store.load()); // logged; what is left out stays so
@@ -149,6 +150,7 @@ void CameraSession::begin(const RecordingContext& context)
     m_wanted.clear();
     m_filmed.clear();
     m_toldAt.clear();
+    m_troubles.begin();
     m_gaps = 0;
     m_gapMs = 0;
     m_cutOffs = 0;
@@ -180,7 +182,8 @@ void CameraSession::filmIfWanted()
 void CameraSession::end()
 {
     m_isRecording = false;
-    m_troubled.clear(); // what was told of them stays true, and stays to be read
+    m_troubles.end(); // what was told of them stays true, and stays to be read
+    m_troubleReview->stop();
     const QStringList open = m_gapSinceMs.keys();
     for (const QString& mac : open)
         closeGap(mac);
@@ -209,24 +212,57 @@ void CameraSession::whenClosed(const std::function<void()>& done)
         m_whenClosed.push_back(done);
 }
 
-void CameraSession::tellTrouble(const CameraStatus& camera, const QString& what)
+void CameraSession::noteTrouble(const CameraStatus& camera, const QString& what, bool isCause)
 {
-    const QString& mac = camera.settings.mac;
-    if (m_troubled.contains(mac))
-        return;
-    const QDateTime now = m_time.now();
-    const QDateTime last = m_toldAt.value(mac);
-    const bool isTold = !last.isValid() || last.secsTo(now) >= TellAgainSeconds;
-    m_troubled.insert(mac, {now, isTold});
-    if (!isTold) // it comes and goes, and would fill the night with notices
-        return;
-    m_toldAt.insert(mac, now);
-    m_user.showNotice(
-        noticeId(mac), tr("Cameras"),
-        tr("The camera of channel %1 (%2) does not film since %3: %4 It is tried again for as "
-           "long as the recording lasts.")
-            .arg(QString::number(camera.settings.channel), mac, now.toString(messageTimeFormat()), what),
-        tr("OK"), [] {});
+    if (const auto news =
+            m_troubles.fail(camera.settings.mac, what, isCause, m_time.now(), m_time.monotonicMs()))
+        tell(*news);
+    reviewTroubles();
+}
+
+void CameraSession::tell(const CameraTroubles::News& news)
+{
+    using Kind = CameraTroubles::News::Kind;
+    const QString id = noticeId(news.mac);
+    const QString since = news.since.toString(messageTimeFormat());
+    switch (news.kind) {
+    case Kind::DoesNotFilm:
+        m_user.showNotice(
+            id, tr("Cameras"),
+            tr("The camera of channel %1 (%2) does not film since %3: %4 It is tried again for as "
+               "long as the recording lasts.")
+                .arg(channelOf(news.mac), news.mac, since, news.what),
+            tr("OK"), [] {});
+        break;
+    case Kind::FilmsAgain:
+        m_user.showNotice(
+            id, tr("Cameras"),
+            tr("The camera of channel %1 (%2) films since %3. It did not since %4.")
+                .arg(channelOf(news.mac), news.mac, news.back.toString(messageTimeFormat()), since),
+            tr("OK"), [] {});
+        break;
+    case Kind::TakeBack:
+        m_user.closeNotice(id);
+        break;
+    }
+}
+
+void CameraSession::reviewTroubles()
+{
+    const qint64 nowMs = m_time.monotonicMs();
+    for (const CameraTroubles::News& news : m_troubles.review(nowMs))
+        tell(news);
+    if (const std::optional<qint64> next = m_troubles.nextReviewMs())
+        m_troubleReview->start(static_cast<int>(std::max<qint64>(0, *next - nowMs)), TimerMode::SingleShot);
+    else
+        m_troubleReview->stop();
+}
+
+QString CameraSession::channelOf(const QString& mac) const
+{
+    const std::vector<CameraStatus> cameras = m_registry.cameras();
+    const CameraStatus* camera = find(cameras, mac);
+    return QString::number(camera ? camera->settings.channel : 0);
 }
 
 void CameraSession::handleCutOff(const QString& mac)
@@ -234,9 +270,7 @@ void CameraSession::handleCutOff(const QString& mac)
     // Otherwise it is a film of the recording before, which takes long to close.
     if (m_filmed.contains(mac))
         ++m_cutOffs;
-    const std::vector<CameraStatus> cameras = m_registry.cameras();
-    const CameraStatus* camera = find(cameras, mac);
-    const QString channel = QString::number(camera ? camera->settings.channel : 0);
+    const QString channel = channelOf(mac);
     qCritical().noquote() << "Lost: the end of a film, camera" << mac << "of channel" << channel
                           << "- it was not closed in good order and its last file may be unreadable";
     const QString id = noticeId(mac) + u":film"_s;
@@ -259,8 +293,9 @@ void CameraSession::handleError(const QString& mac, const QString& text)
     const CameraStatus* camera = find(cameras, mac);
     if (!m_isRecording || !camera || !isEnabled(*camera))
         return;
-    const QString why = camera->lastError.isEmpty() ? text : camera->lastError;
-    tellTrouble(*camera, why.endsWith(u'.') ? why : why + u'.');
+    const bool isCause = !camera->lastError.isEmpty() && camera->lastError != text;
+    const QString why = isCause ? camera->lastError : text;
+    noteTrouble(*camera, why.endsWith(u'.') ? why : why + u'.', isCause);
 }
 
 void CameraSession::handleScanFinished(const QString& error)
@@ -270,8 +305,10 @@ void CameraSession::handleScanFinished(const QString& error)
     const std::vector<CameraStatus> cameras = m_registry.cameras();
     for (const CameraStatus& camera : cameras)
         if (isEnabled(camera) && camera.address.isNull())
-            tellTrouble(camera, error.isEmpty() ? tr("it was not found on the network.")
-                                                : tr("the network could not be searched (%1).").arg(error));
+            noteTrouble(camera,
+                        error.isEmpty() ? tr("it was not found on the network.")
+                                        : tr("the network could not be searched (%1).").arg(error),
+                        false);
 }
 
 void CameraSession::handleChange()
@@ -282,21 +319,12 @@ void CameraSession::handleChange()
     for (const CameraStatus& camera : cameras) {
         const QString& mac = camera.settings.mac;
         noteFilm(camera);
-        if (!m_troubled.contains(mac) || (isEnabled(camera) && !camera.isRecording))
-            continue;
-        const Trouble trouble = m_troubled.take(mac);
-        if (!trouble.isTold)
-            continue;
-        if (camera.isRecording)
-            m_user.showNotice(noticeId(mac), tr("Cameras"),
-                              tr("The camera of channel %1 (%2) films since %3. It did not since %4.")
-                                  .arg(QString::number(camera.settings.channel), mac,
-                                       m_time.now().toString(messageTimeFormat()),
-                                       trouble.since.toString(messageTimeFormat())),
-                              tr("OK"), [] {});
-        else
-            m_user.closeNotice(noticeId(mac));
+        if (isEnabled(camera))
+            m_troubles.setFilming(mac, camera.isRecording, m_time.now(), m_time.monotonicMs());
+        else if (const auto news = m_troubles.forget(mac))
+            tell(*news);
     }
+    reviewTroubles();
 }
 
 /// Whether there is a film, and the gaps in it.
