@@ -79,6 +79,7 @@ CameraSession::CameraSession(TimeSource& time, CameraManagerRegistry::ManagerFac
             });
     connect(&m_registry, &CameraManagerRegistry::recordingError, this, &CameraSession::handleError);
     connect(&m_registry, &CameraManagerRegistry::filmCutOff, this, &CameraSession::handleCutOff);
+    connect(&m_registry, &CameraManagerRegistry::filmDoubtful, this, &CameraSession::handleDoubtful);
     connect(&m_registry, &CameraManagerRegistry::scanFinished, this,
             [this](int, const QString& error) { handleScanFinished(error); });
     connect(&m_registry, &CameraManagerRegistry::camerasChanged, this, &CameraSession::handleChange);
@@ -153,7 +154,7 @@ void CameraSession::begin(const RecordingContext& context)
     m_troubles.begin();
     m_gaps = 0;
     m_gapMs = 0;
-    m_cutOffs = 0;
+    m_badFilms = 0;
     m_plan = {};
     m_plan.baseDirectory = context.basePath + u"_video"_s;
     for (int channel = 1; channel <= context.channelCount; ++channel)
@@ -269,7 +270,7 @@ void CameraSession::handleCutOff(const QString& mac)
 {
     // Otherwise it is a film of the recording before, which takes long to close.
     if (m_filmed.contains(mac))
-        ++m_cutOffs;
+        ++m_badFilms;
     const QString channel = channelOf(mac);
     qCritical().noquote() << "Lost: the end of a film, camera" << mac << "of channel" << channel
                           << "- it was not closed in good order and its last file may be unreadable";
@@ -284,6 +285,26 @@ void CameraSession::handleCutOff(const QString& mac)
         tr("The film of the camera of channel %1 (%2) was not closed in good order at %3. Its last video "
            "file may be unreadable; the list segments.csv beside it tells.")
             .arg(channel, mac, now.toString(messageTimeFormat())),
+        tr("OK"), [] {});
+}
+
+void CameraSession::handleDoubtful(const QString& mac, const QDateTime& since)
+{
+    if (!m_isRecording || m_stops > 0)
+        return;
+    ++m_badFilms;
+    const QString channel = channelOf(mac);
+    const QString from = since.toString(messageTimeFormat());
+    const QString to = m_time.now().toString(messageTimeFormat());
+    qCritical().noquote() << "Lost: film of camera" << mac << "of channel" << channel << "from" << from
+                          << "to" << to
+                          << "- it came from an address at which the camera was not any more, and may "
+                             "show another cage";
+    m_user.showNotice(
+        noticeId(mac) + u":place"_s, tr("Cameras"),
+        tr("The camera of channel %1 (%2) was not where its film came from. The video files that were begun "
+           "from %3 to %4 may show another cage.")
+            .arg(channel, mac, from, to),
         tr("OK"), [] {});
 }
 
@@ -364,7 +385,7 @@ CamerasStatus CameraSession::status() const
         if (!m_filmed.contains(mac))
             status.withoutVideo << mac;
     status.withoutVideo.sort();
-    status.gaps = m_gaps + m_cutOffs + static_cast<int>(m_gapSinceMs.size());
+    status.gaps = m_gaps + m_badFilms + static_cast<int>(m_gapSinceMs.size());
     status.gapMs = m_gapMs;
     for (const qint64 sinceMs : m_gapSinceMs)
         status.gapMs += m_time.monotonicMs() - sinceMs;

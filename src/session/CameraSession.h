@@ -35,8 +35,9 @@ struct RecordingContext;
 /// are being stopped, after the recording's summary: they are logged and told to the user then, and whoever
 /// judges the recording by its losses asks for them when its films are closed.
 ///
-/// A camera that does not film is told to the user, and that it films again (CameraTroubles). Interface thread;
-/// nothing waits for a camera, but for the destructor (see CameraManagerRegistry).
+/// A camera that does not film is told to the user, and that it films again (CameraTroubles); so is a film
+/// that may show another camera's cage, which counts as a gap. Interface thread; nothing waits for a camera,
+/// but for the destructor (see CameraManagerRegistry).
 class CameraSession : public QObject
 {
     Q_OBJECT
@@ -96,6 +97,7 @@ private:
     void noteFilm(const CameraStatus& camera);
     void closeGap(const QString& mac);
     void handleCutOff(const QString& mac);
+    void handleDoubtful(const QString& mac, const QDateTime& since);
     void handleError(const QString& mac, const QString& text);
     void handleScanFinished(const QString& error);
     void handleChange();
@@ -115,7 +117,7 @@ private:
     QMap<QString, QDateTime> m_toldAt;  ///< that its film was cut off, by notice
     QMap<QString, qint64> m_gapSinceMs; ///< cameras that have filmed and do not now; monotonic
     int m_gaps = 0;                     ///< of this recording's films, without those in m_gapSinceMs
-    int m_cutOffs = 0;                  ///< of this recording's films
+    int m_badFilms = 0;                 ///< of this recording: cut off, or perhaps of another cage
     qint64 m_gapMs = 0;
     int m_stops = 0; ///< under way
     std::vector<std::function<void()>> m_whenClosed;

@@ -8,6 +8,7 @@
 #include "session/CameraSettingsStore.h"
 #include "session/PowerGuard.h"
 #include "session/SessionExtensions.h"
+#include "session/SessionTexts.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -242,6 +243,23 @@ TEST_F(CameraSessionTest, ARecordingBeginsWhileTheFilmsOfTheLastAreBeingClosed)
     ASSERT_TRUE(waitForOrders(4));
     EXPECT_TRUE(isClosed);
     EXPECT_EQ(book->ordersSoFar()[2].stream.baseDirectory, harness.path(u"next_video"_s));
+}
+
+TEST_F(CameraSessionTest, AFilmThatMayShowAnotherCageIsToldAndCounted)
+{
+    setUpCameras();
+    ASSERT_TRUE(harness.beginRecording());
+    tellFilming(Mac1, true);
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return cameras->status().recording == 1; }));
+    const QDateTime since = harness.time.now();
+    harness.time.advance(5000);
+    onManager([since](FakeCameras& fake) { emit fake.filmDoubtful(Mac1, since); });
+    ASSERT_TRUE(SessionHarness::waitUntil([&] { return cameras->status().gaps == 1; }));
+    EXPECT_TRUE(notice(Mac1 + u":place"_s).contains(u"channel 1 (%1)"_s.arg(Mac1)));
+    EXPECT_TRUE(notice(Mac1 + u":place"_s).contains(since.toString(messageTimeFormat())));
+    EXPECT_TRUE(log.hasPart(u"Lost: film of camera "_s + Mac1 + u" of channel 1 from "_s));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_EQ(harness.session->status().losses.cameraGaps, 1U);
 }
 
 // ffmpeg had to be killed, after the summary was told.
