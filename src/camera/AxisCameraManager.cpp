@@ -3,6 +3,7 @@
 
 #include <QDebug>
 #include <QTimeZone>
+#include <algorithm>
 #include <utility>
 
 namespace vt {
@@ -27,12 +28,12 @@ AxisCameraManager::AxisCameraManager(TimeSource& time, std::unique_ptr<CameraRec
       m_discovery(time, std::move(surroundings)), m_api(time)
 {
     connect(&m_discovery, &AxisDiscovery::cameraFound, this, &AxisCameraManager::handleFound);
-    connect(&m_discovery, &AxisDiscovery::discoveryFinished, this, &CameraManager::scanFinished);
+    connect(&m_discovery, &AxisDiscovery::discoveryFinished, this, &AxisCameraManager::handleScanFinished);
     connect(m_recorder.get(), &CameraRecorder::recordingError, this, &CameraManager::recordingError);
     connect(m_recorder.get(), &CameraRecorder::recordingStatusChanged, this,
-            &CameraManager::recordingStatusChanged);
+            &AxisCameraManager::handleRecordingStatus);
     connect(m_recorder.get(), &CameraRecorder::persistentRetryAttempt, this,
-            &CameraManager::persistentRetryAttempt);
+            &AxisCameraManager::handlePersistentRetry);
     connect(m_recorder.get(), &CameraRecorder::filmCutOff, this, &CameraManager::filmCutOff);
 }
 
@@ -45,11 +46,16 @@ AxisCameraManager::~AxisCameraManager()
 void AxisCameraManager::setCredentials(const CameraCredentials& credentials)
 {
     m_credentials = credentials;
+    m_recorder->setCredentials(credentials.user, credentials.password);
     for (auto& [mac, camera] : m_cameras) {
         camera.isLoggedIn = false;
         camera.isRefused = false;
-        if (!camera.address.isNull())
-            addLogIn(mac);
+        if (camera.address.isNull() || camera.isWaiting())
+            continue;
+        if (camera.order && !camera.isSetUp)
+            addSetup(mac);
+        else
+            addCheck(mac);
     }
 }
 
@@ -70,31 +76,133 @@ VapixCamera AxisCameraManager::target(const Camera& camera) const
 
 void AxisCameraManager::handleFound(const QString& mac, const QHostAddress& address)
 {
+    takeFromOthers(mac, address);
     Camera& camera = cameraFor(mac);
-    const bool hasMoved = !camera.address.isNull() && camera.address != address;
+    const bool hasMoved = camera.address != address && (!camera.address.isNull() || camera.isStarted);
     camera.address = address;
+    camera.foundMs = m_time.monotonicMs();
+    camera.isConfirmed = true;
     emit cameraFound(mac, address);
-    if (hasMoved) {
-        camera.isLoggedIn = false;
-        camera.isRefused = false; // another address is most often another network, or a camera that was reset
-        if (camera.isStarted) {
-            qInfo().noquote() << "AxisCameraManager: Camera" << mac << "is recorded from its new address"
-                              << address.toString();
-            m_recorder->changeAddress(mac, address);
-        }
-    }
+    if (hasMoved)
+        handleMove(mac, camera);
+    else if (camera.isFilming)
+        camera.doubt.reset(); // before, the system's table of neighbours may have been out of date
     const bool isBusy = !camera.steps.isIdle() && !hasMoved; // what is under way asks the former address
     if (isBusy || camera.isRefused)
         return;
     if (camera.order && !camera.isSetUp)
         addSetup(mac);
     else if (!camera.isLoggedIn)
-        addLogIn(mac);
+        addCheck(mac);
+}
+
+void AxisCameraManager::handleMove(const QString& mac, Camera& camera)
+{
+    camera.isLoggedIn = false;
+    camera.isRefused = false; // another address is most often another network, or a camera that was reset
+    camera.isSetUp = false;   // what was told to the former address, another camera may have been told
+    if (!camera.isStarted)
+        return;
+    qInfo().noquote() << "AxisCameraManager: Camera" << mac << "is recorded from its new address"
+                      << camera.address.toString();
+    endDoubt(mac, camera);
+    m_recorder->changeAddress(mac, camera.address);
+}
+
+/// Two cameras never have one address: whoever answered there before is elsewhere.
+void AxisCameraManager::takeFromOthers(const QString& mac, const QHostAddress& address)
+{
+    for (auto& [other, camera] : m_cameras) {
+        if (other == mac || camera.address != address)
+            continue;
+        qWarning().noquote() << "AxisCameraManager: The address" << address.toString() << "of camera" << other
+                             << "belongs to camera" << mac << "now";
+        camera.address.clear();
+        camera.foundMs.reset();
+        camera.isConfirmed = false;
+        camera.isLoggedIn = false;
+        camera.isRefused = false;
+        camera.isSetUp = false;
+        camera.hasOverlay = false; // whose text it is by now nobody knows
+        camera.steps.clear();
+        stopLimits(camera);
+        if (!camera.isStarted)
+            continue;
+        endDoubt(other, camera);
+        m_recorder->changeAddress(other, {});
+    }
+}
+
+/// The camera is not where its stream came from.
+void AxisCameraManager::endDoubt(const QString& mac, Camera& camera)
+{
+    const std::optional<Doubt> doubt = std::exchange(camera.doubt, std::nullopt);
+    if (doubt && doubt->hasFilm)
+        emit filmDoubtful(mac, doubt->since);
+}
+
+void AxisCameraManager::handleScanFinished(int found, const QString& error)
+{
+    emit scanFinished(found, error);
+    for (auto& [mac, camera] : m_cameras) {
+        if (!error.isEmpty()) {
+            if (camera.isWaiting())
+                addSetup(mac);
+            continue;
+        }
+        const bool isFound = std::any_of(m_discovery.found().begin(), m_discovery.found().end(),
+                                         [&mac = mac](const auto& each) { return each.mac == mac; });
+        if (!isFound)
+            camera.isRefused = false; // it may be being reset
+        if (camera.doubt && camera.isFilming)
+            askForSearch(mac, *camera.doubt);
+    }
+}
+
+void AxisCameraManager::handleRecordingStatus(const QString& mac, bool isRecording)
+{
+    emit recordingStatusChanged(mac, isRecording);
+    Camera& camera = cameraFor(mac);
+    const bool wasFilming = std::exchange(camera.isFilming, isRecording);
+    if (!camera.isStarted)
+        return;
+    if (!isRecording && !camera.doubt)
+        camera.doubt = Doubt{m_time.now()};
+    if (!camera.doubt || wasFilming == isRecording)
+        return;
+    camera.doubt->hasFilm = camera.doubt->hasFilm || isRecording;
+    askForSearch(mac, *camera.doubt);
+}
+
+void AxisCameraManager::askForSearch(const QString& mac, Doubt& doubt)
+{
+    if (doubt.searches >= MostSearches)
+        return;
+    ++doubt.searches;
+    emit searchWanted(mac);
+}
+
+void AxisCameraManager::handlePersistentRetry(const QString& mac, int attempt)
+{
+    // The next search shows whether it lets us in still: its password may have been changed.
+    cameraFor(mac).isLoggedIn = false;
+    emit persistentRetryAttempt(mac, attempt);
 }
 
 void AxisCameraManager::addLogIn(const QString& mac)
 {
     cameraFor(mac).steps.add([this, mac](const StepQueue::Next& next) { logIn(mac, true, next); });
+}
+
+/// Outside of a set-up; one follows when the camera turns out to need it.
+void AxisCameraManager::addCheck(const QString& mac)
+{
+    addLogIn(mac);
+    cameraFor(mac).steps.add([this, mac](const StepQueue::Next& next) {
+        next(true);
+        if (cameraFor(mac).order && !cameraFor(mac).isSetUp)
+            addSetup(mac);
+    });
 }
 
 void AxisCameraManager::logIn(const QString& mac, bool mayInitialise, const StepQueue::Next& next)
@@ -111,6 +219,8 @@ void AxisCameraManager::logIn(const QString& mac, bool mayInitialise, const Step
         } else if (result.httpStatus == Unauthorized && mayInitialise) {
             // In its factory state a camera takes a password from anyone, and nothing else from anyone.
             m_api.initializePassword(target(camera), [this, mac, next](const VapixResult& initialised) {
+                if (initialised.isOk)
+                    cameraFor(mac).isSetUp = false; // it was reset, and knows nothing any more
                 if (!initialised.isUnreachable())
                     logIn(mac, false, next);
                 else
@@ -134,17 +244,37 @@ void AxisCameraManager::startCamera(const CameraOrder& order)
     if (camera.order)
         return;
     camera.order = order;
+    camera.isRefused = false;
+    camera.isConfirmed = !camera.address.isNull() && camera.foundMs &&
+                         m_time.monotonicMs() - *camera.foundMs <= AxisDiscovery::ScanMs;
     if (camera.address.isNull())
         qInfo().noquote() << "AxisCameraManager: Camera" << mac << "is recorded as soon as it is found";
-    else
+    else if (camera.isConfirmed)
         addSetup(mac);
+    else
+        waitForSearch(mac);
+}
+
+void AxisCameraManager::waitForSearch(const QString& mac)
+{
+    Camera& camera = cameraFor(mac);
+    startSetupLimit(mac);
+    camera.addressLimit = m_time.createTimer(&m_timerContext, [this, mac] {
+        qInfo().noquote() << "AxisCameraManager: Camera" << mac
+                          << "was not found yet and is looked for at its former address"
+                          << cameraFor(mac).address.toString();
+        addSetup(mac);
+    });
+    camera.addressLimit->start(AddressLimitMs, TimerMode::SingleShot);
 }
 
 void AxisCameraManager::addSetup(const QString& mac)
 {
     Camera& camera = cameraFor(mac);
     camera.steps.clear();
-    if (!camera.isStarted)
+    if (camera.addressLimit)
+        camera.addressLimit->stop();
+    if (!camera.isStarted && !(camera.setupLimit && camera.setupLimit->isActive()))
         startSetupLimit(mac);
     addLogIn(mac);
     addClockSteps(mac);
@@ -166,6 +296,7 @@ void AxisCameraManager::startSetupLimit(const QString& mac)
         emit setupProblem(mac, u"The camera took too long to set up and is recorded as it is."_s);
         // Resolution and rotation would interrupt the recording; clock and text do not.
         cameraFor(mac).steps.clear();
+        stopLimits(cameraFor(mac));
         addClockSteps(mac);
         addOverlaySteps(mac);
         addLastSetupStep(mac);
@@ -251,9 +382,11 @@ void AxisCameraManager::startRecorder(const QString& mac)
     Camera& camera = cameraFor(mac);
     if (!camera.order || camera.isStarted)
         return;
-    if (camera.setupLimit)
-        camera.setupLimit->stop();
+    stopLimits(camera);
     camera.isStarted = true;
+    camera.doubt.reset();
+    if (!camera.isConfirmed || !camera.isSetUp)
+        camera.doubt = Doubt{m_time.now()};
     CameraStream stream = camera.order->stream;
     stream.address = camera.address;
     stream.user = m_credentials.user;
@@ -264,17 +397,25 @@ void AxisCameraManager::startRecorder(const QString& mac)
 void AxisCameraManager::cancelOrder(Camera& camera)
 {
     camera.steps.clear();
-    if (camera.setupLimit)
-        camera.setupLimit->stop();
+    stopLimits(camera);
     camera.order.reset();
+    camera.isConfirmed = false;
     camera.isSetUp = false;
     camera.isStarted = false;
+    camera.doubt.reset();
+}
+
+void AxisCameraManager::stopLimits(Camera& camera)
+{
+    for (const auto& limit : {&camera.addressLimit, &camera.setupLimit})
+        if (*limit)
+            (*limit)->stop();
 }
 
 void AxisCameraManager::removeOverlays(const QString& mac)
 {
     Camera& camera = cameraFor(mac);
-    if (!std::exchange(camera.hasOverlay, false))
+    if (!std::exchange(camera.hasOverlay, false) || camera.address.isNull())
         return;
     camera.steps.add([this, mac](const StepQueue::Next& next) {
         m_api.removeAllOverlays(target(cameraFor(mac)), [next](const VapixResult&) { next(true); });

@@ -47,24 +47,26 @@ struct AxisRecordingManager::Entry
 {
     enum class Ending { No, Asked, Killed };
 
+    explicit Entry(const CameraStream& wanted) : stream(wanted), log(wanted.mac) {}
+
     CameraStream stream;
     QString directory;
     int offsetSeconds = 0; ///< from UTC, of the files' names
     QStringList arguments; ///< of the last start, kept for restarts; they carry the password
     std::unique_ptr<QProcess, DeleteLater> process;
     FfmpegOutput output;
+    FfmpegLog log;
     bool recording = false;         ///< video flows
     bool shouldBeRecording = false; ///< cleared by a deliberate stop only
     int retryCount = 0;             ///< ends and failed starts since video flowed last
     Ending ending = Ending::No;
+    bool isMoving = false; ///< asked to end because the camera is elsewhere: no failure, no wait
     std::unique_ptr<Timer> retryTimer;
     std::unique_ptr<Timer> endTimer;
     std::optional<CameraStream> next; ///< started when this one has ended
     qint64 newestFrame = -1;
     qint64 newestFrameMs = 0; ///< monotonic; of the process's start before there is one
-    int textsInMinute = 0;
-    qint64 minuteBeginMs = 0;
-    qint64 suppressedTexts = 0;
+    qint64 firstFrameMs = 0;  ///< monotonic; counts while recording
 };
 
 AxisRecordingManager::AxisRecordingManager(TimeSource& time, RecordingPrograms programs, QObject* parent)
@@ -116,9 +118,8 @@ void AxisRecordingManager::startCamera(const CameraStream& stream)
         return;
     }
     const QString directory = ffmpeg::outputDirectory(stream.baseDirectory, stream.channel);
-    const auto entry = std::make_shared<Entry>();
+    const auto entry = std::make_shared<Entry>(stream);
     m_entries[stream.mac] = entry;
-    entry->stream = stream;
     entry->directory = directory;
     entry->offsetSeconds = m_time.now().offsetFromUtc();
     entry->arguments = ffmpeg::arguments(stream);
@@ -135,7 +136,7 @@ void AxisRecordingManager::startCamera(const CameraStream& stream)
     if (!m_check->isActive())
         m_check->start(CheckIntervalMs, TimerMode::Repeating);
     m_files->begin(directory, stream.channel, entry->offsetSeconds);
-    if (!makeDirectory(entry))
+    if (!makeDirectory(entry) || !hasAddress(entry))
         return;
 
     qInfo().noquote() << "AxisRecordingManager: Starting recording for" << stream.mac << "to" << directory;
@@ -155,12 +156,38 @@ void AxisRecordingManager::changeAddress(const QString& mac, const QHostAddress&
         entry->next->address = address;
     if (!entry || !entry->shouldBeRecording || entry->stream.address == address)
         return;
-    qInfo().noquote() << "AxisRecordingManager: Camera" << mac << "is at" << address.toString() << "now";
+    qInfo().noquote() << "AxisRecordingManager: Camera" << mac << "is at"
+                      << (address.isNull() ? QStringLiteral("an unknown address") : address.toString())
+                      << "now";
     entry->stream.address = address;
     entry->arguments = ffmpeg::arguments(entry->stream);
-    // A process that still runs ends by itself when nothing comes from the old address.
-    if (entry->retryTimer->isActive())
-        entry->retryTimer->start(0, TimerMode::SingleShot);
+    if (!entry->process) {
+        tryAtOnce(*entry);
+    } else if (entry->ending == Entry::Ending::No) {
+        entry->isMoving = true;
+        askToEnd(entry);
+    }
+}
+
+void AxisRecordingManager::setCredentials(const QString& user, const QString& password)
+{
+    for (const auto& [mac, entry] : m_entries) {
+        if (entry->next) {
+            entry->next->user = user;
+            entry->next->password = password;
+        }
+        entry->stream.user = user;
+        entry->stream.password = password;
+        entry->arguments = ffmpeg::arguments(entry->stream);
+        tryAtOnce(*entry);
+    }
+}
+
+/// A restart that is waited for has a better chance now.
+void AxisRecordingManager::tryAtOnce(Entry& entry)
+{
+    if (entry.retryTimer->isActive() && !entry.stream.address.isNull())
+        entry.retryTimer->start(0, TimerMode::SingleShot);
 }
 
 void AxisRecordingManager::stopCamera(const QString& mac)
@@ -232,15 +259,16 @@ void AxisRecordingManager::onProcessFinished(int exitCode, QProcess::ExitStatus 
     if (!entry)
         return;
     const QString mac = entry->stream.mac;
-    handleOutput(entry, entry->output.take(entry->process->readAllStandardError()));
-    handleOutput(entry, entry->output.finish());
+    // Frames that are told of now flow no more.
+    const qint64 nowMs = m_time.monotonicMs();
+    entry->log.logErrors(entry->output.take(entry->process->readAllStandardError()), nowMs);
+    entry->log.logErrors(entry->output.finish(), nowMs);
     qInfo().noquote() << "AxisRecordingManager: Process finished for" << mac << "exitCode:" << exitCode
                       << "status:" << exitStatus;
     entry->process.reset();
     entry->endTimer->stop();
     entry->ending = Entry::Ending::No;
-    entry->recording = false;
-    emit recordingStatusChanged(mac, false);
+    noteEnd(entry);
     if (!isCurrent(entry))
         return;
     if (!entry->shouldBeRecording) {
@@ -249,9 +277,21 @@ void AxisRecordingManager::onProcessFinished(int exitCode, QProcess::ExitStatus 
         remove(entry);
         return;
     }
+    if (entry->isMoving) {
+        restart(entry);
+        return;
+    }
     qWarning().noquote() << "AxisRecordingManager: FFmpeg crashed/terminated unexpectedly for" << mac;
     fail(entry, QStringLiteral("FFmpeg process crashed or terminated unexpectedly"));
     attemptFailed(entry);
+}
+
+/// Of a process; whoever hears of it may end the entry.
+void AxisRecordingManager::noteEnd(const EntryPtr& entry)
+{
+    if (std::exchange(entry->recording, false) && m_time.monotonicMs() - entry->firstFrameMs >= SteadyMs)
+        entry->retryCount = 0;
+    emit recordingStatusChanged(entry->stream.mac, false);
 }
 
 void AxisRecordingManager::onProcessError(QProcess::ProcessError error)
@@ -272,16 +312,8 @@ void AxisRecordingManager::onReadyReadStandardError()
 
 void AxisRecordingManager::onReadyReadStandardOutput()
 {
-    const EntryPtr entry = senderEntry();
-    if (!entry)
-        return;
-    const QByteArray output = entry->process->readAllStandardOutput();
-    if (output.contains("frame=") || !mayLog(*entry))
-        return;
-    const QString text = ffmpeg::masked(QString::fromUtf8(output.left(FfmpegOutput::MaxErrorCharacters)),
-                                        entry->stream.password);
-    qInfo().noquote() << "AxisRecordingManager: FFmpeg stdout for" << entry->stream.mac << ":"
-                      << text.trimmed();
+    if (const EntryPtr entry = senderEntry())
+        entry->log.logOutput(entry->process->readAllStandardOutput(), m_time.monotonicMs());
 }
 
 void AxisRecordingManager::checkRecordingStatus()
@@ -333,6 +365,8 @@ bool AxisRecordingManager::launch(const EntryPtr& entry)
     QProcess* process = entry->process.get();
     entry->output = {};
     entry->ending = Entry::Ending::No;
+    entry->isMoving = false;
+    entry->log.begin(entry->stream.password);
     entry->newestFrame = -1;
     entry->newestFrameMs = m_time.monotonicMs();
     process->setProgram(m_programs.ffmpeg);
@@ -384,6 +418,16 @@ bool AxisRecordingManager::makeDirectory(const EntryPtr& entry)
     return false;
 }
 
+/// A camera whose address another one has taken is waited for like one that does not answer.
+bool AxisRecordingManager::hasAddress(const EntryPtr& entry)
+{
+    if (!entry->stream.address.isNull())
+        return true;
+    fail(entry, QStringLiteral("Another camera has its address, and it was not found at a new one"));
+    attemptFailed(entry);
+    return false;
+}
+
 void AxisRecordingManager::restart(const EntryPtr& entry)
 {
     if (!entry->shouldBeRecording || entry->process)
@@ -392,7 +436,7 @@ void AxisRecordingManager::restart(const EntryPtr& entry)
     const char* mode = entry->retryCount <= ffmpeg::FastRetries ? "fast" : "persistent";
     qInfo().noquote() << "AxisRecordingManager: Attempting" << mode << "restart for" << mac;
     qInfo().noquote() << "AxisRecordingManager: Restarting recording for" << mac;
-    if (!makeDirectory(entry))
+    if (!makeDirectory(entry) || !hasAddress(entry))
         return;
     qInfo().noquote() << "AxisRecordingManager: Restart FFmpeg command:"
                       << ffmpeg::masked(entry->arguments.join(u' '), entry->stream.password);
@@ -427,11 +471,12 @@ void AxisRecordingManager::askToEnd(const EntryPtr& entry)
         return;
     entry->ending = Entry::Ending::Asked;
     // Now, not when the event loop comes round: the next one is asked right after.
-    entry->process->write("q\n");
-    (void)entry->process->waitForBytesWritten(1000);
-    if (!entry->process)
-        return; // it has ended at this very moment
-    entry->process->closeWriteChannel();
+    QProcess* process = entry->process.get();
+    process->write("q\n");
+    (void)process->waitForBytesWritten(1000);
+    if (entry->process.get() != process)
+        return; // it has ended at this very moment, and may have been replaced
+    process->closeWriteChannel();
     entry->endTimer->start(EndPatienceMs, TimerMode::SingleShot);
 }
 
@@ -451,11 +496,11 @@ void AxisRecordingManager::endPatienceOver(const EntryPtr& entry)
     qCritical().noquote() << "AxisRecordingManager: FFmpeg for" << entry->stream.mac
                           << "does not end, even though it was killed";
     discardProcess(entry);
-    entry->recording = false;
     if (entry->shouldBeRecording) {
-        emit recordingStatusChanged(entry->stream.mac, false);
+        noteEnd(entry);
         attemptFailed(entry);
     } else {
+        entry->recording = false;
         remove(entry);
     }
 }
@@ -498,37 +543,13 @@ void AxisRecordingManager::handleOutput(const EntryPtr& entry, const FfmpegOutpu
         entry->newestFrame = news.frame;
         entry->newestFrameMs = m_time.monotonicMs();
     }
-    if (!news.errorText.isEmpty() && mayLog(*entry)) {
-        QString text = ffmpeg::masked(news.errorText, entry->stream.password);
-        if (news.cutCharacters > 0)
-            text += QStringLiteral(" ... (%1 more characters)").arg(news.cutCharacters);
-        qWarning().noquote() << "AxisRecordingManager: FFmpeg output for" << entry->stream.mac << ":" << text;
-    }
+    entry->log.logErrors(news, m_time.monotonicMs());
     // A process that ends without a picture says "frame=    0".
     if (news.progress && news.frame != 0 && !entry->recording) {
         entry->recording = true;
-        entry->retryCount = 0;
+        entry->firstFrameMs = m_time.monotonicMs();
         emit recordingStatusChanged(entry->stream.mac, true);
     }
-}
-
-bool AxisRecordingManager::mayLog(Entry& entry)
-{
-    const qint64 now = m_time.monotonicMs();
-    if (now - entry.minuteBeginMs >= 60000 || entry.textsInMinute == 0) {
-        if (entry.suppressedTexts > 0)
-            qWarning().noquote() << "AxisRecordingManager: FFmpeg output for" << entry.stream.mac << ":"
-                                 << entry.suppressedTexts << "more texts were not logged";
-        entry.minuteBeginMs = now;
-        entry.textsInMinute = 0;
-        entry.suppressedTexts = 0;
-    }
-    if (entry.textsInMinute >= MaxErrorTexts) {
-        ++entry.suppressedTexts;
-        return false;
-    }
-    ++entry.textsInMinute;
-    return true;
 }
 
 void AxisRecordingManager::fail(const EntryPtr& entry, const QString& error)

@@ -3,6 +3,7 @@
 
 #include "base/TimeSource.h"
 #include "camera/CameraRecorder.h"
+#include "camera/FfmpegLog.h"
 #include "camera/FfmpegOutput.h"
 #include "camera/SegmentFiles.h"
 #include "platform/ChildProcessJob.h"
@@ -29,12 +30,13 @@ struct RecordingPrograms
 ///
 ///     idle -> starting -> recording (first "frame=") -> unexpected end -> waiting -> starting ...
 ///
-/// The wait is 2 s for the first ten ends in a row, then 30 s without limit; the row ends when video flows.
-/// An attempt that cannot even start counts like an end. A deliberate stop leads back to idle: "q", which
-/// lets ffmpeg finish the file, and one kill EndPatienceMs later. Processes are never ended by signals: two
-/// in a row cost the MP4 its index.
+/// The wait is 2 s for the first ten ends in a row, then 30 s without limit; the row ends with a process that
+/// goes on for SteadyMs after its first frame. An attempt that cannot even start counts like an end. A
+/// deliberate stop leads back to idle: "q", which lets ffmpeg finish the file, and one kill EndPatienceMs
+/// later. Processes are never ended by signals: two in a row cost the MP4 its index.
 ///
-/// A process that runs without video for StallMs, or whose folder is gone, is ended and started anew.
+/// A process that runs without video for StallMs, or whose folder is gone, is ended and started anew. So is,
+/// at once, one that films from an address at which the camera is no more.
 ///
 /// Constructed, used and destroyed on one thread, that of the camera manager: children are tied to it (see
 /// ChildProcessJob). Blocks for the start of a process, 3 s at most; the destructor until all have ended, at
@@ -50,8 +52,8 @@ public:
     static constexpr int StopAllLimitMs = 12000;
     static constexpr int CheckIntervalMs = 5000;
     static constexpr int StallMs = 60000;
-    /// Of one camera's ffmpeg, logged in one minute.
-    static constexpr int MaxErrorTexts = 20;
+    /// More than the 5 s without data after which ffmpeg ends. A disk that is full, too, takes a few frames.
+    static constexpr int SteadyMs = 10000;
 
     explicit AxisRecordingManager(TimeSource& time, RecordingPrograms programs = {},
                                   QObject* parent = nullptr);
@@ -59,6 +61,7 @@ public:
 
     void startCamera(const CameraStream& stream) override;
     void changeAddress(const QString& mac, const QHostAddress& address) override;
+    void setCredentials(const QString& user, const QString& password) override;
     void stopCamera(const QString& mac) override;
     void stopAll(std::function<void()> done) override;
     [[nodiscard]] bool isRecording(const QString& mac) const override;
@@ -82,6 +85,9 @@ private:
     [[nodiscard]] EntryPtr senderEntry() const;
     [[nodiscard]] bool isCurrent(const EntryPtr& entry) const;
     [[nodiscard]] bool launch(const EntryPtr& entry);
+    [[nodiscard]] bool hasAddress(const EntryPtr& entry);
+    void tryAtOnce(Entry& entry);
+    void noteEnd(const EntryPtr& entry);
     void tellMissingProgram(const QString& mac);
     [[nodiscard]] bool makeDirectory(const EntryPtr& entry);
     void restart(const EntryPtr& entry);
@@ -91,7 +97,6 @@ private:
     void discardProcess(const EntryPtr& entry);
     void remove(const EntryPtr& entry);
     void handleOutput(const EntryPtr& entry, const FfmpegOutput::News& news);
-    [[nodiscard]] bool mayLog(Entry& entry);
     void fail(const EntryPtr& entry, const QString& error);
     void callWhenStopped();
     void endAllNow();

@@ -3,6 +3,7 @@
 
 #include "camera/CameraRecorder.h"
 
+#include <QDateTime>
 #include <QHostAddress>
 #include <QObject>
 #include <QString>
@@ -62,6 +63,11 @@ signals:
     void recordingStatusChanged(QString macAddress, bool isRecording);
     void persistentRetryAttempt(QString macAddress, int attemptNumber);
     void filmCutOff(QString macAddress); ///< see CameraRecorder
+    /// Video comes, or will come, from an address at which another camera may be by now: a search would tell.
+    void searchWanted(QString macAddress);
+    /// What was filmed from since on came from an address at which the camera was not found; it may show
+    /// another cage. From now on it is recorded from where it is.
+    void filmDoubtful(QString macAddress, QDateTime since);
 };
 
 } // namespace vt

@@ -130,6 +130,12 @@ void CameraManagerRegistry::listen(CameraManagerRegistry* registry, CameraManage
             });
     connect(&manager, &CameraManager::filmCutOff, &manager,
             [bring](const QString& mac) { bring([mac](Registry& ours) { ours.handleFilmCutOff(mac); }); });
+    connect(&manager, &CameraManager::searchWanted, &manager,
+            [bring](const QString& mac) { bring([mac](Registry& ours) { ours.handleSearchWanted(mac); }); });
+    connect(&manager, &CameraManager::filmDoubtful, &manager,
+            [bring](const QString& mac, const QDateTime& since) {
+                bring([mac, since](Registry& ours) { emit ours.filmDoubtful(mac, since); });
+            });
 }
 
 void CameraManagerRegistry::run(std::function<void(CameraManager&)> step)
@@ -247,6 +253,13 @@ void CameraManagerRegistry::rescan()
     emit scanStarted();
 }
 
+/// Cameras that have answered the present search do not answer it again.
+void CameraManagerRegistry::searchSoon()
+{
+    m_isSearchWanted = m_isScanning;
+    rescan();
+}
+
 void CameraManagerRegistry::apply(const std::optional<ScanSchedule::Step>& step)
 {
     if (!step)
@@ -283,6 +296,8 @@ void CameraManagerRegistry::handleScanFinished(int found, const QString& error)
     (void)m_presence.endRound();
     emit scanFinished(found, error);
     emit camerasChanged();
+    if (std::exchange(m_isSearchWanted, false))
+        rescan();
 }
 
 void CameraManagerRegistry::handleRecordingError(const QString& mac, const QString& text)
@@ -331,6 +346,15 @@ void CameraManagerRegistry::handlePersistentRetry(const QString& mac, int attemp
     rescan();
 }
 
+void CameraManagerRegistry::handleSearchWanted(const QString& mac)
+{
+    if (!m_plan)
+        return;
+    qInfo().noquote() << "CameraManagerRegistry: Another camera may have the address of camera" << mac
+                      << "by now - searching";
+    searchSoon();
+}
+
 CameraOrder CameraManagerRegistry::orderFor(const CameraEntry& camera) const
 {
     CameraOrder order;
@@ -374,7 +398,7 @@ void CameraManagerRegistry::startRecording(const CameraRecordingPlan& plan)
     for (const CameraEntry& camera : m_table.settings().cameras)
         if (camera.enabled)
             follow(camera.mac);
-    rescan(); // finds those that are missing, and the present addresses of the others
+    searchSoon(); // finds those that are missing, and the present addresses of the others
 }
 
 void CameraManagerRegistry::stopRecording(Stopped stopped)
@@ -384,6 +408,7 @@ void CameraManagerRegistry::stopRecording(Stopped stopped)
     if (m_stopped.size() > 1)
         return;
     m_plan.reset();
+    m_isSearchWanted = false;
     m_isStopClean = true;
     setRecordingMode(false);
     m_stopLimit->start(StopLimitMs, TimerMode::SingleShot);

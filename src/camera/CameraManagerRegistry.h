@@ -79,7 +79,7 @@ public:
     /// out, or that nothing can be taken during a recording, in words for the user; empty: all was taken.
     QString setSettings(const VideoSettings& settings);
     [[nodiscard]] const VideoSettings& settings() const { return m_table.settings(); }
-    /// Not for cameras that are being recorded.
+    /// In effect at once, but for a film that flows.
     void setCredentials(const CameraCredentials& credentials);
 
     /// Changes by the user. Return why they are refused, empty when they are made. Resolution and rotation
@@ -93,7 +93,7 @@ public:
     [[nodiscard]] std::vector<CameraStatus> cameras() const;
     [[nodiscard]] bool isScanning() const { return m_isScanning; }
 
-    /// Searches now.
+    /// Searches now; does nothing while a search runs.
     void rescan();
     void setSettingsWindow(bool isVisible, bool isActive);
     /// Only paces the search; startRecording() and stopRecording() set it themselves.
@@ -121,6 +121,8 @@ signals:
     /// The camera's film was not closed by ffmpeg itself: the last file of it may be unreadable. Comes before
     /// the answer to a stop.
     void filmCutOff(const QString& macAddress);
+    /// See CameraManager.
+    void filmDoubtful(const QString& macAddress, const QDateTime& since);
 
 private:
     struct Worker;
@@ -144,7 +146,9 @@ private:
     void handleRecordingStatus(const QString& mac, bool isRecording);
     void handlePersistentRetry(const QString& mac, int attempt);
     void handleFilmCutOff(const QString& mac);
+    void handleSearchWanted(const QString& mac);
     void giveFilmsUp();
+    void searchSoon();
     void tellChange();
     /// Makes what is recorded agree with the table.
     void follow(const QString& mac);
@@ -159,6 +163,7 @@ private:
     std::optional<int> m_scanIntervalMs; ///< of the running timer
     std::map<QString, News> m_news;
     bool m_isScanning = false;
+    bool m_isSearchWanted = false; ///< after the one that runs, whose question has been answered
     std::optional<CameraRecordingPlan> m_plan;
     std::optional<CameraRecordingPlan> m_nextPlan; ///< asked for while a stop was under way
     std::vector<Stopped> m_stopped;                ///< wait for the stop that is under way

@@ -22,6 +22,12 @@ CameraPresence::Change CameraPresence::track(const QString& mac, const QHostAddr
 {
     m_seen.insert(mac);
     qDebug().noquote() << "Tracking camera" << mac << "as seen (now have" << m_seen.size() << "cameras)";
+    for (auto& [other, known] : m_known) {
+        if (other == mac || known.address != address)
+            continue;
+        known.address.clear();
+        known.isOnline = false;
+    }
     const auto [entry, isNew] = m_known.try_emplace(mac);
     Camera& camera = entry->second;
     Change change = Change::None;

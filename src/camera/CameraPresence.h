@@ -16,7 +16,7 @@ class CameraPresence
 public:
     struct Camera
     {
-        QHostAddress address; ///< the last known one
+        QHostAddress address; ///< the last known one; null when another camera has it by now
         bool isOnline = false;
         QDateTime lastSeen;
     };
@@ -24,7 +24,7 @@ public:
 
     /// Before a search is started. managersComplete: how many searches of the round before have ended.
     void beginRound(bool isPreviousRunning, int managersComplete);
-    /// A camera answered.
+    /// A camera answered. Another one that had this address is offline from now on.
     Change track(const QString& mac, const QHostAddress& address, const QDateTime& now);
     /// The search has ended: cameras that did not answer are offline. Returns those that went offline by
     /// that.

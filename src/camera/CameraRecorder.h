@@ -36,8 +36,12 @@ public:
     /// end is recorded anew when it has ended.
     virtual void startCamera(const CameraStream& stream) = 0;
     /// The camera answers at another address now: its stream goes on from there, also in restarts to come.
-    /// Does nothing for a camera that is not to be recorded, or is at this address already.
+    /// What comes from the former address is not recorded any more, lest it is another camera's. Null: nobody
+    /// knows where it is, and it is waited for. Does nothing for a camera that is not to be recorded, or is
+    /// at this address already.
     virtual void changeAddress(const QString& mac, const QHostAddress& address) = 0;
+    /// For every camera, from the next start of its stream on; a stream that flows goes on.
+    virtual void setCredentials(const QString& user, const QString& password) = 0;
     /// Ends the camera's recording in good order; recordingStatusChanged(mac, false) tells when it has ended.
     virtual void stopCamera(const QString& mac) = 0;
     /// Ends all recordings in good order and in parallel, within 12 s; then calls done, once. Calls it, too,

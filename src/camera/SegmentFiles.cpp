@@ -63,6 +63,8 @@ void SegmentFiles::begin(const QString& directory, int channel, int offsetSecond
     folder->offsetSeconds = offsetSeconds;
     folder->ended = false;
     folder->tried.clear();
+    folder->ours.clear();
+    folder->failed.clear();
     m_canProbe = true;
 
     QFile table(tablePath(directory));
@@ -95,6 +97,7 @@ void SegmentFiles::end(const QString& directory, std::function<void()> done)
         return;
     }
     folder->ended = true;
+    lookAgain(*folder);
     folder->done.push_back(std::move(done));
     list(*folder);
     work();
@@ -134,11 +137,14 @@ void SegmentFiles::list(Folder& folder)
     QFileInfoList files = videoFiles(folder.directory, folder.channel);
     if (!folder.ended && !files.isEmpty())
         files.removeLast();
-    for (const QFileInfo& file : std::as_const(files))
-        if (!folder.index.rows().contains(file.fileName()))
-            folder.index.put({file.fileName(),
-                              *SegmentIndex::startOf(file.fileName(), folder.channel, folder.offsetSeconds),
-                              std::nullopt, Readable::Unknown});
+    for (const QFileInfo& file : std::as_const(files)) {
+        if (folder.index.rows().contains(file.fileName()))
+            continue;
+        folder.ours.insert(file.fileName());
+        folder.index.put({file.fileName(),
+                          *SegmentIndex::startOf(file.fileName(), folder.channel, folder.offsetSeconds),
+                          std::nullopt, Readable::Unknown});
+    }
 }
 
 QString SegmentFiles::nextToProbe(const Folder& folder)
@@ -173,6 +179,7 @@ void SegmentFiles::probe(const FolderPtr& folder, const QString& file)
 {
     m_probedFolder = folder;
     m_probedFile = file;
+    m_isProbedEarly = !folder->ended && folder->ours.contains(file);
     if (m_process)
         m_process.release()->deleteLater(); // this may be its own signal
     m_process = std::make_unique<QProcess>();
@@ -210,10 +217,19 @@ void SegmentFiles::probed(QProcess::ExitStatus status, int exitCode)
         note(length, Readable::Yes);
         return;
     }
+    note(std::nullopt, judgeFailure());
+}
+
+Readable SegmentFiles::judgeFailure()
+{
+    if (m_isProbedEarly) {
+        m_probedFolder->failed.insert(m_probedFile);
+        return Readable::Unknown;
+    }
     qWarning().noquote() << "AxisRecordingManager: Video file"
                          << m_probedFolder->directory + u'/' + m_probedFile
                          << "cannot be read, it was probably cut off; it is kept";
-    note(std::nullopt, Readable::No);
+    return Readable::No;
 }
 
 void SegmentFiles::probeFailedToStart()
@@ -235,7 +251,16 @@ void SegmentFiles::note(std::optional<double> lengthSeconds, Readable readable)
     folder->index.put(row);
     if (readable == Readable::Unknown)
         folder->tried.insert(m_probedFile);
+    if (folder->ended)
+        lookAgain(*folder);
     work();
+}
+
+/// Nothing is being written any more.
+void SegmentFiles::lookAgain(Folder& folder)
+{
+    for (const QString& file : std::exchange(folder.failed, {}))
+        folder.tried.erase(file);
 }
 
 void SegmentFiles::complete(const FolderPtr& folder)

@@ -21,6 +21,9 @@ class ChildProcessJob;
 /// ProbeLimitMs at most, as soon as the next one has been begun; so the end of a recording has only the last
 /// one to wait for. Files of earlier recordings that have no row are looked into, too. Nothing is deleted.
 ///
+/// Which file is being written is told by its time, and a clock that was set back tells wrong. So a file of
+/// the recording that runs is never called unreadable before its end, when it is looked into again.
+///
 /// Lives on the thread of the recording manager; listing a folder and writing the table touch the disk there.
 class SegmentFiles : public QObject
 {
@@ -53,7 +56,9 @@ private:
         int channel = 0;
         int offsetSeconds = 0;
         SegmentIndex index;
-        std::set<QString> tried; ///< looked into without an answer
+        std::set<QString> tried;  ///< looked into without an answer
+        std::set<QString> ours;   ///< begun since begin()
+        std::set<QString> failed; ///< of ours, not to be read so far
         bool ended = false;
         std::vector<std::function<void()>> done;
     };
@@ -66,6 +71,9 @@ private:
     void probe(const FolderPtr& folder, const QString& file);
     void probed(QProcess::ExitStatus status, int exitCode);
     void probeFailedToStart();
+    /// The file that was looked into cannot be read.
+    [[nodiscard]] Readable judgeFailure();
+    static void lookAgain(Folder& folder);
     void note(std::optional<double> lengthSeconds, Readable readable);
     void complete(const FolderPtr& folder);
     static void write(const Folder& folder);
@@ -76,6 +84,7 @@ private:
     std::unique_ptr<QProcess> m_process; ///< the one that runs, or the last one
     FolderPtr m_probedFolder;            ///< empty: none is being looked into
     QString m_probedFile;
+    bool m_isProbedEarly = false; ///< it may have been the one that was being written
     std::unique_ptr<Timer> m_limit;
     std::unique_ptr<Timer> m_lookTimer;
     bool m_canProbe = true;

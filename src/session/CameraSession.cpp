@@ -62,6 +62,7 @@ CameraManagerRegistry::ManagerFactory CameraSession::networkCameras(TimeSource& 
 CameraSession::CameraSession(TimeSource& time, CameraManagerRegistry::ManagerFactory factory,
                              UserInteraction& user, QObject* parent)
     : QObject(parent), m_time(time), m_user(user), m_store(&AppSettings::openStore),
+      m_troubleReview(time.createTimer(&m_answers, [this] { reviewTroubles(); })),
       m_registry(time, std::move(factory), &keepAliveForever)
 {
     (void)m_registry.setSettings(m_store.load()); // logged; what is left out stays so
@@ -78,6 +79,7 @@ CameraSession::CameraSession(TimeSource& time, CameraManagerRegistry::ManagerFac
             });
     connect(&m_registry, &CameraManagerRegistry::recordingError, this, &CameraSession::handleError);
     connect(&m_registry, &CameraManagerRegistry::filmCutOff, this, &CameraSession::handleCutOff);
+    connect(&m_registry, &CameraManagerRegistry::filmDoubtful, this, &CameraSession::handleDoubtful);
     connect(&m_registry, &CameraManagerRegistry::scanFinished, this,
             [this](int, const QString& error) { handleScanFinished(error); });
     connect(&m_registry, &CameraManagerRegistry::camerasChanged, this, &CameraSession::handleChange);
@@ -149,9 +151,10 @@ void CameraSession::begin(const RecordingContext& context)
     m_wanted.clear();
     m_filmed.clear();
     m_toldAt.clear();
+    m_troubles.begin();
     m_gaps = 0;
     m_gapMs = 0;
-    m_cutOffs = 0;
+    m_badFilms = 0;
     m_plan = {};
     m_plan.baseDirectory = context.basePath + u"_video"_s;
     for (int channel = 1; channel <= context.channelCount; ++channel)
@@ -180,7 +183,8 @@ void CameraSession::filmIfWanted()
 void CameraSession::end()
 {
     m_isRecording = false;
-    m_troubled.clear(); // what was told of them stays true, and stays to be read
+    m_troubles.end(); // what was told of them stays true, and stays to be read
+    m_troubleReview->stop();
     const QStringList open = m_gapSinceMs.keys();
     for (const QString& mac : open)
         closeGap(mac);
@@ -209,34 +213,65 @@ void CameraSession::whenClosed(const std::function<void()>& done)
         m_whenClosed.push_back(done);
 }
 
-void CameraSession::tellTrouble(const CameraStatus& camera, const QString& what)
+void CameraSession::noteTrouble(const CameraStatus& camera, const QString& what, bool isCause)
 {
-    const QString& mac = camera.settings.mac;
-    if (m_troubled.contains(mac))
-        return;
-    const QDateTime now = m_time.now();
-    const QDateTime last = m_toldAt.value(mac);
-    const bool isTold = !last.isValid() || last.secsTo(now) >= TellAgainSeconds;
-    m_troubled.insert(mac, {now, isTold});
-    if (!isTold) // it comes and goes, and would fill the night with notices
-        return;
-    m_toldAt.insert(mac, now);
-    m_user.showNotice(
-        noticeId(mac), tr("Cameras"),
-        tr("The camera of channel %1 (%2) does not film since %3: %4 It is tried again for as "
-           "long as the recording lasts.")
-            .arg(QString::number(camera.settings.channel), mac, now.toString(messageTimeFormat()), what),
-        tr("OK"), [] {});
+    if (const auto news =
+            m_troubles.fail(camera.settings.mac, what, isCause, m_time.now(), m_time.monotonicMs()))
+        tell(*news);
+    reviewTroubles();
+}
+
+void CameraSession::tell(const CameraTroubles::News& news)
+{
+    using Kind = CameraTroubles::News::Kind;
+    const QString id = noticeId(news.mac);
+    const QString since = news.since.toString(messageTimeFormat());
+    switch (news.kind) {
+    case Kind::DoesNotFilm:
+        m_user.showNotice(
+            id, tr("Cameras"),
+            tr("The camera of channel %1 (%2) does not film since %3: %4 It is tried again for as "
+               "long as the recording lasts.")
+                .arg(channelOf(news.mac), news.mac, since, news.what),
+            tr("OK"), [] {});
+        break;
+    case Kind::FilmsAgain:
+        m_user.showNotice(
+            id, tr("Cameras"),
+            tr("The camera of channel %1 (%2) films since %3. It did not since %4.")
+                .arg(channelOf(news.mac), news.mac, news.back.toString(messageTimeFormat()), since),
+            tr("OK"), [] {});
+        break;
+    case Kind::TakeBack:
+        m_user.closeNotice(id);
+        break;
+    }
+}
+
+void CameraSession::reviewTroubles()
+{
+    const qint64 nowMs = m_time.monotonicMs();
+    for (const CameraTroubles::News& news : m_troubles.review(nowMs))
+        tell(news);
+    if (const std::optional<qint64> next = m_troubles.nextReviewMs())
+        m_troubleReview->start(static_cast<int>(std::max<qint64>(0, *next - nowMs)), TimerMode::SingleShot);
+    else
+        m_troubleReview->stop();
+}
+
+QString CameraSession::channelOf(const QString& mac) const
+{
+    const std::vector<CameraStatus> cameras = m_registry.cameras();
+    const CameraStatus* camera = find(cameras, mac);
+    return QString::number(camera ? camera->settings.channel : 0);
 }
 
 void CameraSession::handleCutOff(const QString& mac)
 {
     // Otherwise it is a film of the recording before, which takes long to close.
     if (m_filmed.contains(mac))
-        ++m_cutOffs;
-    const std::vector<CameraStatus> cameras = m_registry.cameras();
-    const CameraStatus* camera = find(cameras, mac);
-    const QString channel = QString::number(camera ? camera->settings.channel : 0);
+        ++m_badFilms;
+    const QString channel = channelOf(mac);
     qCritical().noquote() << "Lost: the end of a film, camera" << mac << "of channel" << channel
                           << "- it was not closed in good order and its last file may be unreadable";
     const QString id = noticeId(mac) + u":film"_s;
@@ -253,14 +288,35 @@ void CameraSession::handleCutOff(const QString& mac)
         tr("OK"), [] {});
 }
 
+void CameraSession::handleDoubtful(const QString& mac, const QDateTime& since)
+{
+    if (!m_isRecording || m_stops > 0)
+        return;
+    ++m_badFilms;
+    const QString channel = channelOf(mac);
+    const QString from = since.toString(messageTimeFormat());
+    const QString to = m_time.now().toString(messageTimeFormat());
+    qCritical().noquote() << "Lost: film of camera" << mac << "of channel" << channel << "from" << from
+                          << "to" << to
+                          << "- it came from an address at which the camera was not any more, and may "
+                             "show another cage";
+    m_user.showNotice(
+        noticeId(mac) + u":place"_s, tr("Cameras"),
+        tr("The camera of channel %1 (%2) was not where its film came from. The video files that were begun "
+           "from %3 to %4 may show another cage.")
+            .arg(channel, mac, from, to),
+        tr("OK"), [] {});
+}
+
 void CameraSession::handleError(const QString& mac, const QString& text)
 {
     const std::vector<CameraStatus> cameras = m_registry.cameras();
     const CameraStatus* camera = find(cameras, mac);
     if (!m_isRecording || !camera || !isEnabled(*camera))
         return;
-    const QString why = camera->lastError.isEmpty() ? text : camera->lastError;
-    tellTrouble(*camera, why.endsWith(u'.') ? why : why + u'.');
+    const bool isCause = !camera->lastError.isEmpty() && camera->lastError != text;
+    const QString why = isCause ? camera->lastError : text;
+    noteTrouble(*camera, why.endsWith(u'.') ? why : why + u'.', isCause);
 }
 
 void CameraSession::handleScanFinished(const QString& error)
@@ -270,8 +326,10 @@ void CameraSession::handleScanFinished(const QString& error)
     const std::vector<CameraStatus> cameras = m_registry.cameras();
     for (const CameraStatus& camera : cameras)
         if (isEnabled(camera) && camera.address.isNull())
-            tellTrouble(camera, error.isEmpty() ? tr("it was not found on the network.")
-                                                : tr("the network could not be searched (%1).").arg(error));
+            noteTrouble(camera,
+                        error.isEmpty() ? tr("it was not found on the network.")
+                                        : tr("the network could not be searched (%1).").arg(error),
+                        false);
 }
 
 void CameraSession::handleChange()
@@ -282,21 +340,12 @@ void CameraSession::handleChange()
     for (const CameraStatus& camera : cameras) {
         const QString& mac = camera.settings.mac;
         noteFilm(camera);
-        if (!m_troubled.contains(mac) || (isEnabled(camera) && !camera.isRecording))
-            continue;
-        const Trouble trouble = m_troubled.take(mac);
-        if (!trouble.isTold)
-            continue;
-        if (camera.isRecording)
-            m_user.showNotice(noticeId(mac), tr("Cameras"),
-                              tr("The camera of channel %1 (%2) films since %3. It did not since %4.")
-                                  .arg(QString::number(camera.settings.channel), mac,
-                                       m_time.now().toString(messageTimeFormat()),
-                                       trouble.since.toString(messageTimeFormat())),
-                              tr("OK"), [] {});
-        else
-            m_user.closeNotice(noticeId(mac));
+        if (isEnabled(camera))
+            m_troubles.setFilming(mac, camera.isRecording, m_time.now(), m_time.monotonicMs());
+        else if (const auto news = m_troubles.forget(mac))
+            tell(*news);
     }
+    reviewTroubles();
 }
 
 /// Whether there is a film, and the gaps in it.
@@ -336,7 +385,7 @@ CamerasStatus CameraSession::status() const
         if (!m_filmed.contains(mac))
             status.withoutVideo << mac;
     status.withoutVideo.sort();
-    status.gaps = m_gaps + m_cutOffs + static_cast<int>(m_gapSinceMs.size());
+    status.gaps = m_gaps + m_badFilms + static_cast<int>(m_gapSinceMs.size());
     status.gapMs = m_gapMs;
     for (const qint64 sinceMs : m_gapSinceMs)
         status.gapMs += m_time.monotonicMs() - sinceMs;

@@ -6,6 +6,7 @@
 #include "camera/MjpegStream.h"
 #include "hardware/DiskThread.h"
 #include "session/CameraSettingsStore.h"
+#include "session/CameraTroubles.h"
 #include "session/SessionTypes.h"
 
 #include <QDateTime>
@@ -21,6 +22,7 @@ namespace vt {
 
 class RecordingCompanion;
 class TimeSource;
+class Timer;
 class UserInteraction;
 struct RecordingContext;
 
@@ -33,8 +35,9 @@ struct RecordingContext;
 /// are being stopped, after the recording's summary: they are logged and told to the user then, and whoever
 /// judges the recording by its losses asks for them when its films are closed.
 ///
-/// A camera that does not film is told to the user once, and once more when it films again. Interface thread;
-/// nothing waits for a camera, but for the destructor (see CameraManagerRegistry).
+/// A camera that does not film is told to the user, and that it films again (CameraTroubles); so is a film
+/// that may show another camera's cage, which counts as a gap. Interface thread; nothing waits for a camera,
+/// but for the destructor (see CameraManagerRegistry).
 class CameraSession : public QObject
 {
     Q_OBJECT
@@ -58,7 +61,7 @@ public:
     bool setSegmentMinutes(int minutes);
 
     /// That the cameras were given; empty: the program's default. Kept for the user alone; tells the user
-    /// when it cannot be kept. In effect at once, but not for cameras that are being filmed.
+    /// when it cannot be kept. In effect at once, but for films that flow.
     void setPassword(const QString& password);
     [[nodiscard]] bool hasOwnPassword() const { return m_hasOwnPassword; }
 
@@ -77,12 +80,6 @@ signals:
 
 private:
     class Companion;
-    /// Of a camera that should film and does not.
-    struct Trouble
-    {
-        QDateTime since;
-        bool isTold = false;
-    };
 
     void begin(const RecordingContext& context);
     void filmIfWanted();
@@ -93,10 +90,14 @@ private:
 
     [[nodiscard]] const CameraStatus* find(const std::vector<CameraStatus>& cameras,
                                            const QString& mac) const;
-    void tellTrouble(const CameraStatus& camera, const QString& what);
+    void noteTrouble(const CameraStatus& camera, const QString& what, bool isCause);
+    void tell(const CameraTroubles::News& news);
+    void reviewTroubles();
+    [[nodiscard]] QString channelOf(const QString& mac) const;
     void noteFilm(const CameraStatus& camera);
     void closeGap(const QString& mac);
     void handleCutOff(const QString& mac);
+    void handleDoubtful(const QString& mac, const QDateTime& since);
     void handleError(const QString& mac, const QString& text);
     void handleScanFinished(const QString& error);
     void handleChange();
@@ -110,16 +111,17 @@ private:
     bool m_hasOwnPassword = false;
     CameraRecordingPlan m_plan; ///< of the recording that runs
     bool m_isRecording = false;
-    QSet<QString> m_wanted;             ///< cameras that this recording was to film
-    QSet<QString> m_filmed;             ///< those of which there is a film
-    QMap<QString, Trouble> m_troubled;  ///< by MAC address
-    QMap<QString, QDateTime> m_toldAt;  ///< of a camera's trouble (by MAC address) or film (by notice)
+    QSet<QString> m_wanted; ///< cameras that this recording was to film
+    QSet<QString> m_filmed; ///< those of which there is a film
+    CameraTroubles m_troubles;
+    QMap<QString, QDateTime> m_toldAt;  ///< that its film was cut off, by notice
     QMap<QString, qint64> m_gapSinceMs; ///< cameras that have filmed and do not now; monotonic
     int m_gaps = 0;                     ///< of this recording's films, without those in m_gapSinceMs
-    int m_cutOffs = 0;                  ///< of this recording's films
+    int m_badFilms = 0;                 ///< of this recording: cut off, or perhaps of another cage
     qint64 m_gapMs = 0;
     int m_stops = 0; ///< under way
     std::vector<std::function<void()>> m_whenClosed;
+    std::unique_ptr<Timer> m_troubleReview;
     CameraManagerRegistry m_registry; ///< the last: waits for its films when it goes
 };
 

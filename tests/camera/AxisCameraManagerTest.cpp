@@ -39,7 +39,7 @@ protected:
                              },
                              [this](quint32 ipv4) {
                                  return platform::NeighbourAnswer{
-                                     QHostAddress(ipv4).toString() == address ? Mac : QString(), false};
+                                     QHostAddress(ipv4).toString() == address ? answering : QString(), false};
                              }},
             camera->port());
         QObject::connect(manager.get(), &CameraManager::setupProblem, manager.get(),
@@ -55,6 +55,12 @@ protected:
         QSignalSpy found(manager.get(), &CameraManager::cameraFound);
         manager->startScan();
         ASSERT_TRUE(QTest::qWaitFor([&] { return !found.isEmpty(); }, 20000));
+    }
+    void scanAndLogIn()
+    {
+        QSignalSpy loggedIn(manager.get(), &CameraManager::resolutionsKnown);
+        scan();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !loggedIn.isEmpty(); }, 20000));
     }
     /// The camera is at another address from now on, and only there.
     void move(const QString& to)
@@ -95,6 +101,7 @@ protected:
     LogCapture log;
     FakeTimeSource time;
     QString address = u"127.0.1.2"_s;
+    QString answering = Mac; ///< who has it
     std::unique_ptr<FakeCamera> camera = std::make_unique<FakeCamera>(address);
     bool isScanning = false;
     FakeRecorder* recorder = nullptr;
@@ -158,6 +165,98 @@ TEST_F(AxisManager, ACameraThatIsAwayAtTheStartIsSetUpWhenItComesBack)
     EXPECT_THAT(recorder->calls,
                 ElementsAre(u"start "_s + Mac + u" 127.0.1.2"_s, u"move "_s + Mac + u" 127.0.1.3"_s));
     EXPECT_EQ(problems.last(), QString());
+}
+
+TEST_F(AxisManager, AnAddressOfLongAgoIsUsedOnlyWhenNoSearchTellsOfABetterOne)
+{
+    scanAndLogIn();
+    const auto letTheSearchEnd = [this] {
+        time.advance(AxisDiscovery::ScanMs + 1);
+        isScanning = false;
+    };
+    letTheSearchEnd();
+    camera->requests.clear();
+    manager->startCamera(order());
+    time.advance(AxisCameraManager::AddressLimitMs - 1);
+    EXPECT_TRUE(camera->requests.empty());
+    time.advance(1);
+    ASSERT_TRUE(waitForCall(u"start "_s + Mac + u" 127.0.1.2"_s));
+    manager->stopCamera(Mac);
+    ASSERT_TRUE(waitForRequest("\"list\""));
+
+    letTheSearchEnd();
+    recorder->calls.clear();
+    move(u"127.0.1.3"_s);
+    manager->startCamera(order());
+    scan();
+    ASSERT_TRUE(waitForCall(u"start "_s + Mac + u" 127.0.1.3"_s));
+    EXPECT_THAT(recorder->calls, ElementsAre(u"start "_s + Mac + u" 127.0.1.3"_s));
+    EXPECT_EQ(problems.join(QString()), QString());
+}
+
+// Two cameras with one password exchanged their addresses while they were filmed.
+TEST_F(AxisManager, AStreamThatCameBackIsInDoubtUntilASearchFindsItsCamera)
+{
+    QSignalSpy wanted(manager.get(), &CameraManager::searchWanted);
+    QSignalSpy doubtful(manager.get(), &CameraManager::filmDoubtful);
+    scanAndLogIn();
+    manager->startCamera(order());
+    ASSERT_TRUE(waitForCall(u"start "_s + Mac + u" 127.0.1.2"_s));
+    emit recorder->recordingStatusChanged(Mac, true);
+    EXPECT_EQ(wanted.count(), 0) << "it was set up there";
+    emit recorder->recordingStatusChanged(Mac, false);
+    EXPECT_EQ(wanted.count(), 1);
+    emit recorder->recordingStatusChanged(Mac, true);
+    EXPECT_EQ(wanted.count(), 2);
+    scan(); // it is there
+    time.advance(1000);
+    const QDateTime since = time.now();
+    emit recorder->recordingStatusChanged(Mac, false);
+    emit recorder->recordingStatusChanged(Mac, true);
+    const qsizetype asked = wanted.count();
+    for (int end = 0; end < 10; ++end) {
+        emit recorder->recordingStatusChanged(Mac, false);
+        emit recorder->recordingStatusChanged(Mac, true);
+    }
+    EXPECT_LE(wanted.count(), asked + AxisCameraManager::MostSearches) << "not for ever";
+
+    answering = u"00-40-8C-65-43-21"_s;
+    scan();
+    EXPECT_EQ(recorder->calls.last(), u"move "_s + Mac + u' ');
+    EXPECT_THAT(doubtful, ElementsAre(ElementsAre(QVariant(Mac), QVariant(since))));
+    answering = Mac;
+    move(u"127.0.1.3"_s);
+    scan();
+    EXPECT_EQ(recorder->calls.last(), u"move "_s + Mac + u" 127.0.1.3"_s);
+    EXPECT_EQ(doubtful.count(), 1);
+    ASSERT_TRUE(waitForRequest("Channel 3 - M1")) << "set up anew";
+    EXPECT_TRUE(has("setDateTime"));
+}
+
+TEST_F(AxisManager, ACameraWhosePasswordWasChangedIsToldOnceAndOneThatWasResetIsSetUpAnew)
+{
+    scan();
+    manager->startCamera(order());
+    ASSERT_TRUE(waitForCall(u"start "_s + Mac + u" 127.0.1.2"_s));
+    camera->password = "other";
+    emit recorder->persistentRetryAttempt(Mac, 11);
+    scan();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !problems.last().isEmpty(); }, 20000));
+    EXPECT_TRUE(problems.last().startsWith(u"The camera refuses the user name or the password."_s));
+    const std::size_t asked = camera->requests.size();
+    emit recorder->persistentRetryAttempt(Mac, 12);
+    scan();
+    manager->setCredentials({u"root"_s, u"other"_s});
+    EXPECT_EQ(recorder->calls.last(), u"credentials root other"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return problems.last().isEmpty(); }, 20000));
+    EXPECT_EQ(camera->requests.size(), asked + 2) << "not asked again before";
+
+    camera->password.clear(); // factory state
+    camera->requests.clear();
+    emit recorder->persistentRetryAttempt(Mac, 13);
+    scan();
+    ASSERT_TRUE(waitForRequest("Channel 3 - M1"));
+    EXPECT_TRUE(has("pwdgrp.cgi"));
 }
 
 TEST_F(AxisManager, ASlowCameraIsRecordedInTime)

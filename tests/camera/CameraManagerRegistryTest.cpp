@@ -276,6 +276,29 @@ TEST_F(Registry, RecordsWhatIsEnabledAndSearchesForWhatIsMissing)
     EXPECT_TRUE(log.contains("Recording mode OFF - STOPPING discovery timer (settings window not active)"));
 }
 
+TEST_F(Registry, SearchesOnceMoreWhenTheAddressOfAFilmIsInDoubt)
+{
+    (void)registry.setSettings(twoCameras());
+    onManager([](FakeManager& each) { emit each.searchWanted(One); });
+    EXPECT_THAT(calls(), ElementsAre()) << "nothing is recorded";
+    registry.startRecording(plan());
+    (void)calls();
+    // One search runs, and may have had its answers.
+    onManager([](FakeManager& each) {
+        emit each.searchWanted(One);
+        emit each.searchWanted(Two);
+    });
+    EXPECT_THAT(calls(), ElementsAre());
+    endScan();
+    EXPECT_THAT(calls(), ElementsAre(u"scan"_s));
+    found(One, u"192.168.1.20"_s);
+    found(Two, u"192.168.1.20"_s);
+    EXPECT_FALSE(status(One).isOnline) << "Two has its address";
+    EXPECT_TRUE(status(One).address.isNull());
+    endScan();
+    EXPECT_THAT(calls(), ElementsAre());
+}
+
 TEST_F(Registry, GivesAStopUpAfterFifteenSeconds)
 {
     (void)registry.setSettings(twoCameras());

@@ -21,6 +21,10 @@ public:
     {
         calls << QStringLiteral("move ") + mac + QLatin1Char(' ') + address.toString();
     }
+    void setCredentials(const QString& user, const QString& password) override
+    {
+        calls << QStringLiteral("credentials ") + user + QLatin1Char(' ') + password;
+    }
     void stopCamera(const QString& mac) override { calls << QStringLiteral("stop ") + mac; }
     void stopAll(std::function<void()> done) override
     {

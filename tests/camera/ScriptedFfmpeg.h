@@ -15,7 +15,8 @@ public:
         Die,        ///< at once, without a frame
         Record,     ///< a frame, then until "q"
         IgnoreQuit, ///< a frame, then for minutes, whatever it is told
-        Talk        ///< a frame, and more errors than a pipe holds, with the address in them; then until "q"
+        Talk,       ///< a frame, and more errors than a pipe holds, with the address in them; then until "q"
+        Stumble     ///< a frame, and dies
     };
 
     explicit ScriptedFfmpeg(Behaviour behaviour = Record)
@@ -25,7 +26,9 @@ public:
             script.write("#!/bin/bash\n"
                          "mode=$(cat \"$(dirname \"$0\")/mode\")\n"
                          "[[ $mode == 0 ]] && exit 1\n"
+                         "printf %s \"$7\" > \"$(dirname \"$0\")/address\"\n"
                          "printf 'frame=    1 fps=0.0\\r' >&2\n"
+                         "[[ $mode == 4 ]] && exit 1\n"
                          "if [[ $mode == 2 ]]; then trap '' INT TERM HUP; while :; do sleep 1000; done; fi\n"
                          "if [[ $mode == 3 ]]; then\n"
                          "    for ((i = 0; i < 20000; i++)); do echo \"error of $7\"; done >&2\n"
@@ -41,6 +44,12 @@ public:
         QFile mode(m_folder.filePath(QStringLiteral("mode")));
         if (mode.open(QIODevice::WriteOnly))
             mode.write(QByteArray::number(behaviour));
+    }
+    /// That it films, or filmed last.
+    [[nodiscard]] QByteArray streamAddress() const
+    {
+        QFile address(m_folder.filePath(QStringLiteral("address")));
+        return address.open(QIODevice::ReadOnly) ? address.readAll() : QByteArray();
     }
     [[nodiscard]] QString program() const { return m_folder.filePath(QStringLiteral("ffmpeg")); }
 

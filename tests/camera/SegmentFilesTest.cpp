@@ -93,6 +93,38 @@ TEST_F(SegmentFilesTest, ListsEveryFileOnceWithWhatCanBeReadOfIt)
     EXPECT_EQ(table(), first);
 }
 
+#ifdef Q_OS_UNIX // a script in ffprobe's place
+// The clock was set back, so the file that was being written seemed older than the one before it.
+TEST_F(SegmentFilesTest, AFileThatIsStillWrittenIsJudgedAtTheEnd)
+{
+    test::LogCapture log;
+    const QString probed = path(u"probed"_s);
+    const QString script = path(u"probe.sh"_s);
+    write(u"probe.sh"_s,
+          "#!/bin/bash\nffprobe \"$@\"\ncode=$?\necho >> \"$(dirname \"$0\")/probed\"\nexit $code\n");
+    ASSERT_TRUE(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
+    SegmentFiles files(time, job, script);
+    files.begin(folder.path(), 3, 7200);
+    film(u"3_2025-06-30_14-00-00.mp4"_s, "2");
+    write(u"3_2025-06-30_13-30-00.mp4"_s, "ftyp, and no more yet");
+    QFile open(path(u"3_2025-06-30_13-30-00.mp4"_s));
+    ASSERT_TRUE(open.open(QIODevice::ReadWrite) &&
+                open.setFileTime(QDateTime::currentDateTime().addSecs(-1800), QFile::FileModificationTime));
+    open.close();
+    files.look();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return QFile::exists(probed); }, 30000));
+    ASSERT_TRUE(QFile::remove(open.fileName()));
+    film(u"3_2025-06-30_13-30-00.mp4"_s, "3"); // it is finished
+    bool done = false;
+    files.end(folder.path(), [&] { done = true; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return done; }, 30000));
+    EXPECT_THAT(table(), ElementsAre("file,start,length_seconds,readable",
+                                     "3_2025-06-30_13-30-00.mp4,2025-06-30T13:30:00+02:00,3.000,yes",
+                                     "3_2025-06-30_14-00-00.mp4,2025-06-30T14:00:00+02:00,2.000,yes"));
+    EXPECT_FALSE(log.hasPart(u"cannot be read"_s));
+}
+#endif
+
 TEST_F(SegmentFilesTest, WithoutAProbeLengthsStayUnknownUntilThereIsOne)
 {
     test::LogCapture log;

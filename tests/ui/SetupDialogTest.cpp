@@ -388,6 +388,29 @@ TEST_F(SetupDialogTest, SensorsAreTakenInAndLeftOutWhileARecordingRuns)
     EXPECT_EQ(searched.count(), 1);
 }
 
+TEST_F(SetupDialogTest, CamerasAreTurnedOffAndTheirPasswordIsSetWhileARecordingRuns)
+{
+    const QString mac = u"AC-CC-8E-00-00-01"_s;
+    m_dialog.hide();
+    RecordingSetup before = setup();
+    before.video.emplace().cameras = {{mac, 1, true, 0, 0, 0}};
+    m_dialog.setupPanel()->setSetup(before);
+    m_dialog.openAt(SetupDialog::Video);
+    m_dialog.setLocked(true);
+    QSignalSpy films(m_dialog.camerasTab(), &CamerasTab::filmChosen);
+    EXPECT_FALSE(find<QComboBox>("cameraChannel")->isEnabled());
+    click("cameraEnabled");
+    EXPECT_EQ(films.value(0), (QVariantList{mac, false}));
+    EXPECT_FALSE(m_dialog.hasChanges()) << "it is in effect";
+    EXPECT_FALSE(setup().video->cameras[0].enabled);
+    QSignalSpy password(m_dialog.camerasTab(), &CamerasTab::passwordChosen);
+    QTest::keyClicks(find<QLineEdit>("cameraPassword"), u"secret"_s);
+    click("setPassword");
+    EXPECT_EQ(password.count(), 1);
+    m_dialog.reject();
+    EXPECT_FALSE(m_dialog.camerasTab()->settings().cameras[0].enabled) << "it stays so";
+}
+
 TEST_F(SetupDialogTest, CamerasAreSearchedForWhileTheirTabIsInFront)
 {
     FakeTimeSource time;

@@ -97,10 +97,12 @@ NeighbourAnswer lookUpNeighbour(quint32 ipv4)
     constexpr std::chrono::milliseconds LookAgain{200}; // should no change be told
     const auto deadline = Clock::now() + std::chrono::milliseconds(NeighbourTimeoutMs);
     TableChanges changes;
+    // Also when there is an entry: the system finds out, within some seconds, whether it is still true.
+    const bool isReachable = provokeEntry(ipv4);
     QString mac = tableEntry(ipv4);
     if (!mac.isEmpty())
         return {mac, false};
-    if (!provokeEntry(ipv4))
+    if (!isReachable)
         return {};
     while (mac.isEmpty()) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());

@@ -179,8 +179,7 @@ void CamerasTab::connectDetails()
             m_session->registry().rescan();
         emit rescanRequested();
     });
-    connect(m_enabled, &ToggleSwitch::clicked, this,
-            [this](bool isOn) { handleChange(m_draft.setEnabled(selectedMac(), isOn)); });
+    connect(m_enabled, &ToggleSwitch::clicked, this, &CamerasTab::setFilming);
     connect(m_channel, &QComboBox::activated, this,
             [this] { handleChange(m_draft.setChannel(selectedMac(), m_channel->currentData().toInt())); });
     connect(m_resolution, &QComboBox::activated, this, [this] {
@@ -199,7 +198,7 @@ void CamerasTab::connectDetails()
     connect(m_setPassword, &QPushButton::clicked, this, &CamerasTab::setPassword);
     connect(m_password, &QLineEdit::returnPressed, this, &CamerasTab::setPassword);
     connect(m_password, &QLineEdit::textChanged, m_setPassword,
-            [this](const QString& text) { m_setPassword->setEnabled(!text.isEmpty() && !m_isLocked); });
+            [this](const QString& text) { m_setPassword->setEnabled(!text.isEmpty()); });
     m_setPassword->setEnabled(false);
 }
 
@@ -232,7 +231,7 @@ void CamerasTab::readSession()
 void CamerasTab::setStreamFactory(CameraStreamFactory factory)
 {
     m_factory = std::move(factory);
-    m_streamedMac.clear();
+    m_streamed.clear();
     startStream();
 }
 
@@ -252,8 +251,6 @@ void CamerasTab::setLocked(bool isLocked)
 {
     m_isLocked = isLocked;
     m_segment->setEnabled(!isLocked);
-    m_password->setEnabled(!isLocked);
-    m_setPassword->setEnabled(!isLocked && !m_password->text().isEmpty());
     showDetails();
 }
 
@@ -344,7 +341,9 @@ void CamerasTab::showDetails()
 {
     const QString mac = selectedMac();
     const CameraEntry entry = entryOf(mac);
-    m_form->setEnabled(!mac.isEmpty() && !m_isLocked);
+    m_form->setEnabled(!mac.isEmpty());
+    for (QWidget* part : {m_channel, m_resolution, m_rotation})
+        part->setEnabled(!m_isLocked);
     m_view->setTitle(mac);
     m_channel->clear();
     m_channel->addItem(tr("none"), 0);
@@ -381,9 +380,11 @@ void CamerasTab::startStream()
     const QString mac = selectedMac();
     const CameraStatus* status = statusOf(mac);
     const QString wanted = status && status->isOnline ? mac : QString();
-    if (wanted == m_streamedMac && m_stream)
+    // What answers at a former address may be another camera.
+    const QString streamed = wanted.isEmpty() ? wanted : wanted + u' ' + status->address.toString();
+    if (streamed == m_streamed && m_stream)
         return;
-    m_streamedMac = wanted;
+    m_streamed = streamed;
     m_stream.reset();
     m_view->showPicture({});
     m_view->showState(CameraView::State::Stopped, mac.isEmpty() ? tr("No camera chosen")
@@ -403,6 +404,23 @@ void CamerasTab::handleChange(const QString& refusal)
         emit changed();
 }
 
+void CamerasTab::setFilming(bool isOn)
+{
+    const QString mac = selectedMac();
+    if (!m_isLocked) {
+        handleChange(m_draft.setEnabled(mac, isOn));
+        return;
+    }
+    QString refusal = m_session ? m_session->registry().setEnabled(mac, isOn) : QString();
+    if (refusal.isEmpty())
+        refusal = m_draft.setEnabled(mac, isOn);
+    showTable();
+    m_refusal->setText(refusal);
+    m_refusal->setVisible(!refusal.isEmpty());
+    if (refusal.isEmpty())
+        emit filmChosen(mac, isOn);
+}
+
 void CamerasTab::setPassword()
 {
     const QString password = m_password->text();
@@ -413,7 +431,7 @@ void CamerasTab::setPassword()
         m_session->setPassword(password);
     m_passwordNote->setText(tr("The new password is in effect."));
     emit passwordChosen(password);
-    m_streamedMac.clear();
+    m_streamed.clear();
     m_stream.reset();
     startStream();
 }

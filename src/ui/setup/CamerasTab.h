@@ -45,7 +45,8 @@ public:
     void setStreamFactory(CameraStreamFactory factory);
     void setCameras(std::vector<CameraStatus> cameras);
     void setChannelCount(int count);
-    /// While a recording runs nothing is changed; pictures are shown.
+    /// While a recording runs pictures are shown, cameras are turned on and off at once, and the password can
+    /// be set: the camera may have been given another. Nothing else is changed.
     void setLocked(bool isLocked);
 
     /// Settings of cameras that are not there are kept.
@@ -61,6 +62,8 @@ signals:
     /// By the user.
     void changed();
     void rescanRequested();
+    /// By the user while a recording runs, and made.
+    void filmChosen(const QString& mac, bool isOn);
     void passwordChosen(const QString& password);
 
 protected:
@@ -79,6 +82,7 @@ private:
     void showDetails();
     void showResolutions(const CameraEntry& entry, const QStringList& supported);
     void startStream();
+    void setFilming(bool isOn);
     [[nodiscard]] QString selectedMac() const;
     [[nodiscard]] CameraEntry entryOf(const QString& mac) const;
     [[nodiscard]] const CameraStatus* statusOf(const QString& mac) const;
@@ -90,7 +94,7 @@ private:
     QPointer<CameraSession> m_session;
     CameraStreamFactory m_factory;
     std::unique_ptr<QObject> m_stream;
-    QString m_streamedMac;
+    QString m_streamed; ///< camera and address
 
     QTableWidget* m_table;
     QStackedWidget* m_tableOrHint;

@@ -120,9 +120,11 @@ QWidget* SetupDialog::buildButtons()
     layout->setSpacing(spacing::Small);
     layout->addWidget(m_load);
     layout->addWidget(save);
-    m_lockedNote = fields::hint(tr("While a recording runs, sensors can be taken in and left out. Everything "
-                                   "else can be looked at and changed after it."),
-                                row);
+    m_lockedNote =
+        fields::hint(tr("While a recording runs, sensors and cameras can be taken in and left out, and "
+                        "the cameras' password can be set. Everything else can be looked at and "
+                        "changed after it."),
+                     row);
     m_lockedNote->setObjectName(QStringLiteral("lockedNote"));
     m_lockedNote->hide();
     layout->addSpacing(spacing::Small);
@@ -148,6 +150,7 @@ void SetupDialog::connectTabs()
     connect(m_stimulation, &StimulationTab::changed, this,
             [this] { m_setup->setStimulation(m_stimulation->vexio(), m_stimulation->dio()); });
     connect(m_cameras, &CamerasTab::changed, this, [this] { m_setup->setVideo(m_cameras->settings()); });
+    connect(m_cameras, &CamerasTab::filmChosen, this, &SetupDialog::followFilm);
     connect(m_sensors, &SensorsTab::changed, this,
             [this] { m_setup->setEnvSensorLabels(m_sensors->labels()); });
     connect(m_setup, &SetupPanel::setupReplaced, this, &SetupDialog::showParts);
@@ -167,6 +170,23 @@ void SetupDialog::showParts()
     if (setup.video)
         if (const QString problem = m_cameras->showSettings(*setup.video); !problem.isEmpty())
             m_user.notify(Severity::Warning, tr("Cameras"), problem);
+}
+
+/// What was made during a recording is no change that could be lost or taken back.
+void SetupDialog::followFilm(const QString& mac, bool isOn)
+{
+    const auto follow = [&](VideoSettings& video) {
+        for (CameraEntry& camera : video.cameras)
+            if (camera.mac == mac)
+                camera.enabled = isOn;
+    };
+    follow(m_kept.video);
+    if (m_kept.setup.video)
+        follow(*m_kept.setup.video);
+    if (std::optional<VideoSettings> video = m_setup->setup().video) {
+        follow(*video);
+        m_setup->setVideo(*video);
+    }
 }
 
 void SetupDialog::carryParts()

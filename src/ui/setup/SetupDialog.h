@@ -79,6 +79,7 @@ private:
     void connectTabs();
     void showParts();
     /// Puts into the setup what only the tabs know: labels of sensors, settings of cameras.
+    void followFilm(const QString& mac, bool isOn);
     void carryParts();
     void keep();
     void discard();
