@@ -402,6 +402,11 @@ void AxisCameraManager::cancelOrder(Camera& camera)
     camera.isConfirmed = false;
     camera.isSetUp = false;
     camera.isStarted = false;
+    if (camera.doubt && camera.doubt->hasFilm)
+        qWarning().noquote() << "The camera at" << camera.address.toString()
+                             << "was not found again before its film ended: since"
+                             << camera.doubt->since.toString(Qt::ISODate)
+                             << "it may show what another camera sees";
     camera.doubt.reset();
 }
 

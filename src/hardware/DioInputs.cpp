@@ -241,8 +241,13 @@ std::optional<DIO::Setting> DIO::readSetting(int expander)
 bool DIO::isBelievable(int expander)
 {
     bool& isDoubted = m_isDoubted[static_cast<std::size_t>(expander)];
-    if (isDoubted && readSetting(expander) == OwnSetting)
-        isDoubted = false;
+    if (!isDoubted)
+        return true;
+    const std::optional<Setting> setting = readSetting(expander);
+    if (!setting || *setting == Setting{})
+        return false;
+    // Another setting is that of an expander that was without power meanwhile.
+    isDoubted = *setting != OwnSetting && !restoreExpander(expander);
     return !isDoubted;
 }
 

@@ -77,8 +77,10 @@ void HardwareSession::updateAttempts()
             continue; // nothing is set up
         bool isDue = m_lostBuses.contains(which);
         bool isUrgent = false; // with or without an acquisition
-        if (which == UnitBus::StimulationUnit)
+        if (which == UnitBus::StimulationUnit) {
+            isUrgent = isDue && m_vexio && m_vexio->owesStop();
             isDue = isDue || (m_isVexioPolling && m_vexio && !m_vexio->isInitialised());
+        }
         if (which == UnitBus::PortExpanders) {
             isUrgent = isDue && m_dio && !m_dio->areOutputsTaken();
             isDue = isDue || m_isDioIncomplete || (m_dioRecordingChannels && !m_dio);

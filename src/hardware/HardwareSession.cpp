@@ -295,12 +295,17 @@ std::optional<MCUHeader> HardwareSession::readHeader()
     }
     const MCUBufferMap map(registers);
     MCUHeader header = map.header();
-    if (!map.isPlausible()) {
-        qWarning("DAQInfo::getMCUHeader - the microcontroller's registers make no sense: map revision %d "
-                 "(should be 1), animal type %d (should be 1 or 2). The unit cannot be used",
-                 header.mapRevision, header.animalType);
+    if (!map.isFromUnit()) {
+        qWarning("DAQInfo::getMCUHeader - all registers of the microcontroller read as 0x%02X: its data line "
+                 "seems to be held. The unit cannot be used",
+                 registers.front());
         return std::nullopt;
     }
+    if (!map.isKnown())
+        qWarning(
+            "DAQInfo::getMCUHeader - unexpected registers of the microcontroller: map revision %d (should "
+            "be 1), animal type %d (should be 1 or 2)",
+            header.mapRevision, header.animalType);
     if (m_statusPoll)
         m_statusPoll->note(header.status);
     return header;

@@ -57,7 +57,14 @@ QString MCUBufferMap::text(std::size_t offset, std::size_t size) const
     return text;
 }
 
-bool MCUBufferMap::isPlausible() const
+bool MCUBufferMap::isFromUnit() const
+{
+    const std::uint8_t first = m_bytes.front();
+    const bool isOneLevel = first == 0x00 || first == 0xFF;
+    return !isOneLevel || std::ranges::any_of(m_bytes, [first](std::uint8_t byte) { return byte != first; });
+}
+
+bool MCUBufferMap::isKnown() const
 {
     const std::uint8_t animal = m_bytes[AnimalTypeAt];
     return m_bytes[MapRevisionAt] == KnownMapRevision && (animal == Mouse || animal == Rat);

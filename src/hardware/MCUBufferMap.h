@@ -16,9 +16,11 @@ class MCUBufferMap
 public:
     explicit MCUBufferMap(std::span<const std::uint8_t, McuRegisterCount> bytes);
     [[nodiscard]] MCUHeader header() const;
-    /// Is this a register file of the known layout: map revision 1, for mice or rats? A data line that is
-    /// held low reads as zeros.
-    [[nodiscard]] bool isPlausible() const;
+    /// False for what a data line reads as that is held low or high: 127 bytes of 0x00, or of 0xFF.
+    [[nodiscard]] bool isFromUnit() const;
+    /// The known layout, map revision 1, for mice or rats. Another unit's raw signals can be recorded all the
+    /// same.
+    [[nodiscard]] bool isKnown() const;
 
 private:
     [[nodiscard]] std::uint16_t u16(std::size_t offset) const;

@@ -54,6 +54,8 @@ public:
     [[nodiscard]] bool initVexio(I2C* bus, int nCages);
     [[nodiscard]] bool initInterruptTask(const QString& deviceName);
     [[nodiscard]] bool isInitialised() const { return m_bus != nullptr; }
+    /// The unit has not taken that cages are to stop, or that none is enabled.
+    [[nodiscard]] bool owesStop() const { return m_unstopped != 0 || m_isDisablingOwed; }
     /// After initVexio(): goes on over a new bus while a recording runs. The unit gets its enable mask and
     /// its profiles again; nothing is started or stopped.
     void restore(I2C* bus, const QString& deviceName);

@@ -7,6 +7,7 @@
 #include "hardware/VexioRegisters.h"
 
 #include <QDebug>
+#include <algorithm>
 #include <bit>
 #include <utility>
 
@@ -213,11 +214,13 @@ void VEXIO::retryStop()
     m_isDisablingOwed = m_isDisablingOwed && !writeRegister(REG_BSCONFIG, m_configMask);
     if (isStopped && !m_isDisablingOwed)
         return;
-    if (m_bus->failed() || ++m_stopRetries >= MostStopRetries) {
+    m_stopRetries = std::min(m_stopRetries + 1, MostStopRetries + 1);
+    if (m_bus->failed() || m_stopRetries == MostStopRetries)
         tellUnstopped();
-    } else {
-        m_stopTimer->start(FirstStopRetryMs << m_stopRetries, TimerMode::SingleShot);
-    }
+    // While the status is polled, its next answer is the time for a further try.
+    if (!m_bus->failed() && (m_stopRetries < MostStopRetries || !m_statusTimer->isActive()))
+        m_stopTimer->start(FirstStopRetryMs << std::min(m_stopRetries, MostStopRetries),
+                           TimerMode::SingleShot);
 }
 
 /// These cages have been stopped, or started anew.
@@ -235,6 +238,8 @@ void VEXIO::tellUnstopped()
     if (m_unstopped != 0)
         qWarning().noquote() << "VEXIO: the unit does not take the order to stop cages:"
                              << binaryByte(m_unstopped);
+    if (m_isDisablingOwed)
+        qWarning("VEXIO: the unit does not take that no cage is enabled, its amplifiers may stay on");
     if (m_unstopped != std::exchange(m_toldUnstopped, m_unstopped))
         emit unstoppedCagesChanged(m_unstopped);
 }

@@ -136,7 +136,16 @@ void VEXIO::checkUnit()
             doubtUnit();
         return;
     }
-    m_uncheckedStops = 0;
+    // The line may have been held for a moment only, while a stop or the end of all cages was written.
+    if (const std::uint8_t stopped = std::exchange(m_uncheckedStops, std::uint8_t{0}); stopped != 0) {
+        const int running = readRegister(REG_BSACTIVE).value_or(stopped) & stopped;
+        if (running != 0)
+            (void)writeStop(static_cast<std::uint8_t>(running)); // and looked at again with the next check
+    }
+    if (m_configMask == 0 && readRegister(REG_BSCONFIG).value_or(0) != 0) {
+        m_isDisablingOwed = true;
+        retryStopLater();
+    }
     if (*pattern == TestPattern || readRegister(REG_BSCONFIG) == m_configMask)
         return;
     qWarning("VEXIO: the unit has lost its registers, they are written again");

@@ -201,8 +201,8 @@ void forgetOpenRecording(const QString& rawFile)
 std::vector<DamagedSettings> keepDamagedFiles()
 {
     std::vector<DamagedSettings> damaged;
-    for (const QString& file : {currentStore()->fileName(), legacyStore()->fileName()})
-        if (auto found = keepIfDamaged(file))
+    for (const auto& store : {currentStore(), legacyStore()})
+        if (auto found = keepIfDamaged(*store))
             damaged.push_back(*std::move(found));
     return damaged;
 }

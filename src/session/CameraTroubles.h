@@ -19,7 +19,7 @@ class CameraTroubles
 {
 public:
     static constexpr qint64 TellAgainMs = 3600000;
-    static constexpr qint64 SteadyMs = 10000;
+    static constexpr qint64 SteadyMs = 15000; ///< longer than an ffmpeg that hangs has until it is killed
 
     struct News
     {

@@ -62,11 +62,11 @@ QString DamagedSettings::message() const
                                 tr("The damaged file was copied to %1.").arg(QDir::toNativeSeparators(copy));
 }
 
-std::optional<DamagedSettings> keepIfDamaged(const QString& file)
+std::optional<DamagedSettings> keepIfDamaged(const QSettings& store)
 {
+    const QString file = store.fileName();
     if (!QFileInfo(file).isFile())
         return std::nullopt;
-    const QSettings store(file, QSettings::IniFormat);
     (void)store.allKeys(); // reads the sections: until then only their titles have been looked at
     if (store.status() == QSettings::NoError)
         return std::nullopt;

@@ -4,6 +4,8 @@
 #include <QString>
 #include <optional>
 
+class QSettings;
+
 namespace vt {
 
 /// A settings file that is not what QSettings writes: cut off by a power cut, overwritten by another program.
@@ -22,7 +24,8 @@ struct DamagedSettings
 /// Looks at the file of an ini store before anything writes to it. One that is damaged is copied to
 /// "<file>.damaged", next to it and with its permissions; an earlier copy with other contents stays, and the
 /// new one gets a number. Logged. Nothing for a file that is not there, or for a store that is no file (the
-/// registry). Any thread; may wait for the disk.
-[[nodiscard]] std::optional<DamagedSettings> keepIfDamaged(const QString& file);
+/// registry). store is the first object that reads the file in this process: only the first is told of a
+/// damaged title of a section. Any thread; may wait for the disk.
+[[nodiscard]] std::optional<DamagedSettings> keepIfDamaged(const QSettings& store);
 
 } // namespace vt

@@ -4,6 +4,7 @@
 #include "acquisition/AcquisitionFrame.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 namespace vt {
@@ -14,8 +15,12 @@ qint64 recordedBytesPerHour(int channelCount, int animalType)
     return qint64{channelCount} * 3600 * (qint64{2} * DecimatedRateHz + valuesPerStep * 8 / 2);
 }
 
-void DiskForecast::note(qint64 nowMs, qint64 freeBytes)
+void DiskForecast::note(qint64 nowMs, qint64 freeBytes, int filmingCameras)
 {
+    if (filmingCameras > std::exchange(m_filmingCameras, filmingCameras)) {
+        m_samples.clear(); // how fast the disk filled without this one says little
+        m_rate.reset();
+    }
     if (freeBytes < 0 || (!m_samples.empty() && nowMs - m_samples.back().atMs < SpacingMs))
         return;
     m_samples.push_back({nowMs, freeBytes});
@@ -24,10 +29,8 @@ void DiskForecast::note(qint64 nowMs, qint64 freeBytes)
     m_rate = medianFall();
 }
 
-qint64 DiskForecast::bytesPerHour(qint64 computed, bool areCamerasFilming) const
+qint64 DiskForecast::bytesPerHour(qint64 computed) const
 {
-    if (areCamerasFilming && !m_rate)
-        return 0;
     return std::max(computed, m_rate.value_or(0));
 }
 

@@ -19,15 +19,17 @@ public:
     static constexpr qint64 ShortestMs = 600'000;  ///< measured for so long before there is a rate
     static constexpr qint64 LongestMs = 1'800'000; ///< older samples are forgotten
 
-    /// nowMs: monotonic. Free space that is not known, below 0, is left out.
-    void note(qint64 nowMs, qint64 freeBytes);
+    /// nowMs: monotonic. Free space that is not known, below 0, is left out. With more cameras that film than
+    /// before the measurement begins anew.
+    void note(qint64 nowMs, qint64 freeBytes, int filmingCameras);
     /// By which free space falls in an hour, in bytes, 0 when it does not; empty before ShortestMs. The
     /// median over all pairs of samples: neither a film that is deleted meanwhile nor a file that is copied
     /// there at once is taken for what goes on.
     [[nodiscard]] std::optional<qint64> measuredBytesPerHour() const { return m_rate; }
-    /// To reckon with: the larger of computed and measured; 0, for not known, when cameras film and nothing
-    /// has been measured yet.
-    [[nodiscard]] qint64 bytesPerHour(qint64 computed, bool areCamerasFilming) const;
+    /// To reckon with: the larger of computed and measured. While cameras film and nothing has been measured
+    /// yet it is the least that it can be.
+    [[nodiscard]] qint64 bytesPerHour(qint64 computed) const;
+    [[nodiscard]] bool isMeasured() const { return m_rate.has_value(); }
 
 private:
     struct Sample
@@ -39,6 +41,7 @@ private:
 
     std::deque<Sample> m_samples; ///< oldest first
     std::optional<qint64> m_rate;
+    int m_filmingCameras = 0;
 };
 
 } // namespace vt

@@ -213,7 +213,7 @@ void SessionPrivate::sampleDisk()
             diskSamplePending = false;
             freeDiskBytes = bytes;
             if (recordingRan && state != SessionState::Idle)
-                diskForecast.note(time.monotonicMs(), bytes);
+                diskForecast.note(time.monotonicMs(), bytes, q->status().cameras.recording);
             if (state != SessionState::Idle)
                 diskTimer->start(diskSampleIntervalMs, TimerMode::SingleShot);
         });
@@ -438,8 +438,9 @@ SessionStatus SessionController::status() const
         companion->report(status);
     if (!d->recordingRan) // what they have lost was an earlier recording's
         status.losses = ownLosses;
-    status.bytesPerHour = d->diskForecast.bytesPerHour(
-        recordedBytesPerHour(d->setup.channelCount, d->mcu.animalType), status.cameras.enabled > 0);
+    status.bytesPerHour =
+        d->diskForecast.bytesPerHour(recordedBytesPerHour(d->setup.channelCount, d->mcu.animalType));
+    status.isFillRateKnown = status.cameras.enabled == 0 || d->diskForecast.isMeasured();
     return status;
 }
 

@@ -172,6 +172,7 @@ struct SessionPrivate
     qint64 recordingStartMs = 0;
     QDateTime pausedAt;
     qint64 pauseLastDataMs = -1; ///< when the last data before the pause came; -1: no pause
+    qint64 gapStartMs = 0;       ///< monotonic, of the last data before the pause that is told
     bool isResumeProblemTold = false;
     bool recordingRan = false; ///< Recording was reached
 

@@ -232,12 +232,14 @@ void SessionPrivate::pause(qint64 lastData)
 {
     qWarning().noquote() << banner();
     qWarning("DAQ disconnect detected — entering auto-resume PAUSE state");
-    pausedAt = time.now().addMSecs(lastData - time.monotonicMs()); // where the gap begins, too
     pauseLastDataMs = lastData;
     isResumeProblemTold = false;
-    // After a resume that brought no data it is still the same pause.
-    if (lastDataMs >= 0 || result.pauses == 0)
+    // After a resume that brought no data it is still the same pause, and the same gap.
+    if (lastDataMs >= 0 || result.pauses == 0) {
+        pausedAt = time.now().addMSecs(lastData - time.monotonicMs());
+        gapStartMs = lastData;
         ++result.pauses;
+    }
     setState(SessionState::Paused);
     tearDown(TeardownKind::Pause);
 }
@@ -381,14 +383,15 @@ void SessionPrivate::resumeFinished()
     user.closeNotice(u"paused"_s);
     user.closeNotice(u"resumeProblem"_s);
     const QDateTime now = time.now();
-    const qint64 withoutDataMs = endPause();
+    const qint64 gapMs = time.monotonicMs() - gapStartMs;
+    endPause();
     // A notice: a unit that comes and goes all night leaves one message, not hundreds.
     user.showNotice(
         u"resumed"_s, SessionController::tr("Recording Resumed"),
         SessionController::tr(
             "Recording paused at %1 and resumed at %2.\nApproximate gap: %3 seconds.\n\nContinuing in: %4")
             .arg(pausedAt.toString(messageTimeFormat()), now.toString(messageTimeFormat()))
-            .arg(withoutDataMs / 1000)
+            .arg(gapMs / 1000)
             .arg(base),
         u"OK"_s, [] {});
     qWarning().noquote() << "attemptResume: success — segment base now" << base;

@@ -190,7 +190,8 @@ struct SessionStatus
     FileWriter::Statistics writer; ///< current segment
     LossSummary losses;            ///< whole recording
     qint64 freeDiskBytes = -1;     ///< -1: unknown
-    qint64 bytesPerHour = 0;       ///< by which the disk fills, see DiskForecast; 0: not known
+    qint64 bytesPerHour = 0;       ///< by which the disk fills, see DiskForecast
+    bool isFillRateKnown = true;   ///< else it fills faster: cameras film, and nothing has been measured yet
     std::vector<ChannelSummary> channels;
     StimulationStatus stimulation;
     SensorsStatus sensors;

@@ -410,19 +410,21 @@ void StimulationSession::showTemperature(bool isTooHot)
 void StimulationSession::showUnstopped(std::uint8_t cageMask)
 {
     m_user.closeNotice(stopNotice);
-    if (m_isWanted && cageMask != 0)
-        m_user.showNotice(
-            stopNotice, text("Stimulation"),
-            text("The stimulation unit has not taken the order to stop these cages: %1. They may go "
-                 "on until their stimulation ends by itself. The unit is told again when it answers. "
-                 "The recording goes on.")
-                .arg(cageNumbers(cageMask)),
-            text("OK"), [] {});
+    if (cageMask == 0)
+        return;
+    QString notice =
+        text("The stimulation unit has not taken the order to stop these cages: %1. They may go "
+             "on until their stimulation ends by itself. The unit is told again when it answers.")
+            .arg(cageNumbers(cageMask));
+    if (m_isWanted)
+        notice += text(" The recording goes on.");
+    m_user.showNotice(stopNotice, text("Stimulation"), notice, text("OK"), [] {});
 }
 
 void StimulationSession::closeNotices()
 {
-    for (const QString& notice : {powerNotice, awayNotice, temperatureNotice, triggerNotice, stopNotice})
+    // Not of cages that are not stopped: that one goes when they are.
+    for (const QString& notice : {powerNotice, awayNotice, temperatureNotice, triggerNotice})
         m_user.closeNotice(notice);
     m_isUnitAway = false;
     m_areOutputsAway = false;

@@ -210,14 +210,15 @@ void StatusStrip::showDisk(const SessionStatus& status)
                      Emphasis::Muted);
         return;
     }
-    const QString lasts = statustext::lastsText(status.freeDiskBytes, status.bytesPerHour);
+    const QString atMost = statustext::lastsText(status.freeDiskBytes, status.bytesPerHour);
     const QString free = statustext::bytesText(status.freeDiskBytes);
     const bool low = status.bytesPerHour > 0 && static_cast<double>(status.freeDiskBytes) <
                                                     LowDiskHours * static_cast<double>(status.bytesPerHour);
+    const QString lasts = status.isFillRateKnown || low ? atMost : QString();
     const QString value = lasts.isEmpty() ? free
                           : low           ? tr("%1, only %2").arg(free, lasts)
                                           : tr("%1, %2").arg(free, lasts);
-    const bool isMeasuring = lasts.isEmpty() && status.cameras.enabled > 0;
+    const bool isMeasuring = !status.isFillRateKnown;
     const QString toolTip = isMeasuring ? tr("Free space where the recording is saved; how long it lasts is "
                                              "known when the cameras have filmed for ten minutes")
                             : lasts.isEmpty()

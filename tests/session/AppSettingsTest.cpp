@@ -161,8 +161,11 @@ TEST_F(AppSettingsTest, ADamagedFileIsKeptBesideItselfBeforeItIsWritten)
     const QByteArray first = damageBy("[CameraSettings]\npassw"); // as of a write that was cut off
     const QString copy = m_current + u".damaged"_s;
     EXPECT_EQ(AppSettings::keepDamagedFiles(), keptIn(copy));
-    ASSERT_TRUE(QFile::remove(m_current) &&
-                QFile::copy(copy, m_current)); // the next start finds it as it was
+    ASSERT_TRUE(QFile::remove(m_current) && QFile::copy(copy, m_current));
+    QFile restored(m_current); // the next start finds it as it was, and reads it: this one knows its time
+    ASSERT_TRUE(restored.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(restored.setFileTime(QDateTime::currentDateTime().addSecs(2), QFile::FileModificationTime));
+    restored.close();
     EXPECT_EQ(AppSettings::keepDamagedFiles(), keptIn(copy)) << "one copy is enough";
     EXPECT_EQ(AppSettings::saveFileName(), u"/data/a"_s);
     AppSettings::setLastConfigDir(u"/configs"_s);
@@ -176,6 +179,9 @@ TEST_F(AppSettingsTest, ADamagedFileIsKeptBesideItselfBeforeItIsWritten)
     EXPECT_EQ(contents(copy + u'2'), second);
     EXPECT_EQ(messages().size(), 3);
     EXPECT_TRUE(messages().back().contains(m_current) && messages().back().contains(copy + u'2'));
+
+    (void)damageBy("[CameraSett"); // cut off in a title
+    EXPECT_EQ(AppSettings::keepDamagedFiles(), keptIn(copy + u'3'));
 }
 
 TEST_F(AppSettingsTest, ClearingLeavesDefaultsAndSaysSo)

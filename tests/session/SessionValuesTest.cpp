@@ -97,25 +97,26 @@ TEST(DiskForecast, TakesTheLargerOfWhatIsReckonedAndWhatIsMeasured)
     const auto pass = [&](int minutes, qint64 fallPerHour) {
         for (int i = 0; i < minutes * 30; ++i, now += 2000) {
             free -= fallPerHour / 1800;
-            forecast.note(now, free + (i % 7 == 3 ? 5 * megabyte : 0)); // something small comes and goes
+            forecast.note(now, free + (i % 7 == 3 ? 5 * megabyte : 0), 1); // something small comes and goes
         }
     };
-    const auto megabytes = [&] {
-        return static_cast<double>(forecast.bytesPerHour(computed, true)) / megabyte;
-    };
+    const auto megabytes = [&] { return static_cast<double>(forecast.bytesPerHour(computed)) / megabyte; };
     pass(9, 900 * megabyte);
-    EXPECT_EQ(forecast.bytesPerHour(computed, false), computed);
-    EXPECT_EQ(forecast.bytesPerHour(computed, true), 0) << "films of unknown size";
+    EXPECT_EQ(forecast.bytesPerHour(computed), computed);
+    EXPECT_FALSE(forecast.isMeasured()) << "films of unknown size";
     pass(3, 900 * megabyte);
     EXPECT_NEAR(megabytes(), 900, 45);
     free += 20'000 * megabyte; // somebody makes room
     pass(3, 900 * megabyte);
     EXPECT_NEAR(megabytes(), 900, 90);
-    forecast.note(now + 60'000, -1); // a share that is away for a moment
+    forecast.note(now + 60'000, -1, 1); // a share that is away for a moment
     pass(29, 3600 * megabyte);
     EXPECT_NEAR(megabytes(), 3600, 180);
     pass(35, 0);
-    EXPECT_EQ(forecast.bytesPerHour(computed, true), computed);
+    EXPECT_EQ(forecast.bytesPerHour(computed), computed);
+    EXPECT_TRUE(forecast.isMeasured());
+    forecast.note(now, free, 2);
+    EXPECT_FALSE(forecast.isMeasured()) << "one more camera films";
 }
 
 TEST(RecordingSummary, NamesEveryLossWithItsNumberAndEveryChannel)
