@@ -230,9 +230,10 @@ void AcquisitionCore::recover(std::uint64_t generation, const QDateTime& failedA
 }
 
 /// Stops and clears the task. The handle stays valid until the last callback has left it: stopping makes a
-/// read that is under way return.
+/// read that is under way return. A read of this task that has failed needs no recovery any more.
 void AcquisitionCore::takeDown()
 {
+    m_taskGeneration = 0;
     m_slot->task.close();
     m_task.stop();
     m_slot->task.waitQuiet();

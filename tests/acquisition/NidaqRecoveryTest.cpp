@@ -175,6 +175,25 @@ TEST(NidaqRecovery, SurvivesEveryCallFailingForEver)
     }
 }
 
+// A callback comes while the task is being started, its read fails, and so does the start: one failure, and
+// no question about a task that is gone.
+TEST(NidaqRecovery, AReadThatFailsWithinAFailedStartIsNotRecoveredFrom)
+{
+    LogCapture log;
+    NidaqHarness h;
+    h.driver.failReads(true);
+    h.driver.failCall(5, false);
+    h.driver.setStartHook([&] { h.driver.deliverLate(0); });
+    h.device->start();
+    ASSERT_TRUE(h.time.waitForStarts(1));
+    h.time.advance(500);
+    ASSERT_TRUE(h.driver.waitForCount("CreateTask", 2));
+    ASSERT_TRUE(h.device->stop(NidaqHarness::StopWaitMs));
+    EXPECT_EQ(h.device->counters().readErrors, 1U);
+    EXPECT_THAT(h.time.startedMs(), ElementsAre(500));
+    EXPECT_EQ(h.driver.count("IsTaskDone"), 0U);
+}
+
 TEST(NidaqRecovery, NeverContinuesOnAnotherUnit)
 {
     LogCapture log;
