@@ -61,6 +61,9 @@ QString lossText(const RecordingResult& result)
     if (result.pauses > 0)
         out << "Without data: " << (result.withoutDataMs + 500) / 1000 << " s in " << result.pauses
             << (result.pauses == 1 ? " pause\n" : " pauses\n");
+    if (lost.restartGapMs > 0)
+        out << "Without data: " << secondsRoundedUp(lost.restartGapMs) << " s in " << lost.restartGaps
+            << (lost.restartGaps == 1 ? " restart of the acquisition\n" : " restarts of the acquisition\n");
     if (lost.writesReordered > 0)
         out << "Out of order: " << lost.writesReordered
             << " writes stand after a younger one in their file (the disk stalled)\n";
@@ -93,6 +96,12 @@ QString oneLine(QString id)
 }
 
 } // namespace
+
+QString secondsRoundedUp(quint64 milliseconds)
+{
+    const quint64 tenths = (milliseconds + 99) / 100;
+    return u"%1.%2"_s.arg(tenths / 10).arg(tenths % 10);
+}
 
 QString stimulationProblem(const StimulationStatus& stimulation)
 {
