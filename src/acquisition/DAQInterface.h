@@ -24,6 +24,7 @@ struct AcquisitionCounters
     quint64 bytesDamaged = 0;   ///< part of no packet; one cut in two where the stream begins is none
     quint64 interruptions = 0;  ///< times that the stream ran dry and went on
     quint64 samplesDropped = 0; ///< per channel; too many waited
+    quint64 samplesCut = 0;     ///< per channel; behind the last frame when the device went away, 19 at most
 };
 
 /// An acquisition device as the rest of the program sees it.

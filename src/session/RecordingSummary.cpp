@@ -34,7 +34,7 @@ QString lossText(const RecordingResult& result)
             out << "Lost: " << lost.bytesDamaged << " bytes damaged on the serial line, "
                 << lost.interruptions << " interruptions of the stream\n";
         if (lost.samplesDropped > 0)
-            out << "Lost: " << lost.samplesDropped << " samples that waited for too long\n";
+            out << "Lost: " << lost.samplesDropped << " samples that did not get into a frame\n";
         if (lost.framesUnaccounted > 0)
             out << "Lost: " << lost.framesUnaccounted << " frames never processed\n";
         if (lost.failedStamps > 0)
