@@ -8,14 +8,14 @@
 #include <QDeadlineTimer>
 #include <QDebug>
 #include <algorithm>
-#include <array>
 
 namespace vt {
 
 namespace {
 
 constexpr qint64 CallbackDelayLimitMs = 60;
-constexpr std::array<int, 3> RetryDelaysMs{500, 1000, 2000};
+constexpr qint64 BlockUs = 1'000'000 / FramesPerSecond;
+constexpr qint64 LeastGapUs = 1000;
 
 } // namespace
 
@@ -63,8 +63,10 @@ bool AcquisitionCore::stop(int timeoutMs)
         return true;
     const QDeadlineTimer deadline(timeoutMs);
     m_slot->delivery.close();
-    if (!m_stopping.exchange(true))
+    if (!m_stopping.exchange(true)) {
+        m_stoppedUs = m_time.monotonicUs();
         post([this] { finish(); });
+    }
     if (!m_slot->delivery.waitQuietFor(timeoutMs))
         return false;
     std::unique_lock lock(m_finishedMutex);
@@ -99,7 +101,20 @@ AcquisitionCounters AcquisitionCore::counters() const
     AcquisitionCounters counters = m_queue.counters();
     counters.readErrors = m_readErrors.load();
     counters.restarts = m_restarts.load();
+    counters.gaps = m_gaps.load();
+    counters.gapMs = static_cast<quint64>(m_gapUs.load() / 1000);
+    counters.openGapMs = static_cast<quint64>(openGapUs() / 1000);
     return counters;
+}
+
+/// Since the last block, until now or until the stop; 0 when no read has failed since.
+qint64 AcquisitionCore::openGapUs() const
+{
+    const qint64 lastUs = m_lastBlockUs.load();
+    if (!m_isInterrupted || lastUs < 0)
+        return 0;
+    const qint64 stoppedUs = m_stoppedUs.load();
+    return std::max<qint64>((stoppedUs >= 0 ? stoppedUs : m_time.monotonicUs()) - lastUs - BlockUs, 0);
 }
 
 // ---- driver's thread ----
@@ -145,6 +160,7 @@ void AcquisitionCore::readFailed(std::int32_t status, std::int32_t samplesRead, 
         return; // the task was stopped under the read, which is no fault
     m_slot->task.close();
     ++m_readErrors;
+    m_isInterrupted = true;
     qWarning().noquote() << "DAQ read failed, error:" << status << "read:" << samplesRead;
     std::ignore = daqmxSucceeded(m_driver, status, "DAQmxReadAnalogF64");
     // Never inside the callback: the driver may wait for this very callback when its task is stopped.
@@ -157,7 +173,7 @@ void AcquisitionCore::deliver()
         return;
     const FrameQueue::PushResult result = m_queue.push(m_readBuffer.data(), m_lastCallbackUs.load());
     const quint64 blocks = ++m_blocks;
-    m_dataFlowed = true;
+    noteBlock(m_lastCallbackUs.load());
     if (result != FrameQueue::PushResult::SkippedBusy)
         m_owner.frameQueued();
     if (m_owner.frameLimit > 0 && blocks >= m_owner.frameLimit) {
@@ -169,6 +185,21 @@ void AcquisitionCore::deliver()
     m_slot->delivery.leave();
 }
 
+void AcquisitionCore::noteBlock(qint64 arrivedUs)
+{
+    if (m_firstBlockUs.load() < 0)
+        m_firstBlockUs = arrivedUs;
+    const qint64 lastUs = m_lastBlockUs.exchange(arrivedUs);
+    if (!m_isInterrupted.exchange(false) || lastUs < 0)
+        return;
+    const qint64 gapUs = arrivedUs - lastUs - BlockUs;
+    if (gapUs < LeastGapUs)
+        return;
+    ++m_gaps;
+    m_gapUs += gapUs;
+    qWarning().noquote() << "Data flows again after" << gapUs / 1000 << "ms without";
+}
+
 // ---- acquisition thread ----
 
 void AcquisitionCore::setUp()
@@ -176,18 +207,18 @@ void AcquisitionCore::setUp()
     if (m_stopping)
         return;
     if (m_isRestart && !isSameUnit()) {
-        scheduleRetry();
+        retryAfter(m_pacing.afterFailedSetUp());
         return;
     }
     m_taskGeneration = nextGeneration();
-    m_dataFlowed = false;
+    m_firstBlockUs = -1;
     // Open before the task starts: the first callback may come while DAQmxStartTask is still under way.
     m_slot->task.open(m_taskGeneration);
     if (!m_task.setUp(&onEveryNSamples, encodeTicket({m_slot, m_taskGeneration}), m_stopping)) {
         takeDown();
         m_isRestart = true;
         if (!m_stopping)
-            scheduleRetry();
+            retryAfter(m_pacing.afterFailedSetUp());
         return;
     }
     if (m_isRestart)
@@ -221,30 +252,37 @@ void AcquisitionCore::recover(std::uint64_t generation, const QDateTime& failedA
     m_isRestart = true;
     if (m_stopping)
         return;
-    if (!m_dataFlowed) {
-        scheduleRetry();
-        return;
-    }
-    m_failedAttempts = 0;
-    setUp();
+    const int delayMs = m_pacing.afterReadError(dataSinceSetUpMs());
+    if (delayMs > 0)
+        retryAfter(delayMs);
+    else
+        setUp();
+}
+
+/// From the first to the last block; none when no block came.
+std::optional<qint64> AcquisitionCore::dataSinceSetUpMs() const
+{
+    const qint64 firstUs = m_firstBlockUs.load();
+    if (firstUs < 0)
+        return std::nullopt;
+    return (m_lastBlockUs.load() - firstUs) / 1000;
 }
 
 /// Stops and clears the task. The handle stays valid until the last callback has left it: stopping makes a
-/// read that is under way return.
+/// read that is under way return. A read of this task that has failed needs no recovery any more.
 void AcquisitionCore::takeDown()
 {
+    m_taskGeneration = 0;
     m_slot->task.close();
     m_task.stop();
     m_slot->task.waitQuiet();
     m_task.clear();
 }
 
-void AcquisitionCore::scheduleRetry()
+void AcquisitionCore::retryAfter(int delayMs)
 {
     if (!m_retryTimer)
         m_retryTimer = m_time.createTimer(&m_inbox, [this] { setUp(); });
-    const int delayMs = RetryDelaysMs[std::min(m_failedAttempts, RetryDelaysMs.size() - 1)];
-    ++m_failedAttempts;
     m_retryTimer->start(delayMs, TimerMode::SingleShot);
 }
 

@@ -4,6 +4,7 @@
 #include "acquisition/AnalogInputTask.h"
 #include "acquisition/CallbackSlots.h"
 #include "acquisition/FrameQueue.h"
+#include "acquisition/RestartPacing.h"
 #include "base/Inbox.h"
 #include "base/TimeSource.h"
 #include "daqmx/DaqmxApi.h"
@@ -22,11 +23,13 @@ namespace vt {
 /// the owner when the driver hangs in a call.
 ///
 ///   Idle --setUp--> Running --read failed--> [stop, clear] --at once or after a delay--> setUp
-///     |                |                          ^
-///     +--step failed---+---- after 0.5 s, 1 s, 2 s, 2 s ...
+///     |                                           ^
+///     +--step failed----------- after a delay ----+
 ///   any --finish--> [stop, clear] --> Finished (the thread ends)
 ///
-/// Every set-up after a failure begins with a look at the unit's serial number, when one is required.
+/// Every set-up after a failure begins with a look at the unit's serial number, when one is required. The
+/// delays are RestartPacing's. The time between the last block before a failed read and the first one after
+/// it, less the length of a block, is counted: its samples were never acquired.
 class AcquisitionCore
 {
 public:
@@ -59,6 +62,8 @@ public:
     [[nodiscard]] AcquisitionCounters counters() const;
 
 private:
+    [[nodiscard]] qint64 openGapUs() const;
+
     static std::int32_t VT_DAQMX_CALL onEveryNSamples(daqmx::TaskHandle task, std::int32_t eventType,
                                                       std::uint32_t sampleCount, void* callbackData);
     // Driver's thread, inside the task gate.
@@ -66,12 +71,14 @@ private:
     void measureDelay();
     void readFailed(std::int32_t status, std::int32_t samplesRead, std::uint64_t generation);
     void deliver();
+    void noteBlock(qint64 arrivedUs);
     // Acquisition thread.
     void setUp();
     void recover(std::uint64_t generation, const QDateTime& failedAt);
     [[nodiscard]] bool isSameUnit();
     void takeDown();
-    void scheduleRetry();
+    void retryAfter(int delayMs);
+    [[nodiscard]] std::optional<qint64> dataSinceSetUpMs() const;
     void finish();
     void post(std::function<void()> step);
 
@@ -85,17 +92,22 @@ private:
 
     bool m_started = false;
     const std::uint64_t m_ownerGeneration;
-    std::uint64_t m_taskGeneration = 0; ///< acquisition thread
-    std::size_t m_failedAttempts = 0;   ///< acquisition thread; since data flowed
+    std::uint64_t m_taskGeneration = 0; ///< acquisition thread; 0: no task is set up
+    RestartPacing m_pacing;             ///< acquisition thread
     bool m_isRestart = false;           ///< acquisition thread: the next successful set-up is a restart
     std::unique_ptr<Timer> m_retryTimer;
 
     std::atomic<bool> m_stopping{false};
-    std::atomic<bool> m_dataFlowed{false}; ///< since the last set-up
+    std::atomic<qint64> m_stoppedUs{-1};
     std::atomic<qint64> m_lastCallbackUs{-1};
-    std::atomic<quint64> m_blocks{0}; ///< handed to the queue
+    std::atomic<qint64> m_firstBlockUs{-1};   ///< since the last set-up; -1: none
+    std::atomic<qint64> m_lastBlockUs{-1};    ///< over all set-ups; -1: none
+    std::atomic<bool> m_isInterrupted{false}; ///< a read has failed, and no block has come since
+    std::atomic<quint64> m_blocks{0};         ///< handed to the queue
     std::atomic<quint64> m_readErrors{0};
     std::atomic<quint64> m_restarts{0};
+    std::atomic<quint64> m_gaps{0};
+    std::atomic<qint64> m_gapUs{0}; ///< of all gaps together
 
     mutable Mutex m_finishedMutex;
     std::condition_variable_any m_finishedChanged;

@@ -16,10 +16,15 @@ struct AcquisitionCounters
     quint64 emptyPulls = 0;
     quint64 readErrors = 0; ///< failed reads; each is followed by a restart of the device's task
     quint64 restarts = 0;   ///< successful restarts after a failure
+    // Without data around failed reads: from the last block before to the first one after, less a block.
+    quint64 gaps = 0;      ///< that have ended
+    quint64 gapMs = 0;     ///< their length, all together
+    quint64 openGapMs = 0; ///< one that has not ended, until now or until the stop; 0: there is none
     // Lost before there was a frame; by the serial amplifier, 0 for others.
     quint64 bytesDamaged = 0;   ///< part of no packet; one cut in two where the stream begins is none
     quint64 interruptions = 0;  ///< times that the stream ran dry and went on
     quint64 samplesDropped = 0; ///< per channel; too many waited
+    quint64 samplesCut = 0;     ///< per channel; behind the last frame when the device went away, 19 at most
 };
 
 /// An acquisition device as the rest of the program sees it.
@@ -27,8 +32,9 @@ struct AcquisitionCounters
 /// Life of one object (one per segment of a recording; never restarted):
 ///   1. construction on the interface thread, with channel list and count;
 ///   2. start(): returns at once. Set-up runs on the device's own thread. A set-up step or a read that fails
-///      is logged by name and tried again: at once when data had flowed, else after 0.5 s, 1 s, 2 s, then
-///      every 2 s. The consumer only sees that no data comes, which is what the session's watchdog is for;
+///      is logged by name and tried again: at once when data had flowed, else, and when it has just failed
+///      before, after 0.5 s, 1 s, 2 s, then every 2 s. The consumer only sees that no data comes, which is
+///      what the session's watchdog is for;
 ///   3. for every block: one frame is pushed into the queue (10 frames; a full queue drops its oldest frame,
 ///      a queue lock that stays busy for 1 ms drops the new one), then newDAQDataReady(20) is emitted on the
 ///      driver's thread and dataNotifier, if set, is called. Neither allocates;

@@ -19,7 +19,7 @@ class TimeSource;
 /// tear-down run on an own thread, reads in the driver's callback.
 ///
 /// After a read that fails once data has flowed the task is set up anew at once; attempts that follow without
-/// data in between wait 0.5 s, 1 s, 2 s, then 2 s each.
+/// a second of data in between wait 0.5 s, 1 s, 2 s, then 2 s each. The time without data is counted.
 ///
 /// driver and time must outlive the object and, when stop() returned false, last until released(). An object
 /// that is destroyed before that leaves what the driver may still touch behind; it is never called again.

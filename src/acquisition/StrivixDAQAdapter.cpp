@@ -9,7 +9,9 @@
 #include <QDeadlineTimer>
 #include <QDebug>
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <utility>
 
 namespace vt {
 
@@ -56,6 +58,8 @@ public:
         m_thread.start([this, portName](StrivixDevice& device) {
             QObject::connect(&device, &StrivixDevice::samplesDrained, &device,
                              [this](std::span<const StrivixSample> samples) { frameSamples(samples); });
+            QObject::connect(&device, &StrivixDevice::emptied, &device,
+                             [this] { m_samplesCut = std::exchange(m_filled, 0); });
             QObject::connect(&device, &StrivixDevice::errorOccurred, &device,
                              [this](const QString& text) { tellOwner(m_owner.failed, text); });
             QObject::connect(&device, &StrivixDevice::identified, &device,
@@ -79,6 +83,7 @@ public:
     }
 
     [[nodiscard]] FrameQueue& queue() { return m_queue; }
+    [[nodiscard]] quint64 samplesCut() const { return m_samplesCut.load(); }
     [[nodiscard]] StrivixThread& thread() { return m_thread; }
 
 private:
@@ -141,10 +146,11 @@ private:
     FrameQueue m_queue;
     std::vector<double> m_frame;
     std::size_t m_filled = 0; ///< samples per channel in m_frame
-    quint64 m_frames = 0;     ///< handed to the queue
-    Owner m_owner;            ///< its functions are called inside the gate only
-    CallGate m_delivery;      ///< inside: the owner is being called and must not be destroyed
-    StrivixThread m_thread;   ///< last: waits for its thread, which uses the rest
+    std::atomic<quint64> m_samplesCut{0};
+    quint64 m_frames = 0;   ///< handed to the queue
+    Owner m_owner;          ///< its functions are called inside the gate only
+    CallGate m_delivery;    ///< inside: the owner is being called and must not be destroyed
+    StrivixThread m_thread; ///< last: waits for its thread, which uses the rest
 };
 
 StrivixDAQAdapter::StrivixDAQAdapter(TimeSource& time, const QString& portName, int channelCount,
@@ -216,6 +222,7 @@ AcquisitionCounters StrivixDAQAdapter::counters() const
     counters.bytesDamaged = device.bytesDamaged.load();
     counters.interruptions = device.underruns.load();
     counters.samplesDropped = device.samplesDropped.load();
+    counters.samplesCut = m_core->samplesCut();
     return counters;
 }
 

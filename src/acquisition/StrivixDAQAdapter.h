@@ -16,7 +16,7 @@ struct StrivixCounters;
 ///
 /// Unlike an NI-DAQmx unit it is not set up again after a failure: errorOccurred() tells why, no more data
 /// comes, and a new object is made for the next segment once the port is back. Samples that had arrived
-/// before the port disappeared are still delivered.
+/// before the port disappeared are still delivered; up to 19 that make no frame any more are counted.
 ///
 /// time must outlive the object and, when stop() returned false, last until released().
 class StrivixDAQAdapter final : public DAQInterface

@@ -245,12 +245,19 @@ void StrivixDevice::drainTick()
         m_drainTimer->start(m_drainIntervalMs, TimerMode::Repeating);
     }
     if (tick.amount == 0) {
-        if (m_state == State::Emptying)
+        if (m_state == State::Emptying) {
             closePort();
+            emit emptied();
+        }
         return;
     }
-    emit samplesDrained(std::span(m_fifo).first(static_cast<std::size_t>(tick.amount)));
-    m_fifo.erase(m_fifo.begin(), m_fifo.begin() + tick.amount);
+    handOn(static_cast<std::size_t>(tick.amount));
+}
+
+void StrivixDevice::handOn(std::size_t count)
+{
+    emit samplesDrained(std::span(m_fifo).first(count));
+    m_fifo.erase(m_fifo.begin(), m_fifo.begin() + static_cast<std::ptrdiff_t>(count));
 }
 
 void StrivixDevice::stop()
@@ -318,6 +325,9 @@ void StrivixDevice::portGone()
     m_phaseTimer->stop();
     m_port.close();
     m_state = State::Emptying; // what has arrived is still handed on, at its pace
+    // A FIFO that has not been primed has no pace, and never will: it is less than the cushion.
+    if (!m_drain.isPrimed())
+        handOn(m_fifo.size());
     emit errorOccurred(text);
 }
 

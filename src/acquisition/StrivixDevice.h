@@ -87,6 +87,8 @@ signals:
     void errorOccurred(const QString& text);
     /// The next samples at the 600 Hz pace, oldest first. Valid during the call: connect directly.
     void samplesDrained(std::span<const vt::StrivixSample> samples);
+    /// The port is gone, and all that had arrived has been handed on.
+    void emptied();
 
 private:
     void tryOpen();
@@ -100,6 +102,7 @@ private:
     void handleStream(const QByteArray& bytes);
     void limitFifo();
     void drainTick();
+    void handOn(std::size_t count);
     void portGone();
     void send(const QByteArray& command);
     void fail(const QString& text);

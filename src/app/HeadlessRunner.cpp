@@ -29,6 +29,25 @@ constexpr int selectionTimeoutMs = 60000;
 constexpr int sensorTimeoutMs = 5000; ///< a sensor says within half a second who it is
 const auto endedTooEarly = u"Ended before the recording began."_s;
 
+/// "  lost: 4 bytes damaged, 2 interruptions, 1.3 s without data": what the acquisition has lost beside
+/// frames, and read errors, each only when there was one.
+QString acquisitionLossText(const SessionStatus& status)
+{
+    QStringList parts;
+    const auto add = [&parts](quint64 count, const QString& one, const QString& more) {
+        if (count > 0)
+            parts << QString::number(count) + (count == 1 ? one : more);
+    };
+    const LossSummary& lost = status.losses;
+    add(lost.bytesDamaged, u" byte damaged"_s, u" bytes damaged"_s);
+    add(lost.interruptions, u" interruption"_s, u" interruptions"_s);
+    add(lost.samplesDropped, u" sample dropped"_s, u" samples dropped"_s);
+    add(status.readErrors, u" read error"_s, u" read errors"_s);
+    if (lost.restartGapMs > 0)
+        parts << secondsRoundedUp(lost.restartGapMs) + u" s without data"_s;
+    return parts.isEmpty() ? QString() : u"  lost: "_s + parts.join(u", "_s);
+}
+
 /// "  sensors 1 of 2  cameras 3 of 3": only what is set up.
 QString surroundingsText(const SessionStatus& status)
 {
@@ -69,7 +88,7 @@ QString progressLine(const SessionStatus& status)
                .arg(status.losses.framesDropped)
                .arg(status.writer.currentDepth + status.writer.emergencyDepth)
                .arg(disk, asleep) +
-           surroundingsText(status);
+           acquisitionLossText(status) + surroundingsText(status);
 }
 
 int exitStatusFor(EndReason reason, const LossSummary& losses)

@@ -66,7 +66,7 @@ private:
     bool m_done = false;
 };
 
-/// "120 s  Recording  segment 0  frames 3600 (0 dropped)  ..." in one line.
+/// "120 s  Recording  segment 0  frames 3600 (0 dropped)  ..." in one line, with what has been lost so far.
 [[nodiscard]] QString progressLine(const SessionStatus& status);
 
 /// What the process returns for a recording that ended like this.

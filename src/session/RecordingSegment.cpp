@@ -211,6 +211,12 @@ void RecordingSegment::logAccounts(const TeardownReport& report) const
     if (frames.framesAcquired != report.framesProcessed + frames.framesDropped)
         qCritical().noquote() << "Frame account does not balance: acquired" << frames.framesAcquired
                               << "processed + dropped" << report.framesProcessed + frames.framesDropped;
+    if (frames.gapMs > 0 || frames.openGapMs > 0)
+        qWarning().noquote() << "Acquisition:" << frames.gapMs << "ms without data in" << frames.gaps
+                             << "gaps, and" << frames.openGapMs << "ms at the end";
+    if (frames.samplesCut > 0)
+        qWarning().noquote() << "Serial line:" << frames.samplesCut
+                             << "samples had arrived behind the last frame when the device went away";
     if (frames.bytesDamaged > 0 || frames.interruptions > 0 || frames.samplesDropped > 0)
         qWarning().noquote() << "Serial line:" << frames.bytesDamaged << "bytes damaged,"
                              << frames.interruptions << "interruptions of the stream,"

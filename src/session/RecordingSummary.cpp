@@ -36,7 +36,7 @@ QString lossText(const RecordingResult& result)
             out << "Lost: " << lost.bytesDamaged << " bytes damaged on the serial line, "
                 << lost.interruptions << " interruptions of the stream\n";
         if (lost.samplesDropped > 0)
-            out << "Lost: " << lost.samplesDropped << " samples that waited for too long\n";
+            out << "Lost: " << lost.samplesDropped << " samples that did not get into a frame\n";
         if (lost.framesUnaccounted > 0)
             out << "Lost: " << lost.framesUnaccounted << " frames never processed\n";
         if (lost.failedStamps > 0)
@@ -70,6 +70,9 @@ QString lossText(const RecordingResult& result)
     if (result.pauses > 0)
         out << "Without data: " << (result.withoutDataMs + 500) / 1000 << " s in " << result.pauses
             << (result.pauses == 1 ? " pause\n" : " pauses\n");
+    if (lost.restartGapMs > 0)
+        out << "Without data: " << secondsRoundedUp(lost.restartGapMs) << " s in " << lost.restartGaps
+            << (lost.restartGaps == 1 ? " restart of the acquisition\n" : " restarts of the acquisition\n");
     if (lost.writesReordered > 0)
         out << "Out of order: " << lost.writesReordered
             << " writes stand after a younger one in their file (the disk stalled)\n";
@@ -102,6 +105,12 @@ QString oneLine(QString id)
 }
 
 } // namespace
+
+QString secondsRoundedUp(quint64 milliseconds)
+{
+    const quint64 tenths = (milliseconds + 99) / 100;
+    return u"%1.%2"_s.arg(tenths / 10).arg(tenths % 10);
+}
 
 QString stimulationProblem(const StimulationStatus& stimulation)
 {

@@ -47,6 +47,9 @@ struct RecordingReport
 /// "no stimulation unit", ...; empty when nothing that is set up is missing.
 [[nodiscard]] QString stimulationProblem(const StimulationStatus& stimulation);
 
+/// "1.3" for 1201 to 1300 ms: what is missing is never told as none.
+[[nodiscard]] QString secondsRoundedUp(quint64 milliseconds);
+
 /// The summary that a recording ends with, as lines of text: where it is, how long, what is missing (with
 /// numbers, or that nothing is), and one row per channel: channel, animal ID, steps, asleep, percent.
 [[nodiscard]] QString summaryText(const RecordingResult& result);

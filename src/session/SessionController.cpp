@@ -423,6 +423,8 @@ SessionStatus SessionController::status() const
         status.losses.bytesDamaged += counters.bytesDamaged;
         status.losses.interruptions += counters.interruptions;
         status.losses.samplesDropped += counters.samplesDropped;
+        status.losses.restartGaps += counters.gaps + (counters.openGapMs > 0 ? 1U : 0U);
+        status.losses.restartGapMs += counters.gapMs + counters.openGapMs;
         status.writer = d->segment->writer()->statistics();
         status.losses.writesDropped += status.writer.droppedWrites;
         status.losses.writesFailed += status.writer.errors;

@@ -181,6 +181,17 @@ void SessionPrivate::absorb(const TeardownReport& report)
     lost.bytesDamaged += report.acquisition.bytesDamaged;
     lost.interruptions += report.acquisition.interruptions;
     lost.samplesDropped += report.acquisition.samplesDropped;
+    lost.restartGaps += report.acquisition.gaps;
+    lost.restartGapMs += report.acquisition.gapMs;
+    // What is missing behind the last frame belongs to the pause that follows, if there is one, which is told
+    // from the last data on. So is the loss of a device.
+    const bool isPause = pauseLastDataMs >= 0;
+    if (!isPause)
+        lost.samplesDropped += report.acquisition.samplesCut;
+    if (!isPause && endReason != EndReason::DeviceLost && report.acquisition.openGapMs > 0) {
+        ++lost.restartGaps;
+        lost.restartGapMs += report.acquisition.openGapMs;
+    }
     lost.writesDropped += report.writer.droppedWrites;
     lost.writesFailed += report.writer.errors;
     lost.bytesDropped += report.writer.bytesDropped;

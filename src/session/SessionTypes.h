@@ -111,6 +111,8 @@ struct LossSummary
     quint64 bytesDamaged = 0;           ///< on the serial line
     quint64 interruptions = 0;          ///< of the serial amplifier's stream
     quint64 samplesDropped = 0;         ///< per channel, before they were a frame
+    quint64 restartGaps = 0;            ///< times without data around a restart of the acquisition
+    quint64 restartGapMs = 0;           ///< their length, all together
     quint64 writesReordered = 0;        ///< written, but after a younger write to the same file
     quint64 sensorRecordsLost = 0;      ///< rounds of readings that did not get into the log
     quint64 sensorLogsMissing = 0;      ///< logs of the environmental sensors that could not be opened
@@ -122,8 +124,9 @@ struct LossSummary
     {
         return framesDropped || framesUnaccounted || writesDropped || writesFailed || bytesDropped ||
                bytesFailed || flushTimeouts || failedStamps || markersNotWritten || filesNotWritten ||
-               bytesDamaged || interruptions || samplesDropped || sensorRecordsLost || sensorLogsMissing ||
-               cameraGaps || camerasWithoutVideo || stimulationRowsLost || stimulationLogsMissing;
+               bytesDamaged || interruptions || samplesDropped || restartGapMs || sensorRecordsLost ||
+               sensorLogsMissing || cameraGaps || camerasWithoutVideo || stimulationRowsLost ||
+               stimulationLogsMissing;
     }
 };
 

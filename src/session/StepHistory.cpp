@@ -11,6 +11,7 @@ namespace {
 
 constexpr double StatUnits = 1000.0;
 constexpr double RateUnits = 1000.0;
+constexpr std::uint16_t NoRate = 65535; ///< 0 is a rate: of an animal whose breathing was not found
 constexpr double HistogramLow = -10.0;
 constexpr double HistogramWidth = 0.1;
 constexpr int MinutesPerBin = 10;
@@ -27,10 +28,10 @@ std::int16_t packStat(double stat)
 
 std::uint16_t packRate(double hertz)
 {
-    constexpr double Most = std::numeric_limits<std::uint16_t>::max();
-    if (!(hertz > 0.0))
-        return 0;
-    return static_cast<std::uint16_t>(std::clamp(std::round(hertz * RateUnits), 1.0, Most));
+    constexpr double Most = NoRate - 1;
+    if (!(hertz >= 0.0)) // NaN, too
+        return NoRate;
+    return static_cast<std::uint16_t>(std::min(std::round(hertz * RateUnits), Most));
 }
 
 } // namespace
@@ -130,7 +131,7 @@ StepHistory::Step StepHistory::step(std::size_t index, int channel) const
         index % StepsPerChunk * static_cast<std::size_t>(m_channels) + static_cast<std::size_t>(channel);
     const std::uint16_t rate = chunk.rate[at];
     return {chunk.stat[at] / StatUnits,
-            rate > 0 ? rate / RateUnits : std::numeric_limits<double>::quiet_NaN(),
+            rate != NoRate ? rate / RateUnits : std::numeric_limits<double>::quiet_NaN(),
             static_cast<double>(chunk.power[at]),
             (chunk.flags[at] & Sleeping) != 0,
             (chunk.flags[at] & NoSignal) != 0,

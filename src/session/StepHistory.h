@@ -30,7 +30,7 @@ public:
     struct Step
     {
         double decisionStat = 0.0;
-        double breathRate = 0.0; ///< Hz; NaN while awake or unknown
+        double breathRate = 0.0; ///< Hz, up to 65.534; NaN while awake or unknown
         double power = 0.0;
         bool sleeping = false;
         bool noSignal = false;
@@ -100,7 +100,7 @@ private:
         std::vector<qint64> timeMs;
         // One value per step and channel; the channels of a step together.
         std::vector<std::int16_t> stat;
-        std::vector<std::uint16_t> rate; ///< mHz; 0: none
+        std::vector<std::uint16_t> rate; ///< mHz; 65535: none
         std::vector<float> power;
         std::vector<std::uint8_t> flags;
     };

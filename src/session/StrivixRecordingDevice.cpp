@@ -35,11 +35,6 @@ QString serialOf(const QString& identity)
     return identity.mid(ProductName.size()).trimmed();
 }
 
-bool isSameUsbDevice(const AmplifierPort& a, const AmplifierPort& b)
-{
-    return a.vendorId == b.vendorId && a.productId == b.productId && a.serial == b.serial;
-}
-
 bool isSamePort(const AmplifierPort& a, const AmplifierPort& b)
 {
     return a.name == b.name && a.port == b.port && isSameUsbDevice(a, b);
@@ -52,6 +47,21 @@ QString withPort(const QString& error, const QString& port)
 }
 
 } // namespace
+
+const AmplifierPort* presentPort(const AmplifierPort& chosen, const std::vector<AmplifierPort>& listed)
+{
+    const AmplifierPort* elsewhere = nullptr;
+    bool isUnique = true;
+    for (const AmplifierPort& port : listed) {
+        if (!isSameUsbDevice(port, chosen))
+            continue;
+        if (port.name == chosen.name)
+            return &port;
+        isUnique = elsewhere == nullptr;
+        elsewhere = &port;
+    }
+    return isUnique && !chosen.serial.isEmpty() ? elsewhere : nullptr;
+}
 
 StrivixRecordingDevice::StrivixRecordingDevice(TimeSource& time, AmplifierPorts ports, Reserve reserve)
     : m_time(time), m_findPorts(std::move(ports)), m_reserve(std::move(reserve)),
@@ -104,6 +114,7 @@ void StrivixRecordingDevice::select(const QString& name, Read done)
         return;
     }
     m_selected = *port;
+    m_port = m_selected.port;
     const QString refusal = m_reserve ? m_reserve(claimName(*port), name) : QString();
     if (!refusal.isEmpty()) {
         answerLater([this, refusal, done = std::move(done)] { done(refused(refusal)); });
@@ -141,11 +152,13 @@ void StrivixRecordingDevice::deselect()
         m_serialClaim->release();
     m_identity.clear();
     m_selected = AmplifierPort{};
+    m_port.clear();
 }
 
 void StrivixRecordingDevice::read(const RecordingSetup& setup, Read done)
 {
     const int animalType = setup.animalType > 0 ? setup.animalType : int{AnimalMouse};
+    m_port = m_selected.port; // that it has been elsewhere was an earlier recording's
     askForSelected([this, animalType, done = std::move(done)](const StrivixProbeResult& result) {
         done(result.error.isEmpty() ? reading(animalType) : refused(result.error));
     });
@@ -160,7 +173,7 @@ void StrivixRecordingDevice::probe(Done done)
 
 void StrivixRecordingDevice::lookForDevice(Done done)
 {
-    const bool isThere = isPortPresent(m_selected.port) && isSelectedPort();
+    const bool isThere = followUsbDevice() && isPortPresent(m_port);
     answerLater([isThere, done = std::move(done)] { done(isThere); });
 }
 
@@ -169,9 +182,23 @@ bool StrivixRecordingDevice::isSelectedPort() const
     if (!m_findPorts)
         return true;
     const std::vector<AmplifierPort> ports = m_findPorts();
-    return std::any_of(ports.begin(), ports.end(), [this](const AmplifierPort& port) {
-        return port.name == m_selected.name && isSameUsbDevice(port, m_selected);
-    });
+    const AmplifierPort* port = presentPort(m_selected, ports);
+    return port && port->port == m_port;
+}
+
+bool StrivixRecordingDevice::followUsbDevice()
+{
+    if (!m_findPorts)
+        return true;
+    const std::vector<AmplifierPort> ports = m_findPorts();
+    const AmplifierPort* port = presentPort(m_selected, ports);
+    if (!port)
+        return false;
+    if (port->port != m_port)
+        qInfo().noquote() << "StrivixRecordingDevice: the USB device of" << m_identity << "is at"
+                          << port->port << "now, it was at" << m_port;
+    m_port = port->port;
+    return true;
 }
 
 void StrivixRecordingDevice::recover(Done done)
@@ -185,20 +212,18 @@ void StrivixRecordingDevice::recover(Done done)
 
 QString StrivixRecordingDevice::notBackText() const
 {
-    return u"attemptResume: Strivix %1 not back yet"_s.arg(m_selected.port);
+    return u"attemptResume: Strivix %1 not back yet"_s.arg(m_port);
 }
 
 std::unique_ptr<DAQInterface>
 StrivixRecordingDevice::makeAcquisition(int channelCount, std::function<void(const QString&)> failed)
 {
-    auto acquisition = std::make_unique<StrivixDAQAdapter>(m_time, m_selected.port, channelCount);
+    auto acquisition = std::make_unique<StrivixDAQAdapter>(m_time, m_port, channelCount);
     acquisition->setRequiredIdentity(m_identity);
     acquisition->setTries(Tries);
     QObject::connect(
         acquisition.get(), &StrivixDAQAdapter::errorOccurred, acquisition.get(),
-        [failed = std::move(failed), at = m_selected.port](const QString& error) {
-            failed(withPort(error, at));
-        },
+        [failed = std::move(failed), at = m_port](const QString& error) { failed(withPort(error, at)); },
         Qt::DirectConnection);
     return acquisition;
 }
@@ -208,7 +233,7 @@ void StrivixRecordingDevice::ask(Asked done)
     m_probe.reset(); // the port can be asked by one at a time
     m_asked = std::move(done);
     m_probe = std::make_unique<StrivixProbe>(
-        m_time, m_selected.port, m_answers,
+        m_time, m_port, m_answers,
         [this, mine = m_selection](const StrivixProbeResult& result) {
             if (mine == m_selection)
                 answered(result);
@@ -222,7 +247,7 @@ void StrivixRecordingDevice::answered(const StrivixProbeResult& result)
     m_answerTimer->stop();
     const Asked asked = std::exchange(m_asked, {});
     if (asked)
-        asked({result.identity, withPort(result.error, m_selected.port)});
+        asked({result.identity, withPort(result.error, m_port)});
 }
 
 void StrivixRecordingDevice::giveUpAsking()
@@ -234,16 +259,14 @@ void StrivixRecordingDevice::giveUpAsking()
 void StrivixRecordingDevice::askForSelected(Asked done)
 {
     if (!isSelectedPort()) {
-        const QString error =
-            withPort(text("There is another device than before, or none."), m_selected.port);
+        const QString error = withPort(text("There is another device than before, or none."), m_port);
         answerLater([error, done = std::move(done)] { done({{}, error}); });
         return;
     }
     ask([this, done = std::move(done)](StrivixProbeResult result) {
         if (result.error.isEmpty() && result.identity != m_identity)
-            result.error =
-                withPort(text("The device is \"%1\" instead of \"%2\".").arg(result.identity, m_identity),
-                         m_selected.port);
+            result.error = withPort(
+                text("The device is \"%1\" instead of \"%2\".").arg(result.identity, m_identity), m_port);
         done(result);
     });
 }

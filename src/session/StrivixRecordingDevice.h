@@ -18,9 +18,11 @@ struct StrivixProbeResult;
 
 /// The serial amplifier at one of the computer's serial ports. Who is at a port is asked only when it is
 /// selected: the ports of other devices, such as environmental sensors, are left alone. Nor is anything sent
-/// to a port at which the system has seen another USB device since. With reserve, the port is claimed before
-/// anything is sent to it, and the amplifier by its serial number as soon as that is known: it may have come
-/// back at another port while an instance of the program waits for it. See RecordingDevice.
+/// to a port at which the system has seen another USB device since. While a recording is paused, the
+/// amplifier is looked for at other ports, too: where its USB device is (presentPort) it is asked who it is.
+/// With reserve, the port is claimed before anything is sent to it, and the amplifier by its serial number as
+/// soon as that is known: it may have come back at another port while an instance of the program waits for
+/// it. That port is not claimed as well: the amplifier is. See RecordingDevice.
 class StrivixRecordingDevice final : public RecordingDevice
 {
 public:
@@ -64,6 +66,8 @@ private:
     [[nodiscard]] const AmplifierPort* find(const QString& name) const;
     /// Does the system list the port, at the USB device that it was at when it was selected?
     [[nodiscard]] bool isSelectedPort() const;
+    /// Goes where the selected port's USB device is now. False when it is nowhere.
+    bool followUsbDevice();
     void selected(const StrivixProbeResult& result, const Read& done);
     void ask(Asked done);
     void answered(const StrivixProbeResult& result);
@@ -79,6 +83,7 @@ private:
     const Reserve m_reserve;
     std::vector<AmplifierPort> m_ports;
     AmplifierPort m_selected;
+    QString m_port;     ///< where the selected amplifier is: m_selected.port, unless it came back elsewhere
     QString m_identity; ///< "Strivix ..." of the selected amplifier
     quint64 m_selection = 0;
     Inbox m_answers;

@@ -194,6 +194,8 @@ std::int32_t FakeAnalogDriver::DAQmxCreateTask(const char* taskName, daqmx::Task
 
 std::int32_t FakeAnalogDriver::DAQmxStartTask(daqmx::TaskHandle task)
 {
+    if (m_startHook)
+        m_startHook();
     MutexLock lock(m_mutex);
     const std::int32_t status = book("StartTask", task);
     if (status == 0)

@@ -42,6 +42,8 @@ public:
     void setSamplesPerRead(std::int32_t samples);
     /// Called inside each read, on the driver's thread, before it returns.
     void setReadHook(std::function<void()> hook) { m_readHook = std::move(hook); }
+    /// Called inside each start of a task, before it returns.
+    void setStartHook(std::function<void()> hook) { m_startHook = std::move(hook); }
 
     /// "StartTask(1)" and so on: handles are numbered in the order of creation.
     [[nodiscard]] std::vector<std::string> calls() const;
@@ -115,6 +117,7 @@ private:
     std::uint32_t m_serial VT_GUARDED_BY(m_mutex) = 42;
     std::int32_t m_samplesPerRead VT_GUARDED_BY(m_mutex) = 20;
     std::function<void()> m_readHook;
+    std::function<void()> m_startHook;
 };
 
 } // namespace vt::test

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "LogCapture.h"
 #include "NidaqHarness.h"
+#include "acquisition/RestartPacing.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>
@@ -32,9 +33,14 @@ TEST(NidaqRecovery, FailedReadRestartsTheTaskAtOnce)
     ASSERT_TRUE(h.driver.waitForCount("StartTask", 2));
     h.driver.stopFailing();
     ASSERT_TRUE(h.driver.waitForRunning());
+    h.time.advance(1'000);
+    EXPECT_EQ(h.device->counters().openGapMs, 42'966U) << "less the 33.3 ms of a block";
     h.driver.deliver();
     EXPECT_EQ(h.device->counters().framesAcquired, 2U);
     EXPECT_EQ(h.device->counters().readErrors, 1U);
+    EXPECT_EQ(h.device->counters().gapMs, 42'966U);
+    EXPECT_EQ(h.device->counters().gaps, 1U);
+    EXPECT_EQ(h.device->counters().openGapMs, 0U);
     EXPECT_TRUE(h.time.startedMs().empty()) << "no wait when data had flowed";
     EXPECT_TRUE(log.hasInOrder({u"DAQ read failed, error: -200279 read: 0"_qs,
                                 u"DAQmxReadAnalogF64 failed: error -200279"_qs, u"extended text"_qs,
@@ -54,6 +60,18 @@ TEST(NidaqRecovery, FailedReadRestartsTheTaskAtOnce)
                             "ReadAnalogF64(2, 20, 10.0, 0, 40)", "StopTask(2)", "ClearTask(2)"));
     h.driver.deliverLate(0);
     EXPECT_EQ(h.driver.count("ReadAnalogF64"), 3U) << "a late callback of the first task reads nothing";
+}
+
+// A unit that gave one block after each restart was set up anew without a pause, all night.
+TEST(RestartPacing, OnlyASecondOfDataEndsASeriesOfFailures)
+{
+    RestartPacing pacing;
+    EXPECT_EQ(pacing.afterReadError(0), 0) << "data had flowed";
+    for (const int expected : {500, 1000, 2000, 2000})
+        EXPECT_EQ(pacing.afterReadError(RestartPacing::SteadyMs - 1), expected);
+    EXPECT_EQ(pacing.afterReadError(RestartPacing::SteadyMs), 0);
+    EXPECT_EQ(pacing.afterFailedSetUp(), 500);
+    EXPECT_EQ(pacing.afterReadError(std::nullopt), 1000) << "no block came";
 }
 
 // The unit is away: every attempt fails at its first step. Then it comes back, works, and goes again.
@@ -88,7 +106,9 @@ TEST(NidaqRecovery, AttemptsAreSpacedOutUntilDataFlows)
     ASSERT_TRUE(h.driver.waitForRunning());
     h.driver.deliver();
 
-    // Data flowed: at once, then from the start of the series.
+    // Data flowed for a second: at once, then from the start of the series.
+    h.time.advance(1000);
+    h.driver.deliver();
     h.driver.failReads(true);
     h.driver.deliver();
     ASSERT_TRUE(h.driver.waitForCount("StartTask", 3));
@@ -175,6 +195,25 @@ TEST(NidaqRecovery, SurvivesEveryCallFailingForEver)
     }
 }
 
+// A callback comes while the task is being started, its read fails, and so does the start: one failure, and
+// no question about a task that is gone.
+TEST(NidaqRecovery, AReadThatFailsWithinAFailedStartIsNotRecoveredFrom)
+{
+    LogCapture log;
+    NidaqHarness h;
+    h.driver.failReads(true);
+    h.driver.failCall(5, false);
+    h.driver.setStartHook([&] { h.driver.deliverLate(0); });
+    h.device->start();
+    ASSERT_TRUE(h.time.waitForStarts(1));
+    h.time.advance(500);
+    ASSERT_TRUE(h.driver.waitForCount("CreateTask", 2));
+    ASSERT_TRUE(h.device->stop(NidaqHarness::StopWaitMs));
+    EXPECT_EQ(h.device->counters().readErrors, 1U);
+    EXPECT_THAT(h.time.startedMs(), ElementsAre(500));
+    EXPECT_EQ(h.driver.count("IsTaskDone"), 0U);
+}
+
 TEST(NidaqRecovery, NeverContinuesOnAnotherUnit)
 {
     LogCapture log;
@@ -210,8 +249,10 @@ TEST(NidaqRecovery, StopsCleanlyUnderLoad)
         ASSERT_TRUE(h.startRunning());
         std::atomic<bool> isDone{false};
         std::thread driverThread([&] {
-            while (!isDone)
+            while (!isDone) {
                 h.driver.deliver();
+                h.time.advance(33); // for the pauses between restarts
+            }
         });
         std::thread consumer([&] {
             while (!isDone)

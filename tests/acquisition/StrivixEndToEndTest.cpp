@@ -161,6 +161,23 @@ TEST(StrivixEndToEnd, UnplugIsToldAndTheNextAdapterGoesOnAtTheSamePort)
     ASSERT_TRUE(harness.stepUntil([&] { return harness.frames().size() > before + 30; }));
 }
 
+// What waited for the cushion to fill was dropped, and nobody was told.
+TEST(StrivixEndToEnd, UnplugBeforeTheFirstFrameLosesNothingUncounted)
+{
+    StrivixHarness harness;
+    ASSERT_TRUE(harness.open());
+    ASSERT_TRUE(harness.stepUntil([&] { return harness.adapter->deviceCounters().samples >= 100; }));
+    const quint64 samples = harness.adapter->deviceCounters().samples;
+    ASSERT_EQ(harness.adapter->counters().framesAcquired, 0U);
+    ASSERT_GT(samples % 20, 0U) << "no rest to count";
+    harness.amplifier.disappear();
+    ASSERT_TRUE(StrivixHarness::waitFor([&] { return !harness.errors().isEmpty(); }));
+    EXPECT_EQ(harness.adapter->counters().framesAcquired, samples / 20) << "before the error is told";
+    harness.time.advance(1000);
+    EXPECT_EQ(harness.frames().size(), samples / 20);
+    EXPECT_EQ(harness.adapter->counters().samplesCut, samples % 20);
+}
+
 TEST(StrivixEndToEnd, FrameLimitEndsTheStream)
 {
     StrivixHarness harness;

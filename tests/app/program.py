@@ -229,7 +229,7 @@ def parse_summary(text):
                    ended=one(r"^Ended: (.*) after [0-9.]+ s$").group(1),
                    acquired=int(frames.group(1)), processed=int(frames.group(2)), dropped=int(frames.group(3)),
                    bytes=int(files.group(1)), writes=int(files.group(2)),
-                   lost=one(r"^Lost: (.*)$").group(1),
+                   lost=one(r"^(?:Lost: |Without data: (?=.* of the acquisition$))(.*)$").group(1),
                    steps=[int(row[1]) for row in rows], asleep=[int(row[2]) for row in rows])
 
 

@@ -54,7 +54,9 @@ protected:
     }
     [[nodiscard]] AmplifierPort port() const
     {
-        return {Name, amplifier.portName(), u"Serial amplifier"_s, {}, true, usbVendor, 0x0042};
+        return {
+            portName, movedPath.isEmpty() ? amplifier.portName() : movedPath, {}, usbSerial, true, usbVendor,
+            0x0042};
     }
 
     /// Lets time pass until the condition holds, no faster than the session keeps up with the signal.
@@ -109,6 +111,9 @@ protected:
     RecordingUser user;
     SimulatedAmplifier amplifier{time, {.animalType = AnimalRat, .identity = Identity}};
     quint16 usbVendor = 0x1209;
+    QString usbSerial;
+    QString portName = Name;
+    QString movedPath; ///< empty: the amplifier's own
     std::optional<DeviceDetails> selected;
     std::unique_ptr<SessionController> session;
 };
@@ -360,6 +365,51 @@ TEST_F(AmplifierSession, NothingIsSentToAnotherUsbDeviceAtThePort)
     ASSERT_TRUE(passTo(SessionState::Recording));
     session->stop(EndReason::UserStop);
     ASSERT_TRUE(passTo(SessionState::Idle));
+}
+
+TEST_F(AmplifierSession, GoesOnAtAnotherPortWithTheSameUsbDevice)
+{
+    LogCapture log;
+    usbSerial = u"A1"_s;
+    makeSession(true);
+    ASSERT_TRUE(beginRecording(AnimalRat));
+    amplifier.disappear();
+    ASSERT_TRUE(passTo(SessionState::Paused));
+    ASSERT_TRUE(amplifier.comeBack());
+    portName = u"strivix:other"_s;
+    movedPath = folder.filePath(u"other"_s);
+    ASSERT_TRUE(QFile::link(amplifier.portName(), movedPath));
+    ASSERT_TRUE(passTo(SessionState::Recording));
+    const quint64 before = session->status().framesProcessed;
+    ASSERT_TRUE(pass([&] { return session->status().framesProcessed > before; }));
+    EXPECT_TRUE(log.has(u"StrivixRecordingDevice: the USB device of %1 is at %2 now, it was at %3"_s.arg(
+        Identity, movedPath, amplifier.portName())));
+    EXPECT_TRUE(log.has(u"StrivixDevice: Connected to %1 on %2"_s.arg(movedPath, Identity)));
+    session->stop(EndReason::UserStop);
+    ASSERT_TRUE(passTo(SessionState::Idle));
+}
+
+TEST(PresentPort, IsTheOnlyOneWithTheUsbDeviceWhenTheNameHasItNoMore)
+{
+    const AmplifierPort chosen{u"strivix:a"_s, u"a"_s, {}, u"A1"_s, false, 1, 2};
+    AmplifierPort moved = chosen;
+    moved.name = u"strivix:b"_s;
+    AmplifierPort twin = chosen;
+    twin.name = u"strivix:c"_s;
+    AmplifierPort other = chosen; // another device under the old name
+    other.serial = u"A2"_s;
+    const auto nameFor = [](const AmplifierPort& wanted, const std::vector<AmplifierPort>& listed) {
+        const AmplifierPort* port = presentPort(wanted, listed);
+        return port ? port->name : QString();
+    };
+    EXPECT_EQ(nameFor(chosen, {moved, chosen}), chosen.name);
+    EXPECT_EQ(nameFor(chosen, {other, moved}), moved.name);
+    EXPECT_EQ(nameFor(chosen, {other, moved, twin}), QString());
+    AmplifierPort nameless = chosen;
+    nameless.serial.clear();
+    moved.serial.clear();
+    EXPECT_EQ(nameFor(nameless, {moved}), QString());
+    EXPECT_EQ(nameFor(nameless, {nameless, moved}), nameless.name);
 }
 
 // The system does not return from the port: the user is told, and the interface thread does not wait.

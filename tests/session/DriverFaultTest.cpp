@@ -5,6 +5,7 @@
 
 #include "acquisition/AcquisitionFrame.h"
 
+#include <QRegularExpression>
 #include <gtest/gtest.h>
 
 using namespace vt;
@@ -91,9 +92,16 @@ TEST(ReadError, RestartsTheTaskAndTheRecordingGoesOn)
     harness.unit.failReads(daqmx::ErrorBufferOverwritten, 1);
     harness.unit.advanceFrames(1);
     ASSERT_TRUE(harness.passUntil([&] { return harness.session->status().restarts == 1; }, 100));
+    harness.passTime(3000);
+    EXPECT_GE(harness.session->status().losses.restartGapMs, 2900U) << "told while it lasts";
     ASSERT_TRUE(harness.waitForDevice());
     harness.deliver(9);
     ASSERT_TRUE(harness.stopAndWaitIdle());
     EXPECT_EQ(harness.session->status().framesProcessed, 41U);
-    EXPECT_TRUE(harness.session->lastSummary().contains(u"1 read errors, 1 restarts"_s));
+    const QString summary = harness.session->lastSummary();
+    EXPECT_TRUE(summary.contains(u"1 read errors, 1 restarts"_s));
+    EXPECT_FALSE(summary.contains(u"Lost: nothing"_s));
+    EXPECT_TRUE(summary.contains(
+        QRegularExpression(u"\nWithout data: (2\\.9|3\\.\\d|4\\.\\d) s in 1 restart of the acquisition\n"_s)))
+        << qPrintable(summary);
 }

@@ -168,6 +168,9 @@ TEST(RecordingSummary, NamesEveryLossWithItsNumberAndEveryChannel)
     EXPECT_TRUE(summaryText(result).contains(u"Without data: 36 s in 1 pause\n"_s));
     result.pauses = 2;
     EXPECT_TRUE(summaryText(result).contains(u"Without data: 36 s in 2 pauses\n"_s));
+    result.losses = {.restartGaps = 2, .restartGapMs = 201};
+    EXPECT_TRUE(reportOf(result).hasLosses);
+    EXPECT_TRUE(summaryText(result).contains(u"Without data: 0.3 s in 2 restarts of the acquisition\n"_s));
     result.losses = {.interruptions = 1};
     EXPECT_TRUE(result.losses.any());
 }

@@ -64,6 +64,13 @@ TEST(StepHistory, CountsBoutsHistogramAndDays)
     EXPECT_FALSE(history.step(6, 0).isDecided);
     EXPECT_EQ(history.indexAt(Start.addSecs(5).toMSecsSinceEpoch()), 3U);
     EXPECT_EQ(history.indexAt(Start.addSecs(100).toMSecsSinceEpoch()), 9U);
+
+    StepRecord notFound = record(Start.addSecs(18), {1.0, 1.0});
+    notFound.channels[0].shownBreathRate = 0.0;
+    notFound.channels[1].shownBreathRate = 100.0;
+    history.append(notFound);
+    EXPECT_DOUBLE_EQ(history.step(9, 0).breathRate, 0.0) << "a sleeping animal's trend had gaps there";
+    EXPECT_DOUBLE_EQ(history.step(9, 1).breathRate, 65.534);
 }
 
 TEST(StepHistory, KeepsAWeekOfSixteenChannelsIn64MiB)
