@@ -35,7 +35,7 @@ QString keepCopy(const QString& file)
     if (!contents)
         return {};
     for (int number = 1; number <= MostCopies; ++number) {
-        const QString copy = copyName(file, number);
+        QString copy = copyName(file, number);
         // Never replaces a file; another instance may make the same copy at this moment.
         if (QFile::copy(file, copy) || contentsOf(copy) == contents)
             return copy;

@@ -165,7 +165,7 @@ void StatusStrip::showDropped(const SessionStatus& status, bool isKnown)
 {
     const LossSummary& lost = status.losses;
     const bool isLost = lost.framesDropped || lost.framesUnaccounted || lost.bytesDamaged ||
-                        lost.interruptions || lost.samplesDropped;
+                        lost.interruptions || lost.samplesDropped || lost.restartGapMs;
     const bool isFaulty = status.readErrors > 0;
     const QString count = QLocale().toString(lost.framesDropped);
     QString toolTip = statustext::lossText(lost);

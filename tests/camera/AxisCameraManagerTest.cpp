@@ -235,7 +235,7 @@ TEST_F(AxisManager, AStreamThatCameBackIsInDoubtUntilASearchFindsItsCamera)
 
 TEST_F(AxisManager, ACameraWhosePasswordWasChangedIsToldOnceAndOneThatWasResetIsSetUpAnew)
 {
-    scan();
+    scanAndLogIn();
     manager->startCamera(order());
     ASSERT_TRUE(waitForCall(u"start "_s + Mac + u" 127.0.1.2"_s));
     camera->password = "other";

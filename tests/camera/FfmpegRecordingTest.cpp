@@ -207,6 +207,7 @@ TEST(RecordingDestructor, KillsTogetherWhatIgnoresQuit)
     for (int channel = 1; channel <= 3; ++channel) {
         CameraStream camera;
         camera.mac = u"AC-CC-8E-00-00-0%1"_s.arg(channel);
+        camera.address = QHostAddress(u"127.0.0.1"_s);
         camera.baseDirectory = folder.path();
         camera.channel = channel;
         manager->startCamera(camera);

@@ -88,11 +88,12 @@ TEST(Logind, DelaysTheSystemUntilTheRecordingIsClosed)
     events.readyForSystemEvent();
     EXPECT_TRUE(logind.waitForInhibitors({}));
     logind.emitPrepare(Shutdown, false);
-    EXPECT_TRUE(log.waitFor({QStringLiteral("PowerEvents: PrepareForShutdown received - Shutdown confirmed"),
-                             QStringLiteral("  Application has ~3 seconds to stop critical operations"),
-                             QStringLiteral("PowerEvents: delay inhibitor released - application ready"),
-                             QStringLiteral("PowerEvents: PrepareForShutdown - Shutdown cancelled"),
-                             QStringLiteral("PowerEvents: delay inhibitor registered")}));
+    EXPECT_TRUE(
+        log.waitFor({QStringLiteral("W PowerEvents: PrepareForShutdown received - Shutdown confirmed"),
+                     QStringLiteral("  Application has ~3 seconds to stop critical operations"),
+                     QStringLiteral("PowerEvents: delay inhibitor released - application ready"),
+                     QStringLiteral("PowerEvents: PrepareForShutdown - Shutdown cancelled"),
+                     QStringLiteral("PowerEvents: delay inhibitor registered")}));
     EXPECT_EQ(logind.inhibitors(), QStringList{Delay});
 
     // Nobody answers: let go a tenth of logind's time before it ends.

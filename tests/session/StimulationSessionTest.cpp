@@ -314,6 +314,24 @@ TEST_F(StimulationSessionTest, ATriggeredCageFollowsItsInput)
                      u"Stim,ExtTrigger,1,2,3,-/-/-,10/1.44/3.9,-/-/-"_s, u"digInput,Ext.Trig_Low,0,1,0"_s}));
 }
 
+TEST_F(StimulationSessionTest, AnInputThatIsHighFromTheStartIsFollowedWithoutAnEdge)
+{
+    vexio.extTriggerMask = 0b110;
+    fault("dio input 3 low");
+    ASSERT_TRUE(begin());
+    const auto pass = [&](const std::function<bool()>& condition) {
+        return harness.passUntil([&] { return harness.deliver(1) == 1 && condition(); }, 1);
+    };
+    ASSERT_TRUE(pass([&] { return log.hasPart(u"inputs are high already, cages: 0b0000000000000010"_s); }));
+    fault("dio input 3 high");
+    ASSERT_TRUE(pass([&] { return begun() == std::vector<int>{3}; }));
+    ASSERT_TRUE(pass([&] { return begun() == std::vector<int>{3, 2, 3}; }));
+    ASSERT_TRUE(harness.stopAndWaitIdle());
+    EXPECT_EQ(rows(u"run"_s), (QStringList{u"digInput,Ext.Trig_High,0,0,1"_s,
+                                           u"Stim,ExtTrigger,1,2,3,-/-/-,-/-/-,1/1.44/3.9"_s,
+                                           u"Stim,ExtTrigger-Rekick,1,2,3,-/-/-,1/1.44/3.9,1/1.44/3.9"_s}));
+}
+
 // The port expanders die while an input is high. Its cage was stimulated every 9.5 s for ever.
 TEST_F(StimulationSessionTest, ATriggerEndsWithItsInputAndGoesOnWithIt)
 {
