@@ -70,7 +70,7 @@ QString lossText(const RecordingResult& result)
     if (result.pauses > 0)
         out << "Without data: " << (result.withoutDataMs + 500) / 1000 << " s in " << result.pauses
             << (result.pauses == 1 ? " pause\n" : " pauses\n");
-    if (lost.restartGapMs > 0)
+    if (lost.restartGaps > 0 || lost.restartGapMs > 0)
         out << "Without data: " << secondsRoundedUp(lost.restartGapMs) << " s in " << lost.restartGaps
             << (lost.restartGaps == 1 ? " restart of the acquisition\n" : " restarts of the acquisition\n");
     if (lost.writesReordered > 0)

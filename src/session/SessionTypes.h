@@ -124,9 +124,9 @@ struct LossSummary
     {
         return framesDropped || framesUnaccounted || writesDropped || writesFailed || bytesDropped ||
                bytesFailed || flushTimeouts || failedStamps || markersNotWritten || filesNotWritten ||
-               bytesDamaged || interruptions || samplesDropped || restartGapMs || sensorRecordsLost ||
-               sensorLogsMissing || cameraGaps || camerasWithoutVideo || stimulationRowsLost ||
-               stimulationLogsMissing;
+               bytesDamaged || interruptions || samplesDropped || restartGaps || restartGapMs ||
+               sensorRecordsLost || sensorLogsMissing || cameraGaps || camerasWithoutVideo ||
+               stimulationRowsLost || stimulationLogsMissing;
     }
 };
 

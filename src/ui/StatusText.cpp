@@ -156,6 +156,7 @@ QString lossText(const LossSummary& losses)
     add(text("Bytes damaged on the serial line: %1"), losses.bytesDamaged);
     add(text("Interruptions of the stream: %1"), losses.interruptions);
     add(text("Samples dropped: %1"), losses.samplesDropped);
+    add(text("Restarts of the acquisition with a gap: %1"), losses.restartGaps);
     add(text("Milliseconds without data in restarts of the acquisition: %1"), losses.restartGapMs);
     add(text("Writes dropped: %1"), losses.writesDropped);
     add(text("Writes failed: %1"), losses.writesFailed);
