@@ -394,20 +394,54 @@ void SetupPanel::selectFile()
         dialog->setDirectory(QFileInfo(start).path());
         dialog->selectFile(QFileInfo(start).fileName());
     }
-    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
-        // The dialog asks about a file that is there, and about no other: another unit's files, or one that
-        // another instance writes meanwhile, have other names or come later.
-        const QString base = stripRecordingExtension(path);
-        const QString raw = segmentPaths(base, animalType()).raw;
-        if (QFileInfo::exists(path))
+    connect(dialog, &QFileDialog::fileSelected, this, &SetupPanel::lookAtName);
+    dialog->open();
+}
+
+/// The dialog asks about a file that is there, and about no other: another unit's files, or one that another
+/// instance writes meanwhile, have other names or come later. On the disk's thread: a share may hang.
+void SetupPanel::lookAtName(const QString& path)
+{
+    struct Found
+    {
+        bool isThere = false;
+        QString any;         ///< a file of an earlier recording
+        QString ofOtherKind; ///< likewise, that would not be replaced with this one
+    };
+    const QString base = stripRecordingExtension(path);
+    const QString raw = segmentPaths(base, animalType()).raw;
+    m_fileName->setText(tr("Looking at the disk…"));
+    const auto look = [path, base, raw] {
+        return QFileInfo::exists(path) ? Found{true, {}, {}}
+                                       : Found{false, recordedFile(base), recordedFile(base, raw)};
+    };
+    m_disk.run(m_answers, look, [this, path, base, raw, mine = ++m_namesChosen](const Found& found) {
+        if (mine != m_namesChosen)
+            return; // another name was chosen meanwhile
+        showBasePath();
+        if (m_locked)
+            return;
+        if (found.isThere)
             takeName(base, path);
-        else if (const QString found = recordedFile(base);
-                 !found.isEmpty() && recordedFile(base, raw).isEmpty())
-            askToReplace(base, raw, found);
+        else if (!found.ofOtherKind.isEmpty())
+            refuseName(found.ofOtherKind);
+        else if (!found.any.isEmpty())
+            askToReplace(base, raw, found.any);
         else
             takeName(base, {});
     });
-    dialog->open();
+}
+
+void SetupPanel::refuseName(const QString& found)
+{
+    auto* box = new QMessageBox(QMessageBox::Warning, tr("Select File"),
+                                tr("'%1' belongs to a recording of another kind of animal, which is not "
+                                   "replaced. Choose another name.")
+                                    .arg(QFileInfo(found).fileName()),
+                                QMessageBox::Ok, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setTextFormat(Qt::PlainText);
+    box->open();
 }
 
 void SetupPanel::takeName(const QString& base, const QString& replaceable)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/Inbox.h"
+#include "hardware/DiskThread.h"
 #include "session/SessionTypes.h"
 #include "ui/Card.h"
 
@@ -91,6 +93,8 @@ private:
     [[nodiscard]] int animalType() const;
     [[nodiscard]] QStringList enteredAnimalIds() const;
     void showBasePath();
+    void lookAtName(const QString& path);
+    void refuseName(const QString& found);
     void takeName(const QString& base, const QString& replaceable);
     void askToReplace(const QString& base, const QString& raw, const QString& found);
 
@@ -116,7 +120,10 @@ private:
     int m_offeredChannels = 0;
     int m_wantedChannels = 0; ///< asked for by someone; 0: all
     int m_animalType = 0;
+    int m_namesChosen = 0;
     bool m_locked = false;
+    DiskThread m_disk{QStringLiteral("recording names")};
+    Inbox m_answers;
 };
 
 } // namespace vt

@@ -246,6 +246,7 @@ TEST_F(SetupPanelTest, TheFileDialogCarriesTheUnitsExtensionAndGivesABasePath)
         EXPECT_EQ(dialog->defaultSuffix(), extension);
         EXPECT_EQ(dialog->directory(), QDir::temp());
         emit dialog->fileSelected(u"/data/night.bin.2."_s + extension);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return chosen.count() == 1; }));
         EXPECT_EQ(m_panel.setup().basePath, u"/data/night.bin.2"_s);
         ASSERT_EQ(chosen.count(), 1);
         EXPECT_EQ(chosen.takeFirst()[0].toString(), u"/data/night.bin.2"_s);
@@ -267,10 +268,27 @@ TEST_F(SetupPanelTest, OnlyWhatTheFileDialogHasAskedAboutMayBeReplaced)
         ASSERT_NE(dialog, nullptr);
         emit dialog->fileSelected(chosen);
         dialog->reject();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return dialog.isNull(); }));
-        EXPECT_EQ(m_panel.setup().basePath, folder.filePath(u"night"_s));
-        EXPECT_EQ(m_panel.setup().replaceable, agreed);
+        EXPECT_TRUE(QTest::qWaitFor([&] {
+            return dialog.isNull() && m_panel.setup().basePath == folder.filePath(u"night"_s) &&
+                   m_panel.setup().replaceable == agreed;
+        }));
+        m_panel.setBasePath({});
     }
+}
+
+TEST_F(SetupPanelTest, ANameThatAnotherKindOfAnimalHasIsRefusedAtOnce)
+{
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(u"night.FeatVecfb"_s)); // a mouse's, without its raw file
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(QByteArray(5000, 'x')) > 0 && file.flush());
+    m_panel.setDevice(details(u"Dev1"_s, 2, 2));
+    const QPointer<QFileDialog> dialog = openDialog();
+    emit dialog->fileSelected(folder.filePath(u"night.bin"_s));
+    dialog->reject();
+    QPointer<QMessageBox> box;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return box = m_panel.findChild<QMessageBox*>(); }));
+    EXPECT_TRUE(box->text().contains(u"night.FeatVecfb"_s)) << qPrintable(box->text());
+    EXPECT_TRUE(m_panel.setup().basePath.isEmpty());
 }
 
 // A raw file that was moved away leaves the rest of its recording, which the file dialog does not ask about.
@@ -286,8 +304,8 @@ TEST_F(SetupPanelTest, WhatIsLeftOfARecordingIsAskedAbout)
         ASSERT_NE(dialog, nullptr);
         emit dialog->fileSelected(chosen);
         dialog->reject();
-        const QPointer<QMessageBox> box = m_panel.findChild<QMessageBox*>();
-        ASSERT_NE(box, nullptr);
+        QPointer<QMessageBox> box;
+        ASSERT_TRUE(QTest::qWaitFor([&] { return box = m_panel.findChild<QMessageBox*>(); }));
         EXPECT_TRUE(box->text().contains(u"night_daq.Tstamp"_s));
         for (QAbstractButton* button : box->buttons())
             if (button->text() == (agrees ? u"&Replace"_s : u"&Cancel"_s))
