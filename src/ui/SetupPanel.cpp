@@ -2,7 +2,6 @@
 #include "ui/SetupPanel.h"
 
 #include "acquisition/AcquisitionFrame.h"
-#include "recording/RecordedFiles.h"
 #include "recording/SegmentPaths.h"
 #include "ui/ElidedLabel.h"
 #include "ui/StatusText.h"
@@ -399,25 +398,13 @@ void SetupPanel::selectFile()
 }
 
 /// The dialog asks about a file that is there, and about no other: another unit's files, or one that another
-/// instance writes meanwhile, have other names or come later. On the disk's thread: a share may hang.
+/// instance writes meanwhile, have other names or come later.
 void SetupPanel::lookAtName(const QString& path)
 {
-    struct Found
-    {
-        bool isThere = false;
-        QString any;         ///< a file of an earlier recording
-        QString ofOtherKind; ///< likewise, that would not be replaced with this one
-    };
     const QString base = stripRecordingExtension(path);
     const QString raw = segmentPaths(base, animalType()).raw;
     m_fileName->setText(tr("Looking at the disk…"));
-    const auto look = [path, base, raw] {
-        return QFileInfo::exists(path) ? Found{true, {}, {}}
-                                       : Found{false, recordedFile(base), recordedFile(base, raw)};
-    };
-    m_disk.run(m_answers, look, [this, path, base, raw, mine = ++m_namesChosen](const Found& found) {
-        if (mine != m_namesChosen)
-            return; // another name was chosen meanwhile
+    m_names.look(path, base, raw, [this, path, base, raw](const RecordingNameState& found) {
         showBasePath();
         if (m_locked)
             return;

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "base/Inbox.h"
-#include "hardware/DiskThread.h"
+#include "session/RecordingNameDisk.h"
 #include "session/SessionTypes.h"
 #include "ui/Card.h"
 
@@ -120,10 +119,8 @@ private:
     int m_offeredChannels = 0;
     int m_wantedChannels = 0; ///< asked for by someone; 0: all
     int m_animalType = 0;
-    int m_namesChosen = 0;
     bool m_locked = false;
-    DiskThread m_disk{QStringLiteral("recording names")};
-    Inbox m_answers;
+    RecordingNameDisk m_names;
 };
 
 } // namespace vt

@@ -448,8 +448,7 @@ TEST(MainWindow, StimulatesByTheMenusKeyWhileARecordingIsSetUpForIt)
 
     h.button(u"startButton"_s)->click();
     ASSERT_TRUE(WindowHarness::waitUntil([&] { return h.deliver(1) == 1; }));
-    EXPECT_TRUE(
-        WindowHarness::waitUntil([&] { return shown->text() == u"Stimulation: by hand, cage 2"_s; }));
+    EXPECT_TRUE(WindowHarness::waitUntil([&] { return shown->text() == u"Stimulation: by hand, cage 2"_s; }));
     h.unit.clearDeviceEvents();
     QTest::keyClick(&h.window, Qt::Key_T, Qt::ControlModifier);
     EXPECT_EQ(h.session.status().stimulation.stimulations, 1U);
