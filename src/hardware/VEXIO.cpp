@@ -169,7 +169,7 @@ void VEXIO::restore(I2C* bus, const QString& deviceName)
     if (m_interruptTimer && !m_interruptLine.open(deviceName + QStringLiteral("/port0/line7")))
         qDebug().noquote() << "VEXIO::restore"
                            << "DAQ ERROR" << m_interruptLine.errorText();
-    if (!m_statusTimer->isActive()) {
+    if (!m_isPolled) {
         rewriteSettings();
         return;
     }

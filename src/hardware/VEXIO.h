@@ -225,6 +225,7 @@ private:
     bool m_isStatusReadErrorLogged = false;
     bool m_isInterruptReadErrorLogged = false;
     bool m_isInterruptHigh = false;
+    bool m_isPolled = false; ///< the status, until stopStatusPolling
     PollPace m_statusPace;
     int m_statusMisses = 0; ///< in a row
     bool m_isAwayTold = false;

@@ -80,8 +80,8 @@ void VEXIO::resyncCageEnable()
         qDebug().noquote() << "VEXIO: *** HARDWARE CLEARED REG_BSCONFIG! *** Last:"
                            << binaryByte(m_configMask) << "Current:" << binaryByte(*current);
         logEnabledFaults(QStringLiteral("  Cage"));
-        forgetWrittenProfiles();      // they went with the mask
-        if (m_checkTimer->isActive()) // polled: a data line that is held low reads as zeros, too
+        forgetWrittenProfiles(); // they went with the mask
+        if (m_isPolled)          // a data line that is held low reads as zeros, too
             m_checkTimer->start(CheckSoonMs, TimerMode::SingleShot);
     }
     if (writeRegister(REG_BSCONFIG, m_configMask))
@@ -218,7 +218,7 @@ void VEXIO::retryStop()
     if (m_bus->failed() || m_stopRetries == MostStopRetries)
         tellUnstopped();
     // While the status is polled, its next answer is the time for a further try.
-    if (!m_bus->failed() && (m_stopRetries < MostStopRetries || !m_statusTimer->isActive()))
+    if (!m_bus->failed() && (m_stopRetries < MostStopRetries || !m_isPolled))
         m_stopTimer->start(FirstStopRetryMs << std::min(m_stopRetries, MostStopRetries),
                            TimerMode::SingleShot);
 }

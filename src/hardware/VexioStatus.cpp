@@ -27,6 +27,7 @@ void VEXIO::startStatusPolling()
 {
     if (!hasBus("startStatusPolling"))
         return;
+    m_isPolled = true;
     letOthersIn();
     m_checkTimer->start(CheckPeriodMs, TimerMode::SingleShot);
     pollStatus();
@@ -34,6 +35,7 @@ void VEXIO::startStatusPolling()
 
 void VEXIO::stopStatusPolling()
 {
+    m_isPolled = false;
     m_statusTimer->stop();
     m_checkTimer->stop();
 }
@@ -124,7 +126,7 @@ bool VEXIO::isBelievable()
 
 void VEXIO::checkUnit()
 {
-    if (m_checkTimer->isActive() || m_statusTimer->isActive())
+    if (m_isPolled) // not by the status timer, which may have run out at this very moment
         m_checkTimer->start(CheckPeriodMs, TimerMode::SingleShot);
     if (!m_bus || m_bus->failed() || m_diagnostics || m_isDoubted || m_statusMisses > 0)
         return;

@@ -4,6 +4,7 @@
 #include "SessionHarness.h"
 
 #include "acquisition/AcquisitionFrame.h"
+#include "daqmx/NeverDestroyed.h"
 #include "platform/DaqClaim.h"
 #include "processing/FilterTables.h"
 #include "recording/RawFileReader.h"
@@ -416,12 +417,13 @@ TEST(PresentPort, IsTheOnlyOneWithTheUsbDeviceWhenTheNameHasItNoMore)
 TEST_F(AmplifierSession, APortThatHangsIsGivenUp)
 {
     LogCapture log;
-    static HangingPorts hanging; // used by a thread that is left to itself
+    static NeverDestroyed<HangingPorts> kept; // used by a thread that is left to itself, to the very end
+    HangingPorts& hanging = kept.get();
     hanging.isHeld = true;
     StrivixRecordingDevice device(hanging, [this] { return std::vector{port()}; }, {});
     std::optional<RecordingDevice::Reading> told;
     device.select(Name, [&](const RecordingDevice::Reading& reading) { told = reading; });
-    ASSERT_TRUE(SessionHarness::waitUntil([] { return hanging.isWaiting.load(); }));
+    ASSERT_TRUE(SessionHarness::waitUntil([&hanging] { return hanging.isWaiting.load(); }));
     hanging.time.advance(StrivixRecordingDevice::AnswerWaitMs - 1);
     SessionHarness::settle();
     EXPECT_FALSE(told);
