@@ -268,9 +268,9 @@ TEST_F(SetupPanelTest, OnlyWhatTheFileDialogHasAskedAboutMayBeReplaced)
         ASSERT_NE(dialog, nullptr);
         emit dialog->fileSelected(chosen);
         dialog->reject();
-        EXPECT_TRUE(QTest::qWaitFor([&] {
+        EXPECT_TRUE(QTest::qWaitFor([&, wanted = agreed] {
             return dialog.isNull() && m_panel.setup().basePath == folder.filePath(u"night"_s) &&
-                   m_panel.setup().replaceable == agreed;
+                   m_panel.setup().replaceable == wanted;
         }));
         m_panel.setBasePath({});
     }
