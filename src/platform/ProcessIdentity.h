@@ -8,6 +8,8 @@ namespace vt::platform {
 /// Tells running programs of this computer apart from all that ran before: process ids are used again, soon
 /// after a restart. Any thread; nothing waits.
 
+/// Names a process that runs, beginning with its id and a "-"; empty when none has that id. The system's own.
+[[nodiscard]] QString processIdentity(qint64 processId);
 /// Names this process for as long as it runs, to be kept where others can read it. Empty when the system
 /// does not tell.
 [[nodiscard]] QString ownProcessIdentity();

@@ -4,7 +4,6 @@
 #include "platform/ProcessIdentity.h"
 
 #include <QByteArray>
-#include <QCoreApplication>
 #include <QFile>
 #include <QList>
 
@@ -18,8 +17,9 @@ QByteArray contentsOf(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// Empty when no such process runs.
-QString identityOf(qint64 processId)
+} // namespace
+
+QString processIdentity(qint64 processId)
 {
     // As proc(5) has it: fields 3 (state) and 22 (start). The second, a name in brackets, may hold both
     // blanks and brackets.
@@ -34,19 +34,6 @@ QString identityOf(qint64 processId)
         return {};
     return QStringLiteral("%1-%2-%3")
         .arg(QString::number(processId), QString::fromLatin1(fields[StartField]), QString::fromLatin1(boot));
-}
-
-} // namespace
-
-QString ownProcessIdentity()
-{
-    return identityOf(QCoreApplication::applicationPid());
-}
-
-bool isProcessRunning(const QString& identity)
-{
-    const qint64 processId = identity.section(QLatin1Char('-'), 0, 0).toLongLong();
-    return processId > 0 && identityOf(processId) == identity;
 }
 
 } // namespace vt::platform
